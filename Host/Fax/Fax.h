@@ -1,0 +1,49 @@
+// The host fax library, libkzfax.so.19: raw ITU-T T.4 (Group 3), T.6 (Group 4)
+// and IBM MMR coding.
+#pragma once
+
+#include "Host/Kernel/Export.h"
+#include "Host/Kernel/HostRecords.h"
+
+// Codes of the raw data, in _LOADINFO::nFormat and as encoder codes.
+constexpr int K_FAX_G3_1D = 66;    // T.4 one-dimensional (MH)
+constexpr int K_FAX_G3_2D = 67;    // T.4 two-dimensional (MR)
+constexpr int K_FAX_G4 = 68;       // T.6 (MMR)
+constexpr int K_FAX_IBM_MMR = 117; // T.4 two-dimensional with an infinite K
+
+extern "C" {
+
+// Decodes the raw fax data at hFile's position, read in pieces with
+// K_RedirectedRead, and hands each of pInfo->nHeight rows to pfnCallback, a 1
+// bit being black, in the order in which they are coded.
+//
+// The rows have pBitmap's nBytesPerLine bytes (never fewer than the width
+// needs), the bits behind the width being 0. pInfo->uFlags 0x8: the code's bits
+// are reversed in each byte.
+//
+// Returns 1; the callback's result when that is not 1; -1 for no memory; -27
+// when nBitsPerPixel is not 1; -7 when the data end before the last row and
+// without an end marker; -9 for a bad code, after which nothing more can be
+// decoded (for Group 4 pDispatch->nLoadError is then -62). Group 3 resumes at
+// the next EOL: a damaged line is replaced by the line above, the load succeeds
+// and nLoadError is left at -9. Rows decoded before a failure have been
+// delivered. An end marker (RTC, EOFB, EOP) before the last row fills the rest
+// with white.
+K_EXPORT int K_LoadRawFax(_LOADDISPATCH* pDispatch, tagHANDLE* hFile, _LOADINFO* pInfo,
+                          void* pContext, _BITMAPHANDLE* pBitmap, K_RowCallback pfnCallback,
+                          int nBitsPerPixel, void* pUserData);
+
+// Encodes the bitmap as raw fax data of nEncoderCode (K_FAX_*) and writes it
+// with K_RedirectedWrite in pieces of tens of kilobytes. The rows come from the
+// row routines of pDispatch; a colour table whose byte 10 is below 0x7F says
+// that a 0 bit is black. Two-dimensional Group 3 uses K = 4.
+//
+// Returns 1; -27 when nBitsPerPixel is not 1; -9 for an unknown code; -1 for no
+// memory; -5 for a short write; the status of a row routine that fails. The row
+// conversion is ended on every path.
+K_EXPORT int K_SaveRawFax(_SAVEDISPATCH* pDispatch, tagHANDLE* hFile, _BITMAPHANDLE* pBitmap,
+                          int nBitsPerPixel, int nEncoderCode, uint32_t uHostFlags,
+                          void* pfnHostCallback, void* pHostUserData, void* pReserved1,
+                          int nReserved2, void* pReserved3, void* pReserved4);
+
+}  // extern "C"
