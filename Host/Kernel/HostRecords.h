@@ -75,8 +75,8 @@ struct _LOADINFO {
 };
 
 // _IMAGEFILEINFO::uFlags.
-constexpr uint32_t K_FILEINFO_DESCRIBED = 0x40;      // fltInfo has filled the record
-constexpr uint32_t K_FILEINFO_FORMAT_KNOWN = 0x1000; // nFormat says what a memory block holds
+constexpr uint32_t K_FILEINFO_DESCRIBED = 0x40;       // fltInfo has filled the record
+constexpr uint32_t K_FILEINFO_FORMAT_KNOWN = 0x1000;  // nFormat says what a memory block holds
 
 // What a filter says of one page of a file.
 struct _IMAGEFILEINFO {
@@ -189,9 +189,8 @@ using K_EndRowsRoutine = int (*)(_BITMAPHANDLE* pBitmap, void** ppContext, uint3
 // Puts row nRow of the picture (0 = the top one, whatever the view perspective)
 // into the row buffer, converted.
 using K_GetRowRoutine = int (*)(_BITMAPHANDLE* pBitmap, void* pContext, unsigned char* pRow,
-                                int nRow, int nReserved, uint32_t uHostFlags,
-                                void* pfnHostCallback, void* pHostUserData,
-                                unsigned char* pColorTable);
+                                int nRow, int nReserved, uint32_t uHostFlags, void* pfnHostCallback,
+                                void* pHostUserData, unsigned char* pColorTable);
 
 // Saves a bitmap in the host format nFormat into a new global memory block.
 // Returns 1 and the block with its size, else a status and no block.

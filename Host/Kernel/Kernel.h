@@ -84,8 +84,8 @@ K_EXPORT void K_GetFilterIOData(void** ppOpen, void** ppRead, void** ppWrite, vo
 
 // --- Memory ----------------------------------------------------------------
 //
-// nLine and pszSource tag the caller; K_LiveBlockReport of KernelTesting.h names
-// them for blocks that were never freed.
+// nLine and pszSource say which call made a block. This kernel counts the live
+// blocks and keeps no more of them.
 
 // nSize * nCount bytes: null on overflow or when out of memory, a valid block
 // for size 0.
