@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 
 #include <algorithm>
+#include <new>
 
 #include "Host/Kernel/Status.h"
 
@@ -27,7 +28,7 @@ K_DllLoader::K_DllLoader() = default;
 
 K_DllLoader::~K_DllLoader() { Unload(); }
 
-int K_DllLoader::LoadLib(KV_LIBID id, int, const void*) {
+int K_DllLoader::LoadLib(KV_LIBID id, int, const void*) try {
   if (m_pLibrary != nullptr) return K_SUCCESS;
   const char* name = FileName(id);
   if (name == nullptr) return 0;
@@ -35,13 +36,17 @@ int K_DllLoader::LoadLib(KV_LIBID id, int, const void*) {
   if (!folder.empty()) m_pLibrary = dlopen((folder + name).c_str(), RTLD_NOW | RTLD_LOCAL);
   if (m_pLibrary == nullptr) m_pLibrary = dlopen(name, RTLD_NOW | RTLD_LOCAL);
   return m_pLibrary != nullptr ? K_SUCCESS : 0;
+} catch (const std::bad_alloc&) {
+  return 0;
 }
 
-int K_DllLoader::AddFunction(const char* pszName) {
+int K_DllLoader::AddFunction(const char* pszName) try {
   if (m_pLibrary == nullptr || pszName == nullptr) return 0;
   void* address = dlsym(m_pLibrary, pszName);
   if (Find(pszName) == nullptr) m_aFunctions.push_back({pszName, address});
   return address != nullptr ? 1 : 0;
+} catch (const std::bad_alloc&) {
+  return 0;
 }
 
 int K_DllLoader::IsLoaded() const { return m_pLibrary != nullptr ? 1 : 0; }

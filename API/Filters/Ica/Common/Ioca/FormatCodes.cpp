@@ -57,3 +57,7 @@ uint32_t FormatCodeIn(const FormatRow* row, Container container) {
   }
   return 0;
 }
+
+uint32_t DescribedFormatCode(const FormatRow* row, Container container) {
+  return row->coding == Coding::Jpeg ? row->modca : FormatCodeIn(row, container);
+}

@@ -59,5 +59,7 @@ K_EXPORT const FormatRow* FormatRows(int* pnCount);
 K_EXPORT const FormatRow* FindCompression(unsigned char compression);
 // Row and container of a format code; a null row for other codes.
 K_EXPORT FormatCode FindFormatCode(uint32_t nFormat);
-// The row's format code in a container; 0 when there is none.
+// The row's format code for saving into a container; 0 when there is none.
 K_EXPORT uint32_t FormatCodeIn(const FormatRow* row, Container container);
+// The format code of a page as read: JPEG pages have one in every container.
+K_EXPORT uint32_t DescribedFormatCode(const FormatRow* row, Container container);

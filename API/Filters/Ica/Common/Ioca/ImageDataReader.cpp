@@ -1,0 +1,100 @@
+#include "API/Filters/Ica/Common/Ioca/ImageDataReader.h"
+
+#include <algorithm>
+
+#include "API/Filters/Ica/Common/Ioca/BigEndian.h"
+#include "API/Filters/Ica/Common/Ioca/SelfDefiningField.h"
+#include "API/Filters/Ica/Common/Ioca/StructuredField.h"
+#include "API/Filters/Ica/Common/Thread.h"
+
+int ReadIPD(tagHANDLE* handle, unsigned char* buffer, unsigned int count) {
+  if (count == 0) return 0;
+  FilterThreadState* state = ThreadState();
+  unsigned left = count;
+  while (left > 0) {
+    if (state->bReadIPD == 0) {
+      state->nIPDLeft = left;
+    } else if (state->nIPDLeft == 0) {
+      if (ReadSFI(handle, &state->sfiRead) != K_SUCCESS) return -1;
+      if (state->sfiRead.wTypeCategory != SF_IMAGE_PICTURE_DATA) {
+        if (SeekBackToSFI(handle, state->sfiRead) < 0) return -1;
+        return static_cast<int>(count - left);
+      }
+      state->nIPDLeft = SFDataLength(state->sfiRead);
+      if (state->nIPDLeft == 0) continue;
+    }
+    const unsigned n = std::min(state->nIPDLeft, left);
+    if (!ReadBound(state, handle, buffer, n)) return -1;
+    state->nIPDLeft -= n;
+    left -= n;
+    buffer += n;
+  }
+  return static_cast<int>(count);
+}
+
+namespace {
+
+// What ReadIMG and ReadRawIMG share. Returns the bytes delivered, or -1 with
+// *status set.
+int ReadImageData(FilterThreadState* state, tagHANDLE* handle, unsigned char* buffer,
+                  unsigned count, int* status) {
+  unsigned left = count;
+  while (left > 0) {
+    if (state->nImageDataLeft == 0) {
+      const int result = ReadICA_SDF(handle, &state->sdfRead);
+      if (result != K_SUCCESS) {
+        *status = result;
+        return -1;
+      }
+      if (state->sdfRead.wId != SDF_IMAGE_DATA) break;
+      state->nImageDataLeft = state->sdfRead.wLength;
+      continue;
+    }
+    const unsigned n = std::min(state->nImageDataLeft, left);
+    if (ReadIPD(handle, buffer, n) != static_cast<int>(n)) {
+      *status = K_ERROR_READ;
+      return -1;
+    }
+    state->nImageDataLeft -= n;
+    left -= n;
+    buffer += n;
+  }
+  return static_cast<int>(count - left);
+}
+
+}  // namespace
+
+int ReadIMG(tagHANDLE* handle, unsigned char* buffer, unsigned int count, void*) {
+  if (count == 0) return 0;
+  FilterThreadState* state = ThreadState();
+  int status = K_SUCCESS;
+  const int delivered = ReadImageData(state, handle, buffer, count, &status);
+  if (delivered >= 0 && delivered < static_cast<int>(count)) {
+    state->nImageDataRead = static_cast<uint32_t>(delivered);
+  }
+  return delivered;
+}
+
+int ReadRawIMG(tagHANDLE* handle, unsigned char* buffer, unsigned int count, int* status) {
+  if (count == 0) return 0;
+  return ReadImageData(ThreadState(), handle, buffer, count, status);
+}
+
+int GetBufferData(tagHANDLE* handle, unsigned char* buffer, unsigned int size) {
+  unsigned gathered = 0;
+  while (gathered < size) {
+    unsigned char bytes[2];
+    if (K_RedirectedRead(handle, bytes, 2) != 2) return K_ERROR_READ;
+    if (GetBig16(bytes) != SDF_IMAGE_DATA) return K_SUCCESS;
+    if (K_RedirectedRead(handle, bytes, 2) != 2) return K_ERROR_READ;
+    const unsigned length = GetBig16(bytes);
+    const unsigned kept = std::min(length, size - gathered);
+    if (K_RedirectedRead(handle, buffer + gathered, kept) != static_cast<int>(kept)) {
+      return K_ERROR_READ;
+    }
+    gathered += kept;
+    const int rest = static_cast<int>(length - kept);
+    if (rest > 0 && K_RedirectedSeek(handle, rest, K_SEEK_CURRENT) < 0) return K_ERROR_READ;
+  }
+  return K_SUCCESS;
+}

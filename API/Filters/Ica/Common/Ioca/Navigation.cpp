@@ -1,0 +1,70 @@
+#include "API/Filters/Ica/Common/Ioca/Navigation.h"
+
+#include "API/Filters/Ica/Common/Ioca/StructuredField.h"
+
+int K_GetTotalPages(tagHANDLE* handle, int* pnPages) {
+  *pnPages = 0;
+  _SFI sfi;
+  // Resource groups and the like may stand before the document.
+  do {
+    const int status = ReadSFI(handle, &sfi);
+    if (status <= 0) return status;
+    if (sfi.wTypeCategory == SF_END_DOCUMENT) return K_ERROR_INVALID_FORMAT;
+    SkipSFData(handle, &sfi);
+  } while (sfi.wTypeCategory != SF_BEGIN_DOCUMENT);
+
+  do {
+    const int status = ReadSFI(handle, &sfi);
+    if (status <= 0) return status;
+    if (sfi.wTypeCategory == SF_BEGIN_PAGE) ++*pnPages;
+    SkipSFData(handle, &sfi);
+  } while (sfi.wTypeCategory != SF_END_DOCUMENT);
+  return K_SUCCESS;
+}
+
+namespace {
+
+// Stops at the introducer of the End Page field wanted, which stays in *sfi.
+int SeekEndPage(tagHANDLE* handle, int nPage, _SFI* sfi) {
+  int count = 0;
+  for (;;) {
+    const int status = ReadSFI(handle, sfi);
+    if (status <= 0) return status;
+    if (sfi->wTypeCategory == SF_END_PAGE && ++count == nPage) return K_SUCCESS;
+    SkipSFData(handle, sfi);
+    if (sfi->wTypeCategory == SF_END_DOCUMENT) return K_END_OF_DOCUMENT;
+  }
+}
+
+}  // namespace
+
+int K_GetEndPage(tagHANDLE* handle, int nPage) {
+  _SFI sfi;
+  return SeekEndPage(handle, nPage, &sfi);
+}
+
+int FindEndOfPage(tagHANDLE* handle, int nPage, int* pnPos) {
+  _SFI sfi;
+  int status = SeekEndPage(handle, nPage, &sfi);
+  if (status == K_SUCCESS) status = SkipSFData(handle, &sfi);
+  *pnPos = K_RedirectedSeek(handle, 0, K_SEEK_CURRENT);
+  return *pnPos < 0 ? K_ERROR_SEEK : status;
+}
+
+int FindImageObject(tagHANDLE* handle, int* pnPos, int bNext) {
+  _SFI sfi;
+  bool leaving = bNext != 0;  // still in the Image Picture Data of the object before
+  for (;;) {
+    int status = ReadSFI(handle, &sfi);
+    if (status <= 0) return status;
+    const bool pictureData = sfi.wTypeCategory == SF_IMAGE_PICTURE_DATA;
+    if (pictureData && !leaving) break;
+    if (!pictureData) leaving = false;
+    status = SkipSFData(handle, &sfi);
+    if (status <= 0) return status;
+  }
+  const int position = SeekBackToSFI(handle, sfi);
+  if (position < 0) return K_ERROR_SEEK;
+  *pnPos = position;
+  return K_SUCCESS;
+}
