@@ -1,0 +1,69 @@
+// An owned bitmap of the kernel.
+#pragma once
+
+#include <cstdint>
+
+#include "Host/Kernel/Export.h"
+#include "Host/Kernel/HostRecords.h"
+
+namespace kz {
+
+// Rows of one bitmap take at most this many bytes: a few bytes of a hostile file
+// must not ask for more memory than a machine has.
+constexpr int64_t kMaxPictureBytes = int64_t{1} << 30;
+
+// Whether a picture of this size and depth (1, 4, 8 or 24 bits per pixel) stays
+// within kMaxPictureBytes; false for sizes that aren't positive.
+K_EXPORT bool IsSanePicture(int64_t width, int64_t height, int bitsPerPixel);
+
+// Move-only owner of a _BITMAPHANDLE, its rows and its palette.
+class K_EXPORT Bitmap {
+ public:
+  Bitmap() = default;
+  ~Bitmap();
+  Bitmap(Bitmap&& other) noexcept;
+  Bitmap& operator=(Bitmap&& other) noexcept;
+
+  // Makes a bitmap of zero rows in place of the old one, without a palette and
+  // with resolution 0. Returns 1; -27 for a depth other than 1, 4, 8 and 24, -9
+  // for a size that isn't positive or beyond kMaxPictureBytes, -1 for no memory;
+  // the bitmap is empty then.
+  int Create(int width, int height, int bitsPerPixel, int colorOrder = K_ORDER_BGR,
+             int viewPerspective = K_VIEW_TOP_DOWN);
+  // Makes an independent copy of another bitmap. Returns 1 or -1 (then empty).
+  int CopyFrom(const Bitmap& other);
+  // Frees rows and palette.
+  void Reset();
+
+  bool Empty() const { return m_handle.pRows == nullptr; }
+  // The kernel's record. The kernel and the filter may change it.
+  _BITMAPHANDLE* Handle() { return &m_handle; }
+  const _BITMAPHANDLE* Handle() const { return &m_handle; }
+
+  // The picture's row from the top, counted from 0, whatever the view perspective:
+  // BytesPerLine() bytes. The row must be in range.
+  unsigned char* TopDownRow(int row);
+  const unsigned char* TopDownRow(int row) const;
+
+  int Width() const { return m_handle.nWidth; }
+  int Height() const { return m_handle.nHeight; }
+  int BitsPerPixel() const { return m_handle.nBitsPerPixel; }
+  int BytesPerLine() const { return m_handle.nBytesPerLine; }
+  int ColorOrder() const { return m_handle.nColorOrder; }
+  // Dots per inch; 0 = not known.
+  int XResolution() const { return m_handle.nXResolution; }
+  int YResolution() const { return m_handle.nYResolution; }
+  void SetResolution(int x, int y);
+
+  // Gives it a palette of four-byte entries: red, green, blue, 0. Returns 1 or -1.
+  int SetPalette(const unsigned char* entries, int colors);
+  // Four-byte entries, null when there is no palette.
+  const unsigned char* Palette() const { return m_handle.pPalette; }
+  // Entries of the palette; 0 when there is none.
+  int Colors() const { return m_handle.pPalette != nullptr ? m_handle.nColors : 0; }
+
+ private:
+  _BITMAPHANDLE m_handle{};
+};
+
+}  // namespace kz
