@@ -6,10 +6,10 @@
 #include "Host/Kernel/HostRecords.h"
 
 // Codes of the raw data, in _LOADINFO::nFormat and as encoder codes.
-constexpr int K_FAX_G3_1D = 66;    // T.4 one-dimensional (MH)
-constexpr int K_FAX_G3_2D = 67;    // T.4 two-dimensional (MR)
-constexpr int K_FAX_G4 = 68;       // T.6 (MMR)
-constexpr int K_FAX_IBM_MMR = 117; // T.4 two-dimensional with an infinite K
+constexpr int K_FAX_G3_1D = 66;     // T.4 one-dimensional (MH)
+constexpr int K_FAX_G3_2D = 67;     // T.4 two-dimensional (MR)
+constexpr int K_FAX_G4 = 68;        // T.6 (MMR)
+constexpr int K_FAX_IBM_MMR = 117;  // T.4 two-dimensional with an infinite K
 
 extern "C" {
 

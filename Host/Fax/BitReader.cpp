@@ -1,0 +1,55 @@
+#include "Host/Fax/BitReader.h"
+
+#include <algorithm>
+
+namespace fax {
+
+namespace {
+
+// Reverses the order of the bits in each of nCount bytes.
+void ReverseBits(unsigned char* pBytes, size_t nCount) {
+  const auto exchange = [](uint64_t n, int nShift, uint64_t mask) {
+    return ((n >> nShift) & mask) | ((n & mask) << nShift);
+  };
+  for (size_t i = 0; i < nCount; i += sizeof(uint64_t)) {
+    const size_t nBytes = std::min(nCount - i, sizeof(uint64_t));
+    uint64_t word = 0;
+    std::memcpy(&word, pBytes + i, nBytes);
+    word = exchange(word, 1, 0x5555555555555555);
+    word = exchange(word, 2, 0x3333333333333333);
+    word = exchange(word, 4, 0x0F0F0F0F0F0F0F0F);
+    std::memcpy(pBytes + i, &word, nBytes);
+  }
+}
+
+}  // namespace
+
+BitReader PieceSource::Start() {
+  pEnd = pMemory;
+  BitReader reader{0, 0, pMemory, pMemory, this};
+  reader = NextPiece(reader);
+  reader.Refill();
+  return reader;
+}
+
+BitReader PieceSource::NextPiece(BitReader reader) {
+  if (bLastPiece) {
+    reader.pNext = pEnd + kZerosBehindData / 2;
+    return reader;
+  }
+  const size_t nTail = static_cast<size_t>(pEnd - reader.pNext);
+  std::memmove(pMemory, reader.pNext, nTail);
+  unsigned char* const pPiece = pMemory + nTail;
+  const int nRead = pfnRead(pContext, pPiece, kPieceSize);
+  const size_t nPiece = std::min(static_cast<unsigned int>(std::max(nRead, 0)), kPieceSize);
+  if (bReversedBits) ReverseBits(pPiece, nPiece);
+  std::memset(pPiece + nPiece, 0, kZerosBehindData);
+
+  bLastPiece = nPiece < kPieceSize;
+  pEnd = pPiece + nPiece;
+  reader.pNext = pMemory;
+  reader.pLastLoad = pEnd - sizeof(uint64_t) + (bLastPiece ? kZerosBehindData : 0);
+  return reader;
+}
+
+}  // namespace fax

@@ -1,0 +1,81 @@
+// Bits of the coded data, most significant first, from a 64-bit buffer that is
+// refilled out of a piece of the file.
+#pragma once
+
+#include <bit>
+#include <cstdint>
+#include <cstring>
+
+namespace fax {
+
+// Reads at most nCount bytes into pBuffer. Returns the bytes read: fewer than
+// asked for at the end of the data, none or a negative value on failure.
+using ReadPieceRoutine = int (*)(void* pContext, unsigned char* pBuffer, unsigned int nCount);
+
+constexpr unsigned int kPieceSize = 32 * 1024;
+// What stands around a piece: the tail of the one before, and zeros behind the
+// end of the data. No code consists of zeros, so no decoder runs far into them.
+constexpr unsigned int kPieceTail = 8;
+constexpr unsigned int kZerosBehindData = 64;
+constexpr size_t kPieceMemory = kPieceTail + kPieceSize + kZerosBehindData;
+
+// The longest code word: a black make-up code.
+constexpr int kLongestCode = 13;
+
+inline uint64_t BigEndian64(uint64_t n) {
+  return std::endian::native == std::endian::little ? __builtin_bswap64(n) : n;
+}
+
+struct BitReader;
+
+// Where the bits come from.
+struct PieceSource {
+  unsigned char* pMemory;  // kPieceMemory bytes
+  ReadPieceRoutine pfnRead;
+  void* pContext;
+  bool bReversedBits;  // the bits of each byte come in reversed order
+  bool bLastPiece = false;
+  const unsigned char* pEnd = nullptr;  // end of the data in the piece
+
+  // A reader at the first bit.
+  BitReader Start();
+  // Puts the bytes that `reader` has not loaded in front of a new piece, or keeps
+  // it among the zeros behind the data. Returns the reader, ready to load.
+  BitReader NextPiece(BitReader reader);
+};
+
+// A plain value, so that a decoder can hold it in registers: copy it, take the
+// bits, store the copy back.
+struct BitReader {
+  uint64_t buffer;  // the next bits from the top; only the first nBits count
+  int nBits;
+  const unsigned char* pNext;
+  const unsigned char* pLastLoad;  // the last address that eight bytes can be loaded from
+  PieceSource* pSource;
+
+  // Makes at least 56 bits available.
+  void Refill() {
+    if (pNext > pLastLoad) [[unlikely]]
+      *this = pSource->NextPiece(*this);
+    uint64_t word;
+    std::memcpy(&word, pNext, sizeof word);
+    buffer |= BigEndian64(word) >> nBits;
+    pNext += (63 - nBits) >> 3;
+    nBits |= 56;
+  }
+  // The next nCount bits, 1 to 32, as a number.
+  uint32_t Peek(int nCount) const { return static_cast<uint32_t>(buffer >> (64 - nCount)); }
+  // Takes bits; no more than are available.
+  void Skip(int nCount) {
+    buffer <<= nCount;
+    nBits -= nCount;
+  }
+
+  // Bits of the data that are not taken, negative when zeros behind the data were;
+  // a huge number before the last piece is in.
+  int64_t BitsLeft() const {
+    return pSource->bLastPiece ? int64_t{8} * (pSource->pEnd - pNext) + nBits : INT64_MAX;
+  }
+};
+
+}  // namespace fax

@@ -1,0 +1,44 @@
+// What loading and saving share: memory from the kernel and the coding's code.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "Host/Fax/Coding.h"
+#include "Host/Fax/Fax.h"
+#include "Host/Kernel/Kernel.h"
+
+namespace fax {
+
+// A block of kernel memory; false when there was none to be had.
+class Memory {
+ public:
+  explicit Memory(size_t nSize) : m_pBlock(K_LocalAlloc(nSize, 1, __LINE__, "Host/Fax")) {}
+  ~Memory() { K_LocalFree(m_pBlock, __LINE__, "Host/Fax"); }
+  Memory(const Memory&) = delete;
+  Memory& operator=(const Memory&) = delete;
+  explicit operator bool() const { return m_pBlock != nullptr; }
+  unsigned char* Bytes() const { return static_cast<unsigned char*>(m_pBlock); }
+  uint64_t* Words() const { return static_cast<uint64_t*>(m_pBlock); }
+
+ private:
+  void* const m_pBlock;
+};
+
+// The coding of a K_FAX_* code; none for other codes.
+inline std::optional<Coding> CodingOf(int nCode) {
+  switch (nCode) {
+    case K_FAX_G3_1D:
+      return Coding::Group3OneDimensional;
+    case K_FAX_G3_2D:
+      return Coding::Group3TwoDimensional;
+    case K_FAX_G4:
+      return Coding::Group4;
+    case K_FAX_IBM_MMR:
+      return Coding::IbmMmr;
+    default:
+      return std::nullopt;
+  }
+}
+
+}  // namespace fax

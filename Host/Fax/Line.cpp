@@ -1,0 +1,30 @@
+#include "Host/Fax/Line.h"
+
+#include <cstring>
+
+#include "Host/Fax/BitReader.h"
+
+namespace fax {
+
+void DrawLine(const Line& line, int nWidth, uint64_t* pRow) {
+  const size_t nWords = RowWords(nWidth);
+  std::memset(pRow, 0, nWords * sizeof(uint64_t));
+  if (line.nElements == 0) return;
+  // Each element inverts the rest of its word ...
+  const uint16_t* const pElements = line.pElements;
+  for (int i = 0; i < line.nElements; i += 2) {
+    const unsigned int start = pElements[i];
+    const unsigned int end = pElements[i + 1];
+    pRow[start / 64] ^= ~uint64_t{0} >> (start % 64);
+    pRow[end / 64] ^= ~uint64_t{0} >> (end % 64);
+  }
+  // ... and, if the word then ends in black, the words behind it.
+  uint64_t black = 0;
+  for (size_t i = 0; i < nWords; ++i) {
+    const uint64_t word = pRow[i] ^ black;
+    black = -(word & 1);
+    pRow[i] = BigEndian64(word);
+  }
+}
+
+}  // namespace fax

@@ -1,0 +1,52 @@
+// A line of the picture as its changing elements (T.4 4.2.1.1): the positions of
+// the pixels whose colour differs from that of the pixel before, in increasing
+// order. A line begins with white, so those at even indices start black runs.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace fax {
+
+// The widest line: 0x7FFF pixels, rounded up to whole bytes.
+constexpr int kMaxWidth = 0x8000;
+
+// Elements that coding copies at a time.
+constexpr int kCopiedElements = 16;
+// One element before the first may be read, and is 0. Behind the last stands the
+// width, kSentinels times: the imaginary changing element behind the line, which
+// b1 and b2 may be, and as many as may be copied from there.
+constexpr int kSentinels = kCopiedElements + 4;
+
+// Elements of memory that a line of nWidth pixels takes.
+constexpr size_t LineMemory(int nWidth) {
+  return static_cast<size_t>(nWidth) + 1 + kSentinels + kCopiedElements;
+}
+
+struct Line {
+  uint16_t* pElements;
+  int nElements;
+
+  // A white line in `pMemory`, LineMemory(nWidth) elements.
+  static Line White(uint16_t* pMemory, int nWidth) {
+    pMemory[0] = 0;
+    Line line{pMemory + 1, 0};
+    line.End(line.pElements, nWidth);
+    return line;
+  }
+  // Ends the line at pEnd, behind its last element; elements at the width go.
+  void End(uint16_t* pEnd, int nWidth) {
+    while (pEnd > pElements && pEnd[-1] >= nWidth) --pEnd;
+    nElements = static_cast<int>(pEnd - pElements);
+    for (int i = 0; i < kSentinels; ++i) pEnd[i] = static_cast<uint16_t>(nWidth);
+  }
+};
+
+// Words of memory that a drawn row of nWidth pixels takes.
+constexpr size_t RowWords(int nWidth) { return static_cast<size_t>(nWidth) / 64 + 1; }
+
+// Draws the line as pixels, 1 being black: RowWords(nWidth) words, the first
+// pixel in the first byte's top bit, zeros behind the width.
+void DrawLine(const Line& line, int nWidth, uint64_t* pRow);
+
+}  // namespace fax

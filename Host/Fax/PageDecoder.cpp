@@ -1,0 +1,114 @@
+#include "Host/Fax/PageDecoder.h"
+
+#include <utility>
+
+#include "Host/Fax/CodeTables.h"
+
+namespace fax {
+
+namespace {
+
+constexpr int kReturnToControl = 6;  // EOL codes of RTC and EOP
+constexpr int kEndOfFacsimileBlockBits = 2 * kEndOfLineBits;
+constexpr uint32_t kEndOfFacsimileBlock = 0x001001;
+
+bool IsGroup3(Coding coding) {
+  return coding == Coding::Group3OneDimensional || coding == Coding::Group3TwoDimensional;
+}
+
+bool AtEndOfLineCode(const BitReader& in) { return in.Peek(kEndOfLineZeros) == 0; }
+
+// Takes zeros up to the next 1 bit. False when the data end first.
+bool SkipZeros(BitReader& in) {
+  while (in.Peek(32) == 0) {
+    in.Skip(32);
+    in.Refill();
+    if (in.BitsLeft() <= 0) return false;
+  }
+  in.Skip(std::countl_zero(in.buffer));
+  in.Refill();
+  return true;
+}
+
+// Takes bits up to the zeros of the next EOL. False when the data end first.
+bool SkipToEndOfLineCode(BitReader& in) {
+  in.Refill();
+  while (!AtEndOfLineCode(in)) {
+    in.Skip(std::countl_zero(in.buffer) + 1);
+    in.Refill();
+  }
+  return in.BitsLeft() > kEndOfLineZeros;
+}
+
+}  // namespace
+
+PageDecoder::PageDecoder(Coding coding, int nWidth, int nHeight, unsigned char* pMemory,
+                         ReadPieceRoutine pfnRead, void* pContext, bool bReversedBits)
+    : m_coding(coding),
+      m_nWidth(nWidth),
+      m_nHeight(nHeight),
+      m_source{pMemory + 2 * LineMemory(nWidth) * sizeof(uint16_t), pfnRead, pContext,
+               bReversedBits},
+      m_reader(m_source.Start()),
+      m_line(Line::White(reinterpret_cast<uint16_t*>(pMemory), nWidth)),
+      m_next(Line::White(reinterpret_cast<uint16_t*>(pMemory) + LineMemory(nWidth), nWidth)) {}
+
+LineStatus PageDecoder::StartOfGroup4Line() {
+  m_bOneDimensional = false;
+  m_reader.Refill();
+  if (m_reader.Peek(kEndOfFacsimileBlockBits) == kEndOfFacsimileBlock) return LineStatus::EndOfPage;
+  return LineStatus::Decoded;
+}
+
+LineStatus PageDecoder::StartOfLine() {
+  BitReader& in = m_reader;
+  if (m_bResume && !SkipToEndOfLineCode(in)) return LineStatus::EndOfData;
+  m_bResume = false;
+  // Without an EOL there is no tag bit: the first line is one-dimensional then,
+  // the others two-dimensional.
+  m_bOneDimensional = m_nRow == 0 || m_coding == Coding::Group3OneDimensional;
+  in.Refill();
+  int nEndOfLines = 0;
+  while (AtEndOfLineCode(in)) {
+    if (!SkipZeros(in)) return nEndOfLines > 1 ? LineStatus::EndOfPage : LineStatus::EndOfData;
+    in.Skip(1);
+    if (m_coding != Coding::Group3OneDimensional) {
+      m_bOneDimensional = in.Peek(1) == 1;
+      in.Skip(1);
+    }
+    in.Refill();
+    if (++nEndOfLines == kReturnToControl) return LineStatus::EndOfPage;
+  }
+  m_nEndOfLines = nEndOfLines > 0 ? m_nEndOfLines + 1 : 0;
+  return LineStatus::Decoded;
+}
+
+LineStatus PageDecoder::NextLine() {
+  const LineStatus start = m_coding == Coding::Group4 ? StartOfGroup4Line() : StartOfLine();
+  if (start != LineStatus::Decoded) return start;
+
+  const LineResult result = m_bOneDimensional
+                                ? DecodeOneDimensional(m_reader, m_nWidth, m_next)
+                                : DecodeTwoDimensional(m_reader, m_nWidth, m_line, m_next);
+  ++m_nRow;
+  if (result == LineResult::Uncompressed) return LineStatus::BadCode;
+  if (result == LineResult::BadCode) {
+    if (m_reader.BitsLeft() < kLongestCode) return LineStatus::EndOfData;
+    return Damaged();
+  }
+  m_reader.Refill();
+  if (m_reader.BitsLeft() < 0) return LineStatus::EndOfData;
+  // Where lines are told apart by EOL, one that no EOL follows has lost its way.
+  if (IsGroup3(m_coding) && m_nEndOfLines > 1 && m_nRow < m_nHeight && !AtEndOfLineCode(m_reader))
+    return Damaged();
+  std::swap(m_line, m_next);
+  return LineStatus::Decoded;
+}
+
+LineStatus PageDecoder::Damaged() {
+  if (!IsGroup3(m_coding)) return LineStatus::BadCode;
+  m_bResume = true;
+  return LineStatus::Replaced;
+}
+
+}  // namespace fax

@@ -1,0 +1,57 @@
+// Decoding of a page line by line: end-of-line codes, tag bits, end markers and
+// what happens after damage.
+#pragma once
+
+#include "Host/Fax/Coding.h"
+#include "Host/Fax/LineDecoder.h"
+
+namespace fax {
+
+enum class LineStatus {
+  Decoded,
+  Replaced,   // Group 3: the line was damaged, the line above stands in its place
+  EndOfPage,  // an end marker stands where a line should begin
+  EndOfData,  // the data end before the line does
+  BadCode,    // nothing to resume at
+};
+
+// Memory of a PageDecoder for lines of nWidth pixels.
+constexpr size_t PageDecoderMemory(int nWidth) {
+  return 2 * LineMemory(nWidth) * sizeof(uint16_t) + kPieceMemory;
+}
+
+class PageDecoder {
+ public:
+  // `pMemory` has PageDecoderMemory(nWidth) bytes and the alignment of a
+  // uint16_t. nWidth is 1 to kMaxWidth, nHeight the lines of the page.
+  PageDecoder(Coding coding, int nWidth, int nHeight, unsigned char* pMemory,
+              ReadPieceRoutine pfnRead, void* pContext, bool bReversedBits);
+  PageDecoder(const PageDecoder&) = delete;
+  PageDecoder& operator=(const PageDecoder&) = delete;
+
+  // Decodes the next line. After a status other than Decoded and Replaced there
+  // is none.
+  LineStatus NextLine();
+  // The line decoded last.
+  const Line& Current() const { return m_line; }
+
+ private:
+  // Takes what may stand in front of a line. Decoded: a line begins.
+  LineStatus StartOfLine();
+  LineStatus StartOfGroup4Line();
+  LineStatus Damaged();
+
+  const Coding m_coding;
+  const int m_nWidth;
+  const int m_nHeight;
+  PieceSource m_source;
+  BitReader m_reader;
+  Line m_line;  // becomes the reference line of the next
+  Line m_next;
+  int m_nRow = 0;
+  int m_nEndOfLines = 0;  // lines in a row that an EOL preceded
+  bool m_bOneDimensional = true;
+  bool m_bResume = false;  // the next line begins at the next EOL
+};
+
+}  // namespace fax
