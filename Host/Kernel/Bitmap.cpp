@@ -10,14 +10,14 @@ constexpr const char* kSource = "Host/Kernel/Bitmap";
 constexpr size_t kPaletteEntryBytes = 4;
 
 unsigned char* StoredRow(const _BITMAPHANDLE* bitmap, int row) {
-  return bitmap->pRows + static_cast<size_t>(row) * static_cast<size_t>(bitmap->nBytesPerLine);
+  return bitmap->pRows + static_cast<size_t>(row) * static_cast<size_t>(bitmap->nRowBytes);
 }
 
 // The bytes of a row copy; a negative status when the row isn't there.
 int CheckRow(const _BITMAPHANDLE* bitmap, int row, size_t bytes) {
   if (bitmap == nullptr || bitmap->pRows == nullptr) return K_ERROR_NO_MEMORY;
   if (row < 0 || row >= bitmap->nHeight) return K_ERROR_INVALID_FORMAT;
-  return static_cast<int>(std::min(bytes, static_cast<size_t>(bitmap->nBytesPerLine)));
+  return static_cast<int>(std::min(bytes, static_cast<size_t>(bitmap->nRowBytes)));
 }
 
 }  // namespace
@@ -46,6 +46,7 @@ int K_CreateBitmap(_BITMAPHANDLE* pBitmap, uint32_t uStructSize, int nWidth, int
   pBitmap->nHeight = nHeight;
   pBitmap->nBitsPerPixel = nBitsPerPixel;
   pBitmap->nBytesPerLine = bytesPerLine;
+  pBitmap->nRowBytes = bytesPerLine;
   pBitmap->uFlags = K_BITMAP_ALLOCATED;
   pBitmap->nColorOrder = nColorOrder;
   pBitmap->nViewPerspective = nViewPerspective;
@@ -125,12 +126,12 @@ int K_ChangeBitmapViewPerspective(_BITMAPHANDLE* pCopy, _BITMAPHANDLE* pBitmap,
     }
     std::memcpy(
         pCopy->pRows, pBitmap->pRows,
-        static_cast<size_t>(pBitmap->nBytesPerLine) * static_cast<size_t>(pBitmap->nHeight));
+        static_cast<size_t>(pBitmap->nRowBytes) * static_cast<size_t>(pBitmap->nHeight));
     target = pCopy;
   }
   if (target->nViewPerspective != nViewPerspective) {
     for (int top = 0, bottom = target->nHeight - 1; top < bottom; ++top, --bottom) {
-      std::swap_ranges(StoredRow(target, top), StoredRow(target, top) + target->nBytesPerLine,
+      std::swap_ranges(StoredRow(target, top), StoredRow(target, top) + target->nRowBytes,
                        StoredRow(target, bottom));
     }
     target->nViewPerspective = nViewPerspective;

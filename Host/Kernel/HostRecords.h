@@ -47,7 +47,8 @@ struct _BITMAPHANDLE {
   int32_t nXResolution;
   int32_t nYResolution;
   // From here on the record is the kernel's own.
-  unsigned char* pRows;  // nHeight rows of nBytesPerLine bytes, in stored order
+  unsigned char* pRows;  // nHeight rows of nRowBytes bytes, in stored order
+  int32_t nRowBytes;     // what a row was made with: loading may change nBytesPerLine
   int32_t nAccess;       // accesses granted and not yet released
 };
 
