@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "Host/Kernel/Kernel.h"
 
@@ -35,7 +36,15 @@ int64_t MoveAll(Call call, int descriptor, Byte* bytes, size_t count, int64_t po
 FileBuffer::FileBuffer(int descriptor)
     : m_descriptor(descriptor), m_window(new unsigned char[kCapacity]) {}
 
-FileBuffer::~FileBuffer() { ::close(m_descriptor); }
+FileBuffer::~FileBuffer() {
+  if (m_descriptor >= 0) ::close(m_descriptor);
+}
+
+bool FileBuffer::Close() {
+  const bool stored = Flush();
+  // Some file systems say only here that written bytes got lost.
+  return ::close(std::exchange(m_descriptor, -1)) == 0 && stored;
+}
 
 bool FileBuffer::HoldsPosition() const { return m_position >= m_start && m_position < WindowEnd(); }
 
@@ -56,7 +65,8 @@ bool FileBuffer::Fill() {
 }
 
 int FileBuffer::Read(unsigned char* to, unsigned count) {
-  count = static_cast<unsigned>(std::min<int64_t>(count, kMaxPosition));
+  // Bytes that no position can name are not there.
+  count = static_cast<unsigned>(std::min<int64_t>(count, kMaxPosition - m_position));
   size_t done = 0;
   while (done < count) {
     const size_t wanted = count - done;

@@ -32,6 +32,9 @@ class FileBuffer {
   int Seek(int offset, int origin);
   // Stores what was written. False when that fails; it stays pending then.
   bool Flush();
+  // Flushes and gives the descriptor back, the last use of the file. False when
+  // anything written could not be stored.
+  bool Close();
 
  private:
   bool Fill();

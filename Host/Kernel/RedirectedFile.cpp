@@ -68,7 +68,7 @@ int KernelSeek(tagHANDLE* handle, int offset, int origin, void*) {
 }
 
 int KernelClose(tagHANDLE* handle, void*) {
-  const bool stored = handle->file.Flush();
+  const bool stored = handle->file.Close();
   delete handle;
   --g_openFiles;
   return stored ? K_SUCCESS : K_ERROR_WRITE;
