@@ -1,0 +1,122 @@
+// Per-thread data: one record per thread and key, made once, destroyed at the
+// thread's end.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <barrier>
+#include <set>
+#include <thread>
+#include <vector>
+
+#include "Host/Kernel/Kernel.h"
+#include "Host/Kernel/KernelTesting.h"
+
+namespace {
+
+pthread_mutex_t g_mutex = PTHREAD_MUTEX_INITIALIZER;
+std::atomic<int> g_made{0};
+std::atomic<int> g_destroyed{0};
+std::atomic<int> g_destroyedOther{0};
+
+void* Make() {
+  ++g_made;
+  return new int(0);
+}
+void* MakeNone() { return nullptr; }
+void Destroy(void* record) {
+  ++g_destroyed;
+  delete static_cast<int*>(record);
+}
+void DestroyOther(void* record) {
+  ++g_destroyedOther;
+  delete static_cast<int*>(record);
+}
+
+int* Fetch(uint32_t* key, void (*destroy)(void*) = Destroy) {
+  return static_cast<int*>(K_MyGetThreadData(key, Make, destroy, g_mutex));
+}
+
+class ThreadData : public testing::Test {
+ protected:
+  void SetUp() override { g_made = g_destroyed = g_destroyedOther = 0; }
+};
+
+TEST_F(ThreadData, ThreadsThatMeetAtTheFirstCallShareOneKeyAndNoRecord) {
+  constexpr int kThreads = 16;
+  constexpr int kRounds = 20;
+  for (int round = 0; round < kRounds; ++round) {
+    SetUp();
+    uint32_t key = 0;
+    std::vector<uint32_t> seenKeys(kThreads);
+    std::vector<int*> records(kThreads);
+    std::vector<int> values(kThreads);
+    std::barrier gate(kThreads);
+    {
+      std::vector<std::jthread> threads;
+      for (size_t i = 0; i < kThreads; ++i) {
+        threads.emplace_back([&, i] {
+          gate.arrive_and_wait();
+          records[i] = Fetch(&key);
+          seenKeys[i] = std::atomic_ref(key).load();
+          for (int n = 0; n < 100; ++n) ++*Fetch(&key);
+          values[i] = *records[i];
+          gate.arrive_and_wait();  // all records are alive here
+        });
+      }
+    }
+    EXPECT_NE(key, 0u);
+    for (size_t i = 0; i < kThreads; ++i) {
+      EXPECT_EQ(seenKeys[i], key);
+      EXPECT_EQ(values[i], 100);
+    }
+    EXPECT_EQ(std::set(records.begin(), records.end()).size(), size_t{kThreads});
+    EXPECT_EQ(g_made, kThreads);
+    EXPECT_EQ(g_destroyed, kThreads);
+  }
+}
+
+TEST_F(ThreadData, EachKeyHasItsOwnRecordAndDestructor) {
+  uint32_t first = 0;
+  uint32_t second = 0;
+  std::jthread([&] {
+    EXPECT_NE(Fetch(&first), Fetch(&second, DestroyOther));
+    EXPECT_NE(first, second);
+    EXPECT_EQ(g_destroyed + g_destroyedOther, 0);
+  }).join();
+  EXPECT_EQ(g_destroyed, 1);
+  EXPECT_EQ(g_destroyedOther, 1);
+}
+
+// Key 0 is taken by the runtime in most processes, so the child frees it first.
+TEST_F(ThreadData, PlatformKeyZeroIsNotHandedOut) {
+  const auto child = [] {
+    pthread_key_t platform = 1;
+    pthread_key_delete(0);
+    if (pthread_key_create(&platform, nullptr) != 0 || platform != 0) _exit(2);
+    pthread_key_delete(platform);
+    uint32_t keys[2] = {0, 0};
+    for (uint32_t& key : keys) {
+      if (Fetch(&key) == nullptr || Fetch(&key) != Fetch(&key) || key == 0) _exit(3);
+    }
+    _exit(keys[0] != keys[1] && g_made == 2 ? 0 : 4);
+  };
+  EXPECT_EXIT(child(), testing::ExitedWithCode(0), "");
+}
+
+TEST_F(ThreadData, NoRecordWhenNoneCanBeMade) {
+  uint32_t key = 0;
+  std::jthread([&] {
+    EXPECT_EQ(K_MyGetThreadData(&key, MakeNone, Destroy, g_mutex), nullptr);
+    int* record = Fetch(&key);
+    ASSERT_NE(record, nullptr) << "a failed creation is tried again";
+    K_SetThreadDataAvailable(0);
+    EXPECT_EQ(Fetch(&key), nullptr);
+    std::jthread([&] { EXPECT_EQ(Fetch(&key), nullptr); }).join();
+    K_SetThreadDataAvailable(1);
+    EXPECT_EQ(Fetch(&key), record);
+  }).join();
+  EXPECT_EQ(g_made, 1);
+  EXPECT_EQ(g_destroyed, 1);
+}
+
+}  // namespace
