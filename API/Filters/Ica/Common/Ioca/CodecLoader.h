@@ -9,6 +9,15 @@ namespace EmbeddedLoaders {
 K_EXPORT extern K_DllLoader g_aLoaders;
 }  // namespace EmbeddedLoaders
 
+// The functions of the codec library that the filter calls, and the alignment of
+// rows in bytes that it gives them.
+using DecodeAbicRoutine = int (*)(const unsigned char* pData, unsigned int nSize,
+                                  unsigned char** ppRows, int nAlign, int nWidth, int nHeight,
+                                  int bBilevel);
+using EncodeAbicRoutine = int (*)(const unsigned char* pRows, int nAlign, int nWidth, int nHeight,
+                                  unsigned char** ppData, uint64_t* pnSize, int bBilevel);
+constexpr int CODEC_ROW_ALIGNMENT = 4;
+
 // Loads the codec library for one more user and resolves its functions. Returns 1
 // when it is available; other results are no use that would have to be ended.
 K_EXPORT int LoadCodecLibrary();

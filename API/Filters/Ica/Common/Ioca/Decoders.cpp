@@ -7,13 +7,6 @@
 
 namespace {
 
-// The row alignment of bitmaps in bytes, as the codec library wants to know it.
-constexpr int kRowAlignment = 4;
-
-using DecodeRoutine = int (*)(const unsigned char* pData, unsigned int nSize,
-                              unsigned char** ppRows, int nAlign, int nWidth, int nHeight,
-                              int bBilevel);
-
 // Raw-data flag of each view perspective; 0 and those above 8 have none.
 uint32_t PerspectiveFlag(uint32_t nViewPerspective) {
   constexpr uint32_t flags[] = {0,      K_RAW_TOP_DOWN, 0x0200, 0x0080, 0x0040,
@@ -50,9 +43,9 @@ int MyLoadInfoCallBack(int, _LOADINFO* pInfo, void* pUser) {
 int K_ABICInitDecoder(_LOADDISPATCH* pDispatch, unsigned char* pData, unsigned char** ppOut,
                       unsigned int nSize) {
   const CodecUse codec;
-  const auto decode = codec.Find<DecodeRoutine>("K_DecodeABIC");
+  const auto decode = codec.Find<DecodeAbicRoutine>("K_DecodeABIC");
   if (decode == nullptr) return K_ERROR_NO_ABIC_DECODER;
   const _BITMAPHANDLE* bitmap = pDispatch->pBitmap;
-  return decode(pData, nSize, ppOut, kRowAlignment, bitmap->nWidth, bitmap->nHeight,
+  return decode(pData, nSize, ppOut, CODEC_ROW_ALIGNMENT, bitmap->nWidth, bitmap->nHeight,
                 bitmap->nBitsPerPixel == 1 ? 1 : 0);
 }

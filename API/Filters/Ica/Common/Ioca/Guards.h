@@ -60,6 +60,12 @@ class OpenedFile {
   explicit operator bool() const { return m_handle != K_InvalidHandle(); }
   tagHANDLE* get() const { return m_handle; }
 
+  // Closes the file and opens it anew. Whether it is open again.
+  bool Reopen(const char* pszName, int nFlags, int nMode) {
+    if (Close() != K_SUCCESS) return false;
+    m_handle = K_RedirectedOpen(pszName, nFlags, nMode);
+    return m_handle != K_InvalidHandle();
+  }
   // Closes the file. The status of a write that only the close could report
   // takes the place of a success.
   int Close(int nStatus = K_SUCCESS) {
