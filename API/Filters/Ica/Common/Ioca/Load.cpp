@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "API/Filters/Ica/Common/Ioca/CodecLoader.h"
 #include "API/Filters/Ica/Common/Ioca/Decoders.h"
 #include "API/Filters/Ica/Common/Ioca/FormatCodes.h"
 #include "API/Filters/Ica/Common/Ioca/Guards.h"
@@ -173,8 +174,9 @@ int LoadAbicRoad(_LOADDISPATCH* dispatch, CollectedData* data) {
   // length, and it is a library that anyone may replace.
   const auto rowSize = static_cast<size_t>(bitmap->nBytesPerLine);
   const int depth = bitmap->nBitsPerPixel == 1 ? 1 : 4;
-  const size_t coded =
-      (static_cast<size_t>(bitmap->nWidth) * static_cast<size_t>(depth) + 31) / 32 * 4;
+  constexpr size_t alignedBits = size_t{8} * CODEC_ROW_ALIGNMENT;
+  const size_t rowBits = static_cast<size_t>(bitmap->nWidth) * static_cast<size_t>(depth);
+  const size_t coded = (rowBits + alignedBits - 1) / alignedBits * CODEC_ROW_ALIGNMENT;
   const size_t size = rowSize * static_cast<size_t>(bitmap->nHeight);
   if (rows.get() == nullptr || rowSize > coded ||
       (WinGlobalSize != nullptr && WinGlobalSize(WinGlobalHandle(rows.get())) < size)) {
