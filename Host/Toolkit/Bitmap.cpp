@@ -13,6 +13,16 @@ bool IsSanePicture(int64_t width, int64_t height, int bitsPerPixel) {
   return bytesPerLine > 0 && height <= kMaxPictureBytes / bytesPerLine;
 }
 
+bool IsGrayBitmap(const _BITMAPHANDLE& bitmap) {
+  if (bitmap.nBitsPerPixel > 8) return false;
+  const int colors = bitmap.pPalette != nullptr ? bitmap.nColors : 0;
+  for (int i = 0; i < colors; ++i) {
+    const unsigned char* entry = bitmap.pPalette + 4 * i;
+    if (entry[0] != entry[1] || entry[1] != entry[2]) return false;
+  }
+  return true;
+}
+
 Bitmap::~Bitmap() { Reset(); }
 
 Bitmap::Bitmap(Bitmap&& other) noexcept : m_handle(std::exchange(other.m_handle, {})) {}
@@ -45,7 +55,7 @@ int Bitmap::CopyFrom(const Bitmap& other) {
   if (status == K_SUCCESS) {
     copy.SetResolution(from.nXResolution, from.nYResolution);
     std::memcpy(copy.m_handle.pRows, from.pRows,
-                static_cast<size_t>(from.nBytesPerLine) * static_cast<size_t>(from.nHeight));
+                static_cast<size_t>(from.nRowBytes) * static_cast<size_t>(from.nHeight));
   } else {
     copy.Reset();
   }
@@ -53,12 +63,14 @@ int Bitmap::CopyFrom(const Bitmap& other) {
   return status;
 }
 
+_BITMAPHANDLE Bitmap::Release() { return std::exchange(m_handle, {}); }
+
 void Bitmap::Reset() { K_FreeBitmap(&m_handle); }
 
 const unsigned char* Bitmap::TopDownRow(int row) const {
   const bool bottomUp = m_handle.nViewPerspective == K_VIEW_BOTTOM_UP;
   const int stored = bottomUp ? m_handle.nHeight - 1 - row : row;
-  return m_handle.pRows + static_cast<size_t>(stored) * static_cast<size_t>(m_handle.nBytesPerLine);
+  return m_handle.pRows + static_cast<size_t>(stored) * static_cast<size_t>(m_handle.nRowBytes);
 }
 
 unsigned char* Bitmap::TopDownRow(int row) {

@@ -16,6 +16,9 @@ constexpr int64_t kMaxPictureBytes = int64_t{1} << 30;
 // within kMaxPictureBytes; false for sizes that aren't positive.
 K_EXPORT bool IsSanePicture(int64_t width, int64_t height, int bitsPerPixel);
 
+// Bitmap::IsGray for any bitmap.
+K_EXPORT bool IsGrayBitmap(const _BITMAPHANDLE& bitmap);
+
 // Move-only owner of a _BITMAPHANDLE, its rows and its palette.
 class K_EXPORT Bitmap {
  public:
@@ -32,6 +35,8 @@ class K_EXPORT Bitmap {
              int viewPerspective = K_VIEW_TOP_DOWN);
   // Makes an independent copy of another bitmap. Returns 1 or -1 (then empty).
   int CopyFrom(const Bitmap& other);
+  // Hands rows and palette over with the record; the bitmap is empty then.
+  _BITMAPHANDLE Release();
   // Frees rows and palette.
   void Reset();
 
@@ -48,7 +53,8 @@ class K_EXPORT Bitmap {
   int Width() const { return m_handle.nWidth; }
   int Height() const { return m_handle.nHeight; }
   int BitsPerPixel() const { return m_handle.nBitsPerPixel; }
-  int BytesPerLine() const { return m_handle.nBytesPerLine; }
+  // Bytes from a row to the next.
+  int BytesPerLine() const { return m_handle.nRowBytes; }
   int ColorOrder() const { return m_handle.nColorOrder; }
   // Dots per inch; 0 = not known.
   int XResolution() const { return m_handle.nXResolution; }
@@ -59,6 +65,9 @@ class K_EXPORT Bitmap {
   int SetPalette(const unsigned char* entries, int colors);
   // Four-byte entries, null when there is no palette.
   const unsigned char* Palette() const { return m_handle.pPalette; }
+  // Whether no pixel can be anything but grey: up to 8 bits, no colours in the
+  // palette.
+  bool IsGray() const { return IsGrayBitmap(m_handle); }
   // Entries of the palette; 0 when there is none.
   int Colors() const { return m_handle.pPalette != nullptr ? m_handle.nColors : 0; }
 

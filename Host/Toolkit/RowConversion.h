@@ -42,6 +42,34 @@ K_EXPORT int GetRow(_BITMAPHANDLE* pBitmap, void* pContext, unsigned char* pRow,
 K_EXPORT int EndRows(_BITMAPHANDLE* pBitmap, void** ppContext, uint32_t* puHostFlags,
                      unsigned char** ppRow, unsigned char** ppColorTable);
 
+// Inverts the first `width` bits of a 1-bit row; the bits behind them become 0.
+K_EXPORT void InvertBits(unsigned char* row, int width);
+
+// The rows of a bitmap at one depth, top row first: the row routines for C++ code.
+class K_EXPORT PictureRows {
+ public:
+  PictureRows() = default;
+  ~PictureRows();
+  PictureRows(const PictureRows&) = delete;
+  PictureRows& operator=(const PictureRows&) = delete;
+
+  // Begins. Rows of 24 bits will have the colour order given, rows of 1 bit 0 =
+  // white. The bitmap must live as long. Returns 1, -27 or -1.
+  int Begin(const Bitmap& bitmap, int bitsPerPixel, int colorOrder, bool dither = false);
+  // The picture's row, counted from 0, which must be in range; it stands until the
+  // next call. Bits behind the width are 0.
+  const unsigned char* Row(int row);
+
+ private:
+  _BITMAPHANDLE m_bitmap{};  // a copy of the record: the row routines only read
+  void* m_context = nullptr;
+  unsigned char* m_row = nullptr;
+  unsigned char* m_colors = nullptr;
+  uint32_t m_flags = 0;
+  bool m_invert = false;
+  bool m_swapColors = false;
+};
+
 // Makes `out` the same picture at another depth, top row first, with the
 // resolution kept and without a palette (1 bit: 0 = white). `out` must be another
 // bitmap. Fails with -27 or -1; `out` is empty then.

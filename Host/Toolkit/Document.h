@@ -1,0 +1,74 @@
+// Pages of image files of the IOCA and MO:DCA family: what they are, and their
+// pictures. Pages are counted from 1; a page is an image object of the file.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "API/Filters/Ica/Common/Ioca/FormatCodes.h"
+#include "Host/Kernel/Export.h"
+#include "Host/Toolkit/Bitmap.h"
+#include "Host/Toolkit/Outcome.h"
+
+namespace kz {
+
+// Pictures of more pixels than this are not loaded unless the caller raises the
+// limit: forty bytes of a file can declare them.
+constexpr int64_t kDefaultMaxPixels = int64_t{1} << 30;
+
+// "IOCA", "MO:DCA" or "MO:DCA with carriage control".
+K_EXPORT const char* ContainerName(Container container);
+
+// What a file says of one of its pages.
+struct PageInfo {
+  uint32_t format = 0;  // the filter's code for compression and container
+  Coding coding = Coding::Fax;
+  Container container = Container::Ioca;
+  std::string compression;
+  int width = 0;  // pixels
+  int height = 0;
+  int bitsPerPixel = 0;
+  int xResolution = 0;  // dots per inch; 0 = not known
+  int yResolution = 0;
+  int page = 0;
+  int pages = 0;       // of the file; 0 when they weren't counted
+  uint64_t bytes = 0;  // of the uncompressed picture, rows padded to whole bytes
+  bool topDown = true;
+  bool reversedBits = false;  // in each byte of the image data
+};
+
+// Describes a page. JPEG data whose depth the page doesn't say are asked for it.
+// Counting the pages passes over the whole file. Fails with -10 for a file that
+// can't be opened, -4 for one beyond 2 GiB, -9 for a page that isn't there, else
+// with the filter's status; `info` is untouched then.
+K_EXPORT Outcome DescribePage(const std::string& file, int page, bool countPages, PageInfo& info);
+
+// The compressed image data of a page as they are stored, without the framing.
+// Takes memory for what the file holds, not for what it promises. Fails like
+// DescribePage, with -7 for data that end too early and with -1 for no memory.
+K_EXPORT Outcome ReadImageData(const std::string& file, int page, std::vector<unsigned char>& data,
+                               PageInfo* info = nullptr);
+
+struct LoadOptions {
+  int64_t maxPixels = kDefaultMaxPixels;
+};
+
+// What there is to say about a page that was loaded.
+struct LoadReport {
+  PageInfo info;
+  std::vector<std::string> warnings;  // damage that the picture shows
+};
+
+// Loads a page's picture: 1, 4 (ABIC), 8 or 24 (JPEG) bits per pixel, with the
+// page's resolution, its rows in stored order under the view perspective that
+// makes them right. Uncompressed rows whose bits the page calls reversed are put
+// right. JPEG data of another size than the page says have their own size.
+//
+// Fails like DescribePage, with -9 for a picture above the limit, -7 for data that
+// end too early, -823 when ABIC can't be decoded for lack of its library, else
+// with the filter's status. The bitmap is empty then; `report` may be null.
+K_EXPORT Outcome LoadPage(const std::string& file, int page, const LoadOptions& options,
+                          Bitmap& bitmap, LoadReport* report = nullptr);
+
+}  // namespace kz

@@ -1,0 +1,166 @@
+#include "Host/Toolkit/MemorySaver.h"
+
+#include <algorithm>
+#include <csetjmp>
+#include <cstdio>
+#include <cstring>
+
+#include <jpeglib.h>
+
+#include "Host/Kernel/Kernel.h"
+#include "Host/Toolkit/RowConversion.h"
+
+namespace kz {
+
+namespace {
+
+constexpr const char* kSource = "Host/Toolkit/MemorySaver";
+constexpr size_t kFirstBufferBytes = 64 * 1024;
+
+struct Encoder {
+  jpeg_compress_struct jpeg;
+  jpeg_error_mgr errors;
+  jpeg_destination_mgr destination;
+  std::jmp_buf escape;
+  int status;
+  unsigned char* buffer;
+  size_t capacity;
+  size_t size;
+};
+
+// One row conversion, as the row routines hold it.
+struct Rows {
+  _BITMAPHANDLE* bitmap;
+  void* context;
+  unsigned char* row;
+  unsigned char* colors;
+  uint32_t flags;
+};
+
+Encoder& EncoderOf(j_common_ptr jpeg) { return *static_cast<Encoder*>(jpeg->client_data); }
+
+[[noreturn]] void Escape(Encoder& encoder, int status) {
+  encoder.status = status;
+  std::longjmp(encoder.escape, 1);
+}
+
+[[noreturn]] void OnError(j_common_ptr jpeg) { Escape(EncoderOf(jpeg), K_ERROR_NO_MEMORY); }
+
+void OfferRoom(Encoder& encoder, size_t used, size_t capacity) {
+  void* larger = K_LocalRealloc(encoder.buffer, capacity, __LINE__, kSource);
+  if (larger == nullptr) Escape(encoder, K_ERROR_NO_MEMORY);
+  encoder.buffer = static_cast<unsigned char*>(larger);
+  encoder.capacity = capacity;
+  encoder.destination.next_output_byte = encoder.buffer + used;
+  encoder.destination.free_in_buffer = capacity - used;
+}
+
+void SetUp(Encoder& encoder) {
+  encoder.jpeg.err = jpeg_std_error(&encoder.errors);
+  encoder.errors.error_exit = OnError;
+  encoder.errors.output_message = [](j_common_ptr) {};
+  encoder.jpeg.client_data = &encoder;
+  jpeg_create_compress(&encoder.jpeg);
+  encoder.destination.init_destination = [](j_compress_ptr jpeg) {
+    OfferRoom(EncoderOf(reinterpret_cast<j_common_ptr>(jpeg)), 0, kFirstBufferBytes);
+  };
+  encoder.destination.empty_output_buffer = [](j_compress_ptr jpeg) -> boolean {
+    Encoder& full = EncoderOf(reinterpret_cast<j_common_ptr>(jpeg));
+    OfferRoom(full, full.capacity, full.capacity * 2);
+    return TRUE;
+  };
+  encoder.destination.term_destination = [](j_compress_ptr jpeg) {
+    Encoder& done = EncoderOf(reinterpret_cast<j_common_ptr>(jpeg));
+    done.size = done.capacity - jpeg->dest->free_in_buffer;
+  };
+  encoder.jpeg.dest = &encoder.destination;
+}
+
+void SetParameters(jpeg_compress_struct& jpeg, const _BITMAPHANDLE& bitmap, int format,
+                   int bitsPerPixel, int quality) {
+  jpeg.image_width = static_cast<JDIMENSION>(bitmap.nWidth);
+  jpeg.image_height = static_cast<JDIMENSION>(bitmap.nHeight);
+  jpeg.input_components = bitsPerPixel / 8;
+  jpeg.in_color_space = bitsPerPixel == 8                   ? JCS_GRAYSCALE
+                        : bitmap.nColorOrder == K_ORDER_RGB ? JCS_EXT_RGB
+                                                            : JCS_EXT_BGR;
+  jpeg_set_defaults(&jpeg);
+  jpeg_set_quality(&jpeg, quality, TRUE);
+  if (bitsPerPixel == 24) {
+    jpeg.comp_info[0].h_samp_factor = format == kJpeg444 ? 1 : 2;
+    jpeg.comp_info[0].v_samp_factor = format == kJpeg420 ? 2 : 1;
+  }
+  if (bitmap.nXResolution > 0 && bitmap.nYResolution > 0) {
+    constexpr UINT8 kPerInch = 1;
+    jpeg.density_unit = kPerInch;
+    jpeg.X_density = static_cast<UINT16>(std::min(bitmap.nXResolution, 65535));
+    jpeg.Y_density = static_cast<UINT16>(std::min(bitmap.nYResolution, 65535));
+  }
+}
+
+// What may escape. No object with a destructor lives in here.
+void EncodeRows(Encoder& encoder, Rows& rows, int format, int bitsPerPixel, int quality) {
+  SetParameters(encoder.jpeg, *rows.bitmap, format, bitsPerPixel, quality);
+  jpeg_start_compress(&encoder.jpeg, TRUE);
+  for (int i = 0; i < rows.bitmap->nHeight; ++i) {
+    const int status = GetRow(rows.bitmap, rows.context, rows.row, i, 1, rows.flags, nullptr,
+                              nullptr, rows.colors);
+    if (status <= 0) Escape(encoder, status);
+    jpeg_write_scanlines(&encoder.jpeg, &rows.row, 1);
+  }
+  jpeg_finish_compress(&encoder.jpeg);
+  encoder.status = K_SUCCESS;
+}
+
+void Encode(Encoder& encoder, Rows& rows, int format, int bitsPerPixel, int quality) {
+  if (setjmp(encoder.escape) == 0) {
+    SetUp(encoder);
+    EncodeRows(encoder, rows, format, bitsPerPixel, quality);
+  }
+  jpeg_destroy_compress(&encoder.jpeg);
+}
+
+int CopyToBlock(const Encoder& encoder, HGLOBAL* block, uint64_t* size) {
+  *block = WinGlobalAlloc(0, encoder.size);
+  if (*block == nullptr) return K_ERROR_NO_MEMORY;
+  std::memcpy(WinGlobalLock(*block), encoder.buffer, encoder.size);
+  WinGlobalUnlock(*block);
+  *size = encoder.size;
+  return K_SUCCESS;
+}
+
+}  // namespace
+
+int JpegQuality(int qFactor) {
+  const int steps = std::clamp(qFactor, 2, 255) - 2;
+  return 100 - (steps * 99 + 126) / 253;
+}
+
+int SaveToMemory(HGLOBAL* phBlock, _BITMAPHANDLE* pBitmap, int nFormat, int nBitsPerPixel,
+                 int nQFactor, uint64_t* pnSize, void*) {
+  *phBlock = nullptr;
+  *pnSize = 0;
+  if (pBitmap == nullptr || pBitmap->pRows == nullptr) return K_ERROR_NO_MEMORY;
+  if (nFormat != kJpeg444 && nFormat != kJpeg420 && nFormat != kJpeg422) return K_ERROR_SAVE_FORMAT;
+  if (nBitsPerPixel == 0) nBitsPerPixel = IsGrayBitmap(*pBitmap) ? 8 : 24;
+  if (nBitsPerPixel != 8 && nBitsPerPixel != 24) return K_ERROR_BITS_PER_PIXEL;
+  if (pBitmap->nWidth <= 0 || pBitmap->nHeight <= 0 || pBitmap->nWidth > JPEG_MAX_DIMENSION ||
+      pBitmap->nHeight > JPEG_MAX_DIMENSION) {
+    return K_ERROR_INVALID_FORMAT;
+  }
+  Rows rows{pBitmap, nullptr, nullptr, nullptr, 0};
+  int status = BeginRows(pBitmap, &rows.context, nBitsPerPixel, &rows.flags, &rows.row, 1, nullptr,
+                         nullptr, &rows.colors);
+  if (status <= 0) return status;
+
+  Encoder encoder;
+  std::memset(&encoder, 0, sizeof(encoder));
+  Encode(encoder, rows, nFormat, nBitsPerPixel, JpegQuality(nQFactor));
+  status = encoder.status;
+  if (status == K_SUCCESS) status = CopyToBlock(encoder, phBlock, pnSize);
+  K_LocalFree(encoder.buffer, __LINE__, kSource);
+  EndRows(pBitmap, &rows.context, &rows.flags, &rows.row, &rows.colors);
+  return status;
+}
+
+}  // namespace kz

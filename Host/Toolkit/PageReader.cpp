@@ -1,0 +1,235 @@
+#include "Host/Toolkit/PageReader.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <new>
+
+#include "API/Filters/Ica/Common/Ioca/ImageDataReader.h"
+#include "API/Filters/Ica/Common/Ioca/ImageInfo.h"
+#include "API/Filters/Ica/Common/Thread.h"
+
+namespace kz {
+
+namespace {
+
+constexpr unsigned kPiece = 65000;
+
+// The filter's record of the calling thread: only it says what kind of container
+// was met, and where in the image data its readers stand.
+FilterThreadState* State() {
+  void* record =
+      K_MyGetThreadData(&g_kzicaTls, kzicaAllocateThreadData, kzicaFreeThreadData, g_kzicaMutex);
+  return record != nullptr ? static_cast<FilterThreadState*>(record) : &g_kzicaThreadData;
+}
+
+Container ContainerMet() {
+  const FilterThreadState* state = State();
+  if (state->bReadIPD == 0) return Container::Ioca;
+  return state->bReadCC != 0 ? Container::ModcaCarriageControl : Container::Modca;
+}
+
+Outcome NoSuchPage(int page, int last) {
+  std::string what = "there is no page " + std::to_string(page);
+  if (last > 0) what += ", the last is page " + std::to_string(last);
+  return Failure(K_ERROR_INVALID_FORMAT, std::move(what));
+}
+
+uint64_t UncompressedBytes(int64_t width, int64_t height, int bitsPerPixel) {
+  return static_cast<uint64_t>(height * ((width * bitsPerPixel + 7) / 8));
+}
+
+// Frame headers SOF0 to SOF15 but for the three codes of other meaning.
+bool IsFrameHeader(unsigned char marker) {
+  return marker >= 0xC0 && marker <= 0xCF && marker != 0xC4 && marker != 0xC8 && marker != 0xCC;
+}
+
+// Markers without a length: TEM, RSTn, SOI.
+bool StandsAlone(unsigned char marker) {
+  return marker == 0x01 || (marker >= 0xD0 && marker <= 0xD8);
+}
+
+int Big16(const unsigned char* bytes) { return bytes[0] << 8 | bytes[1]; }
+
+}  // namespace
+
+JpegSearch FindJpegFrame(const std::vector<unsigned char>& data, size_t& at, JpegFrame& frame) {
+  constexpr unsigned char startOfScan = 0xDA;
+  constexpr size_t frameBytes = 10;  // marker, length, precision, lines, samples, components
+  while (at < data.size() && data.size() - at >= frameBytes) {
+    const unsigned char marker = data[at + 1];
+    if (data[at] != 0xFF || marker == startOfScan) return JpegSearch::None;
+    if (IsFrameHeader(marker)) {
+      frame = {Big16(&data[at + 7]), Big16(&data[at + 5]), data[at + 9]};
+      return frame.width > 0 && frame.height > 0 ? JpegSearch::Found : JpegSearch::None;
+    }
+    if (marker == 0xFF) {
+      ++at;  // fill
+    } else {
+      at += StandsAlone(marker) ? 2 : 2 + static_cast<size_t>(Big16(&data[at + 2]));
+    }
+  }
+  return JpegSearch::MoreData;
+}
+
+PageReader::~PageReader() {
+  if (m_file != K_InvalidHandle()) K_RedirectedClose(m_file);
+}
+
+Outcome PageReader::Open(const std::string& file) {
+  struct stat found;
+  if (stat(file.c_str(), &found) != 0) return SystemFailure(K_ERROR_OPEN_READ, errno);
+  if (S_ISDIR(found.st_mode)) return SystemFailure(K_ERROR_OPEN_READ, EISDIR);
+  if (!S_ISREG(found.st_mode)) {
+    return Failure(K_ERROR_OPEN_READ, "only regular files can be read");
+  }
+  if (found.st_size > INT32_MAX) {
+    return Failure(K_ERROR_SEEK, "the file is larger than 2 GiB, positions don't reach farther");
+  }
+  errno = 0;
+  m_file = K_RedirectedOpen(file.c_str(), K_OPEN_READ, K_MODE_READABLE);
+  if (m_file != K_InvalidHandle()) return {};
+  return errno != 0 ? SystemFailure(K_ERROR_OPEN_READ, errno) : Failure(K_ERROR_OPEN_READ);
+}
+
+Outcome PageReader::DescribePage(int page, bool countPages, PageInfo& info) {
+  if (page < 1) return NoSuchPage(page, 0);
+  _IMAGEFILEINFO found = {};
+  found.uStructSize = sizeof(found);
+  _INFOOPTIONS infoOptions = {countPages ? K_INFO_TOTAL_PAGES : 0};
+  _LOADOPTIONS loadOptions = {sizeof(loadOptions), 0, 0, 0, page};
+  _INFODISPATCH dispatch = {m_file, &found, &infoOptions, &loadOptions};
+  const int status = fltInfo(&dispatch);
+  if (status != K_SUCCESS) return Failure(status);
+  if (found.nPageNumber != static_cast<uint32_t>(page)) {
+    return NoSuchPage(page, static_cast<int>(found.nPageNumber));
+  }
+
+  PageInfo result;
+  result.format = found.nFormat;
+  result.coding = FindFormatCode(found.nFormat).row->coding;
+  result.container = ContainerMet();
+  result.compression = found.szCompression;
+  result.width = static_cast<int>(found.nWidth);
+  result.height = static_cast<int>(found.nHeight);
+  result.bitsPerPixel = static_cast<int>(found.nBitsPerPixel);
+  result.xResolution = static_cast<int>(found.nXResolution);
+  result.yResolution = static_cast<int>(found.nYResolution);
+  result.page = page;
+  result.pages = countPages ? static_cast<int>(found.nTotalPages) : 0;
+  result.bytes = found.uSizeMem;
+  result.topDown = found.nViewPerspective == uint32_t{K_VIEW_TOP_DOWN};
+  // A count that failed half-way leaves the page described.
+  State()->nImageDataLeft = 0;
+
+  if (result.coding == Coding::Uncompressed) {
+    // Only the raw-data flags tell the order of the bits.
+    _LOADINFO raw = {};
+    int again = page;
+    if (K_RedirectedSeek(m_file, 0, K_SEEK_START) < 0) return Failure(K_ERROR_READ);
+    const int described = ReadImageInfo(m_file, &raw, &again, 0, 0);
+    if (described != K_SUCCESS) return Failure(described);
+    result.reversedBits = (raw.uFlags & K_RAW_REVERSED_BITS) != 0;
+  }
+  info = result;
+  return {};
+}
+
+Outcome PageReader::ReadPiece(unsigned char* to, unsigned count, int& got, bool& end) {
+  int status = K_SUCCESS;
+  got = ReadRawIMG(m_file, to, count, &status);
+  if (got < 0) return Failure(status == K_SUCCESS ? K_ERROR_READ : status);
+  end = got < static_cast<int>(count);
+  return {};
+}
+
+Outcome PageReader::ReadImageData(std::vector<unsigned char>& data, size_t limit) try {
+  bool end = false;
+  while (!end && data.size() < limit) {
+    const size_t size = data.size();
+    data.resize(size + kPiece);
+    int got = 0;
+    const Outcome outcome = ReadPiece(data.data() + size, kPiece, got, end);
+    data.resize(size + static_cast<size_t>(std::max(got, 0)));
+    if (!outcome.Ok()) return outcome;
+  }
+  return {};
+} catch (const std::bad_alloc&) {
+  return Failure(K_ERROR_NO_MEMORY);
+}
+
+Outcome PageReader::CountImageData(uint64_t& bytes) {
+  std::vector<unsigned char> piece(kPiece);
+  bytes = 0;
+  for (bool end = false; !end;) {
+    int got = 0;
+    const Outcome outcome = ReadPiece(piece.data(), kPiece, got, end);
+    if (!outcome.Ok()) return outcome;
+    bytes += static_cast<uint64_t>(got);
+  }
+  return {};
+}
+
+Outcome PageReader::ReadJpegFrame(JpegFrame& frame) {
+  std::vector<unsigned char> data;
+  size_t at = 0;
+  for (;;) {
+    const size_t before = data.size();
+    const Outcome outcome = ReadImageData(data, before + 1);
+    const JpegSearch search = FindJpegFrame(data, at, frame);
+    if (search == JpegSearch::Found) return {};
+    if (!outcome.Ok()) return outcome;
+    if (search == JpegSearch::None || data.size() - before < kPiece) break;
+  }
+  return Failure(K_ERROR_INVALID_FORMAT, "the JPEG data have no usable frame header");
+}
+
+const char* ContainerName(Container container) {
+  switch (container) {
+    case Container::Ioca:
+      return "IOCA";
+    case Container::Modca:
+      return "MO:DCA";
+    case Container::ModcaCarriageControl:
+      return "MO:DCA with carriage control";
+  }
+  return "";
+}
+
+Outcome DescribePage(const std::string& file, int page, bool countPages, PageInfo& info) {
+  PageReader reader;
+  Outcome outcome = reader.Open(file);
+  if (!outcome.Ok()) return outcome;
+  PageInfo found;
+  outcome = reader.DescribePage(page, countPages, found);
+  if (!outcome.Ok()) return outcome;
+  if (found.coding == Coding::Jpeg && found.bitsPerPixel == 1) {
+    // Without an IDE Size field the description falls back to 1.
+    JpegFrame frame;
+    if (reader.ReadJpegFrame(frame).Ok()) {
+      found.bitsPerPixel = frame.components == 1 ? 8 : 24;
+      found.bytes = UncompressedBytes(found.width, found.height, found.bitsPerPixel);
+    }
+  }
+  info = found;
+  return {};
+}
+
+Outcome ReadImageData(const std::string& file, int page, std::vector<unsigned char>& data,
+                      PageInfo* info) {
+  data.clear();
+  PageReader reader;
+  PageInfo found;
+  Outcome outcome = reader.Open(file);
+  if (outcome.Ok()) outcome = reader.DescribePage(page, false, found);
+  if (outcome.Ok()) outcome = reader.ReadImageData(data);
+  if (!outcome.Ok()) {
+    data.clear();
+    return outcome;
+  }
+  if (info != nullptr) *info = found;
+  return {};
+}
+
+}  // namespace kz

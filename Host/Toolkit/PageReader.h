@@ -1,0 +1,52 @@
+// A page's description and image data, read with the filter's own readers.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "API/Filters/Ica/Common/Ica.h"
+#include "Host/Toolkit/Document.h"
+
+namespace kz {
+
+// What JPEG data say of their picture.
+struct JpegFrame {
+  int width;
+  int height;
+  int components;
+};
+
+enum class JpegSearch { Found, MoreData, None };
+
+// Looks for the frame header (ITU-T T.81, B.2.2) in the beginning of JPEG data,
+// from `at` on, which moves to where the search goes on with more data.
+JpegSearch FindJpegFrame(const std::vector<unsigned char>& data, size_t& at, JpegFrame& frame);
+
+// One open file. The calling thread must not load or describe anything else
+// between DescribePage and the reading of the data.
+class PageReader {
+ public:
+  PageReader() = default;
+  ~PageReader();
+  PageReader(const PageReader&) = delete;
+  PageReader& operator=(const PageReader&) = delete;
+
+  Outcome Open(const std::string& file);
+  // Leaves the file at the page's image data.
+  Outcome DescribePage(int page, bool countPages, PageInfo& info);
+  // Reads the image data of the page described into `data`, until `limit` bytes
+  // or more are there.
+  Outcome ReadImageData(std::vector<unsigned char>& data, size_t limit = SIZE_MAX);
+  // Counts the rest of the image data of the page described.
+  Outcome CountImageData(uint64_t& bytes);
+  // Reads as much as finding the frame header of the page's JPEG data takes.
+  Outcome ReadJpegFrame(JpegFrame& frame);
+
+ private:
+  Outcome ReadPiece(unsigned char* to, unsigned count, int& got, bool& end);
+
+  tagHANDLE* m_file = K_InvalidHandle();
+};
+
+}  // namespace kz
