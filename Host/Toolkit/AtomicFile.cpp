@@ -16,6 +16,8 @@
 #include <utility>
 #include <vector>
 
+#include "Host/Toolkit/Descriptor.h"
+
 namespace kz {
 
 namespace {
@@ -31,29 +33,6 @@ constexpr size_t kRandomDigits = 16;
 constexpr mode_t kModeBits = 07777;
 constexpr mode_t kNewFileMode = 0666;
 constexpr mode_t kPrivateMode = 0600;
-
-class OwnedDescriptor {
- public:
-  explicit OwnedDescriptor(int descriptor) : m_descriptor(descriptor) {}
-  ~OwnedDescriptor() {
-    if (m_descriptor >= 0) ::close(m_descriptor);
-  }
-  OwnedDescriptor(const OwnedDescriptor&) = delete;
-  OwnedDescriptor& operator=(const OwnedDescriptor&) = delete;
-  int Get() const { return m_descriptor; }
-  int Release() { return std::exchange(m_descriptor, -1); }
-
- private:
-  int m_descriptor;
-};
-
-int OpenRetrying(const char* path, int flags, mode_t mode = 0) {
-  int descriptor;
-  do {
-    descriptor = ::open(path, flags | O_CLOEXEC, mode);
-  } while (descriptor < 0 && errno == EINTR);
-  return descriptor;
-}
 
 // Folder with a slash at its end (empty: the current one) and name.
 std::pair<std::string, std::string> SplitPath(const std::string& path) {
@@ -126,7 +105,7 @@ bool LockExclusively(int descriptor, int extra) {
 
 // Removes a temporary file that no process holds any more.
 void RemoveIfAbandoned(const std::string& path) {
-  const OwnedDescriptor file(OpenRetrying(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK));
+  const OwnedDescriptor file(OpenDescriptor(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK));
   struct stat opened, named;
   if (file.Get() < 0 || ::fstat(file.Get(), &opened) != 0 || !S_ISREG(opened.st_mode)) return;
   if (!LockExclusively(file.Get(), LOCK_NB)) return;
@@ -172,7 +151,7 @@ Outcome AtomicFile::CreateTemporary(int mode) {
     if (::getrandom(&random, sizeof(random), 0) != sizeof(random)) continue;
     std::string path = folder + TemporaryPrefix(name) + Hexadecimal(random) + std::string(kEnding);
     OwnedDescriptor file(
-        OpenRetrying(path.c_str(), O_RDWR | O_CREAT | O_EXCL, static_cast<mode_t>(mode)));
+        OpenDescriptor(path.c_str(), O_RDWR | O_CREAT | O_EXCL, static_cast<mode_t>(mode)));
     if (file.Get() < 0) {
       if (errno == EEXIST) continue;
       return SystemFailure(K_ERROR_OPEN_WRITE, errno);
@@ -201,7 +180,7 @@ Outcome AtomicFile::Commit() {
   RemoveStale();
   const std::string folder = SplitPath(m_target).first;
   const OwnedDescriptor directory(
-      OpenRetrying(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY));
+      OpenDescriptor(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY));
   // A folder that may be written but not read can't be opened, and some file
   // systems don't know fsync of a folder: no failure of this file.
   if (directory.Get() >= 0 && ::fsync(directory.Get()) != 0 && errno == EIO) {
@@ -253,13 +232,13 @@ Outcome CopyDescriptor(int from, int to) {
 }
 
 Outcome CopyFile(const std::string& from, const std::string& to) {
-  const OwnedDescriptor source(OpenRetrying(from.c_str(), O_RDONLY));
+  const OwnedDescriptor source(OpenDescriptor(from.c_str(), O_RDONLY));
   if (source.Get() < 0) return SystemFailure(K_ERROR_OPEN_READ, errno);
   struct stat status;
   if (::fstat(source.Get(), &status) == 0 && S_ISDIR(status.st_mode)) {
     return SystemFailure(K_ERROR_OPEN_READ, EISDIR);
   }
-  OwnedDescriptor target(OpenRetrying(to.c_str(), O_WRONLY | O_CREAT | O_TRUNC, kNewFileMode));
+  OwnedDescriptor target(OpenDescriptor(to.c_str(), O_WRONLY | O_CREAT | O_TRUNC, kNewFileMode));
   if (target.Get() < 0) return SystemFailure(K_ERROR_OPEN_WRITE, errno);
   Outcome outcome = CopyDescriptor(source.Get(), target.Get());
   if (outcome.Ok() && ::close(target.Release()) != 0) return SystemFailure(K_ERROR_WRITE, errno);

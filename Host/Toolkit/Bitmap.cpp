@@ -86,4 +86,10 @@ int Bitmap::SetPalette(const unsigned char* entries, int colors) {
   return K_SetBitmapNewPalette(&m_handle, entries, colors);
 }
 
+void Bitmap::DropPalette() {
+  K_GlobalFree(m_handle.pPalette, __LINE__, "Host/Toolkit/Bitmap");
+  m_handle.pPalette = nullptr;
+  m_handle.nColors = 0;
+}
+
 }  // namespace kz

@@ -63,6 +63,8 @@ class K_EXPORT Bitmap {
 
   // Gives it a palette of four-byte entries: red, green, blue, 0. Returns 1 or -1.
   int SetPalette(const unsigned char* entries, int colors);
+  // Takes the palette away.
+  void DropPalette();
   // Four-byte entries, null when there is no palette.
   const unsigned char* Palette() const { return m_handle.pPalette; }
   // Whether no pixel can be anything but grey: up to 8 bits, no colours in the

@@ -1,0 +1,42 @@
+// An owned file descriptor.
+#pragma once
+
+#include <fcntl.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <utility>
+
+namespace kz {
+
+class OwnedDescriptor {
+ public:
+  OwnedDescriptor() = default;
+  explicit OwnedDescriptor(int descriptor) : m_descriptor(descriptor) {}
+  ~OwnedDescriptor() {
+    if (m_descriptor >= 0) ::close(m_descriptor);
+  }
+  OwnedDescriptor(const OwnedDescriptor&) = delete;
+  OwnedDescriptor& operator=(const OwnedDescriptor&) = delete;
+
+  // The descriptor, negative when there is none.
+  int Get() const { return m_descriptor; }
+  // Hands the descriptor over.
+  int Release() { return std::exchange(m_descriptor, -1); }
+
+ private:
+  int m_descriptor = -1;
+};
+
+// Opens a file, not to be inherited; a negative value, with errno set, when that
+// fails.
+inline int OpenDescriptor(const char* path, int flags, mode_t mode = 0) {
+  int descriptor;
+  do {
+    descriptor = ::open(path, flags | O_CLOEXEC, mode);
+  } while (descriptor < 0 && errno == EINTR);
+  return descriptor;
+}
+
+}  // namespace kz

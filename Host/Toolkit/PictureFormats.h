@@ -1,0 +1,56 @@
+// What PictureReader and PictureWriter ask of each format.
+#pragma once
+
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Host/Toolkit/Bitmap.h"
+#include "Host/Toolkit/Outcome.h"
+#include "Host/Toolkit/PictureFile.h"
+
+namespace kz {
+
+// A picture file being read.
+class PictureSource {
+ public:
+  virtual ~PictureSource() = default;
+  virtual int Pages() const { return 1; }
+  // Reads a page, counted from 1 and in range. The bitmap comes empty.
+  virtual Outcome Read(int page, Bitmap& bitmap) = 0;
+};
+
+// A picture file being written. Its descriptor stays the caller's.
+class PictureSink {
+ public:
+  virtual ~PictureSink() = default;
+  virtual Outcome AddPage(const Bitmap& bitmap) = 0;
+  // Writes what comes after the last page.
+  virtual Outcome Finish() { return {}; }
+};
+
+// Takes the descriptor of a file that begins with a TIFF header.
+Outcome OpenTiff(int descriptor, std::unique_ptr<PictureSource>& source);
+// Decoders of a whole file in memory.
+Outcome ReadPng(const std::vector<unsigned char>& data, Bitmap& bitmap);
+Outcome ReadJpeg(const std::vector<unsigned char>& data, Bitmap& bitmap);
+Outcome ReadWithLeptonica(const std::vector<unsigned char>& data, Bitmap& bitmap);
+
+std::unique_ptr<PictureSink> MakePngSink(int descriptor);
+std::unique_ptr<PictureSink> MakeTiffSink(int descriptor);
+std::unique_ptr<PictureSink> MakePnmSink(int descriptor, PictureFormat format);
+std::unique_ptr<PictureSink> MakeJpegSink(int descriptor);
+std::unique_ptr<PictureSink> MakePdfSink(int descriptor);
+
+// Writes all bytes at the descriptor's position; -5 when that fails.
+Outcome WriteBytes(int descriptor, const void* bytes, size_t count);
+
+// Turns or mirrors a picture so that its first stored row is its top one. The
+// orientation is that of the TIFF tag and of Exif: 1 to 8, others leave it alone.
+Outcome ApplyOrientation(int orientation, Bitmap& bitmap);
+
+// Encodes a 1-bit picture as ITU-T T.6, top row first, 1 = black.
+Outcome EncodeGroup4(const Bitmap& bitmap, std::vector<unsigned char>& data);
+
+}  // namespace kz
