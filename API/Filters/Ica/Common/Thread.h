@@ -19,10 +19,10 @@ K_EXPORT void kzicaFreeThreadData(void* record);
 
 // The calling thread's record, or the static one where the host gives none.
 // Never fails.
-FilterThreadState* ThreadState();
+K_EXPORT FilterThreadState* ThreadState();
 
 // Makes the host's read routine, with its user data, the one of the record.
-void BindRead(FilterThreadState* state);
+K_EXPORT void BindRead(FilterThreadState* state);
 // The same for the read and the write routine.
 void BindReadWrite(FilterThreadState* state);
 

@@ -128,19 +128,25 @@ int LoadJpegRoad(Loading* load, const CollectedData& data) {
   return SendFromMemory(load->dispatch, data, load->dispatch->pBitmap->nBitsPerPixel, &fileInfo);
 }
 
-// Sends nHeight slices of rowSize bytes. Rows behind the end of the source, and
-// what is missing of the last, are 0.
-int SendSlices(_LOADDISPATCH* dispatch, const unsigned char* source, size_t size, size_t rowSize) {
+// Sends the rows of a source, rowSize bytes each, straight from it. What the
+// source lacks of a row, and of the rows behind it, is 0.
+int SendSlices(_LOADDISPATCH* dispatch, unsigned char* source, size_t size, size_t rowSize) {
+  const size_t whole = rowSize == 0 ? 0 : size / rowSize;
+  int result = K_MORE_ROWS;
+  int n = 1;
+  for (; result == K_MORE_ROWS && static_cast<size_t>(n) <= whole; ++n) {
+    result = K_SendRawData(dispatch, source + static_cast<size_t>(n - 1) * rowSize, n);
+  }
+  if (result != K_MORE_ROWS) return result;
+
   const LocalBuffer row(rowSize, __LINE__);
   if (!row) return K_ERROR_NO_MEMORY;
-  int result = K_MORE_ROWS;
-  size_t offset = 0;
-  for (int n = 1; result == K_MORE_ROWS; ++n) {
-    const size_t count = std::min(rowSize, size - offset);
-    std::memcpy(row.get(), source + offset, count);
-    std::memset(row.get() + count, 0, rowSize - count);
-    offset += count;
+  size_t rest = size - whole * rowSize;
+  std::memcpy(row.get(), source + (size - rest), rest);
+  for (; result == K_MORE_ROWS; ++n) {
+    std::memset(row.get() + rest, 0, rowSize - rest);
     result = K_SendRawData(dispatch, row.get(), n);
+    rest = 0;
   }
   return result;
 }
