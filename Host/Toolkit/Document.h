@@ -36,6 +36,7 @@ struct PageInfo {
   uint64_t bytes = 0;  // of the uncompressed picture, rows padded to whole bytes
   bool topDown = true;
   bool reversedBits = false;  // in each byte of the image data
+  Outcome structure;          // when pages were counted: a damaged field may hide more of them
 };
 
 // Describes a page. JPEG data whose depth the page doesn't say are asked for it.

@@ -3,6 +3,7 @@
 #include <charconv>
 #include <cstdlib>
 #include <string>
+#include <utility>
 
 namespace kz {
 
@@ -24,8 +25,9 @@ int TakeNumber(std::string_view& text) {
 }  // namespace
 
 Outcome PageRange::Parse(std::string_view text) {
-  const Outcome refused = Failure(
-      K_ERROR_INVALID_FORMAT, "'" + std::string(text) + "' names no pages; write 2, 1,3-5, 9- or z");
+  std::string what = "'";
+  what.append(text).append("' names no pages; write 2, 1,3-5, 9- or z");
+  const Outcome refused = Failure(K_ERROR_INVALID_FORMAT, std::move(what));
   std::vector<Part> parts;
   do {
     if (!parts.empty()) text.remove_prefix(1);

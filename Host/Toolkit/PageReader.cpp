@@ -8,6 +8,7 @@
 
 #include "API/Filters/Ica/Common/Ioca/ImageDataReader.h"
 #include "API/Filters/Ica/Common/Ioca/ImageInfo.h"
+#include "API/Filters/Ica/Common/Ioca/StructuredField.h"
 #include "API/Filters/Ica/Common/Thread.h"
 
 namespace kz {
@@ -30,8 +31,8 @@ Container ContainerMet() {
   return state->bReadCC != 0 ? Container::ModcaCarriageControl : Container::Modca;
 }
 
-Outcome NoSuchPage(int page, int last) {
-  std::string what = "there is no page " + std::to_string(page);
+Outcome NoSuchPage(int last) {
+  std::string what = "there is no such page";
   if (last > 0) what += ", the last is page " + std::to_string(last);
   return Failure(K_ERROR_INVALID_FORMAT, std::move(what));
 }
@@ -88,22 +89,23 @@ Outcome PageReader::Open(const std::string& file) {
     return Failure(K_ERROR_SEEK, "the file is larger than 2 GiB, positions don't reach farther");
   }
   errno = 0;
+  m_size = static_cast<int>(found.st_size);
   m_file = K_RedirectedOpen(file.c_str(), K_OPEN_READ, K_MODE_READABLE);
   if (m_file != K_InvalidHandle()) return {};
   return errno != 0 ? SystemFailure(K_ERROR_OPEN_READ, errno) : Failure(K_ERROR_OPEN_READ);
 }
 
 Outcome PageReader::DescribePage(int page, bool countPages, PageInfo& info) {
-  if (page < 1) return NoSuchPage(page, 0);
+  if (page < 1) return NoSuchPage(0);
   _IMAGEFILEINFO found = {};
   found.uStructSize = sizeof(found);
   _INFOOPTIONS infoOptions = {countPages ? K_INFO_TOTAL_PAGES : 0};
   _LOADOPTIONS loadOptions = {sizeof(loadOptions), 0, 0, 0, page};
   _INFODISPATCH dispatch = {m_file, &found, &infoOptions, &loadOptions};
   const int status = fltInfo(&dispatch);
-  if (status != K_SUCCESS) return Failure(status);
+  if (status != K_SUCCESS) return ExplainFailure(status);
   if (found.nPageNumber != static_cast<uint32_t>(page)) {
-    return NoSuchPage(page, static_cast<int>(found.nPageNumber));
+    return NoSuchPage(static_cast<int>(found.nPageNumber));
   }
 
   PageInfo result;
@@ -120,10 +122,9 @@ Outcome PageReader::DescribePage(int page, bool countPages, PageInfo& info) {
   result.pages = countPages ? static_cast<int>(found.nTotalPages) : 0;
   result.bytes = found.uSizeMem;
   result.topDown = found.nViewPerspective == uint32_t{K_VIEW_TOP_DOWN};
-  // A count that failed half-way leaves the page described.
-  State()->nImageDataLeft = 0;
+  if (countPages) result.structure = CheckStructure();
 
-  if (result.coding == Coding::Uncompressed) {
+  if (countPages || result.coding == Coding::Uncompressed) {
     // Only the raw-data flags tell the order of the bits.
     _LOADINFO raw = {};
     int again = page;
@@ -132,8 +133,50 @@ Outcome PageReader::DescribePage(int page, bool countPages, PageInfo& info) {
     if (described != K_SUCCESS) return Failure(described);
     result.reversedBits = (raw.uFlags & K_RAW_REVERSED_BITS) != 0;
   }
+  // What a load before may have left there.
+  State()->nImageDataLeft = 0;
   info = result;
   return {};
+}
+
+Outcome PageReader::CheckStructure() {
+  if (State()->bReadIPD == 0) return {};
+  if (K_RedirectedSeek(m_file, 0, K_SEEK_START) < 0) return Failure(K_ERROR_READ);
+  bool documentEnded = false;
+  for (int at = 0; at < m_size;) {
+    _SFI field;
+    int status = ReadSFI(m_file, &field);
+    // Files are padded behind their document.
+    if (status != K_SUCCESS && documentEnded) return {};
+    if (status == K_SUCCESS) status = SkipSFData(m_file, &field);
+    const int next = K_RedirectedSeek(m_file, 0, K_SEEK_CURRENT);
+    const bool cut = status == K_ERROR_READ || (status == K_SUCCESS && next > m_size);
+    if (cut)
+      return Failure(K_ERROR_READ,
+                     "the file ends within the structured field at byte " + std::to_string(at));
+    if (status != K_SUCCESS) {
+      return Failure(status, "there is no valid structured field at byte " + std::to_string(at));
+    }
+    documentEnded = field.wTypeCategory == SF_END_DOCUMENT;
+    at = next;
+  }
+  return {};
+}
+
+Outcome PageReader::ExplainFailure(int status) {
+  if (m_size == 0) return Failure(status, "the file is empty");
+  unsigned char start[SF_INTRODUCER_LENGTH + 1] = {};
+  if (State()->bReadIPD == 0 || K_RedirectedSeek(m_file, 0, K_SEEK_START) < 0) {
+    return Failure(status);
+  }
+  K_RedirectedRead(m_file, start, sizeof(start));
+  const int at = start[0] == CARRIAGE_CONTROL ? 1 : 0;
+  if (start[at + 2] != SF_CLASS) {
+    return Failure(status, "this is neither an IOCA image nor a MO:DCA document");
+  }
+  const Outcome structure = CheckStructure();
+  if (!structure.Ok()) return Failure(status, structure.what);
+  return status == K_ERROR_READ ? Failure(status, "the document has no image") : Failure(status);
 }
 
 Outcome PageReader::ReadPiece(unsigned char* to, unsigned count, int& got, bool& end) {

@@ -44,9 +44,14 @@ class PageReader {
   Outcome ReadJpegFrame(JpegFrame& frame);
 
  private:
+  // Walks over all structured fields of a document.
+  Outcome CheckStructure();
+  // Finds words for a description that failed.
+  Outcome ExplainFailure(int status);
   Outcome ReadPiece(unsigned char* to, unsigned count, int& got, bool& end);
 
   tagHANDLE* m_file = K_InvalidHandle();
+  int m_size = 0;
 };
 
 }  // namespace kz

@@ -1,0 +1,93 @@
+#include "Tools/kzica/Command.h"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+
+#include "Host/Toolkit/Document.h"
+
+namespace kzica {
+
+namespace {
+
+// A name may hold anything; a report is one line.
+std::string OnOneLine(const std::string& text) {
+  std::string line;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte >= 0x20 && byte != 0x7F) {
+      line += c;
+    } else {
+      char escaped[5];
+      std::snprintf(escaped, sizeof(escaped), "\\x%02X", byte);
+      line += escaped;
+    }
+  }
+  return line;
+}
+
+void SayLine(const Subject& subject, const std::string& text) {
+  std::string line = "kzica: ";
+  line += subject.file == "-" ? "standard output" : OnOneLine(subject.file);
+  if (subject.page > 0) line += ": page " + std::to_string(subject.page);
+  line += ": " + OnOneLine(text) + "\n";
+  std::fputs(line.c_str(), stderr);
+}
+
+// Why standard output couldn't be written, as errno; 0 = it could.
+int g_outputError = 0;
+
+bool NobodyReadsOutput() {
+  pollfd output = {STDOUT_FILENO, 0, 0};
+  return poll(&output, 1, 0) == 1 && (output.revents & POLLERR) != 0;
+}
+
+}  // namespace
+
+Exit Complain(const Subject& subject, const kz::Outcome& outcome) {
+  if (subject.file == "-" && NobodyReadsOutput()) return kFileFailed;
+  SayLine(subject, outcome.what + " (status " + std::to_string(outcome.status) + ")");
+  return kFileFailed;
+}
+
+void Note(const Subject& subject, const std::string& text) { SayLine(subject, text); }
+
+void AddMaxPixels(CLI::App& command, int64_t& maxPixels) {
+  maxPixels = kz::kDefaultMaxPixels;
+  command.add_option("--max-pixels", maxPixels, "Refuse pictures of more pixels")
+      ->check(CLI::PositiveNumber)
+      ->type_name("N")
+      ->capture_default_str();
+}
+
+void Print(const std::string& text) {
+  if (std::fwrite(text.data(), 1, text.size(), stdout) < text.size()) g_outputError = errno;
+}
+
+Exit FinishOutput(Exit exit) {
+  if (std::fflush(stdout) != 0 && g_outputError == 0) g_outputError = errno;
+  if (NobodyReadsOutput() && (g_outputError != 0 || exit != kDone)) {
+    std::signal(SIGPIPE, SIG_DFL);
+    std::raise(SIGPIPE);
+  }
+  if (g_outputError == 0) return exit;
+  return Complain({"-"}, kz::SystemFailure(K_ERROR_WRITE, g_outputError));
+}
+
+Progress::Progress(size_t pages)
+    : m_pages(pages), m_shown(pages > 1 && isatty(STDERR_FILENO) == 1) {}
+
+Progress::~Progress() {
+  if (m_shown && m_done > 0) std::fputs("\r\033[K", stderr);
+}
+
+void Progress::Step() {
+  ++m_done;
+  if (m_shown) std::fprintf(stderr, "\rpage %zu of %zu", m_done, m_pages);
+}
+
+}  // namespace kzica

@@ -1,0 +1,65 @@
+// What the subcommands share: how they are added, report and end.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <cstdint>
+#include <string>
+
+#include "Host/Toolkit/Outcome.h"
+
+namespace kzica {
+
+// Exit status of the command, in rising order of trouble.
+enum Exit : int { kDone = 0, kFileFailed = 1, kWrongUsage = 2 };
+
+// Each adds its subcommand. When the parsed line asks for it, it runs and leaves
+// its exit status in `exit`; wrong usage that shows only then is a UsageError.
+void AddInfo(CLI::App& app, Exit& exit);
+void AddExtract(CLI::App& app, Exit& exit);
+
+// Wrong usage that the parser can't see.
+class UsageError : public CLI::ValidationError {
+ public:
+  explicit UsageError(const std::string& what)
+      : CLI::ValidationError("UsageError", what, CLI::ExitCodes::ValidationError) {}
+};
+
+// What a line on standard error begins with: the file, and the page when it is
+// one that matters (0: none).
+struct Subject {
+  std::string file;
+  int page = 0;
+};
+
+// "kzica: FILE: page 2: the data end too early (status -7)" on standard error.
+// Standard output is called by its name. Returns kFileFailed.
+Exit Complain(const Subject& subject, const kz::Outcome& outcome);
+// "kzica: FILE: text" for what is worth knowing but no failure.
+void Note(const Subject& subject, const std::string& text);
+
+// Adds --max-pixels.
+void AddMaxPixels(CLI::App& command, int64_t& maxPixels);
+
+// Writes text to standard output; a failure shows at FinishOutput.
+void Print(const std::string& text);
+// Completes standard output. Returns kFileFailed, having said so, when not all
+// that was printed could be written; ends the process as by SIGPIPE when nobody
+// reads it any more.
+Exit FinishOutput(Exit exit);
+
+// Counts the pages of a long task on standard error when that is a terminal.
+class Progress {
+ public:
+  explicit Progress(size_t pages);
+  ~Progress();
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
+  void Step();
+
+ private:
+  size_t m_pages;
+  size_t m_done = 0;
+  bool m_shown;
+};
+
+}  // namespace kzica

@@ -1,0 +1,196 @@
+// kzica extract: pages as picture files.
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <memory>
+#include <vector>
+
+#include "Host/Toolkit/AtomicFile.h"
+#include "Host/Toolkit/Document.h"
+#include "Host/Toolkit/PageRange.h"
+#include "Host/Toolkit/PictureFile.h"
+#include "Tools/kzica/Command.h"
+#include "Tools/kzica/NumberedName.h"
+
+namespace kzica {
+
+namespace {
+
+const std::vector<std::string> kFormats = {"png", "tif", "pbm", "pgm", "ppm",
+                                           "pnm", "jpg", "pdf", "raw"};
+
+struct ExtractOptions {
+  std::string file;
+  std::string out;
+  std::string pages = "1";
+  bool all = false;
+  std::string format;
+  kz::LoadOptions load;
+};
+
+// What a page is written as: a picture, or its image data as they are stored.
+struct OutputFormat {
+  kz::PictureFormat picture = kz::PictureFormat::kNone;
+  bool raw = false;
+};
+
+OutputFormat ChooseFormat(const ExtractOptions& options) {
+  if (options.format.empty() && options.out == "-") {
+    throw UsageError("standard output needs a --format");
+  }
+  const std::string name = options.format.empty() ? options.out : "." + options.format;
+  if (std::filesystem::path("x" + name).extension() == ".raw") return {{}, true};
+  const kz::PictureFormat picture = kz::FormatOfEnding(name);
+  if (picture == kz::PictureFormat::kNone) {
+    throw UsageError(options.out +
+                     ": the ending is none of png, tif, pbm, pgm, ppm, pnm, jpg, pdf and raw; "
+                     "say with --format what to write");
+  }
+  return {picture, false};
+}
+
+kz::PageRange ChoosePages(const ExtractOptions& options) {
+  kz::PageRange range;
+  const kz::Outcome parsed = range.Parse(options.all ? "1-z" : options.pages);
+  if (!parsed.Ok()) throw UsageError("--page: " + parsed.what);
+  return range;
+}
+
+// An output file can't be the file that the pages come from.
+void RefuseSameFile(const ExtractOptions& options, const std::string& out) {
+  std::error_code ignored;
+  if (out != "-" && std::filesystem::equivalent(options.file, out, ignored)) {
+    throw UsageError(out + ": this is the file to extract from");
+  }
+}
+
+kz::Outcome WriteData(const std::string& out, const std::vector<unsigned char>& data) {
+  if (out == "-") {
+    Print({data.begin(), data.end()});
+    return {};
+  }
+  kz::AtomicFile file;
+  kz::Outcome outcome = file.Open(out);
+  if (!outcome.Ok()) return outcome;
+  for (size_t done = 0; done < data.size();) {
+    const ssize_t n = write(file.Descriptor(), data.data() + done, data.size() - done);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) return kz::SystemFailure(K_ERROR_WRITE, n < 0 ? errno : EIO);
+    done += static_cast<size_t>(n);
+  }
+  return file.Commit();
+}
+
+class Extraction {
+ public:
+  explicit Extraction(const ExtractOptions& options)
+      : m_options(options), m_format(ChooseFormat(options)), m_range(ChoosePages(options)) {
+    const bool holdsPages = !m_format.raw && kz::HoldsPages(m_format.picture);
+    if (!m_range.IsSinglePage() && !holdsPages && !Numbered()) {
+      throw UsageError(options.out +
+                       ": holds one page; several go into a tif or pdf, or into numbered files "
+                       "if the name has a %d");
+    }
+    if (options.out == "-" && isatty(STDOUT_FILENO) == 1) {
+      throw UsageError("standard output is a terminal; redirect it");
+    }
+  }
+
+  Exit Run() {
+    std::vector<int> pages;
+    kz::PageInfo info;
+    kz::Outcome outcome;
+    if (m_range.NeedsPageCount()) outcome = kz::DescribePage(m_options.file, 1, true, info);
+    if (outcome.Ok()) outcome = m_range.Resolve(info.pages, pages);
+    if (!outcome.Ok()) return Complain({m_options.file}, outcome);
+    const Exit exit = Numbered() ? ToNumberedFiles(pages) : ToOneFile(m_options.out, pages);
+    return info.structure.Ok() ? exit : Complain({m_options.file}, info.structure);
+  }
+
+ private:
+  bool Numbered() const { return m_options.out != "-" && IsNumbered(m_options.out); }
+
+  // A page that fails doesn't keep the others from their files.
+  Exit ToNumberedFiles(const std::vector<int>& pages) {
+    Exit exit = kDone;
+    Progress progress(pages.size());
+    for (const int page : pages) {
+      if (ToOneFile(NumberedName(m_options.out, page), {page}) != kDone) exit = kFileFailed;
+      progress.Step();
+    }
+    return exit;
+  }
+
+  Exit ToOneFile(const std::string& out, const std::vector<int>& pages) {
+    RefuseSameFile(m_options, out);
+    if (m_format.raw) return StoredData(out, pages[0]);
+    if (m_format.picture == kz::PictureFormat::kJpeg && IsJpegPage(pages[0])) {
+      return StoredData(out, pages[0]);
+    }
+    return Pictures(out, pages);
+  }
+
+  bool IsJpegPage(int page) const {
+    kz::PageInfo info;
+    return kz::DescribePage(m_options.file, page, false, info).Ok() && info.coding == Coding::Jpeg;
+  }
+
+  Exit StoredData(const std::string& out, int page) {
+    std::vector<unsigned char> data;
+    kz::Outcome outcome = kz::ReadImageData(m_options.file, page, data);
+    if (!outcome.Ok()) return Complain({m_options.file, page}, outcome);
+    outcome = WriteData(out, data);
+    return outcome.Ok() ? kDone : Complain({out}, outcome);
+  }
+
+  Exit Pictures(const std::string& out, const std::vector<int>& pages) {
+    kz::PictureWriter writer;
+    kz::Outcome outcome = writer.Open(out, m_format.picture);
+    if (!outcome.Ok()) return Complain({out}, outcome);
+    kz::Bitmap bitmap;
+    Progress progress(pages.size());
+    for (const int page : pages) {
+      kz::LoadReport report;
+      outcome = kz::LoadPage(m_options.file, page, m_options.load, bitmap, &report);
+      if (!outcome.Ok()) return Complain({m_options.file, page}, outcome);
+      for (const std::string& warning : report.warnings) {
+        Note({m_options.file, page}, "warning: " + warning);
+      }
+      outcome = writer.AddPage(bitmap);
+      if (!outcome.Ok()) return Complain({out}, outcome);
+      progress.Step();
+    }
+    outcome = writer.Commit();
+    return outcome.Ok() ? kDone : Complain({out}, outcome);
+  }
+
+  const ExtractOptions& m_options;
+  OutputFormat m_format;
+  kz::PageRange m_range;
+};
+
+}  // namespace
+
+void AddExtract(CLI::App& app, Exit& exit) {
+  CLI::App* command = app.add_subcommand("extract", "Write pages as picture files");
+  command->footer(
+      "OUT's ending says what to write: png, tif, pbm, pgm, ppm, pnm, jpg or pdf, or raw for\n"
+      "the compressed image data as they are stored. A JPEG page goes to jpg as it is. Several\n"
+      "pages go into one tif or pdf, or into numbered files if OUT has a %d or, with leading\n"
+      "zeros, a %03d. OUT - is standard output.");
+  auto options = std::make_shared<ExtractOptions>();
+  command->add_option("FILE", options->file, "File to extract from")->required();
+  command->add_option("OUT", options->out, "File to write")->required();
+  CLI::Option* page =
+      command->add_option("-p,--page", options->pages, "Pages, like 2, 1,3-5, 9-, z (the last)")
+          ->type_name("PAGES")
+          ->capture_default_str();
+  command->add_flag("-a,--all", options->all, "All pages")->excludes(page);
+  command->add_option("-f,--format", options->format, "What to write, whatever the ending is")
+      ->check(CLI::IsMember(kFormats));
+  AddMaxPixels(*command, options->load.maxPixels);
+  command->callback([options, &exit] { exit = Extraction(*options).Run(); });
+}
+
+}  // namespace kzica

@@ -1,0 +1,107 @@
+// kzica info: what the pages of files are.
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <vector>
+
+#include "Host/Toolkit/Document.h"
+#include "Host/Toolkit/PageRange.h"
+#include "Tools/kzica/Command.h"
+
+namespace kzica {
+
+namespace {
+
+struct InfoOptions {
+  std::vector<std::string> files;
+  std::string page = "1";
+  bool json = false;
+};
+
+std::string RowOrder(const kz::PageInfo& info) { return info.topDown ? "top-down" : "bottom-up"; }
+
+std::string InWords(const std::string& file, const kz::PageInfo& info) {
+  const auto text = [](auto number) { return std::to_string(number); };
+  const bool known = info.xResolution > 0 && info.yResolution > 0;
+  std::string words = file + "\n";
+  const auto line = [&words](const char* name, const std::string& value) {
+    constexpr size_t column = 16;
+    std::string label = std::string("  ") + name;
+    label.resize(column, ' ');
+    words += label + value + "\n";
+  };
+  line("container", kz::ContainerName(info.container));
+  line("page", text(info.page) + " of " + text(info.pages));
+  line("size", text(info.width) + " x " + text(info.height) + " pixels");
+  line("depth",
+       text(info.bitsPerPixel) + (info.bitsPerPixel == 1 ? " bit" : " bits") + " per pixel");
+  line("resolution",
+       known ? text(info.xResolution) + " x " + text(info.yResolution) + " dpi" : "not known");
+  line("compression", info.compression);
+  line("format", text(info.format));
+  line("uncompressed", text(info.bytes) + " bytes, " + RowOrder(info));
+  return words;
+}
+
+std::string InJson(const std::string& file, const kz::PageInfo& info) {
+  const nlohmann::ordered_json object = {
+      {"file", file},
+      {"container", kz::ContainerName(info.container)},
+      {"format", info.format},
+      {"compression", info.compression},
+      {"page", info.page},
+      {"pages", info.pages},
+      {"width", info.width},
+      {"height", info.height},
+      {"bitsPerPixel", info.bitsPerPixel},
+      {"xResolution", info.xResolution},
+      {"yResolution", info.yResolution},
+      {"bytes", info.bytes},
+      {"rowOrder", RowOrder(info)},
+  };
+  // A name that isn't UTF-8 must not end the listing.
+  return object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+}
+
+Exit Describe(const std::string& file, const kz::PageRange& range, bool json) {
+  kz::PageInfo info;
+  std::vector<int> page = {1};
+  kz::Outcome outcome;
+  if (range.NeedsPageCount()) {
+    outcome = kz::DescribePage(file, 1, true, info);
+    if (outcome.Ok()) outcome = range.Resolve(info.pages, page);
+  } else {
+    outcome = range.Resolve(0, page);
+  }
+  if (!outcome.Ok()) return Complain({file}, outcome);
+  outcome = kz::DescribePage(file, page[0], true, info);
+  if (!outcome.Ok()) return Complain({file, page[0] == 1 ? 0 : page[0]}, outcome);
+  Print(json ? InJson(file, info) : InWords(file, info));
+  return info.structure.Ok() ? kDone : Complain({file}, info.structure);
+}
+
+Exit Info(const InfoOptions& options) {
+  kz::PageRange range;
+  const kz::Outcome parsed = range.Parse(options.page);
+  if (!parsed.Ok()) throw UsageError("--page: " + parsed.what);
+  if (!range.IsSinglePage()) throw UsageError("--page: info describes one page of a file");
+  Exit exit = kDone;
+  for (const std::string& file : options.files) {
+    if (Describe(file, range, options.json) != kDone) exit = kFileFailed;
+  }
+  return exit;
+}
+
+}  // namespace
+
+void AddInfo(CLI::App& app, Exit& exit) {
+  CLI::App* command = app.add_subcommand("info", "Show what a page of each file is");
+  auto options = std::make_shared<InfoOptions>();
+  command->add_option("FILE", options->files, "Files to describe")->required();
+  command->add_option("-p,--page", options->page, "Page to describe; z is the last")
+      ->type_name("N")
+      ->capture_default_str();
+  command->add_flag("--json", options->json, "Print one JSON object per file, each on a line");
+  command->callback([options, &exit] { exit = Info(*options); });
+}
+
+}  // namespace kzica

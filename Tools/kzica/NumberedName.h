@@ -1,0 +1,13 @@
+// File names with a place for the page number: scan-%d.png, scan-%03d.png.
+#pragma once
+
+#include <string>
+
+namespace kzica {
+
+// Whether the name has a %d, perhaps with a width and a leading zero.
+bool IsNumbered(const std::string& name);
+// The name with the page number in the place of every %d.
+std::string NumberedName(const std::string& name, int page);
+
+}  // namespace kzica
