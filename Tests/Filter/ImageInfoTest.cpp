@@ -1,0 +1,351 @@
+// What the description of a page says of it, and where it leaves the stream.
+#include "API/Filters/Ica/Common/Ioca/ImageInfo.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "API/Filters/Ica/Common/Ioca/ImageDataReader.h"
+#include "Host/Kernel/KernelTesting.h"
+#include "Tests/Filter/FileBuilder.h"
+#include "Tests/Filter/MemoryFile.h"
+
+namespace {
+
+const Bytes kG4 = ImageSize(100, 50) + Encoding(0x82);
+const Style kPrefixed = {true, {}, false};
+
+Bytes IdeSize(unsigned char bits) { return {0x96, 1, bits}; }
+
+TEST(ImageInfo, ParametersBecomeTheDescription) {
+  struct Case {
+    const char* what;
+    Bytes parameters;
+    int status;
+    uint32_t bits, x, y, flags;
+  };
+  const Bytes size = ImageSize(100, 50);
+  const auto resolution = [](unsigned char base, unsigned x, unsigned y) {
+    return ImageSize(100, 50, base, x, y) + Encoding(0x82);
+  };
+  const Bytes reversed = {0x95, 3, 0x82, 4, 1};
+  const auto structure = [](unsigned char first) { return Bytes{0x9B, 6, first, 0, 0, 0, 0, 0}; };
+  const Case cases[] = {
+      {"plain", kG4, 1, 1, 200, 100, 1},
+      {"encoding first", Encoding(0x82) + size, 1, 1, 200, 100, 1},
+      {"ten inches", resolution(0, 2409, 3000), 1, 1, 240, 300, 1},
+      {"ten centimetres", resolution(1, 1181, 787), 1, 1, 299, 199, 1},
+      {"logical units", resolution(2, 300, 1), 1, 1, 300, 1, 1},
+      {"no y", resolution(0, 3000, 0xFFFF), 1, 1, 300, 300, 1},
+      {"no x", resolution(1, 0x8000, 1181), 1, 1, 299, 299, 1},
+      {"neither", resolution(2, 0x8000, 0xFFFF), 1, 1, 150, 150, 1},
+      {"largest", resolution(2, 0x7FFF, 0x7FFF), 1, 1, 32767, 32767, 1},
+      {"repaired by encoding alone", Encoding(0x82) + ImageSize(100, 50, 2, 300, 0x8000), 1, 1, 300,
+       0x8000, 1},
+      {"last size counts", ImageSize(7, 7, 0, 10, 10) + kG4, 1, 1, 200, 100, 1},
+      {"bottom to top", size + Encoding(0x82, 3), 1, 1, 200, 100, 0},
+      {"unpadded keeps top down", size + Encoding(0x82, 4), 1, 1, 200, 100, 1},
+      {"unpadded keeps bottom up", size + Encoding(0x82, 3) + Encoding(0x82, 4), 1, 1, 200, 100, 0},
+      {"top down again", size + Encoding(0x82, 3) + Encoding(0x82, 1), 1, 1, 200, 100, 1},
+      {"reversed bits", size + reversed, 1, 1, 200, 100, 9},
+      {"reversed and back", size + reversed + Encoding(0x82), 1, 1, 200, 100, 1},
+      {"structure flag", kG4 + structure(0x01), 1, 1, 200, 100, 5},
+      {"structure flag off", kG4 + structure(0xFF) + structure(0xFE), 1, 1, 200, 100, 1},
+      {"look-up table", kG4 + Bytes{0x97, 1, 9}, 1, 1, 200, 100, 1},
+      {"G4 of 1 bit", kG4 + IdeSize(1), 1, 1, 200, 100, 1},
+      {"1 bit before encoding", IdeSize(1) + kG4, 1, 1, 200, 100, 1},
+      {"JPEG", size + Encoding(0x83), 1, 1, 200, 100, 1},
+      {"JPEG grey", size + Encoding(0x83) + IdeSize(8), 1, 8, 200, 100, 1},
+      {"JPEG colour", size + Encoding(0x83) + IdeSize(24), 1, 24, 200, 100, 1},
+      {"JPEG of 1 bit", size + Encoding(0x83) + IdeSize(8) + IdeSize(1), 1, 1, 200, 100, 1},
+      {"ABIC", size + Encoding(0x08), 1, 1, 200, 100, 1},
+      {"ABIC of 4 bits", size + Encoding(0x08) + IdeSize(4), 1, 4, 200, 100, 1},
+      {"concatenated ABIC", size + Encoding(0x0A), 1, 4, 200, 100, 1},
+      {"concatenated keeps 4", size + Encoding(0x0A) + IdeSize(1), 1, 4, 200, 100, 1},
+      {"size after a depth", Encoding(0x0A) + size, 1, 4, 200, 100, 1},
+      // Refused, whatever field comes too early, is missing or does not fit.
+      {"4 bits before encoding", IdeSize(4) + kG4, -9, 0, 0, 0, 0},
+      {"8 bits before encoding", IdeSize(8) + size + Encoding(0x83), -9, 0, 0, 0, 0},
+      {"G4 of 4 bits", kG4 + IdeSize(4), -9, 0, 0, 0, 0},
+      {"G4 of 8 bits", kG4 + IdeSize(8), -9, 0, 0, 0, 0},
+      {"JPEG of 4 bits", size + Encoding(0x83) + IdeSize(4), -9, 0, 0, 0, 0},
+      {"ABIC of 8 bits", size + Encoding(0x08) + IdeSize(8), -9, 0, 0, 0, 0},
+      {"none of 24 bits", size + Encoding(0x03) + IdeSize(24), -9, 0, 0, 0, 0},
+      {"JPEG of 16 bits", size + Encoding(0x83) + IdeSize(16), -9, 0, 0, 0, 0},
+      {"0 bits", kG4 + IdeSize(0), -9, 0, 0, 0, 0},
+      {"RL4", size + Encoding(0x06), -9, 0, 0, 0, 0},
+      {"unassigned compression", size + Encoding(0x0B), -9, 0, 0, 0, 0},
+      {"recording 0xFE", size + Encoding(0x82, 0xFE), -9, 0, 0, 0, 0},
+      {"no size", Encoding(0x82), -9, 0, 0, 0, 0},
+      {"no encoding", size, -9, 0, 0, 0, 0},
+      {"width 0", ImageSize(0, 50) + Encoding(0x82), -9, 0, 0, 0, 0},
+      {"height 0", ImageSize(100, 0) + Encoding(0x82), -9, 0, 0, 0, 0},
+      {"a second segment", kG4 + Bytes{0x70, 0}, -9, 0, 0, 0, 0},
+      {"end of content", kG4 + Bytes{0x93, 0}, -9, 0, 0, 0, 0},
+      {"unknown field", kG4 + Bytes{0x98, 0}, -9, 0, 0, 0, 0},
+      {"field fault", kG4 + Bytes{0x96, 2, 1, 1}, -9, 0, 0, 0, 0},
+  };
+  for (const Case& c : cases) {
+    const Bytes segment = Segment(c.parameters, Pattern(20));
+    for (const Bytes& bytes : {segment, Document({segment}), Document({segment}, {3}, kPrefixed)}) {
+      SCOPED_TRACE(testing::Message() << c.what << ", " << bytes.size() << " bytes");
+      OpenMemoryFile file(bytes);
+      _LOADINFO info;
+      std::memset(&info, 0xCC, sizeof info);
+      int page = -5;
+      ASSERT_EQ(ReadImageInfo(file, &info, &page, 72, 73), c.status);
+      EXPECT_EQ(page, c.status == 1 ? 1 : -5);
+      if (c.status != 1) continue;
+      EXPECT_EQ(info.nWidth, 100u);
+      EXPECT_EQ(info.nHeight, 50u);
+      EXPECT_EQ(info.nBitsPerPixel, c.bits);
+      EXPECT_EQ(info.nXResolution, c.x);
+      EXPECT_EQ(info.nYResolution, c.y);
+      EXPECT_EQ(info.uFlags, c.flags);
+      EXPECT_EQ(info.uReserved, 0u);
+      EXPECT_EQ(std::count(info.aPalette[0], info.aPalette[0] + 1024, 0), 1024);
+    }
+  }
+}
+
+TEST(ImageInfo, SegmentsMustOpenProperly) {
+  const Bytes rest = kG4 + ImageData(Pattern(20)) + kEpilogue;
+  struct Case {
+    const char* what;
+    Bytes bytes;
+    int status;
+  };
+  const Case cases[] = {
+      {"named segment in a document", Document({Bytes{0x70, 4, 1, 2, 3, 4, 0x91, 1, 0xFF} + rest}),
+       1},
+      {"named segment alone", Bytes{0x70, 4, 1, 2, 3, 4, 0x91, 1, 0xFF} + rest, -9},
+      {"content first", Document({Bytes{0x91, 1, 0xFF} + rest}), -9},
+      {"no content", Document({Bytes{0x70, 0} + rest}), -9},
+      {"empty picture data", Document({{}}) + Field(0xEEFB), -7},
+      {"cut in the parameters", Slice(Segment(kG4, {}), 0, 12), -7},
+      {"cut in the data header", Slice(Segment(kG4, {}), 0, 23), -7},
+      {"four bytes", Slice(kPrologue, 0, 4), -7},
+      {"nothing", {}, -7},
+      {"no image object", Document({}), -7},
+      {"text", Bytes(40, 'x'), -9},
+      {"bad introducer on the way", Field(0xA8A8) + Bytes(8, 0) + Document({}), -9},
+  };
+  for (const Case& c : cases) {
+    OpenMemoryFile file(c.bytes);
+    _LOADINFO info;
+    int page = 1;
+    EXPECT_EQ(ReadImageInfo(file, &info, &page, 0, 0), c.status) << c.what;
+  }
+}
+
+TEST(ImageInfo, PagesThatAreNotThereFallBackToOneThatIs) {
+  std::vector<Bytes> segments;
+  for (unsigned i = 1; i <= 3; ++i) {
+    segments.push_back(Segment(ImageSize(i * 11, i) + Encoding(0x82), Pattern(9000)));
+  }
+  // Images of a resource group stand before the document and count like others.
+  const Bytes resources = Field(0xA8C6) + PictureData(segments[0]) + Field(0xA9FB);
+  for (const auto& [asked, described] :
+       {std::pair{-32768, 1}, {0, 1}, {1, 1}, {2, 2}, {3, 3}, {4, 3}, {32767, 3}}) {
+    for (const Bytes& bytes : {Document(segments), resources + Document({segments[1], segments[2]}),
+                               Document(segments, {30, 0, 5000}, kPrefixed)}) {
+      OpenMemoryFile file(bytes);
+      _LOADINFO info;
+      int page = asked;
+      ASSERT_EQ(ReadImageInfo(file, &info, &page, 0, 0), 1) << asked;
+      EXPECT_EQ(page, described) << asked;
+      EXPECT_EQ(info.nWidth, static_cast<unsigned>(described) * 11) << asked;
+    }
+    OpenMemoryFile bare(segments[0]);
+    _LOADINFO info;
+    int page = asked;
+    ASSERT_EQ(ReadImageInfo(bare, &info, &page, 0, 0), 1);
+    EXPECT_EQ(page, 1);
+  }
+}
+
+// Wherever the writer cut the segment, also inside the first Image Data header.
+TEST(ImageInfo, TheStreamIsLeftAtTheFirstImageDataField) {
+  const Bytes data = Pattern(100);
+  const Bytes segment = Segment(kG4, data, 30);
+  const size_t header = kPrologue.size() + kG4.size();
+  for (size_t cut = 1; cut <= segment.size() + 1; ++cut) {
+    SCOPED_TRACE(cut);
+    const bool bare = cut > segment.size();
+    const Bytes bytes = bare ? segment : Document({segment}, {cut, 2, 0, 3}, {true, {1}, true});
+    OpenMemoryFile file(bytes);
+    _LOADINFO info;
+    int page = 1;
+    ASSERT_EQ(ReadImageInfo(file, &info, &page, 0, 0), 1);
+    EXPECT_EQ(static_cast<uint64_t>(file.Position()), info.nDataOffset);
+    if (bare || cut >= header + 4) {
+      EXPECT_EQ(Slice(bytes, info.nDataOffset, 4), (Bytes{0xFE, 0x92, 0, 30}));
+    }
+    OpenMemoryFile::State()->nImageDataLeft = 0;
+    Bytes read(101);
+    int status = 1;
+    EXPECT_EQ(ReadRawIMG(file, read.data(), 101, &status), 100);
+    EXPECT_EQ(Slice(read, 0, 100), data);
+  }
+}
+
+// One file through fltInfo, on a record that holds other things before.
+struct Info {
+  int status;
+  _IMAGEFILEINFO record;
+};
+Info Describe(tagHANDLE* file, int page = 1, bool count = false) {
+  Info info;
+  std::memset(&info.record, 0xCC, sizeof info.record);
+  info.record.uFlags = 0x100;
+  _INFOOPTIONS infoOptions = {count ? K_INFO_TOTAL_PAGES : 0xFFFFFFFE};
+  _LOADOPTIONS options = {sizeof options, 72, 72, 0, page};
+  _INFODISPATCH dispatch = {file, &info.record, &infoOptions, &options};
+  info.status = fltInfo(&dispatch);
+  infoOptions.uFlags = 0;
+  return info;
+}
+Info DescribeBytes(const Bytes& bytes, int page = 1, bool count = false) {
+  OpenMemoryFile file(bytes);
+  K_RedirectedSeek(file, 3, K_SEEK_START);  // where the file stands must not matter
+  return Describe(file, page, count);
+}
+
+TEST(FileInfo, EveryCompressionHasACodeInEveryContainerAndAName) {
+  struct Case {
+    unsigned char compression;
+    uint32_t bare, document, prefixed;
+    const char* name;
+  };
+  const Case cases[] = {
+      {0x80, 77, 71, 309, "CCITT Group 3 Fax"},   {0x81, 78, 72, 310, "CCITT Group 3 Fax"},
+      {0x82, 79, 73, 311, "CCITT Group 4 Fax"},   {0x01, 118, 117, 313, "IBM MMR Group 3 Fax"},
+      {0x08, 184, 190, 191, "ABIC compression"},  {0x0A, 184, 190, 191, "ABIC compression"},
+      {0x03, 254, 253, 312, "Uncompressed IOCA"}, {0x83, 377, 377, 377, "JPEG"},
+  };
+  for (const Case& c : cases) {
+    const Bytes segment = Segment(ImageSize(20, 10) + Encoding(c.compression), Pattern(30));
+    const std::pair<Bytes, uint32_t> files[] = {
+        {segment, c.bare},
+        {Document({segment}, {10}, kPrefixed), c.prefixed},
+        {Document({segment}, {10}), c.document},  // after one with 0x5A on the same thread
+        {Field(0xA8A8, {}, kPrefixed) + Document({segment}), c.prefixed},
+        {Document({segment}) + Field(0xA8A8, {}, kPrefixed), c.document},  // never read
+    };
+    for (const auto& [bytes, format] : files) {
+      const Info info = DescribeBytes(bytes);
+      ASSERT_EQ(info.status, 1);
+      EXPECT_EQ(info.record.nFormat, format) << c.name;
+      EXPECT_STREQ(info.record.szCompression, c.name);
+    }
+  }
+}
+
+TEST(FileInfo, TheRecordIsFilled) {
+  struct Case {
+    Bytes parameters;
+    uint32_t bits, perspective;
+    uint64_t memory;
+  };
+  const Case cases[] = {
+      {ImageSize(1728, 2200) + Encoding(0x82), 1, 1, 475200},
+      {ImageSize(1729, 10) + Encoding(0x82, 3), 1, 4, 2170},
+      {ImageSize(1000, 500) + Encoding(0x83) + IdeSize(24), 24, 1, 1500000},
+      {ImageSize(0x7FFF, 0x7FFF) + Encoding(0x83) + IdeSize(24), 24, 1, 3221028867},
+      {ImageSize(3, 5) + Encoding(0x0A, 4), 4, 1, 10},
+  };
+  for (const Case& c : cases) {
+    const Info info = DescribeBytes(Segment(c.parameters, {}));
+    ASSERT_EQ(info.status, 1);
+    EXPECT_EQ(info.record.nBitsPerPixel, c.bits);
+    EXPECT_EQ(info.record.nViewPerspective, c.perspective);
+    EXPECT_EQ(info.record.uSizeMem, c.memory);
+    EXPECT_EQ(info.record.nColorOrder, 1u);
+    EXPECT_EQ(info.record.nXResolution, 200u);
+    EXPECT_EQ(info.record.nYResolution, 100u);
+    EXPECT_EQ(info.record.uFlags, 0x140u) << "other flags stay";
+    EXPECT_EQ(info.record.uStructSize, 0xCCCCCCCC);
+  }
+}
+
+TEST(FileInfo, PagesAreCountedOnRequest) {
+  const Bytes good = Segment(kG4, Pattern(50));
+  const Bytes bad = Segment(Encoding(0x82), Pattern(50));
+  struct Case {
+    const char* what;
+    Bytes bytes;
+    int page;
+    uint32_t described, counted;
+  };
+  const Case cases[] = {
+      {"bare", good, 7, 1, 1},
+      {"three", Document({good, good, good}), 7, 3, 3},
+      {"three, the second", Document({good, good, good}, {9}, kPrefixed), 2, 2, 3},
+      {"the count fails", Document({good, good, bad}), 2, 2, 2},
+      {"no end", Slice(Document({good, good}), 0, Document({good, good}).size() - 20), 1, 1, 2},
+  };
+  for (const Case& c : cases) {
+    for (const bool count : {false, true}) {
+      SCOPED_TRACE(testing::Message() << c.what << (count ? ", counted" : ""));
+      const Info info = DescribeBytes(c.bytes, c.page, count);
+      ASSERT_EQ(info.status, 1);
+      EXPECT_EQ(info.record.nPageNumber, c.described);
+      EXPECT_EQ(info.record.nTotalPages, count ? c.counted : c.described);
+    }
+  }
+}
+
+TEST(FileInfo, AFailureLeavesTheRecordAlone) {
+  Info untouched;
+  std::memset(&untouched.record, 0xCC, sizeof untouched.record);
+  untouched.record.uFlags = 0x100;
+  const Bytes document = Document({Segment(kG4, Pattern(50))}, {7}, {true, {1}, true});
+  const Bytes bare = Segment(kG4, Pattern(50));
+  // Every read and every seek fails in turn, and the file ends at every byte.
+  for (const Bytes& bytes : {document, bare}) {
+    for (const auto operation : {MemoryFiles::kRead, MemoryFiles::kSeek}) {
+      int nth = 1;
+      for (;; ++nth) {
+        OpenMemoryFile file(bytes);
+        file.Files().Fail(operation, nth);
+        const Info info = Describe(file);
+        EXPECT_TRUE(file.Files().ReadInForce());
+        if (info.status == 1) break;
+        EXPECT_TRUE(info.status == -7 || (info.status == -4 && operation == MemoryFiles::kSeek));
+        EXPECT_EQ(std::memcmp(&info.record, &untouched.record, sizeof info.record), 0);
+      }
+      EXPECT_GT(nth, 2);
+    }
+    const size_t needed = kPrologue.size() + kG4.size() + 4;
+    size_t size = 0;
+    for (Info info = DescribeBytes({}); info.status != 1;
+         info = DescribeBytes(Slice(bytes, 0, ++size))) {
+      ASSERT_EQ(info.status, -7) << "cut at " << size;
+      ASSERT_LT(size, bytes.size());
+    }
+    // Seven introducers, each with 0x5A and extension, stand before it in the document.
+    EXPECT_EQ(size, bytes == bare ? needed : needed + size_t{7} * 11);
+  }
+}
+
+TEST(FileInfo, WithoutPerThreadRecordsTheStaticOneServes) {
+  const Bytes prefixed = Document({Segment(kG4, Pattern(50))}, {9}, kPrefixed);
+  ASSERT_EQ(DescribeBytes(Segment(kG4, {})).status, 1);
+  OpenMemoryFile file(prefixed);
+  FilterThreadState* own = OpenMemoryFile::State();
+  ASSERT_NE(own, nullptr);
+  *own = {};
+  K_SetThreadDataAvailable(0);
+  const Info info = Describe(file);
+  K_SetThreadDataAvailable(1);
+  EXPECT_EQ(info.status, 1);
+  EXPECT_EQ(info.record.nFormat, 311u);
+  EXPECT_EQ(g_kzicaThreadData.bReadCC, 1u);
+  EXPECT_EQ(g_kzicaThreadData.bReadIPD, 1u);
+  EXPECT_NE(g_kzicaThreadData.pfnRead, nullptr);
+  EXPECT_EQ(own->bReadCC, 0u);
+  EXPECT_EQ(own->pfnRead, nullptr);
+  kzicaFreeThreadData(nullptr);
+}
+
+}  // namespace

@@ -1,0 +1,214 @@
+// Introducers and the readers that move through a document by them.
+#include "API/Filters/Ica/Common/Ioca/StructuredField.h"
+
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <cstring>
+
+#include "API/Filters/Ica/Common/Ioca/Navigation.h"
+#include "Tests/Filter/FileBuilder.h"
+#include "Tests/Filter/MemoryFile.h"
+
+namespace {
+
+const Style kPrefixed = {true, {}, false};
+
+Bytes Introducer(unsigned length, unsigned char flags = 0, const Bytes& rest = {}) {
+  return Big16(length) + Bytes{0xD3, 0xA8, 0xAF, flags, 0x12, 0x34} + rest;
+}
+
+TEST(StructuredField, IntroducersAreReadOrRefused) {
+  struct Case {
+    const char* what;
+    Bytes bytes;
+    int status;
+    int position;  // after ReadSFI, of an accepted one
+    unsigned dataLength;
+    int afterSkip;
+  };
+  const Bytes many = Pattern(254);
+  const Case cases[] = {
+      {"no data", Introducer(8), 1, 8, 0, 8},
+      {"data", Introducer(12), 1, 8, 4, 12},
+      {"0x5A before it", Bytes{0x5A} + Introducer(12), 1, 9, 4, 13},
+      {"longest", Introducer(32767), 1, 8, 32759, 32767},
+      {"0x5A and longest", Bytes{0x5A} + Introducer(32767), 1, 9, 32759, 32768},
+      {"0x5B as high length byte", Introducer(0x5B00), 1, 8, 0x5AF8, 0x5B00},
+      {"other flags", Introducer(12, 0x7F), 1, 8, 4, 12},
+      {"empty extension", Introducer(12, 0x80, {1}), 1, 9, 3, 12},
+      {"extension", Introducer(20, 0x80, {4, 7, 8, 9}), 1, 12, 8, 20},
+      {"extension and no data", Introducer(12, 0x80, {4, 7, 8, 9}), 1, 12, 0, 12},
+      {"longest extension", Bytes{0x5A} + Introducer(300, 0xFF, Bytes{255} + many), 1, 264, 37,
+       301},
+      {"nothing", {}, -7, 0, 0, 0},
+      {"0x5A alone", {0x5A}, -7, 0, 0, 0},
+      {"seven bytes", Slice(Introducer(12), 0, 7), -7, 0, 0, 0},
+      {"0x5A and seven bytes", Bytes{0x5A} + Slice(Introducer(12), 0, 7), -7, 0, 0, 0},
+      {"no extension length", Introducer(12, 0x80), -7, 0, 0, 0},
+      {"short extension", Introducer(20, 0x80, {5, 7, 8, 9}), -7, 0, 0, 0},
+      {"extension length 0", Introducer(12, 0x80, {0}), -9, 0, 0, 0},
+      {"extension past the field", Introducer(12, 0x80, Bytes{5} + many), -9, 0, 0, 0},
+      {"length 0", Introducer(0), -9, 0, 0, 0},
+      {"length 7", Introducer(7), -9, 0, 0, 0},
+      {"length 0x8000", Introducer(0x8000), -9, 0, 0, 0},
+      {"length 0xFFFF", Introducer(0xFFFF), -9, 0, 0, 0},
+      {"0x5A as high length byte", Introducer(0x5A10), -7, 0, 0, 0},
+      {"the same, more bytes", Introducer(0x5A10) + many, -9, 0, 0, 0},
+      {"0x5A twice", Bytes{0x5A, 0x5A} + Introducer(12), -9, 0, 0, 0},
+      {"other class", Bytes{0, 12, 0xD2, 0xA8, 0xAF, 0, 0, 0}, -9, 0, 0, 0},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    OpenMemoryFile file(c.bytes);
+    _SFI sfi;
+    std::memset(&sfi, 0xCC, sizeof sfi);
+    ASSERT_EQ(ReadSFI(file, &sfi), c.status);
+    if (c.status != K_SUCCESS) continue;
+    const bool prefixed = c.bytes[0] == 0x5A;
+    EXPECT_EQ(OpenMemoryFile::State()->bReadCC, prefixed ? 1u : 0u);
+    EXPECT_EQ(file.Position(), c.position);
+    EXPECT_EQ(+sfi.wLength, c.bytes[prefixed] * 256 + c.bytes[prefixed + 1u]);
+    EXPECT_EQ(sfi.bClass, 0xD3);
+    EXPECT_EQ(+sfi.wTypeCategory, 0xA8AF);
+    EXPECT_EQ(sfi.abReserved[0] * 256 + sfi.abReserved[1], 0x1234);
+    EXPECT_EQ(sfi.bExtLength, c.position - 8 - (prefixed ? 1 : 0));
+    const int stored = std::max(sfi.bExtLength - 1, 0);
+    EXPECT_EQ(
+        Bytes(sfi.abExtension, sfi.abExtension + stored),
+        Slice(c.bytes, static_cast<size_t>(c.position - stored), static_cast<size_t>(stored)));
+    EXPECT_EQ(std::count(sfi.abExtension + stored, std::end(sfi.abExtension), 0), 256 - stored);
+    EXPECT_EQ(SFDataLength(sfi), c.dataLength);
+    EXPECT_EQ(SkipSFData(file, &sfi), 1);
+    EXPECT_EQ(file.Position(), c.afterSkip);
+    file.Files().Fail(MemoryFiles::kSeek, 1);
+    EXPECT_EQ(SkipSFData(file, &sfi), K_ERROR_SEEK);
+  }
+}
+
+TEST(StructuredField, CarriageControlIsRememberedUntilSomebodyClearsIt) {
+  OpenMemoryFile file(Field(0xA8A8, {}, kPrefixed) + Field(0xA8AF));
+  _SFI sfi;
+  EXPECT_EQ(ReadSFI(file, &sfi), 1);
+  EXPECT_EQ(ReadSFI(file, &sfi), 1);
+  EXPECT_EQ(OpenMemoryFile::State()->bReadCC, 1u);
+}
+
+// Fields by a letter each; small letters have data, 0x5A and an extension as well.
+Bytes Spell(const std::string& letters) {
+  Bytes bytes;
+  for (const char letter : letters) {
+    const Style style = {std::islower(letter) != 0, {1, 2}, std::islower(letter) != 0};
+    const Bytes data = std::islower(letter) != 0 ? Pattern(300) : Bytes{};
+    switch (std::toupper(letter)) {
+      case 'B':
+        bytes = bytes + Field(0xA8A8, data, style);
+        break;
+      case 'E':
+        bytes = bytes + Field(0xA9A8, data, style);
+        break;
+      case 'P':
+        bytes = bytes + Field(0xA8AF, data, style);
+        break;
+      case 'Q':
+        bytes = bytes + Field(0xA9AF, data, style);
+        break;
+      case 'I':
+        bytes = bytes + Field(0xEEFB, data, style);
+        break;
+      case 'X':
+        bytes = bytes + Bytes(8, 0);  // no introducer
+        break;
+      default:
+        bytes = bytes + Field(0xA8C9, data, style);
+    }
+  }
+  return bytes;
+}
+
+TEST(Navigation, PagesOfTheDocumentAreCounted) {
+  struct Case {
+    const char* fields;
+    int status;
+    int pages;
+  };
+  const Case cases[] = {
+      {"BE", 1, 0},         {"BPQE", 1, 1},   {"NbPnIQpiQE", 1, 2}, {"PNBPQEPQ", 1, 1},
+      {"bpqpqpqePX", 1, 3}, {"E", -9, 0},     {"NPE", -9, 0},       {"", -7, 0},
+      {"N", -7, 0},         {"BPQPQ", -7, 2}, {"BPX", -9, 1},       {"X", -9, 0},
+  };
+  for (const Case& c : cases) {
+    OpenMemoryFile file(Spell(c.fields));
+    int pages = -1;
+    EXPECT_EQ(K_GetTotalPages(file, &pages), c.status) << c.fields;
+    EXPECT_EQ(pages, c.pages) << c.fields;
+  }
+}
+
+TEST(Navigation, EndPageIsFoundRightBehindItsIntroducer) {
+  struct Case {
+    const char* fields;
+    int page;
+    int status;
+    const char* passed;  // fields that the file then stands behind
+  };
+  const Case cases[] = {
+      {"BPQPQE", 1, 1, "BPQ"},      {"BPQPQE", 2, 1, "BPQPQ"}, {"BPQE", 2, 2, "BPQE"},
+      {"npinQPQ", 2, 1, "npinQPQ"}, {"Epq", 1, 2, "E"},        {"BPQ", 2, -7, "BPQ"},
+      {"BPXQ", 1, -9, nullptr},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.fields << " page " << c.page);
+    OpenMemoryFile file(Spell(c.fields));
+    EXPECT_EQ(K_GetEndPage(file, c.page), c.status);
+    if (c.passed != nullptr) {
+      EXPECT_EQ(file.Position(), static_cast<int>(Spell(c.passed).size()));
+    }
+  }
+  // A page name is data, and K_GetEndPage leaves it unread.
+  OpenMemoryFile file(Spell("Bpq"));
+  EXPECT_EQ(K_GetEndPage(file, 1), 1);
+  EXPECT_EQ(file.Position(), static_cast<int>(Spell("Bpq").size()) - 300);
+}
+
+TEST(Navigation, ImageObjectsAreFoundOneAfterAnother) {
+  struct Case {
+    const char* fields;
+    std::vector<const char*> before;  // what precedes each object found
+    int last;                         // status of the search behind the last
+  };
+  const Case cases[] = {
+      {"BPINQE", {"BP"}, -7},
+      {"bpiiINqPnIINQE", {"bp", "bpiiINqPn"}, -7},
+      {"IINII", {"", "IIN"}, -7},
+      {"BPQEPi", {"BPQEP"}, -7},  // End Document doesn't end the search
+      {"INX", {""}, -9},
+      {"BPQE", {}, -7},
+      {"BX", {}, -9},
+  };
+  for (const Case& c : cases) {
+    OpenMemoryFile file(Spell(c.fields));
+    int position = -1;
+    for (size_t i = 0; i < c.before.size(); ++i) {
+      SCOPED_TRACE(testing::Message() << c.fields << " object " << i);
+      ASSERT_EQ(FindImageObject(file, &position, i > 0), 1);
+      const Bytes before = Spell(c.before[i]);
+      const int prefix = Spell(c.fields)[before.size()] == 0x5A ? 1 : 0;
+      EXPECT_EQ(position, static_cast<int>(before.size()) + prefix);
+      EXPECT_EQ(file.Position(), position);
+      _SFI sfi;
+      EXPECT_EQ(ReadSFI(file, &sfi), 1) << "it can be read again from there";
+      EXPECT_EQ(+sfi.wTypeCategory, 0xEEFB);
+      EXPECT_EQ(K_RedirectedSeek(file, position, K_SEEK_START), position);
+    }
+    const int found = position;
+    EXPECT_EQ(FindImageObject(file, &position, c.before.empty() ? 0 : 1), c.last) << c.fields;
+    EXPECT_EQ(position, found) << "only a success is stored";
+  }
+  OpenMemoryFile file(Spell("BPI"));
+  int position = 0;
+  file.Files().Fail(MemoryFiles::kSeek, 2);  // the first steps back from the length byte
+  EXPECT_EQ(FindImageObject(file, &position, 0), K_ERROR_SEEK);
+}
+
+}  // namespace
