@@ -26,19 +26,16 @@ void ReverseBits(unsigned char* pBytes, size_t nCount) {
 
 BitReader PieceSource::Start() {
   pEnd = pMemory;
-  BitReader reader{0, 0, pMemory, pMemory, this};
-  reader = NextPiece(reader);
+  BitReader reader{0, 0, NextPiece(pMemory), this};
   reader.Refill();
   return reader;
 }
 
-BitReader PieceSource::NextPiece(BitReader reader) {
-  if (bLastPiece) {
-    reader.pNext = pEnd + kZerosBehindData / 2;
-    return reader;
-  }
-  const size_t nTail = static_cast<size_t>(pEnd - reader.pNext);
-  std::memmove(pMemory, reader.pNext, nTail);
+PiecePosition PieceSource::NextPiece(const unsigned char* pNext) {
+  const auto lastZeros = [this] { return pEnd + kZerosBehindData - sizeof(uint64_t); };
+  if (bLastPiece) return {pEnd + kZerosBehindData / 2, lastZeros()};
+  const size_t nTail = static_cast<size_t>(pEnd - pNext);
+  std::memmove(pMemory, pNext, nTail);
   unsigned char* const pPiece = pMemory + nTail;
   const int nRead = pfnRead(pContext, pPiece, kPieceSize);
   const size_t nPiece = std::min(static_cast<unsigned int>(std::max(nRead, 0)), kPieceSize);
@@ -47,9 +44,7 @@ BitReader PieceSource::NextPiece(BitReader reader) {
 
   bLastPiece = nPiece < kPieceSize;
   pEnd = pPiece + nPiece;
-  reader.pNext = pMemory;
-  reader.pLastLoad = pEnd - sizeof(uint64_t) + (bLastPiece ? kZerosBehindData : 0);
-  return reader;
+  return {pMemory, bLastPiece ? lastZeros() : pEnd - sizeof(uint64_t)};
 }
 
 }  // namespace fax

@@ -28,6 +28,12 @@ inline uint64_t BigEndian64(uint64_t n) {
 
 struct BitReader;
 
+// Where a reader stands in the piece.
+struct PiecePosition {
+  const unsigned char* pNext;      // the next byte to load
+  const unsigned char* pLastLoad;  // the last address that eight bytes can be loaded from
+};
+
 // Where the bits come from.
 struct PieceSource {
   unsigned char* pMemory;  // kPieceMemory bytes
@@ -39,9 +45,9 @@ struct PieceSource {
 
   // A reader at the first bit.
   BitReader Start();
-  // Puts the bytes that `reader` has not loaded in front of a new piece, or keeps
-  // it among the zeros behind the data. Returns the reader, ready to load.
-  BitReader NextPiece(BitReader reader);
+  // Puts the bytes from pNext on in front of a new piece or, behind the last one,
+  // stays among the zeros. Returns a position to load from.
+  PiecePosition NextPiece(const unsigned char* pNext);
 };
 
 // A plain value, so that a decoder can hold it in registers: copy it, take the
@@ -49,18 +55,17 @@ struct PieceSource {
 struct BitReader {
   uint64_t buffer;  // the next bits from the top; only the first nBits count
   int nBits;
-  const unsigned char* pNext;
-  const unsigned char* pLastLoad;  // the last address that eight bytes can be loaded from
+  PiecePosition position;
   PieceSource* pSource;
 
   // Makes at least 56 bits available.
   void Refill() {
-    if (pNext > pLastLoad) [[unlikely]]
-      *this = pSource->NextPiece(*this);
+    if (position.pNext > position.pLastLoad) [[unlikely]]
+      position = pSource->NextPiece(position.pNext);
     uint64_t word;
-    std::memcpy(&word, pNext, sizeof word);
+    std::memcpy(&word, position.pNext, sizeof word);
     buffer |= BigEndian64(word) >> nBits;
-    pNext += (63 - nBits) >> 3;
+    position.pNext += (63 - nBits) >> 3;
     nBits |= 56;
   }
   // The next nCount bits, 1 to 32, as a number.
@@ -74,7 +79,7 @@ struct BitReader {
   // Bits of the data that are not taken, negative when zeros behind the data were;
   // a huge number before the last piece is in.
   int64_t BitsLeft() const {
-    return pSource->bLastPiece ? int64_t{8} * (pSource->pEnd - pNext) + nBits : INT64_MAX;
+    return pSource->bLastPiece ? int64_t{8} * (pSource->pEnd - position.pNext) + nBits : INT64_MAX;
   }
 };
 

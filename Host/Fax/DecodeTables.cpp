@@ -33,34 +33,57 @@ constexpr auto kWhite =
 constexpr auto kBlack =
     MakeRuns<1 << kBlackBits>(kBlackTerminatingCodes, kBlackMakeUpCodes, kBlackBits);
 
-constexpr auto MakePairs() {
-  std::array<PairsEntry, 1 << kPairsBits> table{};
+// The bits of `index`, nWidth many, behind the first nSkipped.
+constexpr unsigned int Rest(unsigned int index, int nWidth, int nSkipped) {
+  return (index << nSkipped) & ((1u << nWidth) - 1);
+}
+
+constexpr auto MakeRunsFrom(bool bBlack) {
+  std::array<RunsEntry, 1 << kRunsBits> table{};
   for (unsigned int index = 0; index < table.size(); ++index) {
-    PairsEntry& pairs = table[index];
+    RunsEntry& entry = table[index];
+    std::array<uint8_t, 4> aEnds{};
     int nBits = 0;
     int nEnd = 0;
-    std::array<uint8_t, 4> aEnds{};
     for (size_t nRun = 0; nRun < aEnds.size(); ++nRun) {
-      const unsigned int rest = (index << nBits) & ((1u << kPairsBits) - 1);
-      const RunEntry run = nRun % 2 == 0 ? kWhite[rest << (kWhiteBits - kPairsBits)]
-                                         : kBlack[rest << (kBlackBits - kPairsBits)];
+      const unsigned int rest = Rest(index, kRunsBits, nBits);
+      const RunEntry run = (nRun % 2 == 0) == bBlack ? kBlack[rest << (kBlackBits - kRunsBits)]
+                                                     : kWhite[rest << (kWhiteBits - kRunsBits)];
       nBits += run.nBits;
-      if (run.nRun == 0 || run.nRun >= kFirstMakeUp || nBits > kPairsBits) break;
+      if (run.nRun == 0 || run.nRun >= kFirstMakeUp || nBits > kRunsBits) break;
       nEnd += run.nRun;
       for (size_t i = nRun; i < aEnds.size(); ++i) aEnds[i] = static_cast<uint8_t>(nEnd);
-      if (nRun % 2 == 1)
-        pairs = {aEnds, static_cast<uint8_t>(nRun + 1), static_cast<uint8_t>(nBits)};
+      if (nRun % 2 == 0) continue;
+      entry.aEnds = aEnds;
+      entry.nRuns = static_cast<uint8_t>(nRun + 1);
+      entry.nBits = static_cast<uint8_t>(nBits);
+      if (nRun == 1) entry.nBitsOfTwo = entry.nBits;
     }
   }
   return table;
 }
 
-constexpr auto MakeModes() {
+constexpr auto kModesByBits = [] {
   std::array<ModeEntry, 1 << kModeBits> table{};
   for (const ModeCode& code : kModeCodes)
     Enter(table, kModeBits, code.word,
           ModeEntry{code.mode, static_cast<uint8_t>(code.word.size()),
                     static_cast<int8_t>(code.nOffset)});
+  return table;
+}();
+
+constexpr auto MakeVerticals() {
+  std::array<VerticalsEntry, 1 << kVerticalsBits> table{};
+  for (unsigned int index = 0; index < table.size(); ++index) {
+    VerticalsEntry& entry = table[index];
+    while (entry.nCodes < entry.aOffsets.size()) {
+      const unsigned int rest = Rest(index, kVerticalsBits, entry.nBits);
+      const ModeEntry& code = kModesByBits[rest >> (kVerticalsBits - kModeBits)];
+      if (code.mode != Mode::Vertical || entry.nBits + code.nBits > kVerticalsBits) break;
+      entry.aOffsets[entry.nCodes++] = code.nOffset;
+      entry.nBits = static_cast<uint8_t>(entry.nBits + code.nBits);
+    }
+  }
   return table;
 }
 
@@ -68,7 +91,9 @@ constexpr auto MakeModes() {
 
 constinit const std::array<RunEntry, 1 << kWhiteBits> kWhiteRuns = kWhite;
 constinit const std::array<RunEntry, 1 << kBlackBits> kBlackRuns = kBlack;
-constinit const std::array<PairsEntry, 1 << kPairsBits> kRunPairs = MakePairs();
-constinit const std::array<ModeEntry, 1 << kModeBits> kModes = MakeModes();
+constinit const std::array<RunsEntry, 1 << kRunsBits> kRunsFromWhite = MakeRunsFrom(false);
+constinit const std::array<RunsEntry, 1 << kRunsBits> kRunsFromBlack = MakeRunsFrom(true);
+constinit const std::array<ModeEntry, 1 << kModeBits> kModes = kModesByBits;
+constinit const std::array<VerticalsEntry, 1 << kVerticalsBits> kVerticals = MakeVerticals();
 
 }  // namespace fax

@@ -1,4 +1,5 @@
 // Look-up tables of the decoder, made at compile time from the printed codes.
+// Each is indexed by the next bits of the data.
 #pragma once
 
 #include <array>
@@ -8,30 +9,32 @@
 
 namespace fax {
 
-// What the next bits begin with: a run code's word length and its run.
+// The run code that the bits begin with.
 struct RunEntry {
   uint16_t nBits : 4;
-  uint16_t nRun : 12;  // from kFirstMakeUp on another code of the run follows
+  uint16_t nRun : 12;  // kNoRun: no code begins like this
 };
-constexpr int kFirstMakeUp = 64;
-constexpr int kNoRun = 0xFFF;  // no code begins like this
+constexpr int kFirstMakeUp = 64;  // from here on another code of the run follows
+constexpr int kNoRun = 0xFFF;
 
 constexpr int kWhiteBits = 12;
 constexpr int kBlackBits = 13;
 extern const std::array<RunEntry, 1 << kWhiteBits> kWhiteRuns;
 extern const std::array<RunEntry, 1 << kBlackBits> kBlackRuns;
 
-// What the next bits begin with when a white run is due: one or two pairs of a
-// white and a black run, none of them empty and none with make-up codes.
-struct PairsEntry {
-  std::array<uint8_t, 4> aEnds;  // where each run ends, from the first one's start
-  uint8_t nRuns;                 // 0: no such pair; 2: the last two ends repeat; 4
+// Two or four runs of alternating colour that the bits begin with, none of them
+// empty or with a make-up code.
+struct RunsEntry {
+  std::array<uint8_t, 4> aEnds;  // where each run ends; of two, the last one repeats
+  uint8_t nRuns;                 // 0: there is no such pair
   uint8_t nBits;
+  uint8_t nBitsOfTwo;
 };
-constexpr int kPairsBits = 12;
-extern const std::array<PairsEntry, 1 << kPairsBits> kRunPairs;
+constexpr int kRunsBits = 12;
+extern const std::array<RunsEntry, 1 << kRunsBits> kRunsFromWhite;
+extern const std::array<RunsEntry, 1 << kRunsBits> kRunsFromBlack;
 
-// What the next bits begin with in two-dimensional coding.
+// The code of two-dimensional coding that the bits begin with.
 struct ModeEntry {
   Mode mode;
   uint8_t nBits;
@@ -39,5 +42,14 @@ struct ModeEntry {
 };
 constexpr int kModeBits = 7;
 extern const std::array<ModeEntry, 1 << kModeBits> kModes;
+
+// The codes of Vertical mode that the bits begin with.
+struct VerticalsEntry {
+  std::array<int16_t, 7> aOffsets;
+  uint8_t nCodes;
+  uint8_t nBits;
+};
+constexpr int kVerticalsBits = 11;
+extern const std::array<VerticalsEntry, 1 << kVerticalsBits> kVerticals;
 
 }  // namespace fax

@@ -46,6 +46,40 @@ inline LineResult NoCode(const BitReader& in, std::string_view uncompressed) {
              : LineResult::BadCode;
 }
 
+// Eight elements, coded at once.
+using Lanes [[gnu::vector_size(16)]] = uint16_t;
+
+inline Lanes LoadLanes(const void* pElements) {
+  Lanes lanes;
+  std::memcpy(&lanes, pElements, sizeof lanes);
+  return lanes;
+}
+
+// Decodes several codes of Vertical mode as if each b1 were the element behind
+// the one before, which it mostly is, and puts the elements at pNext. False when
+// it is not so, or when a code does not fit in the line.
+inline bool DecodeVerticals(const VerticalsEntry& entry, const uint16_t* b1, int a0,
+                            uint16_t* pNext) {
+  // Of the lanes behind nCodes nothing counts; the entry's last one is no offset.
+  static constexpr uint16_t kCounts[16] = {0xFFFF, 0xFFFF, 0xFFFF, 0xFFFF,
+                                           0xFFFF, 0xFFFF, 0xFFFF, 0xFFFF};
+  constexpr Lanes kAllButFirst = {0, 0xFFFF, 0xFFFF, 0xFFFF, 0xFFFF, 0xFFFF, 0xFFFF, 0xFFFF};
+  const uint16_t* const pOffsets = reinterpret_cast<const uint16_t*>(&entry);
+  const Lanes before = LoadLanes(b1 - 1);
+  const Lanes after = LoadLanes(b1 + 1);
+  const Lanes a1 = LoadLanes(b1) + LoadLanes(pOffsets);
+  const Lanes a0s = before + LoadLanes(pOffsets - 1);  // but for the first
+  // The next b1, of the other colour, is `after` only if it is right of a1 and
+  // `before` is not.
+  Lanes wrong = reinterpret_cast<Lanes>(a1 < before) | reinterpret_cast<Lanes>(a1 >= after) |
+                (reinterpret_cast<Lanes>(a1 <= a0s) & kAllButFirst);
+  wrong &= LoadLanes(kCounts + 8 - entry.nCodes);
+  uint64_t aWrong[2];
+  std::memcpy(aWrong, &wrong, sizeof aWrong);
+  std::memcpy(pNext, &a1, sizeof a1);
+  return (aWrong[0] | aWrong[1]) == 0 && *pNext > a0;
+}
+
 }  // namespace
 
 LineResult DecodeOneDimensional(BitReader& reader, int nWidth, Line& line) {
@@ -56,15 +90,13 @@ LineResult DecodeOneDimensional(BitReader& reader, int nWidth, Line& line) {
   bool bBlack = false;
   while (a0 < nWidth) {
     in.Refill();
-    if (!bBlack) {
-      const PairsEntry& pairs = kRunPairs[in.Peek(kPairsBits)];
-      if (pairs.nRuns != 0 && a0 + pairs.aEnds[3] < nWidth) {
-        for (size_t i = 0; i < 4; ++i) pNext[i] = static_cast<uint16_t>(a0 + pairs.aEnds[i]);
-        pNext += pairs.nRuns;
-        a0 += pairs.aEnds[3];
-        in.Skip(pairs.nBits);
-        continue;
-      }
+    const RunsEntry& runs = (bBlack ? kRunsFromBlack : kRunsFromWhite)[in.Peek(kRunsBits)];
+    if (runs.nRuns != 0 && a0 + runs.aEnds[3] < nWidth) {
+      for (size_t i = 0; i < 4; ++i) pNext[i] = static_cast<uint16_t>(a0 + runs.aEnds[i]);
+      pNext += runs.nRuns;
+      a0 += runs.aEnds[3];
+      in.Skip(runs.nBits);
+      continue;
     }
     const int nRun = TakeRun(in, bBlack);
     if (nRun < 0 || nRun > nWidth - a0) {
@@ -84,27 +116,24 @@ LineResult DecodeTwoDimensional(BitReader& reader, int nWidth, const Line& refer
   BitReader in = reader;
   uint16_t* const pFirst = line.pElements;
   uint16_t* pNext = pFirst;                  // where a1 goes
-  const uint16_t* b1 = reference.pElements;  // the first element right of a0 and of its colour
-  const uint16_t* const bEnd = b1 + reference.nElements;
+  const uint16_t* b1 = reference.pElements;  // b2 stands behind it
   int a0 = -1;
+  bool bRegular = true;  // the last b1 was the element behind the one before
   LineResult result = LineResult::Complete;
-  while (result == LineResult::Complete) {
+  while (a0 < nWidth && result == LineResult::Complete) {
     in.Refill();
-    // Runs of V(0), a 1 bit each, copy the reference line.
-    const int nV0 = std::min(std::countl_one(in.buffer), kCopiedElements);
-    std::memcpy(pNext, b1, kCopiedElements * sizeof *pNext);
-    if (nV0 != 0) a0 = b1[nV0 - 1];
-    if (a0 >= nWidth) {
-      const int nUsed = static_cast<int>(std::max<ptrdiff_t>(bEnd - b1, 0)) + 1;
-      in.Skip(nUsed);
-      pNext += nUsed;
-      break;
+    const VerticalsEntry& verticals = kVerticals[in.Peek(kVerticalsBits)];
+    if (bRegular && verticals.nCodes != 0) {
+      bRegular = DecodeVerticals(verticals, b1, a0, pNext);
+      if (bRegular) [[likely]] {
+        in.Skip(verticals.nBits);
+        pNext += verticals.nCodes;
+        b1 += verticals.nCodes;
+        a0 = pNext[-1];
+        continue;
+      }
     }
-    in.Skip(nV0);
-    pNext += nV0;
-    b1 += nV0;
-
-    const ModeEntry code = kModes[in.Peek(kModeBits)];
+    const ModeEntry& code = kModes[in.Peek(kModeBits)];
     if (code.mode == Mode::Vertical) {
       const int a1 = *b1 + code.nOffset;
       if (a1 <= a0 || a1 > nWidth) [[unlikely]] {
@@ -112,36 +141,43 @@ LineResult DecodeTwoDimensional(BitReader& reader, int nWidth, const Line& refer
         break;
       }
       in.Skip(code.nBits);
-      a0 = a1;
       *pNext++ = static_cast<uint16_t>(a1);
-      if (a1 == nWidth) break;
-      // The next b1 has the other colour. It is the next element or, left of the
-      // old b1, the one before; two further on if that is not right of a1.
+      a0 = a1;
+      // The next b1 has the other colour. It is the element behind the old one or,
+      // left of that, the one before; further on by two while not right of a1.
+      const uint16_t* const pBehind = b1 + 1;
       b1 += code.nOffset < 0 ? -1 : 1;
-      b1 += *b1 <= a0 ? 2 : 0;
-      if (code.nOffset == 3) b1 += *b1 <= a0 ? 2 : 0;
+      while (*b1 <= a1 && a1 < nWidth) b1 += 2;
+      bRegular = b1 == pBehind;
+    } else if (code.mode == Mode::Pass) {
+      in.Skip(code.nBits);
+      a0 = b1[1];
+      b1 += 2;
     } else if (code.mode == Mode::Horizontal) {
       in.Skip(code.nBits);
       in.Refill();
       const bool bBlack = (pNext - pFirst) % 2 != 0;
-      const int nStart = std::max(a0, 0);
-      const int nRun1 = TakeRun(in, bBlack);
-      in.Refill();
-      const int nRun2 = nRun1 < 0 ? kNoRunLength : TakeRun(in, !bBlack);
-      if (nRun2 < 0 || nRun1 + nRun2 > nWidth - nStart) [[unlikely]] {
-        result = LineResult::BadCode;
-        break;
+      a0 = std::max(a0, 0);
+      const RunsEntry& runs = (bBlack ? kRunsFromBlack : kRunsFromWhite)[in.Peek(kRunsBits)];
+      if (runs.nRuns != 0 && a0 + runs.aEnds[1] <= nWidth) [[likely]] {
+        in.Skip(runs.nBitsOfTwo);
+        pNext[0] = static_cast<uint16_t>(a0 + runs.aEnds[0]);
+        pNext[1] = static_cast<uint16_t>(a0 + runs.aEnds[1]);
+        pNext += 2;
+        a0 += runs.aEnds[1];
+      } else {
+        const int nRun1 = TakeRun(in, bBlack);
+        in.Refill();
+        const int nRun2 = nRun1 < 0 ? kNoRunLength : TakeRun(in, !bBlack);
+        if (nRun2 < 0 || nRun1 + nRun2 > nWidth - a0) {
+          result = LineResult::BadCode;
+          break;
+        }
+        pNext = AddElement(pNext, pFirst, a0 + nRun1);
+        a0 += nRun1 + nRun2;
+        pNext = AddElement(pNext, pFirst, a0);
       }
-      pNext = AddElement(pNext, pFirst, nStart + nRun1);
-      a0 = nStart + nRun1 + nRun2;
-      pNext = AddElement(pNext, pFirst, a0);
-      if (a0 == nWidth) break;
-      while (*b1 <= a0) b1 += 2;
-    } else if (code.mode == Mode::Pass) {
-      in.Skip(code.nBits);
-      a0 = b1[1];
-      if (a0 >= nWidth) break;
-      b1 += 2;
+      while (*b1 <= a0 && a0 < nWidth) b1 += 2;
     } else {
       result = NoCode(in, kUncompressedIn2D);
     }

@@ -18,6 +18,11 @@ bool IsGroup3(Coding coding) {
 
 bool AtEndOfLineCode(const BitReader& in) { return in.Peek(kEndOfLineZeros) == 0; }
 
+// Whether the next bits are an EOL with one wrong bit.
+bool AtDamagedEndOfLineCode(const BitReader& in) {
+  return std::has_single_bit(in.Peek(kEndOfLineBits) ^ CodeValue(kEndOfLine));
+}
+
 // Takes zeros up to the next 1 bit. False when the data end first.
 bool SkipZeros(BitReader& in) {
   while (in.Peek(32) == 0) {
@@ -69,8 +74,12 @@ LineStatus PageDecoder::StartOfLine() {
   m_bOneDimensional = m_nRow == 0 || m_coding == Coding::Group3OneDimensional;
   in.Refill();
   int nEndOfLines = 0;
-  while (AtEndOfLineCode(in)) {
-    if (!SkipZeros(in)) return nEndOfLines > 1 ? LineStatus::EndOfPage : LineStatus::EndOfData;
+  while (AtEndOfLineCode(in) || m_bDamagedEndOfLine) {
+    if (m_bDamagedEndOfLine)
+      in.Skip(kEndOfLineZeros);
+    else if (!SkipZeros(in))
+      return nEndOfLines > 1 ? LineStatus::EndOfPage : LineStatus::EndOfData;
+    m_bDamagedEndOfLine = false;
     in.Skip(1);
     if (m_coding != Coding::Group3OneDimensional) {
       m_bOneDimensional = in.Peek(1) == 1;
@@ -98,9 +107,11 @@ LineStatus PageDecoder::NextLine() {
   }
   m_reader.Refill();
   if (m_reader.BitsLeft() < 0) return LineStatus::EndOfData;
-  // Where lines are told apart by EOL, one that no EOL follows has lost its way.
-  if (IsGroup3(m_coding) && m_nEndOfLines > 1 && m_nRow < m_nHeight && !AtEndOfLineCode(m_reader))
-    return Damaged();
+  // Where EOL codes keep the lines apart, one that none follows has lost its way.
+  if (IsGroup3(m_coding) && m_nEndOfLines > 1 && m_nRow < m_nHeight && !AtEndOfLineCode(m_reader)) {
+    m_bDamagedEndOfLine = AtDamagedEndOfLineCode(m_reader);
+    if (!m_bDamagedEndOfLine) return Damaged();
+  }
   std::swap(m_line, m_next);
   return LineStatus::Decoded;
 }

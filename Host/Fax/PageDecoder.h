@@ -51,7 +51,8 @@ class PageDecoder {
   int m_nRow = 0;
   int m_nEndOfLines = 0;  // lines in a row that an EOL preceded
   bool m_bOneDimensional = true;
-  bool m_bResume = false;  // the next line begins at the next EOL
+  bool m_bResume = false;            // the next line begins at the next EOL
+  bool m_bDamagedEndOfLine = false;  // the reader is at an EOL with a wrong bit
 };
 
 }  // namespace fax

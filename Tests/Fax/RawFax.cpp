@@ -95,7 +95,7 @@ RawFaxLoad LoadRaw(const Bytes& data, int nWidth, int nHeight, int nCode,
   const Redirection redirection(transfers);
   K_FailAllocation(options.nFailingAllocation);
   load.nResult = K_LoadRawFax(&dispatch, nullptr, &info, &target.nContext, &target.bitmap, TakeRow,
-                              1, &target);
+                              options.nBitsPerPixel, &target);
   K_FailAllocation(0);
   load.nLoadError = dispatch.nLoadError;
   load.nLargestRead = transfers.nLargest;

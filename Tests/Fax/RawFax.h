@@ -5,6 +5,7 @@
 
 // How a call is made, and what fails during it.
 struct RawFaxOptions {
+  int nBitsPerPixel = 1;
   bool bReversedBits = false;
   int nBytesPerLine = 0;  // of the target bitmap
   int nStopAtRow = -1;    // the callback of this row returns nStopResult
