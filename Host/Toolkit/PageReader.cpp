@@ -8,6 +8,7 @@
 
 #include "API/Filters/Ica/Common/Ioca/ImageDataReader.h"
 #include "API/Filters/Ica/Common/Ioca/ImageInfo.h"
+#include "API/Filters/Ica/Common/Ioca/Navigation.h"
 #include "API/Filters/Ica/Common/Ioca/StructuredField.h"
 #include "API/Filters/Ica/Common/Thread.h"
 
@@ -31,48 +32,23 @@ Container ContainerMet() {
   return state->bReadCC != 0 ? Container::ModcaCarriageControl : Container::Modca;
 }
 
+// Lets the filter's readers read through the host's routine, as its entry points
+// do.
+void BindRead() {
+  FilterThreadState* state = State();
+  K_GetFilterIOData(nullptr, &state->pReadUserData, nullptr, nullptr, nullptr);
+  state->pfnRead = nullptr;
+  K_FilterIO(nullptr, &state->pfnRead, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+             nullptr, nullptr);
+}
+
 Outcome NoSuchPage(int last) {
   std::string what = "there is no such page";
   if (last > 0) what += ", the last is page " + std::to_string(last);
   return Failure(K_ERROR_INVALID_FORMAT, std::move(what));
 }
 
-uint64_t UncompressedBytes(int64_t width, int64_t height, int bitsPerPixel) {
-  return static_cast<uint64_t>(height * ((width * bitsPerPixel + 7) / 8));
-}
-
-// Frame headers SOF0 to SOF15 but for the three codes of other meaning.
-bool IsFrameHeader(unsigned char marker) {
-  return marker >= 0xC0 && marker <= 0xCF && marker != 0xC4 && marker != 0xC8 && marker != 0xCC;
-}
-
-// Markers without a length: TEM, RSTn, SOI.
-bool StandsAlone(unsigned char marker) {
-  return marker == 0x01 || (marker >= 0xD0 && marker <= 0xD8);
-}
-
-int Big16(const unsigned char* bytes) { return bytes[0] << 8 | bytes[1]; }
-
 }  // namespace
-
-JpegSearch FindJpegFrame(const std::vector<unsigned char>& data, size_t& at, JpegFrame& frame) {
-  constexpr unsigned char startOfScan = 0xDA;
-  constexpr size_t frameBytes = 10;  // marker, length, precision, lines, samples, components
-  while (at < data.size() && data.size() - at >= frameBytes) {
-    const unsigned char marker = data[at + 1];
-    if (data[at] != 0xFF || marker == startOfScan) return JpegSearch::None;
-    if (IsFrameHeader(marker)) {
-      frame = {Big16(&data[at + 7]), Big16(&data[at + 5]), data[at + 9]};
-      return frame.width > 0 && frame.height > 0 ? JpegSearch::Found : JpegSearch::None;
-    }
-    if (marker == 0xFF) {
-      ++at;  // fill
-    } else {
-      at += StandsAlone(marker) ? 2 : 2 + static_cast<size_t>(Big16(&data[at + 2]));
-    }
-  }
-  return JpegSearch::MoreData;
-}
 
 PageReader::~PageReader() {
   if (m_file != K_InvalidHandle()) K_RedirectedClose(m_file);
@@ -139,6 +115,25 @@ Outcome PageReader::DescribePage(int page, bool countPages, PageInfo& info) {
   return {};
 }
 
+Outcome PageReader::FindEndOfPage(int page) {
+  BindRead();
+  if (K_RedirectedSeek(m_file, 0, K_SEEK_START) < 0) return Failure(K_ERROR_READ);
+  const int status = K_GetEndPage(m_file, page);
+  if (status == K_SUCCESS) return {};
+  return status == K_END_OF_DOCUMENT ? NoSuchPage(0) : Failure(status);
+}
+
+Outcome PageReader::FindContainer(Container& container) {
+  PageInfo info;
+  const Outcome outcome = DescribePage(1, false, info);
+  // A document may have no image yet.
+  if (!outcome.Ok() && (outcome.status != K_ERROR_READ || m_size == 0 || !CheckStructure().Ok())) {
+    return outcome;
+  }
+  container = ContainerMet();
+  return {};
+}
+
 Outcome PageReader::CheckStructure() {
   if (State()->bReadIPD == 0) return {};
   if (K_RedirectedSeek(m_file, 0, K_SEEK_START) < 0) return Failure(K_ERROR_READ);
@@ -151,9 +146,10 @@ Outcome PageReader::CheckStructure() {
     if (status == K_SUCCESS) status = SkipSFData(m_file, &field);
     const int next = K_RedirectedSeek(m_file, 0, K_SEEK_CURRENT);
     const bool cut = status == K_ERROR_READ || (status == K_SUCCESS && next > m_size);
-    if (cut)
+    if (cut) {
       return Failure(K_ERROR_READ,
                      "the file ends within the structured field at byte " + std::to_string(at));
+    }
     if (status != K_SUCCESS) {
       return Failure(status, "there is no valid structured field at byte " + std::to_string(at));
     }
@@ -226,53 +222,6 @@ Outcome PageReader::ReadJpegFrame(JpegFrame& frame) {
     if (search == JpegSearch::None || data.size() - before < kPiece) break;
   }
   return Failure(K_ERROR_INVALID_FORMAT, "the JPEG data have no usable frame header");
-}
-
-const char* ContainerName(Container container) {
-  switch (container) {
-    case Container::Ioca:
-      return "IOCA";
-    case Container::Modca:
-      return "MO:DCA";
-    case Container::ModcaCarriageControl:
-      return "MO:DCA with carriage control";
-  }
-  return "";
-}
-
-Outcome DescribePage(const std::string& file, int page, bool countPages, PageInfo& info) {
-  PageReader reader;
-  Outcome outcome = reader.Open(file);
-  if (!outcome.Ok()) return outcome;
-  PageInfo found;
-  outcome = reader.DescribePage(page, countPages, found);
-  if (!outcome.Ok()) return outcome;
-  if (found.coding == Coding::Jpeg && found.bitsPerPixel == 1) {
-    // Without an IDE Size field the description falls back to 1.
-    JpegFrame frame;
-    if (reader.ReadJpegFrame(frame).Ok()) {
-      found.bitsPerPixel = frame.components == 1 ? 8 : 24;
-      found.bytes = UncompressedBytes(found.width, found.height, found.bitsPerPixel);
-    }
-  }
-  info = found;
-  return {};
-}
-
-Outcome ReadImageData(const std::string& file, int page, std::vector<unsigned char>& data,
-                      PageInfo* info) {
-  data.clear();
-  PageReader reader;
-  PageInfo found;
-  Outcome outcome = reader.Open(file);
-  if (outcome.Ok()) outcome = reader.DescribePage(page, false, found);
-  if (outcome.Ok()) outcome = reader.ReadImageData(data);
-  if (!outcome.Ok()) {
-    data.clear();
-    return outcome;
-  }
-  if (info != nullptr) *info = found;
-  return {};
 }
 
 }  // namespace kz

@@ -7,21 +7,9 @@
 
 #include "API/Filters/Ica/Common/Ica.h"
 #include "Host/Toolkit/Document.h"
+#include "Host/Toolkit/JpegFrame.h"
 
 namespace kz {
-
-// What JPEG data say of their picture.
-struct JpegFrame {
-  int width;
-  int height;
-  int components;
-};
-
-enum class JpegSearch { Found, MoreData, None };
-
-// Looks for the frame header (ITU-T T.81, B.2.2) in the beginning of JPEG data,
-// from `at` on, which moves to where the search goes on with more data.
-JpegSearch FindJpegFrame(const std::vector<unsigned char>& data, size_t& at, JpegFrame& frame);
 
 // One open file. The calling thread must not load or describe anything else
 // between DescribePage and the reading of the data.
@@ -42,6 +30,11 @@ class PageReader {
   Outcome CountImageData(uint64_t& bytes);
   // Reads as much as finding the frame header of the page's JPEG data takes.
   Outcome ReadJpegFrame(JpegFrame& frame);
+
+  // Whether the document has an End Page field for the page.
+  Outcome FindEndOfPage(int page);
+  // What the file is, be it a document without images.
+  Outcome FindContainer(Container& container);
 
  private:
   // Walks over all structured fields of a document.

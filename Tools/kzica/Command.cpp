@@ -56,6 +56,12 @@ Exit Complain(const Subject& subject, const kz::Outcome& outcome) {
 
 void Note(const Subject& subject, const std::string& text) { SayLine(subject, text); }
 
+void RefuseTerminal(const std::string& out) {
+  if (out == "-" && isatty(STDOUT_FILENO) == 1) {
+    throw UsageError("standard output is a terminal; redirect it");
+  }
+}
+
 void AddMaxPixels(CLI::App& command, int64_t& maxPixels) {
   maxPixels = kz::kDefaultMaxPixels;
   command.add_option("--max-pixels", maxPixels, "Refuse pictures of more pixels")

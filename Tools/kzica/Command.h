@@ -16,6 +16,10 @@ enum Exit : int { kDone = 0, kFileFailed = 1, kWrongUsage = 2 };
 // its exit status in `exit`; wrong usage that shows only then is a UsageError.
 void AddInfo(CLI::App& app, Exit& exit);
 void AddExtract(CLI::App& app, Exit& exit);
+void AddCreate(CLI::App& app, Exit& exit);
+void AddAppend(CLI::App& app, Exit& exit);
+void AddInsert(CLI::App& app, Exit& exit);
+void AddReplace(CLI::App& app, Exit& exit);
 
 // Wrong usage that the parser can't see.
 class UsageError : public CLI::ValidationError {
@@ -36,6 +40,9 @@ struct Subject {
 Exit Complain(const Subject& subject, const kz::Outcome& outcome);
 // "kzica: FILE: text" for what is worth knowing but no failure.
 void Note(const Subject& subject, const std::string& text);
+
+// Files aren't for terminals: "-" on one is a UsageError.
+void RefuseTerminal(const std::string& out);
 
 // Adds --max-pixels.
 void AddMaxPixels(CLI::App& command, int64_t& maxPixels);

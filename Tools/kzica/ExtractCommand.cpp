@@ -92,9 +92,7 @@ class Extraction {
                        ": holds one page; several go into a tif or pdf, or into numbered files "
                        "if the name has a %d");
     }
-    if (options.out == "-" && isatty(STDOUT_FILENO) == 1) {
-      throw UsageError("standard output is a terminal; redirect it");
-    }
+    RefuseTerminal(options.out);
   }
 
   Exit Run() {

@@ -27,6 +27,10 @@ Exit Run(int argc, char** argv) {
   Exit exit = kDone;
   AddInfo(app, exit);
   AddExtract(app, exit);
+  AddCreate(app, exit);
+  AddAppend(app, exit);
+  AddInsert(app, exit);
+  AddReplace(app, exit);
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& success) {

@@ -1,0 +1,155 @@
+#include "Tools/kzica/Pages.h"
+
+#include <charconv>
+
+#include "Host/Toolkit/Document.h"
+#include "Host/Toolkit/PictureFile.h"
+
+namespace kzica {
+
+namespace {
+
+struct NamedContainer {
+  const char* name;
+  Container container;
+};
+
+constexpr NamedContainer kContainers[] = {{"modca", Container::Modca},
+                                          {"afp", Container::ModcaCarriageControl},
+                                          {"ioca", Container::Ioca}};
+
+constexpr int kDefaultQuality = 90;
+
+// Takes a positive number off the front of the text; 0 when there is none.
+int TakeNumber(std::string_view& text) {
+  int number = 0;
+  const auto result = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (result.ec != std::errc() || number < 1) return 0;
+  text.remove_prefix(static_cast<size_t>(result.ptr - text.data()));
+  return number;
+}
+
+}  // namespace
+
+void AddPageOptions(CLI::App& command, PageOptions& options) {
+  options.quality = kDefaultQuality;
+  command
+      .add_option("-c,--compression", options.compression,
+                  "How to code pages; if not given, g4 for 1-bit pictures and jpeg for others")
+      ->check(CLI::IsMember(kz::CompressionNames()));
+  command
+      .add_option("--dpi", options.dpi,
+                  "Resolution of the pages, like 300 or 204x98, instead of the pictures' own")
+      ->type_name("N[xN]");
+  command
+      .add_option("--bits", options.bitsPerPixel,
+                  "Bits per pixel to write, if the compression leaves a choice: 1 or 4 for abic, "
+                  "8 (grey) or 24 for jpeg")
+      ->check(CLI::IsMember({1, 4, 8, 24}));
+  command.add_option("-q,--quality", options.quality, "Quality of JPEG data")
+      ->check(CLI::Range(1, 100))
+      ->capture_default_str();
+  command.add_flag("--dither", options.dither,
+                   "Make 1 bit out of more by error diffusion, not by a threshold");
+}
+
+CLI::Option* AddContainerOption(CLI::App& command, std::string& container) {
+  std::vector<std::string> names;
+  for (const NamedContainer& known : kContainers) names.emplace_back(known.name);
+  return command
+      .add_option("--container", container,
+                  "What to wrap pages in: a MO:DCA document, one with carriage control, or, for a "
+                  "single page, nothing")
+      ->check(CLI::IsMember(names));
+}
+
+Container ContainerOfName(const std::string& name) {
+  for (const NamedContainer& known : kContainers) {
+    if (name == known.name) return known.container;
+  }
+  return Container::Modca;
+}
+
+PageSaver::PageSaver(const PageOptions& options, Container container, const std::string& target)
+    : m_options(options), m_container(container), m_target(target) {
+  if (options.dpi.empty()) return;
+  std::string_view text = options.dpi;
+  m_xResolution = m_yResolution = TakeNumber(text);
+  if (text.starts_with('x')) {
+    text.remove_prefix(1);
+    m_yResolution = TakeNumber(text);
+  }
+  if (m_xResolution == 0 || m_yResolution == 0 || !text.empty()) {
+    throw UsageError("--dpi: '" + options.dpi + "' is no resolution like 300 or 204x98");
+  }
+}
+
+Exit PageSaver::Save(const std::string& path, Picture& picture, kz::SaveMode mode) const {
+  kz::Bitmap& bitmap = picture.bitmap;
+  kz::SaveRequest request;
+  request.mode = mode;
+  request.container = m_container;
+  request.compression = kz::DefaultCompression(bitmap);
+  kz::CompressionOfName(m_options.compression, request.compression);
+  request.bitsPerPixel = m_options.bitsPerPixel;
+  request.quality = m_options.quality;
+  request.dither = m_options.dither;
+  if (m_xResolution > 0) bitmap.SetResolution(m_xResolution, m_yResolution);
+
+  kz::Outcome outcome = CheckPicture(bitmap, request);
+  if (!outcome.Ok()) return Complain(picture.source, outcome);
+  const int depth = bitmap.BitsPerPixel();
+  if (depth > 1 && m_options.bitsPerPixel == 0 && !request.dither &&
+      DefaultDepth(request.compression, bitmap) == 1) {
+    Note(picture.source, "its " + std::to_string(depth) +
+                             " bits per pixel become black and white; --dither keeps shades");
+  }
+  outcome = SavePage(path, bitmap, request);
+  return outcome.Ok() ? kDone : Complain({m_target}, outcome);
+}
+
+Exit ForEachPicture(const std::vector<std::string>& files, bool reverse,
+                    const std::function<Exit(Picture&)>& take) {
+  Progress progress(files.size());
+  for (size_t i = 0; i < files.size(); ++i) {
+    const std::string& file = files[reverse ? files.size() - 1 - i : i];
+    kz::PictureReader reader;
+    kz::Outcome outcome = reader.Open(file);
+    if (!outcome.Ok()) return Complain({file}, outcome);
+    const int pages = reader.Pages();
+    for (int page = 1; page <= pages; ++page) {
+      const int wanted = reverse ? pages + 1 - page : page;
+      Picture picture;
+      picture.source = {file, pages > 1 ? wanted : 0};
+      outcome = reader.Read(wanted, picture.bitmap);
+      if (!outcome.Ok()) return Complain(picture.source, outcome);
+      const Exit exit = take(picture);
+      if (exit != kDone) return exit;
+    }
+    progress.Step();
+  }
+  return kDone;
+}
+
+Exit Edit::Begin(const std::string& document, bool inPlace) {
+  m_document = document;
+  m_inPlace = inPlace;
+  kz::Outcome outcome = kz::EditableContainer(document, m_container);
+  if (outcome.Ok() && !inPlace) outcome = m_copy.Open(document);
+  if (outcome.Ok() && !inPlace) outcome = kz::CopyFile(document, m_copy.Path());
+  return outcome.Ok() ? kDone : Complain({document}, outcome);
+}
+
+void Edit::KeepContainer(const std::string& wanted) const {
+  if (!wanted.empty() && ContainerOfName(wanted) != m_container) {
+    Note({m_document}, std::string("stays ") + kz::ContainerName(m_container));
+  }
+}
+
+Exit Edit::Commit() {
+  if (m_inPlace) return kDone;
+  const kz::Outcome outcome = m_copy.Commit();
+  return outcome.Ok() ? kDone : Complain({m_document}, outcome);
+}
+
+}  // namespace kzica

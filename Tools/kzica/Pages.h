@@ -1,0 +1,78 @@
+// The pictures that become pages, and the files that they go into: what create,
+// append, insert and replace share.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "Host/Toolkit/AtomicFile.h"
+#include "Host/Toolkit/SavePage.h"
+#include "Tools/kzica/Command.h"
+
+namespace kzica {
+
+// The options on how pages are written.
+struct PageOptions {
+  std::string compression;  // empty: by the picture
+  std::string dpi;          // empty: the picture's own
+  int bitsPerPixel = 0;
+  int quality = 0;
+  bool dither = false;
+};
+
+void AddPageOptions(CLI::App& command, PageOptions& options);
+// Adds --container; `container` stays empty when it isn't given.
+CLI::Option* AddContainerOption(CLI::App& command, std::string& container);
+// The container of a name that the option admits.
+Container ContainerOfName(const std::string& name);
+
+// One page of a picture file.
+struct Picture {
+  Subject source;
+  kz::Bitmap bitmap;
+};
+
+// Writes pictures as pages of one file.
+class PageSaver {
+ public:
+  // `target` is what the file is called. A --dpi that is none is a UsageError.
+  PageSaver(const PageOptions& options, Container container, const std::string& target);
+
+  // Writes one picture as a page of the file at the path. Says what fails.
+  Exit Save(const std::string& path, Picture& picture, kz::SaveMode mode) const;
+
+ private:
+  const PageOptions& m_options;
+  Container m_container;
+  std::string m_target;
+  int m_xResolution = 0;  // 0: the picture's own
+  int m_yResolution = 0;
+};
+
+// Reads all pages of the picture files, one after the other, or in reverse order,
+// and hands them over until one fails. Says what fails.
+Exit ForEachPicture(const std::vector<std::string>& files, bool reverse,
+                    const std::function<Exit(Picture&)>& take);
+
+// The file that an edit goes into: a copy, in the place of the document once all is
+// done, or the document itself.
+class Edit {
+ public:
+  // Finds out what the document is and copies it. Says what fails.
+  Exit Begin(const std::string& document, bool inPlace);
+  // Keeps the document's kind of container, saying so when another was asked for.
+  void KeepContainer(const std::string& wanted) const;
+  Container DocumentContainer() const { return m_container; }
+  const std::string& Path() const { return m_inPlace ? m_document : m_copy.Path(); }
+  // Puts the copy in place. Says what fails.
+  Exit Commit();
+
+ private:
+  std::string m_document;
+  bool m_inPlace = false;
+  Container m_container = Container::Modca;
+  kz::AtomicFile m_copy;
+};
+
+}  // namespace kzica
