@@ -5,7 +5,7 @@
 int ReadInto(LocalBuffer* buffer, tagHANDLE* handle, const FilterThreadState* state, int nPosition,
              unsigned nCount) {
   if (!buffer->Grow(nCount, __LINE__)) return K_ERROR_NO_MEMORY;
-  K_RedirectedSeek(handle, nPosition, K_SEEK_START);
+  if (K_RedirectedSeek(handle, nPosition, K_SEEK_START) < 0) return K_ERROR_SEEK;
   return ReadBound(state, handle, buffer->get(), nCount) ? K_SUCCESS : K_ERROR_READ;
 }
 

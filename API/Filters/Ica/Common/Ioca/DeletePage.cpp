@@ -13,18 +13,19 @@ int fltDeletePage(_DELETEDISPATCH* pDispatch) {
   // Without two pages nothing is cut, and the file is written back as it was.
   int start = 0;
   int end = 0;
-  K_RedirectedSeek(file.get(), 0, K_SEEK_START);
-  FindEndOfPage(file.get(), 1, &start);
-  K_RedirectedSeek(file.get(), 0, K_SEEK_START);
-  if (FindEndOfPage(file.get(), 2, &end) != K_SUCCESS) end = start;
+  const auto failed = [](int status) { return status == K_ERROR_READ || status == K_ERROR_SEEK; };
+  int status = FindEndOfPage(file.get(), 1, &start);
+  if (!failed(status)) status = FindEndOfPage(file.get(), 2, &end);
+  if (failed(status)) return status;
+  if (status != K_SUCCESS) end = start;
 
   const int size = K_RedirectedSeek(file.get(), 0, K_SEEK_END);
-  if (start < 0 || size < end) return K_ERROR_READ;
+  if (size < end) return K_ERROR_READ;
   const auto tailLength = static_cast<unsigned>(size - end);
   LocalBuffer tail;
-  int status = ReadInto(&tail, file.get(), state, end, tailLength);
+  status = ReadInto(&tail, file.get(), state, end, tailLength);
   if (status != K_SUCCESS) return status;
-  K_RedirectedSeek(file.get(), start, K_SEEK_START);
+  if (K_RedirectedSeek(file.get(), start, K_SEEK_START) < 0) return K_ERROR_SEEK;
   if (!WriteBound(state, file.get(), tail.get(), tailLength)) return K_ERROR_WRITE;
   tail.Reset();
   status = CutFile(&file, name, state, static_cast<unsigned>(start) + tailLength);

@@ -24,14 +24,16 @@ int K_GetTotalPages(tagHANDLE* handle, int* pnPages) {
 
 namespace {
 
-// Stops at the introducer of the End Page field wanted, which stays in *sfi.
-int SeekEndPage(tagHANDLE* handle, int nPage, _SFI* sfi) {
+// Stops at the introducer of the End Page field wanted, which stays in *sfi. A
+// failed skip ends the search only with bCheckSkips.
+int SeekEndPage(tagHANDLE* handle, int nPage, _SFI* sfi, bool bCheckSkips) {
   int count = 0;
   for (;;) {
     const int status = ReadSFI(handle, sfi);
     if (status <= 0) return status;
     if (sfi->wTypeCategory == SF_END_PAGE && ++count == nPage) return K_SUCCESS;
-    SkipSFData(handle, sfi);
+    const int skipped = SkipSFData(handle, sfi);
+    if (bCheckSkips && skipped <= 0) return skipped;
     if (sfi->wTypeCategory == SF_END_DOCUMENT) return K_END_OF_DOCUMENT;
   }
 }
@@ -40,15 +42,21 @@ int SeekEndPage(tagHANDLE* handle, int nPage, _SFI* sfi) {
 
 int K_GetEndPage(tagHANDLE* handle, int nPage) {
   _SFI sfi;
-  return SeekEndPage(handle, nPage, &sfi);
+  return SeekEndPage(handle, nPage, &sfi, false);
 }
 
 int FindEndOfPage(tagHANDLE* handle, int nPage, int* pnPos) {
+  if (K_RedirectedSeek(handle, 0, K_SEEK_START) < 0) return K_ERROR_SEEK;
   _SFI sfi;
-  int status = SeekEndPage(handle, nPage, &sfi);
+  int status = SeekEndPage(handle, nPage, &sfi, true);
   if (status == K_SUCCESS) status = SkipSFData(handle, &sfi);
   *pnPos = K_RedirectedSeek(handle, 0, K_SEEK_CURRENT);
-  return *pnPos < 0 ? K_ERROR_SEEK : status;
+  if (*pnPos < 0) return K_ERROR_SEEK;
+  if (status != K_ERROR_READ) return status;
+  // With bytes left it is the read that failed, not the file that ended.
+  const int size = K_RedirectedSeek(handle, 0, K_SEEK_END);
+  if (size < 0) return K_ERROR_SEEK;
+  return *pnPos < size ? K_ERROR_READ : K_END_OF_DOCUMENT;
 }
 
 int FindImageObject(tagHANDLE* handle, int* pnPos, int bNext) {

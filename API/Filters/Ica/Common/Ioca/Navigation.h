@@ -1,5 +1,5 @@
-// Moving through a document field by field. All of these start at the file's
-// position and restore none after a failure.
+// Moving through a document field by field. All but FindEndOfPage start at the
+// file's position; none restores it after a failure.
 #pragma once
 
 #include "API/Filters/Ica/Common/Ica.h"
@@ -14,9 +14,12 @@ K_EXPORT int K_GetTotalPages(tagHANDLE* handle, int* pnPages);
 // ReadSFI when the file ends or a bad introducer is met first.
 K_EXPORT int K_GetEndPage(tagHANDLE* handle, int nPage);
 
-// The same, but goes behind the whole End Page field, which other producers give
-// a page name. *pnPos receives the position behind it, or where the search
-// stopped. Returns as K_GetEndPage does, or -4 when a seek fails.
+// Finds page nPage of the file, counted from 1, for whoever is about to change the
+// file: goes behind the whole End Page field, which other producers give a page
+// name. *pnPos receives the position behind it, or where the search stopped.
+// Returns 1; 2 when End Document or the end of the file is met first, -9 when a
+// bad introducer is; -7 or -4 when a read or a seek fails, which says nothing of
+// the page.
 int FindEndOfPage(tagHANDLE* handle, int nPage, int* pnPos);
 
 // Goes to the length bytes of the first Image Picture Data field of an image

@@ -90,8 +90,10 @@ int SaveAppended(_SAVEDISPATCH* pSave) {
   if (!file && !file.Reopen(pSave->pszFileName, K_OPEN_UPDATE | K_OPEN_CREATE, K_MODE_WRITABLE)) {
     return K_ERROR_OPEN_WRITE;
   }
+  const int size = K_RedirectedSeek(file.get(), 0, K_SEEK_END);
+  if (size < 0) return K_ERROR_SEEK;
   int status;
-  if (K_RedirectedSeek(file.get(), 0, K_SEEK_END) == 0) {
+  if (size == 0) {
     status = WriteNewDocument(pSave, file.get());
   } else {
     status = AppendPage(pSave, file.get(), 1);
@@ -108,14 +110,13 @@ struct Splice {
 
 int FindSplice(tagHANDLE* handle, bool insert, Splice* splice) {
   splice->removed = 0;
-  K_RedirectedSeek(handle, 0, K_SEEK_START);
   int status = FindEndOfPage(handle, 1, &splice->position);
-  // Behind the last page no reader would look for one.
-  if (status != K_SUCCESS) return K_ERROR_INVALID_FORMAT;
-  if (insert) return K_SUCCESS;
+  // Behind End Document no reader would look for a page.
+  if (status == K_END_OF_DOCUMENT) return K_ERROR_INVALID_FORMAT;
+  if (status != K_SUCCESS || insert) return status;
   int end = 0;
-  K_RedirectedSeek(handle, 0, K_SEEK_START);
   status = FindEndOfPage(handle, 2, &end);
+  if (status == K_ERROR_READ || status == K_ERROR_SEEK) return status;
   if (status == K_SUCCESS) splice->removed = end - splice->position;
   return K_SUCCESS;
 }
@@ -135,7 +136,7 @@ int SaveSpliced(_SAVEDISPATCH* pSave, const FilterThreadState* state, bool inser
   status = ReadInto(&tail, file.get(), state, tailStart, tailLength);
   if (status != K_SUCCESS) return status;
 
-  K_RedirectedSeek(file.get(), splice.position, K_SEEK_START);
+  if (K_RedirectedSeek(file.get(), splice.position, K_SEEK_START) < 0) return K_ERROR_SEEK;
   status = AppendPage(pSave, file.get(), 0);
   if (status == K_SUCCESS && !WriteBound(state, file.get(), tail.get(), tailLength)) {
     status = K_ERROR_WRITE;
