@@ -8,16 +8,11 @@ namespace {
 
 // Reverses the order of the bits in each of nCount bytes.
 void ReverseBits(unsigned char* pBytes, size_t nCount) {
-  const auto exchange = [](uint64_t n, int nShift, uint64_t mask) {
-    return ((n >> nShift) & mask) | ((n & mask) << nShift);
-  };
   for (size_t i = 0; i < nCount; i += sizeof(uint64_t)) {
     const size_t nBytes = std::min(nCount - i, sizeof(uint64_t));
     uint64_t word = 0;
     std::memcpy(&word, pBytes + i, nBytes);
-    word = exchange(word, 1, 0x5555555555555555);
-    word = exchange(word, 2, 0x3333333333333333);
-    word = exchange(word, 4, 0x0F0F0F0F0F0F0F0F);
+    word = ReverseBitsOfBytes(word);
     std::memcpy(pBytes + i, &word, nBytes);
   }
 }

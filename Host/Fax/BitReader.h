@@ -26,6 +26,13 @@ inline uint64_t BigEndian64(uint64_t n) {
   return std::endian::native == std::endian::little ? __builtin_bswap64(n) : n;
 }
 
+// The bits of each of the eight bytes in reversed order.
+constexpr uint64_t ReverseBitsOfBytes(uint64_t n) {
+  n = (n >> 1 & 0x5555555555555555) | (n & 0x5555555555555555) << 1;
+  n = (n >> 2 & 0x3333333333333333) | (n & 0x3333333333333333) << 2;
+  return (n >> 4 & 0x0F0F0F0F0F0F0F0F) | (n & 0x0F0F0F0F0F0F0F0F) << 4;
+}
+
 struct BitReader;
 
 // Where a reader stands in the piece.

@@ -6,6 +6,7 @@
 
 #include "Host/Fax/Coding.h"
 #include "Host/Fax/Fax.h"
+#include "Host/Fax/Line.h"
 #include "Host/Kernel/Kernel.h"
 
 namespace fax {
@@ -18,12 +19,19 @@ class Memory {
   Memory(const Memory&) = delete;
   Memory& operator=(const Memory&) = delete;
   explicit operator bool() const { return m_pBlock != nullptr; }
-  unsigned char* Bytes() const { return static_cast<unsigned char*>(m_pBlock); }
-  uint64_t* Words() const { return static_cast<uint64_t*>(m_pBlock); }
+  template <typename T>
+  T* As() const {
+    return static_cast<T*>(m_pBlock);
+  }
 
  private:
   void* const m_pBlock;
 };
+
+// Whether lines and pages of this size can be coded.
+constexpr bool IsPageSize(int64_t nWidth, int64_t nHeight) {
+  return nWidth >= 1 && nWidth <= kMaxWidth && nHeight >= 1 && nHeight <= kMaxHeight;
+}
 
 // The coding of a K_FAX_* code; none for other codes.
 inline std::optional<Coding> CodingOf(int nCode) {

@@ -20,9 +20,7 @@ int K_LoadRawFax(_LOADDISPATCH* pDispatch, tagHANDLE* hFile, _LOADINFO* pInfo, v
                  void* pUserData) {
   if (nBitsPerPixel != 1) return K_ERROR_BITS_PER_PIXEL;
   const std::optional<fax::Coding> coding = fax::CodingOf(static_cast<int>(pInfo->nFormat));
-  if (!coding || pInfo->nWidth < 1 || pInfo->nWidth > fax::kMaxWidth || pInfo->nHeight < 1 ||
-      pInfo->nHeight > fax::kMaxHeight)
-    return K_ERROR_INVALID_FORMAT;
+  if (!coding || !fax::IsPageSize(pInfo->nWidth, pInfo->nHeight)) return K_ERROR_INVALID_FORMAT;
   const int nWidth = static_cast<int>(pInfo->nWidth);
   const int nHeight = static_cast<int>(pInfo->nHeight);
 
@@ -30,14 +28,18 @@ int K_LoadRawFax(_LOADDISPATCH* pDispatch, tagHANDLE* hFile, _LOADINFO* pInfo, v
   const size_t nRowBytes =
       std::max(nWords * sizeof(uint64_t), static_cast<size_t>(std::max(pBitmap->nBytesPerLine, 0)));
   const fax::Memory row(nRowBytes);
-  const fax::Memory memory(fax::PageDecoderMemory(nWidth));
-  if (!row || !memory) return K_ERROR_NO_MEMORY;
+  const fax::Memory line(fax::LineMemory(nWidth) * sizeof(uint16_t));
+  const fax::Memory reference(fax::LineMemory(nWidth) * sizeof(uint16_t));
+  const fax::Memory piece(fax::kPieceMemory);
+  if (!row || !line || !reference || !piece) return K_ERROR_NO_MEMORY;
 
-  fax::PageDecoder decoder(*coding, nWidth, nHeight, memory.Bytes(), ReadPiece, hFile,
-                           (pInfo->uFlags & K_RAW_REVERSED_BITS) != 0);
+  fax::PieceSource source{piece.As<unsigned char>(), ReadPiece, hFile,
+                          (pInfo->uFlags & K_RAW_REVERSED_BITS) != 0};
+  fax::PageDecoder decoder(*coding, nWidth, nHeight, source, line.As<uint16_t>(),
+                           reference.As<uint16_t>());
   bool bEndOfPage = false;
   for (int nRow = 0; nRow < nHeight; ++nRow) {
-    std::memset(row.Bytes(), 0, nRowBytes);
+    std::memset(row.As<unsigned char>(), 0, nRowBytes);
     if (!bEndOfPage) {
       switch (decoder.NextLine()) {
         case fax::LineStatus::Decoded:
@@ -55,10 +57,11 @@ int K_LoadRawFax(_LOADDISPATCH* pDispatch, tagHANDLE* hFile, _LOADINFO* pInfo, v
           return K_ERROR_INVALID_FORMAT;
       }
     }
-    if (!bEndOfPage) fax::DrawLine(decoder.Current(), nWidth, row.Words());
+    if (!bEndOfPage) fax::DrawLine(decoder.Current(), nWidth, row.As<uint64_t>());
     const uint32_t uFlags =
         K_ROW_ALWAYS | (nRow == 0 ? K_ROW_FIRST : 0) | (nRow == nHeight - 1 ? K_ROW_LAST : 0);
-    const int nResult = pfnCallback(pContext, pBitmap, row.Bytes(), uFlags, nRow, 1, pUserData);
+    const int nResult =
+        pfnCallback(pContext, pBitmap, row.As<unsigned char>(), uFlags, nRow, 1, pUserData);
     if (nResult != K_SUCCESS) return nResult;
   }
   return K_SUCCESS;

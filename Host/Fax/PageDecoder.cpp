@@ -8,14 +8,6 @@ namespace fax {
 
 namespace {
 
-constexpr int kReturnToControl = 6;  // EOL codes of RTC and EOP
-constexpr int kEndOfFacsimileBlockBits = 2 * kEndOfLineBits;
-constexpr uint32_t kEndOfFacsimileBlock = 0x001001;
-
-bool IsGroup3(Coding coding) {
-  return coding == Coding::Group3OneDimensional || coding == Coding::Group3TwoDimensional;
-}
-
 bool AtEndOfLineCode(const BitReader& in) { return in.Peek(kEndOfLineZeros) == 0; }
 
 // Whether the next bits are an EOL with one wrong bit.
@@ -47,21 +39,21 @@ bool SkipToEndOfLineCode(BitReader& in) {
 
 }  // namespace
 
-PageDecoder::PageDecoder(Coding coding, int nWidth, int nHeight, unsigned char* pMemory,
-                         ReadPieceRoutine pfnRead, void* pContext, bool bReversedBits)
+PageDecoder::PageDecoder(Coding coding, int nWidth, int nHeight, PieceSource& source,
+                         uint16_t* pLine, uint16_t* pReference)
     : m_coding(coding),
       m_nWidth(nWidth),
       m_nHeight(nHeight),
-      m_source{pMemory + 2 * LineMemory(nWidth) * sizeof(uint16_t), pfnRead, pContext,
-               bReversedBits},
-      m_reader(m_source.Start()),
-      m_line(Line::White(reinterpret_cast<uint16_t*>(pMemory), nWidth)),
-      m_next(Line::White(reinterpret_cast<uint16_t*>(pMemory) + LineMemory(nWidth), nWidth)) {}
+      m_reader(source.Start()),
+      m_line(Line::White(pLine, nWidth)),
+      m_next(Line::White(pReference, nWidth)) {}
 
 LineStatus PageDecoder::StartOfGroup4Line() {
   m_bOneDimensional = false;
   m_reader.Refill();
-  if (m_reader.Peek(kEndOfFacsimileBlockBits) == kEndOfFacsimileBlock) return LineStatus::EndOfPage;
+  static_assert(kEndOfFacsimileBlock == 2);
+  constexpr uint32_t kMarker = CodeValue(kEndOfLine) << kEndOfLineBits | CodeValue(kEndOfLine);
+  if (m_reader.Peek(2 * kEndOfLineBits) == kMarker) return LineStatus::EndOfPage;
   return LineStatus::Decoded;
 }
 
@@ -81,7 +73,7 @@ LineStatus PageDecoder::StartOfLine() {
       return nEndOfLines > 1 ? LineStatus::EndOfPage : LineStatus::EndOfData;
     m_bDamagedEndOfLine = false;
     in.Skip(1);
-    if (m_coding != Coding::Group3OneDimensional) {
+    if (HasTagBits(m_coding)) {
       m_bOneDimensional = in.Peek(1) == 1;
       in.Skip(1);
     }

@@ -15,17 +15,12 @@ enum class LineStatus {
   BadCode,    // nothing to resume at
 };
 
-// Memory of a PageDecoder for lines of nWidth pixels.
-constexpr size_t PageDecoderMemory(int nWidth) {
-  return 2 * LineMemory(nWidth) * sizeof(uint16_t) + kPieceMemory;
-}
-
 class PageDecoder {
  public:
-  // `pMemory` has PageDecoderMemory(nWidth) bytes and the alignment of a
-  // uint16_t. nWidth is 1 to kMaxWidth, nHeight the lines of the page.
-  PageDecoder(Coding coding, int nWidth, int nHeight, unsigned char* pMemory,
-              ReadPieceRoutine pfnRead, void* pContext, bool bReversedBits);
+  // The lines have LineMemory(nWidth) elements; nWidth is 1 to kMaxWidth, nHeight
+  // the lines of the page.
+  PageDecoder(Coding coding, int nWidth, int nHeight, PieceSource& source, uint16_t* pLine,
+              uint16_t* pReference);
   PageDecoder(const PageDecoder&) = delete;
   PageDecoder& operator=(const PageDecoder&) = delete;
 
@@ -44,7 +39,6 @@ class PageDecoder {
   const Coding m_coding;
   const int m_nWidth;
   const int m_nHeight;
-  PieceSource m_source;
   BitReader m_reader;
   Line m_line;  // becomes the reference line of the next
   Line m_next;

@@ -23,25 +23,6 @@ const std::string kBlack3At2 =
 const std::string kAgain = "111";  // V(0) three times: the line above
 constexpr unsigned char kWhiteRow = 0x00, kBlackRow = 0x38;
 
-std::string Times(int n, const std::string& bits) {
-  std::string all;
-  for (; n > 0; --n) all += bits;
-  return all;
-}
-
-// The bits as bytes, filled up with zeros; other characters are left out.
-Bytes Pack(const std::string& bits) {
-  Bytes bytes;
-  int nBits = 0;
-  for (const char bit : bits) {
-    if (bit != '0' && bit != '1') continue;
-    if (nBits % 8 == 0) bytes.push_back(0);
-    if (bit == '1') bytes.back() |= static_cast<unsigned char>(0x80 >> nBits % 8);
-    ++nBits;
-  }
-  return bytes;
-}
-
 // Every kind of picture in every width, as libtiff codes it.
 TEST(Decode, MatchesLibtiff) {
   struct Way {

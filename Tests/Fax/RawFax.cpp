@@ -27,20 +27,29 @@ int ReadMemory(tagHANDLE*, unsigned char* pBuffer, unsigned int nCount, void* pU
   return static_cast<int>(nRead);
 }
 
+int WriteMemory(tagHANDLE*, unsigned char* pBuffer, unsigned int nCount, void* pUserData) {
+  auto& transfers = *static_cast<Transfers*>(pUserData);
+  if (++transfers.nTransfers == transfers.nFailing) return static_cast<int>(nCount) - 1;
+  transfers.nLargest = std::max(transfers.nLargest, static_cast<int>(nCount));
+  transfers.output.insert(transfers.output.end(), pBuffer, pBuffer + nCount);
+  return static_cast<int>(nCount);
+}
+
 // Installs the routines above for its lifetime.
 class Redirection {
  public:
   explicit Redirection(Transfers& transfers) {
-    K_FilterIO(nullptr, &m_pfnRead, nullptr, nullptr, nullptr, nullptr, &transfers, nullptr,
+    K_FilterIO(nullptr, &m_pfnRead, &m_pfnWrite, nullptr, nullptr, nullptr, &transfers, &transfers,
                nullptr, nullptr);
   }
   ~Redirection() {
-    K_FilterIO(nullptr, &m_pfnRead, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-               nullptr);
+    K_FilterIO(nullptr, &m_pfnRead, &m_pfnWrite, nullptr, nullptr, nullptr, nullptr, nullptr,
+               nullptr, nullptr);
   }
 
  private:
   K_ReadRoutine m_pfnRead = ReadMemory;
+  K_WriteRoutine m_pfnWrite = WriteMemory;
 };
 
 struct Target {
@@ -73,7 +82,70 @@ int TakeRow(void* pContext, _BITMAPHANDLE* pBitmap, unsigned char* pRows, uint32
   return nRow == target.pOptions->nStopAtRow ? target.pOptions->nStopResult : K_SUCCESS;
 }
 
+// What the row routines work on; they find it at the bitmap's rows.
+struct Source {
+  Picture* pPicture;
+  const RawFaxRows* pRows;
+  int nConversions;
+  Bytes row;
+  Bytes colorTable;
+};
+
+Source& SourceOf(_BITMAPHANDLE* pBitmap) { return *reinterpret_cast<Source*>(pBitmap->pRows); }
+
+int BeginRows(_BITMAPHANDLE* pBitmap, void** ppContext, int nBitsPerPixel, uint32_t*,
+              unsigned char** ppRow, int, void*, void*, unsigned char** ppColorTable) {
+  Source& source = SourceOf(pBitmap);
+  ++source.nConversions;
+  if (source.pRows->nBeginResult <= 0 || nBitsPerPixel != 1) return source.pRows->nBeginResult;
+  source.row.resize(source.pPicture->RowBytes());
+  source.colorTable.resize(16, source.pRows->bZeroIsBlack ? 0x00 : 0xFF);
+  *ppContext = &source;
+  *ppRow = source.row.data();
+  *ppColorTable = source.colorTable.data();
+  return 2;
+}
+
+int GetRow(_BITMAPHANDLE* pBitmap, void* pContext, unsigned char* pRow, int nRow, int, uint32_t,
+           void*, void*, unsigned char*) {
+  Source& source = SourceOf(pBitmap);
+  if (nRow == source.pRows->nFailingRow || pContext != &source) return source.pRows->nRowResult;
+  Picture& picture = *source.pPicture;
+  const unsigned char uInvert = source.pRows->bZeroIsBlack ? 0xFF : 0x00;
+  std::transform(picture.Row(nRow), picture.Row(nRow) + picture.RowBytes(), pRow,
+                 [&](unsigned char byte) { return static_cast<unsigned char>(byte ^ uInvert); });
+  const int nPadding = static_cast<int>(picture.RowBytes()) * 8 - picture.nWidth;
+  pRow[picture.RowBytes() - 1] |= static_cast<unsigned char>((1 << nPadding) - 1);
+  return 1;
+}
+
+int EndRows(_BITMAPHANDLE* pBitmap, void** ppContext, uint32_t*, unsigned char** ppRow,
+            unsigned char** ppColorTable) {
+  --SourceOf(pBitmap).nConversions;
+  *ppContext = nullptr;
+  *ppRow = *ppColorTable = nullptr;
+  return 1;
+}
+
 }  // namespace
+
+std::string Times(int n, const std::string& bits) {
+  std::string all;
+  for (; n > 0; --n) all += bits;
+  return all;
+}
+
+Bytes Pack(const std::string& bits) {
+  Bytes bytes;
+  int nBits = 0;
+  for (const char bit : bits) {
+    if (bit != '0' && bit != '1') continue;
+    if (nBits % 8 == 0) bytes.push_back(0);
+    if (bit == '1') bytes.back() |= static_cast<unsigned char>(0x80 >> nBits % 8);
+    ++nBits;
+  }
+  return bytes;
+}
 
 RawFaxLoad LoadRaw(const Bytes& data, int nWidth, int nHeight, int nCode,
                    const RawFaxOptions& options) {
@@ -100,4 +172,30 @@ RawFaxLoad LoadRaw(const Bytes& data, int nWidth, int nHeight, int nCode,
   load.nLoadError = dispatch.nLoadError;
   load.nLargestRead = transfers.nLargest;
   return load;
+}
+
+RawFaxSave SaveRaw(Picture& picture, int nCode, const RawFaxOptions& options,
+                   const RawFaxRows& rows) {
+  RawFaxSave save;
+  Source source{&picture, &rows, 0, {}, {}};
+  _BITMAPHANDLE bitmap{};
+  bitmap.nWidth = picture.nWidth;
+  bitmap.nHeight = picture.nHeight;
+  bitmap.pRows = reinterpret_cast<unsigned char*>(&source);
+  _SAVEDISPATCH dispatch{};
+  dispatch.pfnBeginRows = BeginRows;
+  dispatch.pfnGetRow = GetRow;
+  dispatch.pfnEndRows = EndRows;
+
+  Transfers transfers;
+  transfers.nFailing = options.nFailingTransfer;
+  const Redirection redirection(transfers);
+  K_FailAllocation(options.nFailingAllocation);
+  save.nResult = K_SaveRawFax(&dispatch, nullptr, &bitmap, options.nBitsPerPixel, nCode, 0, nullptr,
+                              nullptr, nullptr, 0, nullptr, nullptr);
+  K_FailAllocation(0);
+  save.data = transfers.output;
+  save.nLargestWrite = transfers.nLargest;
+  save.nConversions = source.nConversions;
+  return save;
 }

@@ -1,7 +1,14 @@
 // Raw fax data decoded and encoded by the fax library, from memory to memory.
 #pragma once
 
+#include <string>
+
 #include "Tests/Fax/TiffCodec.h"
+
+// Bits for tests: n times `bits`; and a string of 0 and 1 as bytes, filled up
+// with zeros (other characters are left out).
+std::string Times(int n, const std::string& bits);
+Bytes Pack(const std::string& bits);
 
 // How a call is made, and what fails during it.
 struct RawFaxOptions {
@@ -31,4 +38,17 @@ struct RawFaxSave {
   int nResult = 0;
   Bytes data;
   int nLargestWrite = 0;
+  int nConversions = 0;  // begun and not ended
 };
+
+// K_SaveRawFax of `picture`. The row routines hand its rows out through a buffer
+// whose bits behind the width are 1; with bZeroIsBlack inverted, and with a colour
+// table that says so.
+struct RawFaxRows {
+  bool bZeroIsBlack = false;
+  int nBeginResult = 1;
+  int nFailingRow = -1;  // its row routine returns nRowResult
+  int nRowResult = -1;
+};
+RawFaxSave SaveRaw(Picture& picture, int nCode, const RawFaxOptions& options = {},
+                   const RawFaxRows& rows = {});
