@@ -131,19 +131,21 @@ int LoadJpegRoad(Loading* load, const CollectedData& data) {
 // Sends the rows of a source, rowSize bytes each, straight from it. What the
 // source lacks of a row, and of the rows behind it, is 0.
 int SendSlices(_LOADDISPATCH* dispatch, unsigned char* source, size_t size, size_t rowSize) {
+  // The height ends it, too: a callback may answer 105 itself.
+  const int height = dispatch->pBitmap->nHeight;
   const size_t whole = rowSize == 0 ? 0 : size / rowSize;
   int result = K_MORE_ROWS;
   int n = 1;
-  for (; result == K_MORE_ROWS && static_cast<size_t>(n) <= whole; ++n) {
+  for (; result == K_MORE_ROWS && n <= height && static_cast<size_t>(n) <= whole; ++n) {
     result = K_SendRawData(dispatch, source + static_cast<size_t>(n - 1) * rowSize, n);
   }
-  if (result != K_MORE_ROWS) return result;
+  if (result != K_MORE_ROWS || n > height) return result;
 
   const LocalBuffer row(rowSize, __LINE__);
   if (!row) return K_ERROR_NO_MEMORY;
   size_t rest = size - whole * rowSize;
   std::memcpy(row.get(), source + (size - rest), rest);
-  for (; result == K_MORE_ROWS; ++n) {
+  for (; result == K_MORE_ROWS && n <= height; ++n) {
     std::memset(row.get() + rest, 0, rowSize - rest);
     result = K_SendRawData(dispatch, row.get(), n);
     rest = 0;
