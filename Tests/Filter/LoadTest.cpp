@@ -1,0 +1,348 @@
+// fltLoad on its roads: what the row callback gets, what stops a load, and that
+// every end of it gives back what it took.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <functional>
+
+#include "API/Filters/Ica/Common/Ioca/CodecLoader.h"
+#include "API/Filters/Ica/Common/Ioca/Decoders.h"
+#include "API/Filters/Ica/Common/Ioca/RowDelivery.h"
+#include "Tests/Filter/LoadRequest.h"
+#include "Tests/Filter/LoadRoads.h"
+#include "Tests/Filter/MemoryFile.h"
+
+namespace {
+
+Bytes Uncompressed(unsigned height, const Bytes& data, const Bytes& encoding = Encoding(0x03)) {
+  return Segment(ImageSize(16, height) + encoding, data, 400);
+}
+
+TEST(Load, UncompressedRowsAreTheDataDividedByTheHeight) {
+  struct Case {
+    unsigned height;
+    size_t data;
+    size_t row;
+  };
+  for (const Case& c : {Case{1, 2, 2},
+                        {2, 4, 2},
+                        {3, 6, 2},
+                        {3, 1000, 334},
+                        {4, 10, 3},
+                        {4, 5, 2},
+                        {5, 1, 1},
+                        {2, 0, 0},
+                        {3, 200000, 66667}}) {
+    // Recording order and bit order are for the host; the rows go out as stored.
+    for (const Bytes& encoding : {Encoding(0x03), Bytes{0x95, 3, 0x03, 3, 1}}) {
+      SCOPED_TRACE(testing::Message() << c.data << " bytes, " << c.height << " rows");
+      MemoryFiles files;
+      Bytes data = Pattern(c.data);
+      files["file"] = Document({Uncompressed(c.height, data, encoding)}, {90, 0, 7});
+      LoadRequest load(16, static_cast<int>(c.height));
+      EXPECT_EQ(load("file"), 1);
+      ASSERT_EQ(load.rows.size(), c.height);
+      EXPECT_EQ(load.bitmap.nBytesPerLine, static_cast<int>(c.row));
+      data.resize(c.row * c.height, 0);
+      EXPECT_EQ(load.Picture(c.row), data);
+      for (unsigned i = 0; i < c.height; ++i) {
+        const unsigned flags = 3u | (i == 0 ? 4u : 0u) | (i + 1 == c.height ? 8u : 0u);
+        EXPECT_EQ(load.rows[i].flags, flags) << i;
+      }
+      EXPECT_TRUE(load.fromTarget);
+      EXPECT_EQ(load.bitmap.nViewPerspective, 1);
+      ASSERT_EQ(load.bitmap.nColors, 2);
+      EXPECT_EQ(std::memcmp(load.bitmap.pPalette, "\xFF\xFF\xFF\0\0\0\0\0", 8), 0);
+    }
+  }
+}
+
+class LoadRoad : public testing::TestWithParam<size_t> {
+ protected:
+  const Road& road = Roads()[GetParam()];
+};
+
+TEST_P(LoadRoad, GivesThePictureFromEveryContainer) {
+  const Bytes other = Uncompressed(2, Pattern(4));
+  const std::pair<Bytes, int> files[] = {
+      {road.segment, 1},
+      {Document({other, road.segment}), 2},
+      {Document({other, road.segment}, {5, 0, 33}, {true, {1, 2}, true}), 9},
+  };
+  for (const auto& [bytes, page] : files) {
+    MemoryFiles memory;
+    memory["file"] = bytes;
+    LoadRequest load(road.width, road.height, road.depth);
+    ASSERT_EQ(load("file", page), 1);
+    ASSERT_EQ(load.rows.size(), static_cast<size_t>(road.height));
+    EXPECT_EQ(load.Picture(road.bytesPerRow), road.picture);
+    EXPECT_EQ(load.fromTarget, road.fromTarget);
+    EXPECT_EQ(load.rows[0].flags, 7u);
+    EXPECT_EQ(load.rows[1].flags, 3u);
+    EXPECT_EQ(load.rows.back().flags, 11u);
+    EXPECT_EQ(EmbeddedLoaders::g_aLoaders.IsLoaded(), 0);
+  }
+}
+
+// Whatever ends a load, the file is closed, the memory freed, the codec unloaded
+// and the host's read routine in force again.
+TEST_P(LoadRoad, EveryEndGivesBackWhatWasTaken) {
+  const Bytes document = Document({road.segment}, {40}, {true, {}, false});
+  // How a load is disturbed for the nth time; false when that has no effect more.
+  using Disturb = std::function<void(MemoryFiles&, LoadRequest&, int)>;
+  struct Case {
+    const char* what;
+    Disturb disturb;
+    std::vector<int> statuses;
+  };
+  const auto fail = [](MemoryFiles::Operation operation) {
+    return [operation](MemoryFiles& files, LoadRequest&, int nth) { files.Fail(operation, nth); };
+  };
+  const auto stop = [](int result) {
+    return [result](MemoryFiles&, LoadRequest& load, int nth) {
+      load.stopAt = static_cast<size_t>(nth);
+      load.stopResult = result;
+    };
+  };
+  const Case cases[] = {
+      {"open", fail(MemoryFiles::kOpen), {-10}},
+      {"read", fail(MemoryFiles::kRead), {-9, -7}},
+      {"seek", fail(MemoryFiles::kSeek), {-9, -7}},
+      {"memory", [](MemoryFiles&, LoadRequest&, int nth) { K_FailAllocation(nth); }, {-1, -14}},
+      {"callback 0", stop(0), {0}},
+      {"callback -5", stop(-5), {-5}},
+      {"callback 2", stop(2), {2}},
+      {"file ends",
+       [&](MemoryFiles& files, LoadRequest&, int nth) {
+         files["file"].resize(std::min(document.size(), static_cast<size_t>(nth - 1) * 7));
+       },
+       {-9, -7}},
+  };
+  for (const Case& c : cases) {
+    int nth = 1;
+    for (;; ++nth) {
+      SCOPED_TRACE(testing::Message() << road.name << ": " << c.what << " " << nth);
+      const size_t blocks = K_LiveBlocks();
+      int status;
+      {
+        MemoryFiles files;
+        files["file"] = document;
+        LoadRequest load(road.width, road.height, road.depth);
+        c.disturb(files, load, nth);
+        status = load("file");
+        K_FailAllocation(0);
+        EXPECT_EQ(files.OpenCount(), 0u);
+        EXPECT_TRUE(files.ReadInForce());
+        EXPECT_EQ(EmbeddedLoaders::g_aLoaders.IsLoaded(), 0);
+        if (status != 1 && load.stopAt != SIZE_MAX) {
+          EXPECT_EQ(load.calls, load.stopAt) << "no row after the callback's refusal";
+        }
+      }
+      EXPECT_EQ(K_LiveBlocks(), blocks);
+      if (status == 1) break;
+      EXPECT_TRUE(std::count(c.statuses.begin(), c.statuses.end(), status) == 1) << status;
+      ASSERT_LT(nth, 500);
+    }
+    EXPECT_GT(nth, 1) << c.what << " was never disturbed";
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(All, LoadRoad, testing::Range(size_t{0}, size_t{6}),
+                         [](const auto& param) {
+                           std::string name = Roads()[param.param].name;
+                           std::erase(name, ' ');
+                           return name;
+                         });
+
+// 105 is also what asks the filter's own loop for more rows.
+TEST_P(LoadRoad, ACallbackThatAnswers105ToTheLastRowEndsTheLoad) {
+  MemoryFiles files;
+  files["file"] = road.segment;
+  LoadRequest load(road.width, road.height, road.depth);
+  load.stopAt = static_cast<size_t>(road.height);
+  load.stopResult = 105;
+  EXPECT_EQ(load("file"), 105);
+  EXPECT_EQ(load.calls, load.stopAt);
+}
+
+TEST(Load, FilesThatCanNotBeLoaded) {
+  MemoryFiles files;
+  files["empty"] = {};
+  files["text"] = Bytes(100, 'x');
+  files["no image"] = Document({});
+  files["rl4"] = Segment(ImageSize(16, 6) + Encoding(0x06), Pattern(12));
+  files["jpeg"] = Segment(ImageSize(16, 6) + Encoding(0x83), Pattern(12));
+  files["g4"] = Segment(ImageSize(32, 6) + Encoding(0x82), {0x00, 0x40, 0x55});
+  struct Case {
+    const char* file;
+    int status;
+  };
+  for (const Case& c : {Case{"missing", -10},
+                        {"empty", -9},
+                        {"text", -9},
+                        {"no image", -9},
+                        {"rl4", -9},
+                        {"jpeg", -14},
+                        {"g4", -9}}) {
+    LoadRequest load(32, 6);
+    EXPECT_EQ(load(c.file), c.status) << c.file;
+    EXPECT_TRUE(files.ReadInForce());
+  }
+}
+
+const Bytes& LetterFile() {
+  static const Bytes file = FileBytes(KZ_SAMPLES "/letter-g4.ica");
+  return file;
+}
+// The image data of a bare file's segment.
+Bytes BareImageData(const Bytes& file) {
+  Bytes data;
+  size_t at = 5;
+  while (file[at] != 0xFE) at += 2u + file[at + 1];
+  while (file[at] == 0xFE) {
+    const size_t length = file[at + 2] * 256u + file[at + 3];
+    data = data + Slice(file, at + 4, length);
+    at += 4 + length;
+  }
+  return data;
+}
+Bytes Letter(unsigned width, const Bytes& data, size_t piece = 65535) {
+  return Segment(ImageSize(width, 2200) + Encoding(0x82), data, piece);
+}
+
+// A fax machine's 1728 pixels in a file that says 1727.
+TEST(Load, Group4CodedWiderThanDeclaredTakesTheSecondRoad) {
+  const Bytes data = BareImageData(LetterFile());
+  MemoryFiles files;
+  files["letter"] = Letter(1728, data);
+  LoadRequest letter(1728, 2200);
+  ASSERT_EQ(letter("letter"), 1);
+  for (const unsigned width : {1721u, 1727u}) {
+    for (const Bytes& bytes :
+         {Letter(width, data), Letter(width, data, 1000), Document({Letter(width, data)}),
+          Document({Letter(width, data, 999)}, {1500, 0, 3}, {true, {1}, true})}) {
+      files["file"] = bytes;
+      LoadRequest load(static_cast<int>(width), 2200);
+      ASSERT_EQ(load("file"), 1);
+      EXPECT_EQ(load.rowWidth, 1728);
+      EXPECT_FALSE(load.fromTarget);
+      EXPECT_EQ(load.Picture(216), letter.Picture(216));
+      EXPECT_TRUE(files.ReadInForce());
+      LoadRequest stopped(static_cast<int>(width), 2200);
+      stopped.dispatch.pfnLoadMemory = [](unsigned char*, _BITMAPHANDLE*, uint32_t, int, int,
+                                          uint64_t, void*, _IMAGEFILEINFO*) { return -9; };
+      EXPECT_EQ(stopped("file"), -14);
+    }
+  }
+  // The load-info callback of before is in force again.
+  const auto other = [](int, _LOADINFO*, void*) { return 0; };
+  const K_LoadInfoCallback former = kz::SetLoadInfoCallback(other, nullptr);
+  LoadRequest load(1727, 2200);
+  EXPECT_EQ(load("file"), 1);
+  EXPECT_EQ(kz::SetLoadInfoCallback(former, nullptr), K_LoadInfoCallback{other});
+  // Of whole bytes, bad data have no second chance of being something else.
+  files["bad"] = Letter(1728, Slice(data, 0, 20000) + Bytes(9, 0) + Slice(data, 20000, 100000));
+  LoadRequest bad(1728, 2200);
+  EXPECT_EQ(bad("bad"), -9);
+}
+
+TEST(Load, MemoryLoaderIsToldWhatTheJpegDataAre) {
+  static _IMAGEFILEINFO told;
+  static uint64_t size;
+  static int asked[2];
+  MemoryFiles files;
+  files["file"] = Segment(ImageSize(16, 6) + Encoding(0x83), Pattern(150000), 9999);
+  LoadRequest load(16, 6, 8);
+  load.dispatch.pfnLoadMemory = [](unsigned char* data, _BITMAPHANDLE*, uint32_t, int bits,
+                                   int order, uint64_t bytes, void*, _IMAGEFILEINFO* info) {
+    told = *info;
+    size = bytes;
+    asked[0] = bits;
+    asked[1] = order;
+    return Bytes(data, data + bytes) == Pattern(150000) ? -77 : -78;
+  };
+  EXPECT_EQ(load("file"), -14);
+  EXPECT_EQ(told.uStructSize, sizeof told);
+  EXPECT_EQ(told.nFormat, 10u);
+  EXPECT_EQ(told.uFlags, 0x1000u);
+  EXPECT_EQ(told.nWidth, 0u);
+  EXPECT_EQ(size, 150000u);
+  EXPECT_EQ(asked[0], 8);
+  EXPECT_EQ(asked[1], K_ORDER_BGR);
+}
+
+TEST(Load, AbicPalettes) {
+  for (const Road& road : Roads()) {
+    if (std::strstr(road.name, "ABIC") == nullptr) continue;
+    MemoryFiles files;
+    files["file"] = road.segment;
+    LoadRequest load(road.width, road.height, road.depth);
+    ASSERT_EQ(load("file"), 1);
+    ASSERT_EQ(load.bitmap.nColors, road.depth == 1 ? 2 : 16);
+    EXPECT_EQ(load.bitmap.pPalette[4], road.depth == 1 ? 0 : 17);
+    EXPECT_EQ(load.bitmap.nViewPerspective, 1);
+  }
+}
+
+TEST(RowDelivery, OneRowAtATime) {
+  struct Case {
+    int height, row, callback, result;
+    uint32_t flags;
+  };
+  for (const Case& c : {Case{3, 1, 1, 105, 7},
+                        {3, 2, 1, 105, 3},
+                        {3, 3, 1, 1, 11},
+                        {1, 1, 1, 1, 15},
+                        {3, 2, 0, 0, 3},
+                        {3, 1, -4, -4, 7},
+                        {3, 3, 5, 5, 11}}) {
+    LoadRequest load(16, c.height);
+    load.rows.resize(static_cast<size_t>(c.row) - 1);
+    load.stopAt = 1;
+    load.stopResult = c.callback;
+    unsigned char row[4] = {};
+    EXPECT_EQ(K_SendRawData(&load.dispatch, row, c.row), c.result);
+    ASSERT_FALSE(load.rows.empty());
+    EXPECT_EQ(load.rows.back().flags, c.flags);
+  }
+  LoadRequest load(16, 3);
+  EXPECT_EQ(SendBitmapRows(&load.dispatch, nullptr), 0);
+  _BITMAPHANDLE without = {};
+  EXPECT_EQ(SendBitmapRows(&load.dispatch, &without), -1) << "no access";
+  EXPECT_EQ(load.calls, 0u);
+}
+
+TEST(Decoders, TheLoadInfoCallbackDescribesRawData) {
+  struct Case {
+    uint32_t bits, perspective, order, flag800, reverse, flags;
+  };
+  const Case cases[] = {
+      {1, 4, 1, 0, 0, 0x1040}, {1, 1, 0, 0, 0, 0x1003},  {4, 2, 1, 0, 0, 0x1200},
+      {8, 3, 2, 0, 0, 0x1080}, {24, 5, 1, 0, 0, 0x0100}, {24, 6, 1, 1, 1, 0x0818},
+      {1, 7, 1, 0, 0, 0x1400}, {1, 8, 1, 0, 0, 0x1020},  {1, 0, 1, 0, 0, 0x1000},
+      {1, 9, 1, 0, 0, 0x1000},
+  };
+  for (const Case& c : cases) {
+    _RAWDATAINFO raw = {68, 11, 12, c.bits, c.perspective, c.order, 0, c.flag800, c.reverse};
+    _LOADINFO info;
+    std::memset(&info, 0xCC, sizeof info);
+    EXPECT_EQ(MyLoadInfoCallBack(5, &info, &raw), 1);
+    EXPECT_EQ(info.uFlags, c.flags);
+    EXPECT_EQ(info.nFormat, 68u);
+    EXPECT_EQ(info.nWidth, 11u);
+    EXPECT_EQ(info.nHeight, 12u);
+    EXPECT_EQ(info.nBitsPerPixel, c.bits);
+    EXPECT_EQ(info.nXResolution, 150u);
+    EXPECT_EQ(info.nYResolution, 150u);
+    EXPECT_EQ(info.nDataOffset, 0xCCCCCCCCCCCCCCCCu);
+    const unsigned entries = c.bits <= 8 ? 1u << c.bits : 0;
+    for (unsigned i = 0; i < 256; ++i) {
+      const unsigned grey = i < entries ? i * 256 / entries : 0xCC;
+      EXPECT_EQ(info.aPalette[i][0], grey);
+      EXPECT_EQ(info.aPalette[i][2], grey);
+      EXPECT_EQ(info.aPalette[i][3], i < entries ? 0u : 0xCCu);
+    }
+  }
+}
+
+}  // namespace
