@@ -112,7 +112,7 @@ Outcome OpenSource(const std::string& path, std::unique_ptr<PictureSource>& sour
   SinglePicture::Decode decode = nullptr;
   if (IsPng(data)) decode = ReadPng;
   if (IsJpeg(data.data(), data.size())) decode = ReadJpeg;
-  if (IsPnm(data)) decode = ReadWithLeptonica;
+  if (IsPnm(data)) decode = ReadPnm;
   if (decode == nullptr) {
     return Failure(K_ERROR_INVALID_FORMAT, "not a png, tif, pnm or jpg picture");
   }

@@ -35,7 +35,7 @@ Outcome OpenTiff(int descriptor, std::unique_ptr<PictureSource>& source);
 // Decoders of a whole file in memory.
 Outcome ReadPng(const std::vector<unsigned char>& data, Bitmap& bitmap);
 Outcome ReadJpeg(const std::vector<unsigned char>& data, Bitmap& bitmap);
-Outcome ReadWithLeptonica(const std::vector<unsigned char>& data, Bitmap& bitmap);
+Outcome ReadPnm(const std::vector<unsigned char>& data, Bitmap& bitmap);
 
 std::unique_ptr<PictureSink> MakePngSink(int descriptor);
 std::unique_ptr<PictureSink> MakeTiffSink(int descriptor);

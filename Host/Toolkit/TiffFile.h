@@ -23,15 +23,18 @@ class TiffFile {
   // Whether libtiff reported an error since the last call of Forget. It reports
   // damaged rows that way and goes on.
   bool Complained() const { return m_message[0] != '\0'; }
-  void Forget() { m_message[0] = '\0'; }
-  // A failure in libtiff's first words.
+  void Forget();
+  // A failure in the operating system's words when it was its error, else in
+  // libtiff's first ones.
   Outcome Complaint(int status) const;
 
  private:
   static int TakeError(TIFF*, void* self, const char* module, const char* format, va_list values);
+  static int TakeWarning(TIFF*, void* self, const char* module, const char* format, va_list values);
 
   TIFF* m_tiff = nullptr;
   char m_message[200] = {};
+  int m_errorNumber = 0;
 };
 
 }  // namespace kz

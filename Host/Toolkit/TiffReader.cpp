@@ -108,7 +108,7 @@ void TakeStoredRow(const unsigned char* from, const PageTags& tags, unsigned cha
     for (int x = 0; x < width; ++x) {
       uint16_t value;
       std::copy_n(from + 2 * x, 2, reinterpret_cast<unsigned char*>(&value));
-      to[x] = static_cast<unsigned char>((value >> 8) ^ flip);
+      to[x] = static_cast<unsigned char>((value * 255 + 32767) / 65535 ^ flip);
     }
   } else {
     std::transform(from, from + bytes, to,
@@ -216,7 +216,7 @@ class TiffSource : public PictureSource {
   Outcome Read(int page, Bitmap& bitmap) override {
     m_file.Forget();
     const uint64_t offset = m_pages[static_cast<size_t>(page - 1)];
-    if (TIFFSetSubDirectory(m_file.Get(), offset) == 0) {
+    if (TIFFSetSubDirectory(m_file.Get(), offset) == 0 || m_file.Complained()) {
       return m_file.Complaint(K_ERROR_INVALID_FORMAT);
     }
     const PageTags tags = ReadTags(m_file.Get());

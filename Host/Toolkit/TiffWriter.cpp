@@ -16,6 +16,7 @@ class TiffSink : public PictureSink {
 
   Outcome AddPage(const Bitmap& bitmap) override {
     if (m_file.Get() == nullptr) return Complaint();
+    m_file.Forget();
     SetTags(bitmap);
     Outcome outcome = bitmap.BitsPerPixel() == 1 ? WriteGroup4(bitmap) : WriteRows(bitmap);
     if (outcome.Ok() && (TIFFWriteDirectory(m_file.Get()) == 0 || m_file.Complained())) {
@@ -24,7 +25,10 @@ class TiffSink : public PictureSink {
     return outcome;
   }
 
-  Outcome Finish() override { return TIFFFlush(m_file.Get()) != 0 ? Outcome{} : Complaint(); }
+  Outcome Finish() override {
+    m_file.Forget();
+    return TIFFFlush(m_file.Get()) != 0 ? Outcome{} : Complaint();
+  }
 
  private:
   Outcome Complaint() const { return m_file.Complaint(K_ERROR_WRITE); }

@@ -1,12 +1,8 @@
-// Pictures that Leptonica reads, and its rotations.
+// Pages that lie on their side or in a mirror.
 #include <leptonica/allheaders.h>
 
-#include <cstdio>
 #include <cstring>
 #include <memory>
-#include <mutex>
-#include <string>
-#include <string_view>
 
 #include "Host/Toolkit/PictureFormats.h"
 
@@ -18,48 +14,6 @@ struct PixDeleter {
   void operator()(PIX* pix) const { pixDestroy(&pix); }
 };
 using OwnedPix = std::unique_ptr<PIX, PixDeleter>;
-
-thread_local std::string* t_messages = nullptr;
-
-void TakeMessage(const char* message) {
-  if (t_messages == nullptr) {
-    std::fputs(message, stderr);
-  } else {
-    t_messages->append(message);
-  }
-}
-
-// Keeps what Leptonica would print on this thread, for its lifetime. Other
-// threads' messages go where they always went.
-class LeptonicaMessages {
- public:
-  LeptonicaMessages() {
-    static std::once_flag once;
-    std::call_once(once, [] { leptSetStderrHandler(TakeMessage); });
-    t_messages = &m_text;
-  }
-  ~LeptonicaMessages() { t_messages = nullptr; }
-  LeptonicaMessages(const LeptonicaMessages&) = delete;
-  LeptonicaMessages& operator=(const LeptonicaMessages&) = delete;
-
-  // The first message, the one nearest to the cause, without the function's name.
-  std::string Cause() const {
-    std::string_view line = m_text;
-    line = line.substr(0, line.find('\n'));
-    const size_t colon = line.find(": ");
-    if (colon != std::string_view::npos) line.remove_prefix(colon + 2);
-    return std::string(line);
-  }
-
- private:
-  std::string m_text;
-};
-
-Outcome ReadFailure(const LeptonicaMessages& messages) {
-  const std::string cause = messages.Cause();
-  return Failure(K_ERROR_INVALID_FORMAT,
-                 "the picture can't be decoded" + (cause.empty() ? cause : ": " + cause));
-}
 
 // Leptonica's rows are 32-bit words with the first pixel in the most significant
 // bits, as many words as our rows have.
@@ -132,31 +86,8 @@ OwnedPix ToPix(const Bitmap& bitmap) {
 
 }  // namespace
 
-Outcome ReadWithLeptonica(const std::vector<unsigned char>& data, Bitmap& bitmap) {
-  const LeptonicaMessages messages;
-  l_int32 format = 0, width = 0, height = 0, bitsPerSample = 0, samples = 0, mapped = 0;
-  if (pixReadHeaderMem(data.data(), data.size(), &format, &width, &height, &bitsPerSample, &samples,
-                       &mapped) != 0) {
-    return ReadFailure(messages);
-  }
-  // No format that is read here packs more than a pixel into a bit.
-  const uint64_t pixels = static_cast<uint64_t>(width) * static_cast<uint64_t>(height);
-  if (!IsSanePicture(width, height, samples > 1 ? 24 : 8) || pixels / 8 > data.size()) {
-    return Failure(K_ERROR_INVALID_FORMAT, "the picture is larger than its data");
-  }
-  OwnedPix pix(pixReadMem(data.data(), data.size()));
-  if (pix == nullptr) return ReadFailure(messages);
-  const int depth = pixGetDepth(pix.get());
-  if (depth == 2) pix.reset(pixConvertTo8(pix.get(), 0));
-  if (depth == 16) pix.reset(pixConvert16To8(pix.get(), L_MS_BYTE));
-  if (pix == nullptr) return ReadFailure(messages);
-  const int status = FromPix(pix.get(), bitmap);
-  return status == K_SUCCESS ? Outcome{} : Failure(status);
-}
-
 Outcome ApplyOrientation(int orientation, Bitmap& bitmap) {
   if (orientation < 2 || orientation > 8) return {};
-  const LeptonicaMessages messages;
   // Mirrored ones are flipped left to right after the turn; quarter turns are
   // clockwise.
   constexpr int kQuarters[] = {0, 0, 2, 2, 1, 1, 3, 3};

@@ -1,0 +1,337 @@
+// JPEG data in memory: what the saver makes and the loader takes.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+
+#include <jpeglib.h>
+
+#include "Host/Kernel/Kernel.h"
+#include "Host/Kernel/KernelTesting.h"
+#include "Host/Toolkit/MemoryLoader.h"
+#include "Host/Toolkit/MemorySaver.h"
+#include "Tests/Toolkit/TestPictures.h"
+
+namespace kz::test {
+
+namespace {
+
+Bytes Save(Bitmap& bitmap, int format, int bits, int qFactor, int* status = nullptr) {
+  HGLOBAL block = nullptr;
+  uint64_t size = 0;
+  const int result = SaveToMemory(&block, bitmap.Handle(), format, bits, qFactor, &size, nullptr);
+  if (status != nullptr) *status = result;
+  if (result != K_SUCCESS) {
+    EXPECT_EQ(block, nullptr);
+    return {};
+  }
+  EXPECT_EQ(WinGlobalSize(block), size);
+  const auto* bytes = static_cast<const unsigned char*>(WinGlobalLock(block));
+  Bytes data(bytes, bytes + size);
+  WinGlobalUnlock(block);
+  WinGlobalFree(block);
+  return data;
+}
+
+// Loads a copy that ends where the data end, so that a sanitizer sees overruns.
+int Load(const Bytes& data, int bits, Bitmap& bitmap, int order = K_ORDER_BGR) {
+  Bytes copy(data);
+  copy.shrink_to_fit();
+  _BITMAPHANDLE record{};
+  record.nWidth = 77;  // must not survive
+  const int status =
+      LoadMemory(copy.data(), &record, sizeof(record), bits, order, copy.size(), nullptr, nullptr);
+  if (status != K_SUCCESS) {
+    EXPECT_EQ(record.pRows, nullptr);
+    EXPECT_EQ(record.nWidth, 0);
+  }
+  bitmap = Adopt(record);
+  return status;
+}
+
+// Components and sampling factors of the frame header (SOF).
+std::vector<int> Sampling(const Bytes& data) {
+  for (size_t at = 2; at + 9 < data.size() && data[at] == 0xFF;
+       at += 2 + static_cast<size_t>(data[at + 2] << 8 | data[at + 3])) {
+    if (data[at + 1] != 0xC0) continue;
+    std::vector<int> factors;
+    for (size_t i = 0; i < data[at + 9]; ++i) factors.push_back(data[at + 11 + 3 * i]);
+    return factors;
+  }
+  return {};
+}
+
+// Decodes with libjpeg-turbo's defaults.
+Bytes PlainDecode(const Bytes& data, J_COLOR_SPACE space) {
+  jpeg_decompress_struct jpeg;
+  jpeg_error_mgr errors;
+  jpeg.err = jpeg_std_error(&errors);
+  jpeg_create_decompress(&jpeg);
+  jpeg_mem_src(&jpeg, data.data(), data.size());
+  jpeg_read_header(&jpeg, TRUE);
+  jpeg.out_color_space = space;
+  jpeg_start_decompress(&jpeg);
+  const size_t rowBytes =
+      static_cast<size_t>(jpeg.output_width) * static_cast<size_t>(jpeg.output_components);
+  Bytes rows(rowBytes * jpeg.output_height);
+  while (jpeg.output_scanline < jpeg.output_height) {
+    unsigned char* row = rows.data() + rowBytes * jpeg.output_scanline;
+    jpeg_read_scanlines(&jpeg, &row, 1);
+  }
+  jpeg_finish_decompress(&jpeg);
+  jpeg_destroy_decompress(&jpeg);
+  return rows;
+}
+
+// Encodes one flat ink colour with libjpeg-turbo.
+Bytes PlainEncode(const std::vector<int>& color, J_COLOR_SPACE space, bool progressive) {
+  jpeg_compress_struct jpeg;
+  jpeg_error_mgr errors;
+  jpeg.err = jpeg_std_error(&errors);
+  jpeg_create_compress(&jpeg);
+  unsigned char* out = nullptr;
+  unsigned long size = 0;
+  jpeg_mem_dest(&jpeg, &out, &size);
+  jpeg.image_width = 20;
+  jpeg.image_height = 10;
+  jpeg.input_components = static_cast<int>(color.size());
+  jpeg.in_color_space = space;
+  jpeg_set_defaults(&jpeg);
+  jpeg_set_quality(&jpeg, 100, TRUE);
+  if (progressive) jpeg_simple_progression(&jpeg);
+  jpeg_start_compress(&jpeg, TRUE);
+  Bytes row;
+  for (int x = 0; x < 20; ++x) row.insert(row.end(), color.begin(), color.end());
+  unsigned char* pointer = row.data();
+  while (jpeg.next_scanline < jpeg.image_height) jpeg_write_scanlines(&jpeg, &pointer, 1);
+  jpeg_finish_compress(&jpeg);
+  jpeg_destroy_compress(&jpeg);
+  Bytes data(out, out + size);
+  free(out);
+  return data;
+}
+
+TEST(MemorySaver, FormatsDifferInTheirChromaSampling) {
+  const struct {
+    int format, depth, bits;
+    std::vector<int> sampling;
+  } cases[] = {
+      {kJpeg444, 24, 24, {0x11, 0x11, 0x11}},
+      {kJpeg420, 24, 24, {0x22, 0x11, 0x11}},
+      {kJpeg422, 24, 24, {0x21, 0x11, 0x11}},
+      {kJpeg420, 8, 8, {0x11}},
+      {kJpeg420, 24, 8, {0x11}},
+      {kJpeg422, 8, 24, {0x21, 0x11, 0x11}},
+      {kJpeg444, 8, 0, {0x11}},
+      {kJpeg444, 24, 0, {0x11, 0x11, 0x11}},
+  };
+  for (const auto& c : cases) {
+    for (const int order : {K_ORDER_RGB, K_ORDER_BGR}) {
+      SCOPED_TRACE(testing::Message() << c.format << " from " << c.depth << " at " << c.bits);
+      Bitmap bitmap = SmoothBitmap(67, 45, c.depth, order);
+      const Bytes data = Save(bitmap, c.format, c.bits, 2);
+      EXPECT_EQ(Sampling(data), c.sampling);
+      Bitmap loaded;
+      ASSERT_EQ(Load(data, 0, loaded, order), K_SUCCESS);
+      EXPECT_EQ(loaded.BitsPerPixel(), c.sampling.size() == 1 ? 8 : 24);
+      EXPECT_EQ(loaded.XResolution(), 300);
+      EXPECT_EQ(LastMemoryLoadDamage(), K_SUCCESS);
+      if (c.depth == 8 || c.bits != 8) {
+        EXPECT_LE(LargestDifference(bitmap, loaded), 6);
+      }
+    }
+  }
+}
+
+TEST(MemorySaver, TheQualityFactorRunsEvenlyFromBestToSmallest) {
+  EXPECT_EQ(JpegQuality(2), 100);
+  EXPECT_EQ(JpegQuality(255), 1);
+  EXPECT_EQ(JpegQuality(-5), 100);
+  EXPECT_EQ(JpegQuality(1000), 1);
+  for (int factor = 2; factor <= 255; ++factor) {
+    EXPECT_NEAR(JpegQuality(factor), 100 - (factor - 2) * 99.0 / 253, 0.51) << factor;
+  }
+  Bitmap bitmap = RandomBitmap(64, 64, 24);
+  size_t before = SIZE_MAX;
+  for (const int factor : {2, 30, 100, 200, 255}) {
+    const size_t size = Save(bitmap, kJpeg444, 24, factor).size();
+    EXPECT_LT(size, before) << factor;
+    before = size;
+  }
+}
+
+TEST(MemorySaver, SavesAnyDepthTopRowFirst) {
+  for (const int depth : {1, 4, 8, 24}) {
+    Bitmap bitmap;
+    ASSERT_EQ(bitmap.Create(32, 32, depth, K_ORDER_BGR, K_VIEW_BOTTOM_UP), K_SUCCESS);
+    // Upper half white, lower half black.
+    for (int y = 0; y < 32; ++y) {
+      const bool ones = (y < 16) != (depth == 1);
+      std::fill_n(bitmap.TopDownRow(y), bitmap.BytesPerLine(), ones ? 0xFF : 0);
+    }
+    Bitmap loaded;
+    ASSERT_EQ(Load(Save(bitmap, kJpeg444, 8, 2), 8, loaded), K_SUCCESS);
+    EXPECT_LE(LargestDifference(bitmap, loaded), 1) << depth;
+  }
+}
+
+TEST(MemorySaver, Refusals) {
+  Bitmap bitmap = SmoothBitmap(8, 8, 24);
+  int status = 0;
+  Save(bitmap, 11, 24, 2, &status);
+  EXPECT_EQ(status, K_ERROR_SAVE_FORMAT);
+  Save(bitmap, kJpeg444, 1, 2, &status);
+  EXPECT_EQ(status, K_ERROR_BITS_PER_PIXEL);
+  Bitmap wide;
+  ASSERT_EQ(wide.Create(70000, 1, 8), K_SUCCESS);
+  Save(wide, kJpeg444, 8, 2, &status);
+  EXPECT_EQ(status, K_ERROR_INVALID_FORMAT);
+}
+
+TEST(MemoryJpeg, FailedAllocationsLeaveNothing) {
+  Bitmap bitmap = RandomBitmap(300, 300, 24);  // more than the first buffer
+  const size_t before = K_LiveBlocks();
+  int failures = 0;
+  for (int status = 0, nth = 1; status != K_SUCCESS; ++nth) {
+    K_FailAllocation(nth);
+    Save(bitmap, kJpeg444, 24, 2, &status);
+    K_FailAllocation(0);
+    EXPECT_EQ(K_LiveBlocks(), before);
+    if (status != K_SUCCESS) {
+      EXPECT_EQ(status, K_ERROR_NO_MEMORY);
+      ++failures;
+    }
+  }
+  EXPECT_GE(failures, 6);  // context, row, table, buffer, larger buffer, block
+  const Bytes data = Save(bitmap, kJpeg444, 24, 2);
+  for (const int bits : {24, 4}) {
+    failures = -1;
+    for (int status = 0, nth = 1; status != K_SUCCESS; ++nth, ++failures) {
+      Bitmap loaded;
+      K_FailAllocation(nth);
+      status = Load(data, bits, loaded);
+      K_FailAllocation(0);
+      EXPECT_TRUE(status == K_SUCCESS || status == K_ERROR_NO_MEMORY);
+    }
+    EXPECT_EQ(failures, bits == 24 ? 1 : 5);
+    EXPECT_EQ(K_LiveBlocks(), before);
+  }
+}
+
+TEST(MemoryLoader, PixelsAreThoseOfThePlainDecoder) {
+  Bitmap bitmap = SmoothBitmap(83, 61, 24);
+  for (const int format : {kJpeg444, kJpeg420, kJpeg422}) {
+    const Bytes data = Save(bitmap, format, 24, 60);
+    const struct {
+      int bits, order;
+      J_COLOR_SPACE space;
+    } cases[] = {{24, K_ORDER_RGB, JCS_EXT_RGB},
+                 {24, K_ORDER_BGR, JCS_EXT_BGR},
+                 {8, K_ORDER_BGR, JCS_GRAYSCALE}};
+    for (const auto& c : cases) {
+      Bitmap loaded;
+      ASSERT_EQ(Load(data, c.bits, loaded, c.order), K_SUCCESS);
+      ASSERT_EQ(loaded.BitsPerPixel(), c.bits);
+      EXPECT_EQ(loaded.ColorOrder(), c.order);
+      const Bytes plain = PlainDecode(data, c.space);
+      const size_t rowBytes = plain.size() / 61;
+      for (int y = 0; y < 61; ++y) {
+        ASSERT_EQ(0, memcmp(loaded.TopDownRow(y), plain.data() + rowBytes * static_cast<size_t>(y),
+                            rowBytes))
+            << y;
+      }
+    }
+  }
+}
+
+TEST(MemoryLoader, InksBecomeColours) {
+  // As libjpeg-turbo writes them, with an Adobe marker: 255 = no ink.
+  const struct {
+    std::vector<int> inks;
+    Color color;
+  } cases[] = {{{255, 255, 255, 255}, {255, 255, 255}},
+               {{0, 255, 255, 255}, {0, 255, 255}},
+               {{255, 255, 255, 0}, {0, 0, 0}},
+               {{255, 128, 0, 128}, {128, 64, 0}}};
+  for (const auto& c : cases) {
+    for (const int order : {K_ORDER_RGB, K_ORDER_BGR}) {
+      Bitmap loaded;
+      ASSERT_EQ(Load(PlainEncode(c.inks, JCS_CMYK, false), 0, loaded, order), K_SUCCESS);
+      const Color color = ColorAt(loaded, 7, 7);
+      for (size_t i = 0; i < 3; ++i) EXPECT_NEAR(color[i], c.color[i], 2);
+    }
+    Bitmap gray;
+    EXPECT_EQ(Load(PlainEncode(c.inks, JCS_CMYK, false), 8, gray), K_SUCCESS);
+    EXPECT_EQ(gray.BitsPerPixel(), 8);
+  }
+}
+
+TEST(MemoryLoader, DataThatEndTooEarlyFail) {
+  Bitmap bitmap = RandomBitmap(40, 40, 24);
+  for (const bool progressive : {false, true}) {
+    const Bytes data =
+        progressive ? PlainEncode({10, 200, 90}, JCS_RGB, true) : Save(bitmap, kJpeg420, 24, 20);
+    Bitmap loaded;
+    // The end marker alone may be missing.
+    EXPECT_EQ(Load(Bytes(data.begin(), data.end() - 2), 24, loaded), K_SUCCESS);
+    EXPECT_EQ(LastMemoryLoadDamage(), K_SUCCESS);
+    const size_t before = K_LiveBlocks() - 1;
+    for (size_t size = 3; size < data.size() - (progressive ? 300 : 10); size += 1 + size / 60) {
+      const int status =
+          Load(Bytes(data.begin(), data.begin() + static_cast<ptrdiff_t>(size)), 24, loaded);
+      EXPECT_EQ(status, K_ERROR_READ) << size;
+      EXPECT_EQ(K_LiveBlocks(), before);
+    }
+  }
+}
+
+TEST(MemoryLoader, DamagedDataFailOrAreReported) {
+  Bitmap bitmap = RandomBitmap(40, 40, 24);
+  const Bytes data = Save(bitmap, kJpeg420, 24, 20);
+  std::mt19937 random(1);
+  int failed = 0, reported = 0;
+  for (int i = 0; i < 400; ++i) {
+    Bytes damaged = data;
+    for (int n = 0; n < 1 + i % 5; ++n) {
+      damaged[3 + random() % (damaged.size() - 3)] = static_cast<unsigned char>(random());
+    }
+    Bitmap loaded;
+    const int status = Load(damaged, 24, loaded);
+    EXPECT_TRUE(status == K_SUCCESS || status == K_ERROR_READ || status == K_ERROR_INVALID_FORMAT);
+    failed += status != K_SUCCESS;
+    reported += status == K_SUCCESS && LastMemoryLoadDamage() == K_ERROR_INVALID_FORMAT;
+  }
+  EXPECT_GT(failed, 20);
+  EXPECT_GT(reported, 5);
+}
+
+TEST(MemoryLoader, SizesThatTheDataCannotFillAreRefused) {
+  Bitmap bitmap = SmoothBitmap(16, 16, 24);
+  Bytes data = Save(bitmap, kJpeg420, 24, 2);
+  for (size_t at = 2; at < data.size();
+       at += 2 + static_cast<size_t>(data[at + 2] << 8 | data[at + 3])) {
+    if (data[at + 1] != 0xC0) continue;
+    data[at + 5] = data[at + 7] = 0x3F;  // 16128 pixels wide and high
+    break;
+  }
+  Bitmap loaded;
+  EXPECT_EQ(Load(data, 24, loaded), K_ERROR_INVALID_FORMAT);
+  EXPECT_EQ(Load(data, 2, loaded), K_ERROR_BITS_PER_PIXEL);
+}
+
+TEST(MemoryLoader, AMultitudeOfScansIsRefused) {
+  Bytes data = PlainEncode({100}, JCS_GRAYSCALE, true);
+  // The last scan again and again.
+  size_t last = 0;
+  for (size_t at = 0; at + 1 < data.size(); ++at) {
+    if (data[at] == 0xFF && data[at + 1] == 0xDA) last = at;
+  }
+  const Bytes scan(data.begin() + static_cast<ptrdiff_t>(last), data.end() - 2);
+  data.resize(data.size() - 2);
+  for (int i = 0; i < 500; ++i) data.insert(data.end(), scan.begin(), scan.end());
+  Bitmap loaded;
+  EXPECT_EQ(Load(data, 8, loaded), K_ERROR_INVALID_FORMAT);
+}
+
+}  // namespace
+
+}  // namespace kz::test

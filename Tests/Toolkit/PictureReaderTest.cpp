@@ -1,0 +1,325 @@
+// Picture files of other programs, whole and damaged.
+#include <gtest/gtest.h>
+#include <leptonica/allheaders.h>
+#include <tiffio.h>
+
+#include <sys/stat.h>
+
+#include "Host/Toolkit/PictureFile.h"
+#include "Tests/Toolkit/TestPictures.h"
+
+namespace kz::test {
+
+namespace {
+
+Outcome Read(const std::string& path, Bitmap& bitmap, int page = 1) {
+  PictureReader reader;
+  Outcome outcome = reader.Open(path);
+  return outcome.Ok() ? reader.Read(page, bitmap) : outcome;
+}
+
+// A 4 x 3 page as a TIFF of one sample or more.
+struct TiffPage {
+  uint16_t bits = 8, samples = 1, photometric = PHOTOMETRIC_MINISBLACK;
+  uint16_t planar = PLANARCONFIG_CONTIG, orientation = ORIENTATION_TOPLEFT;
+  bool tiled = false;
+  uint32_t kind = 0;
+};
+
+constexpr int kWidth = 4, kHeight = 3;
+
+void WriteTiffPage(TIFF* tiff, const TiffPage& page, const Bytes& rows,
+                   const uint16_t* map = nullptr) {
+  TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, kWidth);
+  TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, kHeight);
+  TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, page.bits);
+  TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, page.samples);
+  TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, page.photometric);
+  TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, page.planar);
+  TIFFSetField(tiff, TIFFTAG_ORIENTATION, page.orientation);
+  TIFFSetField(tiff, TIFFTAG_SUBFILETYPE, page.kind);
+  TIFFSetField(tiff, TIFFTAG_XRESOLUTION, 100.0);
+  TIFFSetField(tiff, TIFFTAG_YRESOLUTION, 50.0);
+  TIFFSetField(tiff, TIFFTAG_RESOLUTIONUNIT, RESUNIT_CENTIMETER);
+  if (map != nullptr) TIFFSetField(tiff, TIFFTAG_COLORMAP, map, map, map);
+  Bytes copy = rows;
+  if (page.tiled) {
+    TIFFSetField(tiff, TIFFTAG_TILEWIDTH, 16);
+    TIFFSetField(tiff, TIFFTAG_TILELENGTH, 16);
+    const size_t rowBytes = rows.size() / kHeight,
+                 tileBytes = static_cast<size_t>(TIFFTileRowSize(tiff));
+    Bytes tile(tileBytes * 16);
+    for (size_t y = 0; y < kHeight; ++y) {
+      std::copy_n(rows.data() + y * rowBytes, rowBytes, tile.data() + y * tileBytes);
+    }
+    TIFFWriteTile(tiff, tile.data(), 0, 0, 0, 0);
+  } else {
+    TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, kHeight);
+    const size_t planes = page.planar == PLANARCONFIG_SEPARATE ? page.samples : 1;
+    const size_t rowBytes = rows.size() / planes / kHeight;
+    for (size_t p = 0; p < planes; ++p) {
+      for (size_t y = 0; y < kHeight; ++y) {
+        TIFFWriteScanline(tiff, copy.data() + (p * kHeight + y) * rowBytes,
+                          static_cast<uint32_t>(y), static_cast<uint16_t>(p));
+      }
+    }
+  }
+  TIFFWriteDirectory(tiff);
+}
+
+TEST(PictureReader, TiffPagesOfManyKinds) {
+  constexpr uint16_t kMinIsWhite = PHOTOMETRIC_MINISWHITE, kPalette = PHOTOMETRIC_PALETTE,
+                     kRgb = PHOTOMETRIC_RGB;
+  const uint16_t map[4] = {0, 20 * 257, 40 * 257, 255 * 257};
+  // The grey values of the first row; the other rows are black or the first's.
+  const struct {
+    const char* name;
+    TiffPage page;
+    Bytes rows;
+    int bits;
+    Color firstRow[4];
+  } cases[] = {
+      {"min is black",
+       {.bits = 1},
+       {0x50, 0, 0},
+       1,
+       {{0, 0, 0}, {255, 255, 255}, {0, 0, 0}, {255, 255, 255}}},
+      {"min is white",
+       {.bits = 1, .photometric = kMinIsWhite},
+       {0x50, 0, 0},
+       1,
+       {{255, 255, 255}, {0, 0, 0}, {255, 255, 255}, {0, 0, 0}}},
+      {"tiled bits",
+       {.bits = 1, .tiled = true},
+       {0x50, 0, 0},
+       1,
+       {{0, 0, 0}, {255, 255, 255}, {0, 0, 0}, {255, 255, 255}}},
+      {"2 bits",
+       {.bits = 2},
+       {0x1B, 0, 0},
+       8,
+       {{0, 0, 0}, {85, 85, 85}, {170, 170, 170}, {255, 255, 255}}},
+      {"2 bits, min is white",
+       {.bits = 2, .photometric = kMinIsWhite},
+       {0x1B, 0, 0},
+       8,
+       {{255, 255, 255}, {170, 170, 170}, {85, 85, 85}, {0, 0, 0}}},
+      {"2 bits mapped",
+       {.bits = 2, .photometric = kPalette},
+       {0x1B, 0, 0},
+       8,
+       {{0, 0, 0}, {20, 20, 20}, {40, 40, 40}, {255, 255, 255}}},
+      {"4 bits",
+       {.bits = 4},
+       {0x01, 0xF8, 0, 0, 0, 0},
+       4,
+       {{0, 0, 0}, {17, 17, 17}, {255, 255, 255}, {136, 136, 136}}},
+      {"8 bits, min is white",
+       {.photometric = kMinIsWhite},
+       {255, 254, 155, 0, 0, 0, 0, 0, 0, 0, 0, 0},
+       8,
+       {{0, 0, 0}, {1, 1, 1}, {100, 100, 100}, {255, 255, 255}}},
+      {"tiled grey",
+       {.tiled = true},
+       {0, 1, 100, 255, 0, 0, 0, 0, 0, 0, 0, 0},
+       8,
+       {{0, 0, 0}, {1, 1, 1}, {100, 100, 100}, {255, 255, 255}}},
+      {"16 bits",
+       {.bits = 16},
+       {0, 0, 0, 1, 9, 100, 255, 255, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0},
+       8,
+       {{0, 0, 0}, {1, 1, 1}, {100, 100, 100}, {255, 255, 255}}},
+      {"planes",
+       {.samples = 3, .photometric = kRgb, .planar = PLANARCONFIG_SEPARATE},
+       {1, 2, 3, 4, 0, 0, 0, 0,  0,  0,  0, 0, 5, 6, 7, 8, 0, 0,
+        0, 0, 0, 0, 0, 0, 9, 10, 11, 12, 0, 0, 0, 0, 0, 0, 0, 0},
+       24,
+       {{1, 5, 9}, {2, 6, 10}, {3, 7, 11}, {4, 8, 12}}},
+      {"mirrored",
+       {.bits = 4, .orientation = ORIENTATION_TOPRIGHT},
+       {0x01, 0xF8, 0, 0, 0, 0},
+       4,
+       {{136, 136, 136}, {255, 255, 255}, {17, 17, 17}, {0, 0, 0}}},
+      {"upside down",
+       {.bits = 4, .orientation = ORIENTATION_BOTRIGHT},
+       {0, 0, 0, 0, 0x01, 0xF8},
+       4,
+       {{136, 136, 136}, {255, 255, 255}, {17, 17, 17}, {0, 0, 0}}},
+  };
+  const Folder folder;
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    TIFF* tiff = TIFFOpen((folder / "a.tif").c_str(), "w");
+    WriteTiffPage(tiff, c.page, c.rows, c.page.photometric == kPalette ? map : nullptr);
+    TIFFClose(tiff);
+    Bitmap bitmap;
+    const Outcome outcome = Read(folder / "a.tif", bitmap);
+    ASSERT_TRUE(outcome.Ok()) << outcome.what;
+    EXPECT_EQ(bitmap.BitsPerPixel(), c.bits);
+    ASSERT_EQ(bitmap.Width(), kWidth);
+    for (int x = 0; x < kWidth; ++x) EXPECT_EQ(ColorAt(bitmap, x, 0), c.firstRow[x]) << x;
+    EXPECT_EQ(bitmap.XResolution(), 254);
+    EXPECT_EQ(bitmap.YResolution(), 127);
+  }
+}
+
+TEST(PictureReader, TurnedPagesStandUpright) {
+  const Folder folder;
+  // What each orientation shows of the stored corners 1, 2 (top) and 3, 4.
+  const struct {
+    int orientation, topLeft, topRight;
+  } cases[] = {{1, 1, 2}, {2, 2, 1}, {3, 4, 3}, {4, 3, 4},
+               {5, 1, 3}, {6, 3, 1}, {7, 4, 2}, {8, 2, 4}};
+  for (const auto& c : cases) {
+    TIFF* tiff = TIFFOpen((folder / "a.tif").c_str(), "w");
+    WriteTiffPage(tiff, {.orientation = static_cast<uint16_t>(c.orientation)},
+                  {1, 0, 0, 2, 0, 0, 0, 0, 3, 0, 0, 4});
+    TIFFClose(tiff);
+    Bitmap bitmap;
+    ASSERT_TRUE(Read(folder / "a.tif", bitmap).Ok());
+    EXPECT_EQ(bitmap.Width(), c.orientation < 5 ? kWidth : kHeight);
+    EXPECT_EQ(ColorAt(bitmap, 0, 0)[0], c.topLeft) << c.orientation;
+    EXPECT_EQ(ColorAt(bitmap, bitmap.Width() - 1, 0)[0], c.topRight) << c.orientation;
+    EXPECT_EQ(bitmap.XResolution(), c.orientation < 5 ? 254 : 127);
+  }
+}
+
+TEST(PictureReader, ThumbnailsAreNoPages) {
+  const Folder folder;
+  TIFF* tiff = TIFFOpen((folder / "a.tif").c_str(), "w");
+  for (const unsigned char gray : Bytes{10, 20, 30, 40}) {
+    WriteTiffPage(tiff, {.kind = gray == 20 ? static_cast<uint32_t>(FILETYPE_REDUCEDIMAGE) : 0},
+                  Bytes(12, gray));
+  }
+  TIFFClose(tiff);
+  PictureReader reader;
+  ASSERT_TRUE(reader.Open(folder / "a.tif").Ok());
+  ASSERT_EQ(reader.Pages(), 3);
+  Bitmap bitmap;
+  ASSERT_TRUE(reader.Read(2, bitmap).Ok());
+  EXPECT_EQ(ColorAt(bitmap, 0, 0)[0], 30);
+}
+
+TEST(PictureReader, PngWithAlphaShowsPaper) {
+  const Folder folder;
+  PIX* pix = pixCreate(3, 1, 32);
+  pixSetSpp(pix, 4);
+  const int alpha[] = {255, 128, 0};
+  for (int x = 0; x < 3; ++x) {
+    l_uint32 pixel = 0;
+    composeRGBAPixel(200, 100, 0, alpha[x], &pixel);
+    pixSetPixel(pix, x, 0, pixel);
+  }
+  pixWrite((folder / "a.png").c_str(), pix, IFF_PNG);
+  pixDestroy(&pix);
+  Bitmap bitmap;
+  ASSERT_TRUE(Read(folder / "a.png", bitmap).Ok());
+  EXPECT_EQ(ColorAt(bitmap, 0, 0), (Color{200, 100, 0}));
+  EXPECT_EQ(ColorAt(bitmap, 1, 0), (Color{227, 177, 127}));
+  EXPECT_EQ(ColorAt(bitmap, 2, 0), (Color{255, 255, 255}));
+}
+
+TEST(PictureReader, PnmOfEveryKind) {
+  const Folder folder;
+  const struct {
+    std::string_view text;
+    int bits;
+    Color first, last;
+  } cases[] = {
+      {"P1\n# a comment\n2 1\n1 0\n", 1, {0, 0, 0}, {255, 255, 255}},
+      {"P2\n2 1\n255\n7 200\n", 8, {7, 7, 7}, {200, 200, 200}},
+      {"P3\n2 1\n255\n1 2 3 4 5 6\n", 24, {1, 2, 3}, {4, 5, 6}},
+      {std::string_view("P4\n2 1\n\x80", 8), 1, {0, 0, 0}, {255, 255, 255}},
+      {std::string_view("P5\n2 1\n255\n\x07\xC8", 13), 8, {7, 7, 7}, {200, 200, 200}},
+      {std::string_view("P5\n2 1\n65535\n\x07\xFF\xC8\x01", 17), 8, {8, 8, 8}, {199, 199, 199}},
+      {std::string_view("P6\n2 1\n255\n\x01\x02\x03\x04\x05\x06", 17), 24, {1, 2, 3}, {4, 5, 6}},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.text);
+    WriteFile(folder / "a", AsBytes(c.text));
+    Bitmap bitmap;
+    const Outcome outcome = Read(folder / "a", bitmap);
+    ASSERT_TRUE(outcome.Ok()) << outcome.what;
+    EXPECT_EQ(bitmap.BitsPerPixel(), c.bits);
+    EXPECT_EQ(ColorAt(bitmap, 0, 0), c.first);
+    EXPECT_EQ(ColorAt(bitmap, 1, 0), c.last);
+  }
+}
+
+TEST(PictureReader, ACamerasOrientationIsFollowed) {
+  const Folder folder;
+  const Bitmap page = SmoothBitmap(64, 32, 24);
+  PictureWriter writer;
+  ASSERT_TRUE(writer.Open(folder / "a.jpg").Ok());
+  ASSERT_TRUE(writer.AddPage(page).Ok());
+  ASSERT_TRUE(writer.Commit().Ok());
+  Bytes data = ReadFile(folder / "a.jpg");
+  const Bytes exif = {0xFF, 0xE1, 0, 34,   'E', 'x', 'i', 'f', 0, 0, 'M', 'M', 0, 42, 0, 0, 0, 8,
+                      0,    1,    1, 0x12, 0,   3,   0,   0,   0, 1, 0,   6,   0, 0,  0, 0, 0, 0};
+  data.insert(data.begin() + 2, exif.begin(), exif.end());
+  WriteFile(folder / "a.jpg", data);
+  Bitmap bitmap;
+  ASSERT_TRUE(Read(folder / "a.jpg", bitmap).Ok());
+  ASSERT_EQ(bitmap.Width(), 32);
+  const Color corner = ColorAt(bitmap, 31, 0), stored = ColorAt(page, 0, 0);
+  for (size_t c = 0; c < 3; ++c) EXPECT_NEAR(corner[c], stored[c], 12);
+}
+
+TEST(PictureReader, WhatIsNoPictureIsRefused) {
+  const Folder folder;
+  Bitmap bitmap;
+  EXPECT_EQ(Read(folder / "missing.png", bitmap).status, K_ERROR_OPEN_READ);
+  EXPECT_EQ(Read(folder.Path(), bitmap).status, K_ERROR_OPEN_READ);
+  for (const char* text : {"", "P", "P9 1 1", "GIF89a", "II*", "hello world"}) {
+    WriteFile(folder / "a.png", AsBytes(text));
+    EXPECT_EQ(Read(folder / "a.png", bitmap).status, K_ERROR_INVALID_FORMAT) << text;
+  }
+  // A size that would take gigabytes, from a few bytes.
+  for (const char* text : {"P4 100000 100000\n1", "P6 30000 30000 255\n1", "P1 2000000000 2\n1"}) {
+    WriteFile(folder / "a.pnm", AsBytes(text));
+    EXPECT_EQ(Read(folder / "a.pnm", bitmap).status, K_ERROR_INVALID_FORMAT) << text;
+  }
+}
+
+// Every ending, cut anywhere and with random bytes: a picture or a failure with
+// words, and nothing on standard error.
+TEST(PictureReader, DamagedFilesFailQuietly) {
+  const Folder folder;
+  const Bitmap page = RandomBitmap(60, 60, 8, Colors::kColored);
+  std::mt19937 random(5);
+  for (const char* ending : {"png", "tif", "ppm", "jpg"}) {
+    const std::string path = folder / (std::string("page.") + ending);
+    PictureWriter writer;
+    ASSERT_TRUE(writer.Open(path).Ok());
+    ASSERT_TRUE(writer.AddPage(page).Ok());
+    ASSERT_TRUE(writer.Commit().Ok());
+    const Bytes good = ReadFile(path);
+    testing::internal::CaptureStderr();
+    int failed = 0;
+    for (int i = 0; i < 120; ++i) {
+      Bytes bad = good;
+      if (i < 60) {
+        bad.resize(good.size() * static_cast<size_t>(i) / 61);
+      } else {
+        for (int n = 0; n < 4; ++n)
+          bad[random() % bad.size()] = static_cast<unsigned char>(random());
+      }
+      WriteFile(path, bad);
+      Bitmap bitmap;
+      const Outcome outcome = Read(path, bitmap);
+      if (i < 60) {
+        EXPECT_FALSE(outcome.Ok()) << ending << " cut to " << bad.size();
+      }
+      if (outcome.Ok()) continue;
+      ++failed;
+      EXPECT_FALSE(outcome.what.empty());
+      EXPECT_TRUE(bitmap.Empty());
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "") << ending;
+    EXPECT_GE(failed, 60) << ending;
+  }
+}
+
+}  // namespace
+
+}  // namespace kz::test

@@ -1,0 +1,227 @@
+#include "Host/Toolkit/RowConversion.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <memory>
+
+#include "Host/Kernel/Kernel.h"
+#include "Host/Kernel/KernelTesting.h"
+#include "Tests/Toolkit/TestPictures.h"
+
+namespace kz::test {
+
+namespace {
+
+constexpr int kDepths[] = {1, 4, 8, 24};
+
+// The row routines as a filter calls them.
+struct Conversion {
+  Conversion(Bitmap& from, int bits, uint32_t hostFlags = 0) : bitmap(from), flags(hostFlags) {
+    status = BeginRows(bitmap.Handle(), &context, bits, &flags, &row, 1, nullptr, nullptr, &colors);
+  }
+  ~Conversion() { EndRows(bitmap.Handle(), &context, &flags, &row, &colors); }
+  int Get(int i) {
+    return GetRow(bitmap.Handle(), context, row, i, 1, flags, nullptr, nullptr, colors);
+  }
+  Bytes Copy(int i, size_t bytes) {
+    return Get(i) == K_SUCCESS ? Bytes(row, row + bytes) : Bytes();
+  }
+
+  Bitmap& bitmap;
+  uint32_t flags;
+  void* context = nullptr;
+  unsigned char* row = nullptr;
+  unsigned char* colors = nullptr;
+  int status;
+};
+
+double Luminance(const Color& color) {
+  return 0.299 * color[0] + 0.587 * color[1] + 0.114 * color[2];
+}
+
+// Checks one converted pixel against what the source shows there.
+void ExpectPixel(const Color& source, const Color& converted, int bits, bool kept) {
+  if (bits == 24 || kept) {
+    EXPECT_EQ(converted, source);
+    return;
+  }
+  EXPECT_EQ(converted[0], converted[1]);
+  EXPECT_EQ(converted[1], converted[2]);
+  const double luminance = Luminance(source);
+  if (bits == 1) {
+    if (std::abs(luminance - 127.5) > 1) {
+      EXPECT_EQ(converted[0], luminance > 127.5 ? 255 : 0);
+    }
+  } else {
+    EXPECT_NEAR(converted[0], luminance, bits == 4 ? 9.6 : 1.0);
+  }
+}
+
+TEST(RowConversion, EveryDepthShowsTheSamePicture) {
+  for (const int from : kDepths) {
+    for (const Colors colors : {Colors::kNone, Colors::kColored}) {
+      if (from == 24 && colors != Colors::kNone) continue;
+      // Two random colours would become the same bit: the bits say which is which.
+      if (from == 1 && colors == Colors::kColored) continue;
+      for (const int to : kDepths) {
+        for (const int perspective : {K_VIEW_TOP_DOWN, K_VIEW_BOTTOM_UP}) {
+          for (const int width : {1, 2, 3, 7, 8, 9, 31, 33, 64}) {
+            SCOPED_TRACE(testing::Message()
+                         << from << " to " << to << " bits, palette " << (colors != Colors::kNone)
+                         << ", perspective " << perspective << ", width " << width);
+            const int order = width % 2 == 0 ? K_ORDER_RGB : K_ORDER_BGR;
+            const Bitmap source = RandomBitmap(width, 3, from, colors, perspective, order);
+            Bitmap out;
+            ASSERT_TRUE(ConvertBitmap(source, to, false, out).Ok());
+            ASSERT_EQ(out.BitsPerPixel(), to);
+            EXPECT_EQ(out.XResolution(), 200);
+            EXPECT_EQ(out.YResolution(), 100);
+            for (int y = 0; y < 3; ++y) {
+              for (int x = 0; x < width; ++x) {
+                const bool kept = from <= to && colors == Colors::kNone;
+                ExpectPixel(ColorAt(source, x, y), ColorAt(out, x, y), to, kept);
+              }
+            }
+          }
+        }
+      }
+    }
+  }
+}
+
+TEST(RowConversion, OneBitRowsGoOutAsStoredAndTheTableSaysWhichIsWhite) {
+  struct Case {
+    Bytes palette;
+    int blueOfZero;
+  };
+  const Case cases[] = {
+      {{}, 0xFF},
+      {{255, 255, 255, 0, 0, 0, 0, 0}, 0xFF},
+      {{0, 0, 0, 0, 255, 255, 255, 0}, 0},
+      {{0, 0, 0, 0, 128, 128, 128, 0}, 0},
+      {{255, 255, 0, 0, 0, 0, 255, 0}, 0xFF},  // yellow, whose blue is 0, on blue
+  };
+  for (const Case& c : cases) {
+    for (const int perspective : {K_VIEW_TOP_DOWN, K_VIEW_BOTTOM_UP}) {
+      Bitmap bitmap = RandomBitmap(13, 4, 1, Colors::kNone, perspective);
+      if (!c.palette.empty()) {
+        ASSERT_EQ(bitmap.SetPalette(c.palette.data(), 2), 1);
+      }
+      Conversion rows(bitmap, 1);
+      ASSERT_EQ(rows.status, K_SUCCESS);
+      EXPECT_EQ(rows.colors[10], c.blueOfZero);
+      for (int y = 0; y < 4; ++y) {
+        const unsigned char* stored = bitmap.TopDownRow(y);
+        const auto last = static_cast<unsigned char>(stored[1] & 0xF8);
+        EXPECT_EQ(rows.Copy(y, 4), (Bytes{stored[0], last, 0, 0}));
+      }
+    }
+  }
+}
+
+TEST(RowConversion, PaddingIsZeroAndTheBufferHoldsBothRows) {
+  for (const int from : kDepths) {
+    for (const int to : kDepths) {
+      Bitmap bitmap = RandomBitmap(5, 1, from);
+      Conversion rows(bitmap, to);
+      ASSERT_EQ(rows.Get(0), K_SUCCESS);
+      const int all = std::max(bitmap.BytesPerLine(), K_BitmapBytesPerLine(5, to));
+      for (int i = (5 * to + 7) / 8; i < all; ++i) EXPECT_EQ(rows.row[i], 0) << from << to << i;
+    }
+  }
+}
+
+TEST(RowConversion, DitheringKeepsTheMeanGrey) {
+  for (const int gray : {1, 16, 64, 100, 127, 128, 200, 254}) {
+    Bitmap field;
+    ASSERT_EQ(field.Create(96, 96, 8), K_SUCCESS);
+    for (int y = 0; y < 96; ++y)
+      std::fill_n(field.TopDownRow(y), 96, static_cast<unsigned char>(gray));
+    Bitmap out;
+    ASSERT_TRUE(ConvertBitmap(field, 1, true, out).Ok());
+    double sum = 0;
+    for (int y = 0; y < 96; ++y) {
+      for (int x = 0; x < 96; ++x) sum += ColorAt(out, x, y)[0];
+    }
+    EXPECT_NEAR(sum / (96 * 96), gray, 3) << gray;
+  }
+}
+
+TEST(RowConversion, DitheredRowsDoNotDependOnTheOrderOfAsking) {
+  Bitmap bitmap = SmoothBitmap(50, 20, 24);
+  std::vector<Bytes> inOrder;
+  Conversion rows(bitmap, 1, K_HOST_DITHER);
+  for (int y = 0; y < 20; ++y) inOrder.push_back(rows.Copy(y, 8));
+  for (const int y : {19, 19, 3, 4, 4, 10, 0, 0, 1, 19, 18}) {
+    EXPECT_EQ(rows.Copy(y, 8), inOrder[static_cast<size_t>(y)]) << y;
+  }
+  Bitmap cut;
+  ASSERT_TRUE(ConvertBitmap(bitmap, 1, false, cut).Ok());
+  EXPECT_NE(inOrder[10], Bytes(cut.TopDownRow(10), cut.TopDownRow(10) + 8));
+}
+
+TEST(RowConversion, RefusesWhatItCannotDo) {
+  Bitmap bitmap = RandomBitmap(5, 2, 8);
+  for (const int bits : {-1, 0, 2, 16, 32}) {
+    Conversion rows(bitmap, bits);
+    EXPECT_EQ(rows.status, K_ERROR_BITS_PER_PIXEL) << bits;
+    EXPECT_EQ(rows.context, nullptr);
+    EXPECT_EQ(rows.row, nullptr);
+    EXPECT_EQ(rows.colors, nullptr);
+  }
+  Conversion rows(bitmap, 8);
+  EXPECT_EQ(rows.Get(-1), K_ERROR_INVALID_FORMAT);
+  EXPECT_EQ(rows.Get(2), K_ERROR_INVALID_FORMAT);
+  Bitmap empty;
+  EXPECT_EQ(Conversion(empty, 8).status, K_ERROR_NO_MEMORY);
+}
+
+TEST(RowConversion, FailedAllocationsLeaveNothing) {
+  const Bitmap bitmap = RandomBitmap(40, 2, 8);
+  const size_t before = K_LiveBlocks();
+  int failures = 0;
+  for (int nth = 1;; ++nth) {
+    Bitmap out;
+    K_FailAllocation(nth);
+    const Outcome outcome = ConvertBitmap(bitmap, 1, true, out);
+    K_FailAllocation(0);
+    if (outcome.Ok()) break;
+    ++failures;
+    EXPECT_EQ(outcome.status, K_ERROR_NO_MEMORY);
+    EXPECT_TRUE(out.Empty());
+    EXPECT_EQ(K_LiveBlocks(), before);
+  }
+  EXPECT_EQ(failures, 4);  // context, row, colour table, rows of the result
+  EXPECT_EQ(K_LiveBlocks(), before);
+}
+
+TEST(Bitmap, MovesAndCopiesOwnTheirRows) {
+  const size_t before = K_LiveBlocks();
+  {
+    Bitmap first = RandomBitmap(9, 3, 4, Colors::kColored, K_VIEW_BOTTOM_UP);
+    Bitmap copy;
+    ASSERT_EQ(copy.CopyFrom(first), K_SUCCESS);
+    Bitmap moved = std::move(first);
+    EXPECT_EQ(LargestDifference(copy, moved), 0);
+    moved.TopDownRow(0)[0] ^= 0xFF;
+    EXPECT_NE(copy.TopDownRow(0)[0], moved.TopDownRow(0)[0]);
+    copy = std::move(moved);
+    EXPECT_EQ(K_LiveBlocks(), before + 2);
+  }
+  EXPECT_EQ(K_LiveBlocks(), before);
+}
+
+TEST(Bitmap, RefusesInsaneSizes) {
+  Bitmap bitmap;
+  EXPECT_EQ(bitmap.Create(0, 5, 1), K_ERROR_INVALID_FORMAT);
+  EXPECT_EQ(bitmap.Create(5, -1, 1), K_ERROR_INVALID_FORMAT);
+  EXPECT_EQ(bitmap.Create(5, 5, 2), K_ERROR_BITS_PER_PIXEL);
+  EXPECT_EQ(bitmap.Create(32767, 32767, 24), K_ERROR_INVALID_FORMAT);
+  EXPECT_EQ(bitmap.Create(32767, 32767, 1), K_SUCCESS);
+  EXPECT_FALSE(IsSanePicture(int64_t{1} << 32, 1, 1));
+}
+
+}  // namespace
+
+}  // namespace kz::test
