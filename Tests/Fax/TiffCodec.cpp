@@ -73,18 +73,22 @@ void SetTags(TIFF* pTiff, int nWidth, int nHeight, int nCode, bool bFill) {
 
 }  // namespace
 
-Bytes EncodeWithTiff(Picture& picture, int nCode, bool bFill) {
+Bytes WriteTiff(Picture& picture, int nCode, bool bFill) {
   Bytes bytes;
   MemoryFile output{&bytes};
-  TIFF* pTiff = Open(output, "w");
+  TIFF* const pTiff = Open(output, "w");
   SetTags(pTiff, picture.nWidth, picture.nHeight, nCode, bFill);
   if (TIFFWriteEncodedStrip(pTiff, 0, picture.rows.data(),
                             static_cast<tmsize_t>(picture.rows.size())) < 0)
     std::abort();
   TIFFClose(pTiff);
+  return bytes;
+}
 
+Bytes EncodeWithTiff(Picture& picture, int nCode, bool bFill) {
+  Bytes bytes = WriteTiff(picture, nCode, bFill);
   MemoryFile input{&bytes};
-  pTiff = Open(input, "r");
+  TIFF* const pTiff = Open(input, "r");
   Bytes data(static_cast<size_t>(TIFFRawStripSize(pTiff, 0)));
   if (TIFFReadRawStrip(pTiff, 0, data.data(), static_cast<tmsize_t>(data.size())) < 0) std::abort();
   TIFFClose(pTiff);

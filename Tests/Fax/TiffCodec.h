@@ -24,8 +24,11 @@ struct Picture {
   bool operator==(const Picture&) const = default;
 };
 
-// The picture as raw fax data: nCode K_FAX_G3_1D, K_FAX_G3_2D or K_FAX_G4; with
-// bFill the EOL codes of Group 3 end on byte boundaries. Aborts on failure.
+// A TIFF file with the picture as its only strip: nCode K_FAX_G3_1D, K_FAX_G3_2D
+// or K_FAX_G4; with bFill the EOL codes of Group 3 end on byte boundaries. Aborts
+// on failure, as the next one does.
+Bytes WriteTiff(Picture& picture, int nCode, bool bFill = false);
+// That strip's raw fax data.
 Bytes EncodeWithTiff(Picture& picture, int nCode, bool bFill = false);
 
 // A TIFF file in memory that holds raw fax data as its only strip.
