@@ -1,0 +1,304 @@
+// Saving: what is refused, new files, appended, inserted and replaced pages. The
+// results are compared as whole files.
+#include <gtest/gtest.h>
+
+#include "API/Filters/Ica/Common/Thread.h"
+#include "Tests/Filter/FailingFiles.h"
+#include "Tests/Filter/SaveRequest.h"
+#include "Tests/Filter/WrittenFile.h"
+
+namespace {
+
+const Bytes kEndDocument = Hex("0010D3A9A8000000 0000000000000000");
+constexpr uint32_t kInsert = K_SAVE_INSERT_PAGE;
+constexpr uint32_t kReplace = K_SAVE_REPLACE_PAGE;
+
+// The bytes of the page alone that a save into a document writes.
+Bytes PageOf(SaveRequest& request, int format) {
+  const TemporaryFolder folder;
+  EXPECT_EQ(request(folder / "page", format), 1);
+  const Bytes document = FileBytes(folder / "page");
+  EXPECT_EQ(Slice(document, document.size() - 16, 16), kEndDocument);
+  const size_t begin = document[0] == 0x5A ? 65 : 64;
+  return Slice(document, begin, document.size() - 16 - begin);
+}
+
+// Pages of another producer, which end in a name or don't.
+Bytes OtherPage(unsigned char content, const Bytes& name = {}, const Style& style = {}) {
+  return Field(0xA8AF, name, style) + Field(0xEE9B, Bytes(content, content), style) +
+         Field(0xA9AF, name, style);
+}
+
+const Bytes kBang = Hex("404040404040405A");  // a name that ends in an exclamation mark
+
+FilterThreadState* State() {
+  return static_cast<FilterThreadState*>(
+      K_MyGetThreadData(&g_kzicaTls, kzicaAllocateThreadData, kzicaFreeThreadData, g_kzicaMutex));
+}
+
+// A file that must come out of a refused save as it was.
+class Untouched {
+ public:
+  explicit Untouched(const Bytes& content)
+      : m_content(content), m_path(m_folder.File("f", content)) {
+    std::filesystem::last_write_time(m_path, kLongAgo);
+    State()->bWriteCC = 77;
+    State()->nMaxSegmentData = 78;
+  }
+  ~Untouched() {
+    EXPECT_EQ(FileBytes(m_path), m_content);
+    EXPECT_EQ(std::filesystem::last_write_time(m_path), kLongAgo);
+  }
+  const std::string& path() const { return m_path; }
+  static bool StateKept() { return State()->bWriteCC == 77 && State()->nMaxSegmentData == 78; }
+
+ private:
+  static inline const std::filesystem::file_time_type kLongAgo =
+      std::filesystem::file_time_type::clock::now() - std::chrono::hours(1000);
+  Bytes m_content;
+  TemporaryFolder m_folder;
+  std::string m_path;
+};
+
+const Bytes kTwoPages = Field(0xA8A8) + OtherPage(1) + OtherPage(2) + kEndDocument;
+
+TEST(Save, EveryDepthThatACompressionCantCarryIsRefused) {
+  const int fax[] = {71, 72, 73, 77, 78, 79, 117, 118, 309, 310, 311, 313};
+  const int abic[] = {184, 190, 191};
+  const int none[] = {253, 254, 312};
+  const int jpeg[] = {377, 378, 379};
+  const int unknown[] = {0, 1, -1, 10, 21, 66, 68, 70, 185, 376, 380};
+  const auto among = [](int format, const auto& formats) {
+    return std::find(std::begin(formats), std::end(formats), format) != std::end(formats);
+  };
+  int accepted = 0;
+  for (int format = -1; format <= 380; ++format) {
+    const bool known =
+        among(format, fax) || among(format, abic) || among(format, none) || among(format, jpeg);
+    if (!known && !among(format, unknown)) continue;
+    for (const int bitmapDepth : {1, 4, 8, 24}) {
+      for (const int depth : {-1, 0, 1, 2, 4, 8, 16, 24, 32}) {
+        SCOPED_TRACE(testing::Message() << format << " of " << bitmapDepth << " at " << depth);
+        int expected = 1;
+        if (depth != 1 && depth != 4 && depth != 8 && depth != 24) {
+          expected = K_ERROR_BITS_PER_PIXEL;
+        } else if (!known) {
+          expected = K_ERROR_SAVE_FORMAT;
+        } else if ((among(format, fax) && depth != 1) ||
+                   (among(format, abic) && (depth > 4 || depth != bitmapDepth)) ||
+                   (among(format, jpeg) && depth < 8)) {
+          expected = K_ERROR_BITS_PER_PIXEL;
+        }
+        if (expected == 1) {
+          ++accepted;
+          continue;
+        }
+        const Untouched file(kTwoPages);
+        SaveRequest request(9, 2, bitmapDepth);
+        request.save.nBitsPerPixel = depth;
+        for (const uint32_t flags : {0u, kInsert}) {
+          EXPECT_EQ(request(file.path(), format, 1, flags), expected);
+        }
+        EXPECT_EQ(request.save.nFormat, format);
+        EXPECT_EQ(request.begun, 0);
+        EXPECT_TRUE(Untouched::StateKept());
+      }
+    }
+  }
+  EXPECT_EQ(accepted, 12 * 4 + 3 * 2 + 3 * 4 * 4 + 3 * 4 * 2);
+}
+
+TEST(Save, PicturesThatTheFormatCantHoldAreRefused) {
+  struct Case {
+    int width, height, xResolution, yResolution;
+    int status;
+  };
+  const Case cases[] = {
+      {0, 5, 0, 0, -9},      {5, 0, 0, 0, -9},     {-1, 5, 0, 0, -9},    {0x8000, 1, 0, 0, -9},
+      {1, 0x8000, 0, 0, -9}, {5, 5, 6554, 1, -9},  {5, 5, 1, 6554, -9},  {5, 5, -1, 1, -9},
+      {5, 5, 6553, 6553, 1}, {0x7FFF, 1, 0, 0, 1}, {1, 0x7FFF, 0, 0, 1},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.width << " by " << c.height << " at " << c.xResolution);
+    SaveRequest request(std::clamp(c.width, 1, 0x7FFF), std::clamp(c.height, 1, 0x7FFF));
+    request.bitmap.nWidth = c.width;
+    request.bitmap.nHeight = c.height;
+    request.bitmap.nXResolution = c.xResolution;
+    request.bitmap.nYResolution = c.yResolution;
+    if (c.status == 1) {
+      const TemporaryFolder folder;
+      EXPECT_EQ(request(folder / "new", 253), 1);
+      continue;
+    }
+    const Untouched file(kTwoPages);
+    for (const uint32_t flags : {0u, kInsert, kReplace}) {
+      EXPECT_EQ(request(file.path(), 253, 1, flags), c.status);
+    }
+    EXPECT_EQ(request.bitmap.nXResolution, c.xResolution);
+    EXPECT_TRUE(Untouched::StateKept());
+  }
+}
+
+TEST(Save, FilesThatCantTakeThePageComeBackUntouched) {
+  SaveRequest bare(9, 2);
+  const TemporaryFolder folder;
+  ASSERT_EQ(bare(folder / "bare", 254), 1);
+  const Bytes bareFile = FileBytes(folder / "bare");
+  struct Case {
+    const char* what;
+    Bytes content;
+    int format;
+    uint32_t flags;
+    int status;
+  };
+  const Case cases[] = {
+      {"insert a bare image", kTwoPages, 254, kInsert, K_ERROR_SAVE_FORMAT},
+      {"replace by a bare image", kTwoPages, 184, kReplace, K_ERROR_SAVE_FORMAT},
+      {"insert into a bare file", bareFile, 253, kInsert, -9},
+      {"replace in a bare file", bareFile, 312, kReplace, -9},
+      {"insert, no pages", Field(0xA8A8) + kEndDocument, 253, kInsert, -9},
+      {"insert, page without end", Field(0xA8A8) + Field(0xA8AF) + kEndDocument, 253, kInsert, -9},
+      {"insert, page after the end", Field(0xA8A8) + kEndDocument + OtherPage(1), 253, kInsert, -9},
+      {"insert into nothing", {}, 253, kInsert, -9},
+      {"insert into text", Pattern(100), 253, kReplace, -9},
+      {"append to a bare file", bareFile, 253, 0, -9},
+      {"append to text", Pattern(100), 253, 0, -9},
+      {"append to a byte", {0x5A}, 253, 0, -9},
+      {"append, byte behind the end", kTwoPages + Bytes{0}, 253, 0, -9},
+      {"append, no end", Slice(kTwoPages, 0, kTwoPages.size() - 16), 253, 0, -9},
+      {"append, end of another length", Field(0xA8A8) + Field(0xA9A8, Bytes(3)), 253, 0, -9},
+      {"append, end of another thing", Field(0xA8A8) + Field(0xA9AD, Bytes(8)), 253, 0, -9},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    const Untouched file(c.content);
+    SaveRequest request(9, 2);
+    EXPECT_EQ(request(file.path(), c.format, 2, c.flags), c.status);
+    EXPECT_EQ(request.begun, 0);
+  }
+  SaveRequest request(9, 2);
+  EXPECT_EQ(request(folder / "missing", 253, 1, kInsert), K_ERROR_OPEN_WRITE);
+  EXPECT_FALSE(std::filesystem::exists(folder / "missing"));
+  EXPECT_EQ(request(folder / "no/such", 253, 1), K_ERROR_OPEN_WRITE);
+  EXPECT_EQ(request(folder / "no/such", 253, 2), K_ERROR_OPEN_WRITE);
+  EXPECT_EQ(request(folder / "no/such", 254, 1), K_ERROR_OPEN_WRITE);
+}
+
+TEST(Save, NewFilesHoldJustWhatWasWritten) {
+  const TemporaryFolder folder;
+  for (const int format : {253, 312, 254, 377}) {
+    SaveRequest request(60, 9, 8);
+    ASSERT_EQ(request(folder / "first", format), 1);
+    const Bytes expected = FileBytes(folder / "first");
+    if (format == 254) {
+      EXPECT_EQ(WrittenSegment(expected).data, request.PackedRows());
+    } else {
+      ASSERT_EQ(WrittenPages(expected).size(), 1u);
+      for (const WrittenField& field : WrittenFields(expected)) {
+        EXPECT_EQ(field.prefixed, format == 312 && field.type != 0xA9A8);
+      }
+    }
+    for (const size_t size : {size_t{0}, size_t{1}, expected.size() - 1, size_t{50000}}) {
+      for (const int page : {1, 2, -1}) {
+        const bool append = page != 1 && format != 254;
+        if (append && size != 0) continue;
+        SCOPED_TRACE(testing::Message() << format << " over " << size << ", page " << page);
+        const std::string path = folder.File("f", Pattern(size));
+        EXPECT_EQ(request(path, format, page), 1);
+        EXPECT_EQ(FileBytes(path), expected);
+      }
+    }
+    EXPECT_EQ(request(folder / ("new" + std::to_string(format)), format, 2), 1);
+    EXPECT_EQ(FileBytes(folder / ("new" + std::to_string(format))), expected);
+  }
+}
+
+TEST(Save, APageIsAppendedOverTheEndOfAnyProducersDocument) {
+  struct Case {
+    const char* what;
+    Bytes kept;
+    Bytes end;
+  };
+  const Style cc = {true, {}, false};
+  const Bytes name(8, 0xC1);
+  const Bytes begin = Field(0xA8A8);
+  const Case cases[] = {
+      {"no pages", begin, kEndDocument},
+      {"one page", begin + OtherPage(1), kEndDocument},
+      {"three pages", begin + OtherPage(1) + OtherPage(2) + OtherPage(3), kEndDocument},
+      {"0x5A but at the end", Bytes{0x5A} + begin + OtherPage(9, {}, cc), kEndDocument},
+      {"0x5A everywhere", Bytes{0x5A} + begin + OtherPage(9, {}, cc), Field(0xA9A8, name, cc)},
+      {"no name", begin + OtherPage(1), Field(0xA9A8)},
+      {"0x5A, no name", begin + OtherPage(1, name), Field(0xA9A8, {}, cc)},
+      {"name", begin + OtherPage(1, name), Field(0xA9A8, name)},
+      {"name that ends in 0x5A", begin + OtherPage(1, kBang), Field(0xA9A8, kBang)},
+      {"name and no name", begin + OtherPage(1, kBang), Field(0xA9A8)},
+      {"both", begin + OtherPage(1, kBang, cc), Field(0xA9A8, kBang, cc)},
+      {"0x5A, no name behind one", begin + OtherPage(1, kBang, cc), Field(0xA9A8, {}, cc)},
+  };
+  for (const Case& c : cases) {
+    for (const int format : {253, 312}) {
+      SCOPED_TRACE(testing::Message() << c.what << ", " << format);
+      SaveRequest request(30, 5, 1, 7);
+      const Bytes page = PageOf(request, format);
+      const TemporaryFolder folder;
+      const std::string path = folder.File("f", c.kept + c.end);
+      EXPECT_EQ(request(path, format, 2), 1);
+      EXPECT_EQ(FileBytes(path), c.kept + page + kEndDocument);
+      EXPECT_EQ(request(path, format, 0), 1);
+      EXPECT_EQ(FileBytes(path), c.kept + page + page + kEndDocument);
+    }
+  }
+}
+
+TEST(Save, PagesGoBehindTheFirstAndTakeThePlaceOfTheSecond) {
+  const Bytes name(8, 0xC1);
+  const Style cc = {true, {}, false};
+  const Style extended = {false, {1, 2, 3}, true};
+  // A page shorter than the new one, one longer, and one in between.
+  for (const auto& [pageName, style] :
+       {std::pair{Bytes{}, Style{}}, {name, cc}, {kBang, Style{}}, {name, extended}}) {
+    const Bytes pages[] = {OtherPage(1, pageName, style), OtherPage(255, pageName, style),
+                           OtherPage(3, pageName, style)};
+    for (const unsigned char second : Bytes{5, 253}) {
+      for (size_t count = 1; count <= 3; ++count) {
+        Bytes rest[3];  // of the document, from page 1, 2 and 3 on
+        const Bytes end = Field(0xA9A8, pageName, style);
+        rest[2] = (count > 2 ? pages[2] : Bytes{}) + end;
+        rest[1] = (count > 1 ? OtherPage(second, pageName, style) : Bytes{}) + rest[2];
+        const Bytes head = Field(0xA8A8, {}, style) + pages[0];
+        for (const uint32_t flags : {kInsert, kReplace, kInsert | kReplace}) {
+          for (const int page : {1, 5}) {
+            SCOPED_TRACE(testing::Message() << count << " pages, second " << int{second}
+                                            << ", flags " << flags << ", name " << pageName.size());
+            SaveRequest request(9, 2);
+            const Bytes added = PageOf(request, 253);
+            const TemporaryFolder folder;
+            const std::string path = folder.File("f", head + rest[1]);
+            EXPECT_EQ(request(path, 253, page, flags), 1);
+            EXPECT_EQ(FileBytes(path), head + added + rest[flags == kReplace ? 2 : 1]);
+          }
+        }
+      }
+    }
+  }
+}
+
+TEST(Save, APageMuchShorterOrLongerThanTheOldOneLeavesNothingBehind) {
+  for (const auto& [before, after] : {std::pair{3000, 2}, {2, 3000}}) {
+    SaveRequest old(200, before, 1, 1);
+    SaveRequest added(200, after, 1, 2);
+    const TemporaryFolder folder;
+    const std::string path = folder / "f";
+    const Bytes pages[] = {PageOf(old, 312), PageOf(added, 312)};
+    ASSERT_EQ(old(path, 312), 1);
+    const Bytes begin = Slice(FileBytes(path), 0, 65);
+    ASSERT_EQ(old(path, 312, 2), 1);
+    ASSERT_EQ(old(path, 312, 3), 1);
+    ASSERT_EQ(added(path, 312, 1, kReplace), 1);
+    EXPECT_EQ(FileBytes(path), begin + pages[0] + pages[1] + pages[0] + kEndDocument);
+    EXPECT_EQ(WrittenPages(FileBytes(path)).size(), 3u);
+  }
+}
+
+}  // namespace

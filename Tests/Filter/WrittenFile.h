@@ -1,0 +1,122 @@
+// A second reader: takes files apart by the rules of their formats, shares no code
+// with the filter, and fails the test at the first byte that is out of place.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include "Tests/Filter/FileBuilder.h"
+
+struct WrittenField {
+  unsigned type;
+  bool prefixed;
+  Bytes data;
+};
+
+struct WrittenImage {
+  Bytes size;                  // parameters of Image Size
+  Bytes encoding;              // of Image Encoding
+  Bytes depth;                 // of IDE Size
+  std::vector<size_t> pieces;  // data bytes of each Image Data field
+  Bytes data;                  // of all of them
+};
+
+// Structured fields without extension, up to the last byte of the file.
+inline std::vector<WrittenField> WrittenFields(const Bytes& file) {
+  std::vector<WrittenField> fields;
+  size_t at = 0;
+  while (at < file.size()) {
+    const bool prefixed = file[at] == 0x5A;
+    const Bytes head = Slice(file, at + (prefixed ? 1 : 0), 8);
+    const size_t length = head.size() == 8 ? head[0] * 256u + head[1] : 0;
+    const bool sound = length >= 8 && head[2] == 0xD3 && head[5] == 0 && head[6] + head[7] == 0 &&
+                       at + (prefixed ? 1 : 0) + length <= file.size();
+    EXPECT_TRUE(sound) << "no structured field at " << at << " of " << file.size();
+    if (!sound) break;
+    at += prefixed ? 1 : 0;
+    fields.push_back({head[3] * 256u + head[4], prefixed, Slice(file, at + 8, length - 8)});
+    at += length;
+  }
+  return fields;
+}
+
+// One image segment with just the fields that every image has, in their order.
+inline WrittenImage WrittenSegment(const Bytes& segment) {
+  WrittenImage image;
+  size_t at = 0;
+  const auto take = [&](const Bytes& expected) {
+    EXPECT_EQ(Slice(segment, at, expected.size()), expected) << "at " << at;
+    at += expected.size();
+  };
+  const auto parameters = [&](size_t count) {
+    at += count;
+    return Slice(segment, at - count, count);
+  };
+  take({0x70, 0x00, 0x91, 0x01, 0xFF, 0x94, 0x09});
+  image.size = parameters(9);
+  take({0x95, 0x02});
+  image.encoding = parameters(2);
+  take({0x96, 0x01});
+  image.depth = parameters(1);
+  while (at + 4 <= segment.size() && segment[at] == 0xFE) {
+    take({0xFE, 0x92});
+    const size_t length = segment[at] * 256u + segment[at + 1];
+    at += 2;
+    image.pieces.push_back(length);
+    image.data = image.data + parameters(length);
+  }
+  take({0x93, 0x00, 0x71, 0x00});
+  EXPECT_EQ(at, segment.size());
+  return image;
+}
+
+// The images of a document's pages; each Image Data field must fill an Image
+// Picture Data field of its own.
+inline std::vector<WrittenImage> WrittenPages(const Bytes& file) {
+  std::vector<WrittenImage> images;
+  const std::vector<WrittenField> fields = WrittenFields(file);
+  if (fields.empty()) return images;
+  EXPECT_EQ(fields.front().type, 0xA8A8u);
+  EXPECT_EQ(fields.back().type, 0xA9A8u);
+  Bytes segment;
+  bool inPage = false;
+  for (size_t i = 1; i + 1 < fields.size(); ++i) {
+    const WrittenField& field = fields[i];
+    EXPECT_EQ(inPage, field.type != 0xA8AF) << "field " << i;
+    if (field.type == 0xA8AF) {
+      inPage = true;
+      segment.clear();
+    } else if (field.type == 0xEEFB) {
+      const Bytes head = Slice(field.data, 0, 2);
+      const size_t expected = head == Bytes{0x70, 0x00} ? 23
+                              : head == Bytes{0x93, 0x00}
+                                  ? 4
+                                  : 4u + field.data[2] * 256u + field.data[3];
+      EXPECT_EQ(field.data.size(), expected) << "field " << i;
+      segment = segment + field.data;
+    } else if (field.type == 0xA9AF) {
+      inPage = false;
+      images.push_back(WrittenSegment(segment));
+    }
+  }
+  EXPECT_FALSE(inPage);
+  return images;
+}
+
+// Hexadecimal digits, blanks between them being free; a * is 0x5A where there is
+// carriage control.
+inline Bytes Hex(const char* text, bool carriageControl = false) {
+  Bytes bytes;
+  bool low = false;
+  for (; *text != 0; ++text) {
+    if (*text == '*' && carriageControl) bytes.push_back(0x5A);
+    if (*text == '*' || *text == ' ') continue;
+    const int digit = *text <= '9' ? *text - '0' : *text - 'A' + 10;
+    if (low) {
+      bytes.back() = static_cast<unsigned char>(bytes.back() | digit);
+    } else {
+      bytes.push_back(static_cast<unsigned char>(digit << 4));
+    }
+    low = !low;
+  }
+  return bytes;
+}
