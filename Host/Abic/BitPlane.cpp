@@ -41,6 +41,19 @@ ContextState UniformState(const ContextStates& states, uint64_t colour) {
 
 bool IsMps(ContextState state, uint64_t colour) { return (state & 1U) == (colour & 1U); }
 
+// How many words at a row's start have white contexts only, `rows` being those that
+// must be white; a word's contexts reach into the next word. Words that `slack`
+// doesn't cover, or that aren't whole, don't count.
+template <typename... Rows>
+int WhiteStart(ContextState whiteState, int slack, int width, const Rows&... rows) {
+  if (!IsMps(whiteState, 0)) return 0;
+  const int limit =
+      std::min(slack / (kTransitions[whiteState].qe * kWordPixels), width / kWordPixels);
+  int words = 0;
+  while (words <= limit && (rows.Word(words) | ...) == 0) ++words;
+  return std::max(words - 1, 0);
+}
+
 // The states of the two contexts that differ in the left neighbour only.
 class StatePair {
  public:
@@ -64,8 +77,12 @@ class StatePair {
 void DecodePlaneRow(ArithmeticDecoder& decoder, ContextStates& states, PlaneRows& rows, int width) {
   PlaneRow& row = rows.Current();
   ArithmeticDecoder local = decoder;
+  const int white = WhiteStart(states[0], local.slack, width, rows.TwoAbove(), rows.OneAbove());
+  DecodeMpsRun(local, states[0], white * kWordPixels);
+  for (int word = 0; word < white; ++word) row.Word(word) = 0;
+
   uint64_t left = 0;  // the pixels decoded so far, the last one in bit 0
-  for (int word = 0; word < PlaneWords(width); ++word) {
+  for (int word = white; word < PlaneWords(width); ++word) {
     RowsAbove above = RowsAboveWord(rows.TwoAbove(), rows.OneAbove(), word);
     const int pixels = PixelsOfWord(word, width);
     int rest = pixels;
@@ -105,7 +122,10 @@ void EncodePlaneRow(ArithmeticEncoder& encoder, ContextStates& states, const Pla
                     int width) {
   const PlaneRow& row = rows.Current();
   ArithmeticEncoder local = encoder;
-  for (int word = 0; word < PlaneWords(width); ++word) {
+  const int white =
+      WhiteStart(states[0], local.slack, width, rows.TwoAbove(), rows.OneAbove(), row);
+  EncodeMpsRun(local, states[0], white * kWordPixels);
+  for (int word = white; word < PlaneWords(width); ++word) {
     RowsAbove above = RowsAboveWord(rows.TwoAbove(), rows.OneAbove(), word);
     RowHere here(row, word);
     int rest = PixelsOfWord(word, width);
