@@ -1,0 +1,74 @@
+#include "Host/Toolkit/FileWindow.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+
+namespace kz {
+
+namespace {
+constexpr size_t kWindow = 4 * FileWindow::kMaxBytes;
+}
+
+int64_t ReadFully(int descriptor, int64_t offset, unsigned char* to, size_t count) {
+  size_t done = 0;
+  while (done < count) {
+    const ssize_t n =
+        ::pread(descriptor, to + done, count - done, offset + static_cast<int64_t>(done));
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) return -1;
+    if (n == 0) break;
+    done += static_cast<size_t>(n);
+  }
+  return static_cast<int64_t>(done);
+}
+
+bool WriteFully(int descriptor, const unsigned char* from, size_t count) {
+  while (count > 0) {
+    const ssize_t n = ::write(descriptor, from, count);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) return false;
+    from += n;
+    count -= static_cast<size_t>(n);
+  }
+  return true;
+}
+
+Outcome FileWindow::Open(const std::string& path) {
+  const int descriptor = OpenDescriptor(path.c_str(), O_RDONLY | O_NONBLOCK);
+  if (descriptor < 0) return SystemFailure(K_ERROR_OPEN_READ, errno);
+  m_file.emplace(descriptor);
+  struct stat found;
+  if (::fstat(descriptor, &found) != 0) return SystemFailure(K_ERROR_OPEN_READ, errno);
+  if (S_ISDIR(found.st_mode)) return SystemFailure(K_ERROR_OPEN_READ, EISDIR);
+  if (!S_ISREG(found.st_mode)) {
+    return Failure(K_ERROR_OPEN_READ, "only regular files can be read");
+  }
+  m_size = found.st_size;
+  m_bytes = std::make_unique<unsigned char[]>(kWindow);
+  m_length = 0;
+  m_failed = false;
+  return {};
+}
+
+bool FileWindow::Fill(int64_t offset) {
+  const int64_t n = ReadFully(Descriptor(), offset, m_bytes.get(), kWindow);
+  m_failed |= n < 0;
+  m_start = offset;
+  m_length = static_cast<size_t>(std::max<int64_t>(n, 0));
+  return n >= 0;
+}
+
+const unsigned char* FileWindow::At(int64_t offset, size_t count) {
+  if (offset < 0 || count > kMaxBytes || offset > m_size - static_cast<int64_t>(count)) {
+    return nullptr;
+  }
+  const auto held = [&] {
+    return offset >= m_start &&
+           offset + static_cast<int64_t>(count) <= m_start + static_cast<int64_t>(m_length);
+  };
+  if (!held() && (!Fill(offset) || !held())) return nullptr;
+  return m_bytes.get() + (offset - m_start);
+}
+
+}  // namespace kz

@@ -1,0 +1,46 @@
+// A file of any size, seen through one window of it.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "Host/Toolkit/Descriptor.h"
+#include "Host/Toolkit/Outcome.h"
+
+namespace kz {
+
+class FileWindow {
+ public:
+  // The most bytes that At gives: more than any structured field has.
+  static constexpr size_t kMaxBytes = 65536;
+
+  // Opens a regular file for reading. -10 when that fails.
+  Outcome Open(const std::string& path);
+  int64_t Size() const { return m_size; }
+  int Descriptor() const { return m_file ? m_file->Get() : -1; }
+  // `count` bytes at the offset, which stay until the next call; null when the file
+  // doesn't hold them all or they can't be read.
+  const unsigned char* At(int64_t offset, size_t count);
+  // Whether reading has failed other than by the end of the file.
+  bool Failed() const { return m_failed; }
+
+ private:
+  bool Fill(int64_t offset);
+
+  std::optional<OwnedDescriptor> m_file;
+  int64_t m_size = 0;
+  std::unique_ptr<unsigned char[]> m_bytes;
+  int64_t m_start = 0;
+  size_t m_length = 0;
+  bool m_failed = false;
+};
+
+// Reads until `count` bytes are there or the file ends. Returns the bytes read, or -1.
+int64_t ReadFully(int descriptor, int64_t offset, unsigned char* to, size_t count);
+// Writes all of the bytes at the descriptor's position. Whether that worked.
+bool WriteFully(int descriptor, const unsigned char* from, size_t count);
+
+}  // namespace kz

@@ -1,0 +1,155 @@
+#include "Host/Toolkit/IncludedImage.h"
+
+#include <string>
+
+namespace kz {
+
+namespace {
+
+constexpr uint16_t kMapImageObject = 0xABFB;
+
+// Offsets in the data of an Include Object field.
+constexpr size_t kObjectType = 9;
+constexpr size_t kAreaOrigin = 10;     // X and Y, three bytes each
+constexpr size_t kAreaRotation = 16;   // X and Y, two bytes each
+constexpr size_t kContentOrigin = 20;  // X and Y, three bytes each
+constexpr size_t kReferenceSystem = 26;
+constexpr size_t kTriplets = 27;
+constexpr char kTypeIoca = '\xFB';
+
+// Offsets in the data of an Object Area Position field.
+constexpr size_t kPositionAreaOrigin = 2;
+constexpr size_t kPositionAreaRotation = 8;
+constexpr size_t kPositionContentOrigin = 13;
+constexpr size_t kPositionReferenceSystem = 23;
+constexpr size_t kPositionLength = 24;
+
+constexpr char kTripletMeasurementUnits = '\x4B';
+constexpr char kTripletAreaSize = '\x4C';
+constexpr char kTripletMappingOption = '\x04';
+
+struct ImageParts {
+  ScannedField areaDescriptor;
+  ScannedField areaPosition;
+  ScannedField mapping;
+  bool hasDescriptor = false;
+  bool hasPosition = false;
+  bool hasMapping = false;
+};
+
+ImageParts FindParts(FileWindow& file, ByteRange image) {
+  ImageParts parts;
+  for (int64_t at = image.begin; at < image.end;) {
+    const ScannedField field = ScanField(file, at);
+    if (field.fault != FieldFault::None || field.Code() == SF_END_OBJECT_ENVIRONMENT) break;
+    if (field.Code() == SF_OBJECT_AREA_DESCRIPTOR) {
+      parts.areaDescriptor = field;
+      parts.hasDescriptor = true;
+    } else if (field.Code() == SF_OBJECT_AREA_POSITION) {
+      parts.areaPosition = field;
+      parts.hasPosition = field.DataLength() >= kPositionLength;
+    } else if (field.Code() == kMapImageObject) {
+      parts.mapping = field;
+      parts.hasMapping = true;
+    }
+    at = field.End();
+  }
+  return parts;
+}
+
+// The triplet of the identifier in a sequence of triplets, whole; empty when there
+// is none.
+std::string_view FindTriplet(std::string_view triplets, char identifier) {
+  while (triplets.size() >= 2) {
+    const auto length = static_cast<unsigned char>(triplets[0]);
+    if (length < 2 || length > triplets.size()) break;
+    if (triplets[1] == identifier) return triplets.substr(0, length);
+    triplets.remove_prefix(length);
+  }
+  return {};
+}
+
+// The sequence with the triplet in the place of the one of the same identifier.
+std::string ReplaceTriplet(std::string_view triplets, std::string_view triplet) {
+  const std::string_view old = FindTriplet(triplets, triplet[1]);
+  std::string result(triplets);
+  if (old.empty()) return result.append(triplet);
+  return result.replace(static_cast<size_t>(old.data() - triplets.data()), old.size(), triplet);
+}
+
+std::string PlacedPosition(std::string position, std::string_view include) {
+  // All bits on: what the object says stands.
+  const auto take = [&](size_t to, size_t from, size_t count) {
+    const std::string_view value = include.substr(from, count);
+    if (value.find_first_not_of('\xFF') != std::string_view::npos) {
+      position.replace(to, count, value);
+    }
+  };
+  for (size_t axis = 0; axis < 2; ++axis) {
+    take(kPositionAreaOrigin + 3 * axis, kAreaOrigin + 3 * axis, 3);
+    take(kPositionContentOrigin + 3 * axis, kContentOrigin + 3 * axis, 3);
+  }
+  take(kPositionAreaRotation, kAreaRotation, 4);
+  position[kPositionReferenceSystem] = include[kReferenceSystem];
+  return position;
+}
+
+std::string SizedDescriptor(std::string descriptor, std::string_view triplets) {
+  for (const char identifier : {kTripletMeasurementUnits, kTripletAreaSize}) {
+    const std::string_view triplet = FindTriplet(triplets, identifier);
+    if (!triplet.empty()) descriptor = ReplaceTriplet(descriptor, triplet);
+  }
+  return descriptor;
+}
+
+}  // namespace
+
+std::string_view IncludedImageName(std::string_view include) {
+  if (include.size() < kTriplets || include[kObjectType] != kTypeIoca) return {};
+  return include.substr(0, 8);
+}
+
+bool CanStandInPage(FileWindow& file, ByteRange image) {
+  const ImageParts parts = FindParts(file, image);
+  return parts.hasDescriptor && parts.hasPosition;
+}
+
+void AddIncludedImage(PieceList& pieces, int source, ByteRange image, std::string_view include,
+                      PieceForm form, bool prefixed) {
+  FileWindow& file = pieces.File(source);
+  const ImageParts parts = FindParts(file, image);
+  const std::string_view triplets = include.substr(kTriplets);
+  const std::string_view mapping = FindTriplet(triplets, kTripletMappingOption);
+
+  int64_t copied = image.begin;
+  const auto replace = [&](const ScannedField& field, const std::string& data) {
+    pieces.Add(source, {copied, field.offset}, form);
+    pieces.Add(MakeField(field.Code(), data, prefixed));
+    copied = field.End();
+  };
+  const auto addMapping = [&] {
+    // One repeating group: its length, then the triplet.
+    std::string data(1, '\0');
+    data += static_cast<char>(2 + mapping.size());
+    pieces.Add(MakeField(kMapImageObject, data.append(mapping), prefixed));
+  };
+  for (int64_t at = image.begin; at < image.end;) {
+    const ScannedField field = ScanField(file, at);
+    if (field.fault != FieldFault::None) break;
+    at = field.End();
+    if (field.Code() == SF_END_OBJECT_ENVIRONMENT) break;
+    if (field.offset == parts.areaDescriptor.offset) {
+      replace(field, SizedDescriptor(FieldData(file, field), triplets));
+    } else if (field.offset == parts.areaPosition.offset) {
+      replace(field, PlacedPosition(FieldData(file, field), include));
+      if (!mapping.empty() && !parts.hasMapping) addMapping();
+    } else if (parts.hasMapping && field.offset == parts.mapping.offset && !mapping.empty()) {
+      pieces.Add(source, {copied, field.offset}, form);
+      addMapping();
+      copied = field.End();
+    }
+  }
+  pieces.Add(source, {copied, image.end}, form);
+}
+
+}  // namespace kz

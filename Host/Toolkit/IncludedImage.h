@@ -1,0 +1,24 @@
+// Puts an image that a page includes from a resource group into the page itself.
+#pragma once
+
+#include <string_view>
+
+#include "Host/Toolkit/Pieces.h"
+#include "Host/Toolkit/Resources.h"
+
+namespace kz {
+
+// The name in the data of an Include Object field that includes an IOCA image; empty
+// for other objects.
+std::string_view IncludedImageName(std::string_view include);
+
+// Whether the image object has all that AddIncludedImage needs.
+bool CanStandInPage(FileWindow& file, ByteRange image);
+
+// Adds the image object to the pieces, placed and sized as the Include Object data
+// say (MO:DCA, Include Object): what they leave open stays as the object has it.
+// `prefixed`: the fields made anew get a 0x5A; `form` is that of all others.
+void AddIncludedImage(PieceList& pieces, int source, ByteRange image, std::string_view include,
+                      PieceForm form, bool prefixed);
+
+}  // namespace kz

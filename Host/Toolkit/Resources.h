@@ -1,0 +1,52 @@
+// What a document's resource groups hold, and which fields of a page ask for it.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Host/Toolkit/FieldScan.h"
+#include "Host/Toolkit/PageIndex.h"
+
+namespace kz {
+
+constexpr uint16_t kBeginResourceGroup = 0xA8C6;
+constexpr uint16_t kEndResourceGroup = 0xA9C6;
+constexpr uint16_t kBeginResource = 0xA8CE;
+constexpr uint16_t kIncludeObject = 0xAFC3;
+
+// Whether a field names something that the document may bring along: Include
+// fields, and Map fields but for the mapping options of objects.
+bool RefersToResource(uint16_t code);
+
+// A field's data; empty when they can't be read.
+std::string FieldData(FileWindow& file, const ScannedField& field);
+
+class ResourceCatalogue {
+ public:
+  // Reads the names of what is in the resource groups of an indexed document.
+  Outcome Read(FileWindow& file, const PageIndex& index);
+  // The image object that is the resource of the name, from Begin to End Image
+  // Object; null when there is none.
+  const ByteRange* FindImage(std::string_view name) const;
+  // Whether all resources are image objects.
+  bool OnlyImages() const;
+  // Whether the data of a field hold the name of any resource.
+  bool NamedIn(std::string_view data) const;
+
+ private:
+  struct Resource {
+    std::vector<std::string> names;
+    ByteRange image;
+  };
+  void AddNames(uint16_t code, std::string_view data, Resource& resource) const;
+
+  std::vector<Resource> m_resources;
+};
+
+// Whether the resource groups of two documents are the same, 0x5A aside.
+bool SameResourceGroups(FileWindow& a, const PageIndex& indexA, FileWindow& b,
+                        const PageIndex& indexB);
+
+}  // namespace kz
