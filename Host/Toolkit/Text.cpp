@@ -1,0 +1,156 @@
+#include "Host/Toolkit/Text.h"
+
+#include <cstring>
+#include <new>
+#include <vector>
+
+#include "Host/Toolkit/ControlSequences.h"
+#include "Host/Toolkit/PageReader.h"
+#include "Host/Toolkit/Resources.h"
+
+namespace kz {
+
+namespace {
+
+class TextReader {
+ public:
+  // `decoder` is null for raw text.
+  TextReader(int page, TextDecoder* decoder, std::string& text)
+      : m_page(page), m_decoder(decoder), m_text(text) {}
+
+  Outcome Run(FileWindow& file) {
+    for (int64_t at = 0; at < file.Size();) {
+      const ScannedField field = ScanField(file, at);
+      if (field.fault == FieldFault::Cut || field.fault == FieldFault::CutData) {
+        return At(K_ERROR_READ, "the file ends within the structured field", at);
+      }
+      if (field.fault != FieldFault::None) {
+        return At(K_ERROR_INVALID_FORMAT, "there is no valid structured field", at);
+      }
+      switch (field.Code()) {
+        case SF_BEGIN_PAGE:
+          ++m_pages;
+          break;
+        case SF_PRESENTATION_TEXT:
+          if (m_pages > 0 && (m_page == 0 || m_page == m_pages)) AddLines(FieldData(file, field));
+          break;
+        case SF_END_DOCUMENT:
+          if (m_page <= m_pages) return {};
+          return Failure(K_ERROR_INVALID_FORMAT, "there is no page " + std::to_string(m_page) +
+                                                     ", the last is page " +
+                                                     std::to_string(m_pages));
+        default:
+          break;
+      }
+      at = field.End();
+    }
+    return Failure(K_ERROR_READ, "the file ends without an End Document field");
+  }
+
+ private:
+  static Outcome At(int status, const char* what, int64_t offset) {
+    return Failure(status, std::string(what) + " at byte " + std::to_string(offset));
+  }
+
+  // A field is a line, and so is what stands on a baseline of its own.
+  void AddLines(const std::string& data) {
+    std::string line;
+    ControlSequences sequences(data);
+    ControlSequence sequence;
+    while (sequences.Next(sequence)) {
+      if (sequence.fault != ControlSequence::Fault::None &&
+          sequence.fault != ControlSequence::Fault::Cut) {
+        continue;
+      }
+      if (sequence.Type() == kTransparentData) {
+        line.append(sequence.parameters);
+      } else if (sequence.MovesBaseline() && !line.empty()) {
+        EndLine(line);
+      }
+    }
+    EndLine(line);
+  }
+
+  void EndLine(std::string& line) {
+    m_text += m_decoder != nullptr ? m_decoder->Decode(line) + "\n" : line + aCrLf;
+    line.clear();
+  }
+
+  int m_page;
+  TextDecoder* m_decoder;
+  std::string& m_text;
+  int m_pages = 0;
+};
+
+Outcome Read(const std::string& file, int page, const std::string& encoding, std::string& text) {
+  TextDecoder decoder;
+  const bool raw = encoding == kRawEncoding;
+  Outcome outcome = raw ? Outcome{} : decoder.Open(encoding);
+  Container container = Container::Modca;
+  if (outcome.Ok()) {
+    PageReader reader;
+    outcome = reader.Open(file);
+    if (outcome.Ok()) outcome = reader.FindContainer(container);
+  }
+  FileWindow window;
+  if (outcome.Ok()) outcome = window.Open(file);
+  if (!outcome.Ok()) return outcome;
+  if (container == Container::Ioca) {
+    if (page <= 1) return {};
+    return Failure(K_ERROR_INVALID_FORMAT, "a bare image has one page only");
+  }
+  return TextReader(page, raw ? nullptr : &decoder, text).Run(window);
+}
+
+// Runs the comment reader once, into a buffer filled with one byte.
+int FillComment(const std::string& file, int page, unsigned char fill,
+                std::vector<unsigned char>& buffer) {
+  std::memset(buffer.data(), fill, buffer.size());
+  _LOADOPTIONS options = {sizeof(options), 0, 0, 0, page};
+  _IMAGEFILEINFO info = {};
+  info.uStructSize = sizeof(info);
+  info.nTotalPages = INT32_MAX;
+  _COMMENTDISPATCH dispatch = {file.c_str(), buffer.data(), static_cast<uint32_t>(buffer.size()),
+                               &options, &info};
+  return fltComment(&dispatch);
+}
+
+// The reader doesn't say how much it stored: what stays different under two different
+// fillings wasn't stored.
+size_t StoredBytes(const std::vector<unsigned char>& a, const std::vector<unsigned char>& b) {
+  size_t stored = 0;
+  while (stored < a.size() && a[stored] == b[stored]) ++stored;
+  return stored;
+}
+
+}  // namespace
+
+Outcome ReadText(const std::string& file, int page, const std::string& encoding,
+                 std::string& text) try {
+  text.clear();
+  return Read(file, page, encoding, text);
+} catch (const std::bad_alloc&) {
+  return Failure(K_ERROR_NO_MEMORY);
+}
+
+Outcome ReadComment(const std::string& file, int page, std::string& comment) try {
+  constexpr size_t firstSize = 1 << 16;
+  constexpr size_t maxSize = size_t{1} << 31;
+  comment.clear();
+  for (size_t size = firstSize; size <= maxSize; size *= 2) {
+    std::vector<unsigned char> zeros(size);
+    std::vector<unsigned char> ones(size);
+    const int status = FillComment(file, page, 0x00, zeros);
+    if (FillComment(file, page, 0xFF, ones) != status) return Failure(K_ERROR_READ);
+    const size_t stored = StoredBytes(zeros, ones);
+    // A full buffer may have cut the text.
+    if (stored == size) continue;
+    comment.assign(zeros.begin(), zeros.begin() + static_cast<std::ptrdiff_t>(stored));
+    return status == K_SUCCESS ? Outcome{} : Failure(status);
+  }
+  return Failure(K_ERROR_NO_MEMORY);
+} catch (const std::bad_alloc&) {
+  return Failure(K_ERROR_NO_MEMORY);
+}
+
+}  // namespace kz
