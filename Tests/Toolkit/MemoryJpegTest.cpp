@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstring>
 
 #include <jpeglib.h>
 
@@ -166,7 +167,8 @@ TEST(MemorySaver, SavesAnyDepthTopRowFirst) {
     // Upper half white, lower half black.
     for (int y = 0; y < 32; ++y) {
       const bool ones = (y < 16) != (depth == 1);
-      std::fill_n(bitmap.TopDownRow(y), bitmap.BytesPerLine(), ones ? 0xFF : 0);
+      std::memset(bitmap.TopDownRow(y), ones ? 0xFF : 0,
+                  static_cast<size_t>(bitmap.BytesPerLine()));
     }
     Bitmap loaded;
     ASSERT_EQ(Load(Save(bitmap, kJpeg444, 8, 2), 8, loaded), K_SUCCESS);
@@ -326,7 +328,7 @@ TEST(MemoryLoader, AMultitudeOfScansIsRefused) {
     if (data[at] == 0xFF && data[at + 1] == 0xDA) last = at;
   }
   const Bytes scan(data.begin() + static_cast<ptrdiff_t>(last), data.end() - 2);
-  data.resize(data.size() - 2);
+  data.erase(data.end() - 2, data.end());
   for (int i = 0; i < 500; ++i) data.insert(data.end(), scan.begin(), scan.end());
   Bitmap loaded;
   EXPECT_EQ(Load(data, 8, loaded), K_ERROR_INVALID_FORMAT);
