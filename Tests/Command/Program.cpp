@@ -1,0 +1,71 @@
+#include "Tests/Command/Program.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <stdexcept>
+
+namespace {
+
+int MemoryFile(const char* name) {
+  const int file = memfd_create(name, MFD_CLOEXEC);
+  if (file < 0) throw std::runtime_error("no memory file");
+  return file;
+}
+
+std::string TakeContent(int file) {
+  std::string content(static_cast<size_t>(lseek(file, 0, SEEK_END)), '\0');
+  if (pread(file, content.data(), content.size(), 0) != static_cast<ssize_t>(content.size())) {
+    throw std::runtime_error("output can't be read back");
+  }
+  close(file);
+  return content;
+}
+
+[[noreturn]] void BecomeKzica(std::vector<char*>& arguments, const Conditions& conditions, int out,
+                              int err) {
+  if (!conditions.output.empty()) {
+    out = open(conditions.output.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
+  }
+  if (conditions.outputDescriptor >= 0) out = conditions.outputDescriptor;
+  dup2(out, STDOUT_FILENO);
+  dup2(err, STDERR_FILENO);
+  for (const std::string& variable : conditions.variables) {
+    putenv(const_cast<char*>(variable.c_str()));
+  }
+  const rlimit limit = {conditions.fileSize, conditions.fileSize};
+  setrlimit(RLIMIT_FSIZE, &limit);
+  execv(arguments[0], arguments.data());
+  _exit(127);
+}
+
+}  // namespace
+
+Result Kzica(const std::vector<std::string>& arguments, const Conditions& conditions) {
+  static char program[] = KZ_COMMAND;
+  std::vector<char*> pointers = {program};
+  for (const std::string& argument : arguments) {
+    pointers.push_back(const_cast<char*>(argument.c_str()));
+  }
+  pointers.push_back(nullptr);
+  const int out = MemoryFile("out");
+  const int err = MemoryFile("err");
+  const pid_t child = fork();
+  if (child < 0) throw std::runtime_error("no process");
+  if (child == 0) BecomeKzica(pointers, conditions, out, err);
+  if (conditions.killAfter >= 0) {
+    usleep(static_cast<useconds_t>(conditions.killAfter));
+    kill(child, SIGKILL);
+  }
+  int status = 0;
+  if (waitpid(child, &status, 0) != child) throw std::runtime_error("no exit status");
+  Result result;
+  if (WIFEXITED(status)) result.exit = WEXITSTATUS(status);
+  if (WIFSIGNALED(status)) result.signal = WTERMSIG(status);
+  result.out = TakeContent(out);
+  result.err = TakeContent(err);
+  return result;
+}

@@ -1,0 +1,25 @@
+// Runs the built command as a shell would.
+#pragma once
+
+#include <sys/resource.h>
+
+#include <string>
+#include <vector>
+
+struct Conditions {
+  std::string output = {};                  // file for standard output; empty: it is returned
+  int outputDescriptor = -1;                // the same, open already
+  rlim_t fileSize = RLIM_INFINITY;          // bytes above which writes to a file fail
+  int killAfter = -1;                       // microseconds until SIGKILL; -1: never
+  std::vector<std::string> variables = {};  // NAME=value, beside the test's own
+};
+
+struct Result {
+  int exit = -1;  // -1 when a signal ended the program
+  int signal = 0;
+  std::string out;
+  std::string err;
+};
+
+// Runs kzica with these arguments. Throws when that can't be done.
+Result Kzica(const std::vector<std::string>& arguments, const Conditions& conditions = {});
