@@ -95,8 +95,7 @@ inline Bitmap RandomBitmap(int width, int height, int bits, Colors colors = Colo
   for (int i = 0; i < count && bits <= 8; ++i) {
     for (int c = 0; c < 3; ++c) {
       entries[i][c] = static_cast<unsigned char>(
-          colors == Colors::kBlackWhite || colors == Colors::kGray ? 255 * i / (count - 1)
-                                                                   : random());
+          colors == Colors::kColored ? static_cast<int>(random() & 255) : 255 * i / (count - 1));
     }
   }
   if (colors != Colors::kNone && bitmap.SetPalette(entries[0], count) != K_SUCCESS) bitmap.Reset();
