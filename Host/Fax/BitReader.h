@@ -19,6 +19,8 @@ constexpr unsigned int kPieceTail = 8;
 constexpr unsigned int kZerosBehindData = 64;
 constexpr size_t kPieceMemory = kPieceTail + kPieceSize + kZerosBehindData;
 
+// What Refill makes available.
+constexpr int kBitsAtHand = 56;
 // The longest code word: a black make-up code.
 constexpr int kLongestCode = 13;
 
@@ -65,7 +67,7 @@ struct BitReader {
   PiecePosition position;
   PieceSource* pSource;
 
-  // Makes at least 56 bits available.
+  // Makes at least kBitsAtHand bits available.
   void Refill() {
     if (position.pNext > position.pLastLoad) [[unlikely]]
       position = pSource->NextPiece(position.pNext);
@@ -73,7 +75,7 @@ struct BitReader {
     std::memcpy(&word, position.pNext, sizeof word);
     buffer |= BigEndian64(word) >> nBits;
     position.pNext += (63 - nBits) >> 3;
-    nBits |= 56;
+    nBits |= kBitsAtHand;
   }
   // The next nCount bits, 1 to 32, as a number.
   uint32_t Peek(int nCount) const { return static_cast<uint32_t>(buffer >> (64 - nCount)); }

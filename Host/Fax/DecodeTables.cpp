@@ -72,6 +72,9 @@ constexpr auto kModesByBits = [] {
   return table;
 }();
 
+static_assert(kModesByBits[0b0001'000].nBits == kPassBits);
+static_assert(kModesByBits[0b001'0000].nBits == kHorizontalBits);
+
 constexpr auto MakeVerticals() {
   std::array<VerticalsEntry, 1 << kVerticalsBits> table{};
   for (unsigned int index = 0; index < table.size(); ++index) {

@@ -24,7 +24,7 @@ extern const std::array<RunEntry, 1 << kBlackBits> kBlackRuns;
 
 // Two or four runs of alternating colour that the bits begin with, none of them
 // empty or with a make-up code.
-struct RunsEntry {
+struct alignas(8) RunsEntry {
   std::array<uint8_t, 4> aEnds;  // where each run ends; of two, the last one repeats
   uint8_t nRuns;                 // 0: there is no such pair
   uint8_t nBits;
@@ -35,12 +35,14 @@ extern const std::array<RunsEntry, 1 << kRunsBits> kRunsFromWhite;
 extern const std::array<RunsEntry, 1 << kRunsBits> kRunsFromBlack;
 
 // The code of two-dimensional coding that the bits begin with.
-struct ModeEntry {
+struct alignas(4) ModeEntry {
   Mode mode;
   uint8_t nBits;
   int8_t nOffset;  // Vertical: a1 - b1
 };
 constexpr int kModeBits = 7;
+constexpr int kPassBits = 4;
+constexpr int kHorizontalBits = 3;
 extern const std::array<ModeEntry, 1 << kModeBits> kModes;
 
 // The codes of Vertical mode that the bits begin with.

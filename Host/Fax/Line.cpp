@@ -15,8 +15,14 @@ void DrawLine(const Line& line, int nWidth, uint64_t* pRow) {
   for (int i = 0; i < line.nElements; i += 2) {
     const unsigned int start = pElements[i];
     const unsigned int end = pElements[i + 1];
-    pRow[start / 64] ^= ~uint64_t{0} >> (start % 64);
-    pRow[end / 64] ^= ~uint64_t{0} >> (end % 64);
+    const uint64_t fromStart = ~uint64_t{0} >> (start % 64);
+    const uint64_t fromEnd = ~uint64_t{0} >> (end % 64);
+    if (start / 64 == end / 64) [[likely]] {
+      pRow[start / 64] ^= fromStart ^ fromEnd;
+    } else {
+      pRow[start / 64] ^= fromStart;
+      pRow[end / 64] ^= fromEnd;
+    }
   }
   // ... and, if the word then ends in black, the words behind it.
   uint64_t black = 0;

@@ -57,7 +57,7 @@ inline Lanes LoadLanes(const void* pElements) {
 
 // Decodes several codes of Vertical mode as if each b1 were the element behind
 // the one before, which it mostly is, and puts the elements at pNext. False when
-// it is not so, or when a code does not fit in the line.
+// that is not so, when a code does not fit in the line, or when the line is full.
 inline bool DecodeVerticals(const VerticalsEntry& entry, const uint16_t* b1, int a0,
                             uint16_t* pNext) {
   // Of the lanes behind nCodes nothing counts; the entry's last one is no offset.
@@ -90,14 +90,19 @@ LineResult DecodeOneDimensional(BitReader& reader, int nWidth, Line& line) {
   bool bBlack = false;
   while (a0 < nWidth) {
     in.Refill();
-    const RunsEntry& runs = (bBlack ? kRunsFromBlack : kRunsFromWhite)[in.Peek(kRunsBits)];
-    if (runs.nRuns != 0 && a0 + runs.aEnds[3] < nWidth) {
+    const auto& table = bBlack ? kRunsFromBlack : kRunsFromWhite;
+    int nLookUps = kBitsAtHand / kRunsBits;
+    for (; nLookUps > 0; --nLookUps) {
+      const RunsEntry& runs = table[in.Peek(kRunsBits)];
+      if (runs.nRuns == 0 || a0 + runs.aEnds[3] >= nWidth) break;
       for (size_t i = 0; i < 4; ++i) pNext[i] = static_cast<uint16_t>(a0 + runs.aEnds[i]);
       pNext += runs.nRuns;
       a0 += runs.aEnds[3];
       in.Skip(runs.nBits);
-      continue;
     }
+    if (nLookUps == 0) continue;
+
+    in.Refill();
     const int nRun = TakeRun(in, bBlack);
     if (nRun < 0 || nRun > nWidth - a0) {
       reader = in;
@@ -118,14 +123,12 @@ LineResult DecodeTwoDimensional(BitReader& reader, int nWidth, const Line& refer
   uint16_t* pNext = pFirst;                  // where a1 goes
   const uint16_t* b1 = reference.pElements;  // b2 stands behind it
   int a0 = -1;
-  bool bRegular = true;  // the last b1 was the element behind the one before
   LineResult result = LineResult::Complete;
   while (a0 < nWidth && result == LineResult::Complete) {
     in.Refill();
     const VerticalsEntry& verticals = kVerticals[in.Peek(kVerticalsBits)];
-    if (bRegular && verticals.nCodes != 0) {
-      bRegular = DecodeVerticals(verticals, b1, a0, pNext);
-      if (bRegular) [[likely]] {
+    if (verticals.nCodes != 0) {
+      if (DecodeVerticals(verticals, b1, a0, pNext)) [[likely]] {
         in.Skip(verticals.nBits);
         pNext += verticals.nCodes;
         b1 += verticals.nCodes;
@@ -143,19 +146,20 @@ LineResult DecodeTwoDimensional(BitReader& reader, int nWidth, const Line& refer
       in.Skip(code.nBits);
       *pNext++ = static_cast<uint16_t>(a1);
       a0 = a1;
+      if (a1 == nWidth) break;
       // The next b1 has the other colour. It is the element behind the old one or,
-      // left of that, the one before; further on by two while not right of a1.
-      const uint16_t* const pBehind = b1 + 1;
+      // for VL, the one before; two further on if that is not right of a1, and only
+      // behind VR(3) that may be so twice.
       b1 += code.nOffset < 0 ? -1 : 1;
-      while (*b1 <= a1 && a1 < nWidth) b1 += 2;
-      bRegular = b1 == pBehind;
+      b1 += 2 * static_cast<int>(*b1 <= a1);
+      if (code.nOffset == 3) [[unlikely]]
+        b1 += 2 * static_cast<int>(*b1 <= a1);
     } else if (code.mode == Mode::Pass) {
-      in.Skip(code.nBits);
+      in.Skip(kPassBits);
       a0 = b1[1];
       b1 += 2;
     } else if (code.mode == Mode::Horizontal) {
-      in.Skip(code.nBits);
-      in.Refill();
+      in.Skip(kHorizontalBits);
       const bool bBlack = (pNext - pFirst) % 2 != 0;
       a0 = std::max(a0, 0);
       const RunsEntry& runs = (bBlack ? kRunsFromBlack : kRunsFromWhite)[in.Peek(kRunsBits)];
@@ -166,6 +170,7 @@ LineResult DecodeTwoDimensional(BitReader& reader, int nWidth, const Line& refer
         pNext += 2;
         a0 += runs.aEnds[1];
       } else {
+        in.Refill();
         const int nRun1 = TakeRun(in, bBlack);
         in.Refill();
         const int nRun2 = nRun1 < 0 ? kNoRunLength : TakeRun(in, !bBlack);

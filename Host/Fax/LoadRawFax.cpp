@@ -24,9 +24,9 @@ int K_LoadRawFax(_LOADDISPATCH* pDispatch, tagHANDLE* hFile, _LOADINFO* pInfo, v
   const int nWidth = static_cast<int>(pInfo->nWidth);
   const int nHeight = static_cast<int>(pInfo->nHeight);
 
-  const size_t nWords = fax::RowWords(nWidth);
+  const size_t nDrawn = fax::RowWords(nWidth) * sizeof(uint64_t);
   const size_t nRowBytes =
-      std::max(nWords * sizeof(uint64_t), static_cast<size_t>(std::max(pBitmap->nBytesPerLine, 0)));
+      std::max(nDrawn, static_cast<size_t>(std::max(pBitmap->nBytesPerLine, 0)));
   const fax::Memory row(nRowBytes);
   const fax::Memory line(fax::LineMemory(nWidth) * sizeof(uint16_t));
   const fax::Memory reference(fax::LineMemory(nWidth) * sizeof(uint16_t));
@@ -37,31 +37,29 @@ int K_LoadRawFax(_LOADDISPATCH* pDispatch, tagHANDLE* hFile, _LOADINFO* pInfo, v
                           (pInfo->uFlags & K_RAW_REVERSED_BITS) != 0};
   fax::PageDecoder decoder(*coding, nWidth, nHeight, source, line.As<uint16_t>(),
                            reference.As<uint16_t>());
-  bool bEndOfPage = false;
+  unsigned char* const pRow = row.As<unsigned char>();
+  fax::LineStatus status = fax::LineStatus::Decoded;
   for (int nRow = 0; nRow < nHeight; ++nRow) {
-    std::memset(row.As<unsigned char>(), 0, nRowBytes);
-    if (!bEndOfPage) {
-      switch (decoder.NextLine()) {
-        case fax::LineStatus::Decoded:
-          break;
-        case fax::LineStatus::Replaced:
-          pDispatch->nLoadError = K_ERROR_INVALID_FORMAT;
-          break;
-        case fax::LineStatus::EndOfPage:
-          bEndOfPage = true;
-          break;
-        case fax::LineStatus::EndOfData:
-          return K_ERROR_READ;
-        case fax::LineStatus::BadCode:
-          if (*coding == fax::Coding::Group4) pDispatch->nLoadError = K_ERROR_G4_DATA;
-          return K_ERROR_INVALID_FORMAT;
-      }
+    if (status != fax::LineStatus::EndOfPage) status = decoder.NextLine();
+    switch (status) {
+      case fax::LineStatus::Decoded:
+      case fax::LineStatus::EndOfPage:
+        break;
+      case fax::LineStatus::Replaced:
+        pDispatch->nLoadError = K_ERROR_INVALID_FORMAT;
+        break;
+      case fax::LineStatus::EndOfData:
+        return K_ERROR_READ;
+      case fax::LineStatus::BadCode:
+        if (*coding == fax::Coding::Group4) pDispatch->nLoadError = K_ERROR_G4_DATA;
+        return K_ERROR_INVALID_FORMAT;
     }
-    if (!bEndOfPage) fax::DrawLine(decoder.Current(), nWidth, row.As<uint64_t>());
+    // The callback may have changed the row, its padding too.
+    fax::DrawLine(decoder.Current(), nWidth, row.As<uint64_t>());
+    std::memset(pRow + nDrawn, 0, nRowBytes - nDrawn);
     const uint32_t uFlags =
         K_ROW_ALWAYS | (nRow == 0 ? K_ROW_FIRST : 0) | (nRow == nHeight - 1 ? K_ROW_LAST : 0);
-    const int nResult =
-        pfnCallback(pContext, pBitmap, row.As<unsigned char>(), uFlags, nRow, 1, pUserData);
+    const int nResult = pfnCallback(pContext, pBitmap, pRow, uFlags, nRow, 1, pUserData);
     if (nResult != K_SUCCESS) return nResult;
   }
   return K_SUCCESS;

@@ -86,6 +86,7 @@ LineStatus PageDecoder::StartOfLine() {
 
 LineStatus PageDecoder::NextLine() {
   const LineStatus start = m_coding == Coding::Group4 ? StartOfGroup4Line() : StartOfLine();
+  if (start == LineStatus::EndOfPage) m_line.End(m_line.pElements, m_nWidth);
   if (start != LineStatus::Decoded) return start;
 
   const LineResult result = m_bOneDimensional

@@ -27,7 +27,8 @@ class PageDecoder {
   // Decodes the next line. After a status other than Decoded and Replaced there
   // is none.
   LineStatus NextLine();
-  // The line decoded last.
+  // The line decoded last, or the line above in place of a damaged one; a white
+  // line at the end of the page.
   const Line& Current() const { return m_line; }
 
  private:
