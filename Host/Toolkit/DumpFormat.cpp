@@ -44,7 +44,7 @@ class TextDump : public DumpSink {
     char columns[64];
     std::string line;
     if (event.kind == DumpKind::Problem) {
-      std::snprintf(columns, sizeof(columns), "%10lld  !!  %22s",
+      std::snprintf(columns, sizeof(columns), "%10lld  !!%17s",
                     static_cast<long long>(event.offset), "");
       line.append(columns).append(indent).append("*** ").append(event.name);
     } else {

@@ -234,10 +234,9 @@ void SegmentWalker::CheckField(DumpEvent& event, int depth) {
   const unsigned id = IdOf(m_field);
   if (!IsReadable(m_field)) {
     m_stream.Problem(m_offset, 0, depth,
-                     *FieldName(id) == '\0' || id == (unsigned{SDF_EXTENDED} << 8) ||
-                             (IsExtended(m_field) && id != SDF_IMAGE_DATA)
-                         ? "images with this self-defining field can't be read"
-                         : "the field has a length or a value that can't be read");
+                     *FieldName(id) == '\0'
+                         ? "unknown: images with this self-defining field can't be read"
+                         : "images with this field, or this length or value of it, can't be read");
     if (++m_problems == kMaxProblems) {
       m_stream.Problem(m_offset + event.length, 0, depth,
                        "the rest of the segment isn't understood");

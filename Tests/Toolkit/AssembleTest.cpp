@@ -1,0 +1,290 @@
+#include "Host/Toolkit/Assemble.h"
+
+#include <sys/resource.h>
+
+#include <functional>
+#include <map>
+
+#include "Tests/Toolkit/EditedDocuments.h"
+
+namespace kz::test {
+namespace {
+
+using testing::HasSubstr;
+
+// Two documents, of five and three pages. Edits are compared with what their parts,
+// named by letters, come to: H and T what is before and behind the pages, 1 to 5 the
+// pages of one, a to c those of the other, g what stands between two pages.
+class AssembleTest : public testing::Test {
+ protected:
+  AssembleTest() {
+    for (int i = 1; i <= 5; ++i) m_parts[static_cast<char>('0' + i)] = NumberedPage(i);
+    for (int i = 1; i <= 3; ++i) m_parts[static_cast<char>('`' + i)] = NumberedPage(10 + i);
+    m_parts['H'] = Comment("before") + Begin("FIRST") + Comment("inside");
+    m_parts['T'] = Comment("behind") + End("FIRST") + Bytes(3, 0);
+    m_parts['g'] = Comment("between");
+    m_parts['h'] = Begin("OTHER");
+    m_parts['t'] = End("OTHER");
+    m_first = Indexed(m_folder.File("first", Parts("H12g345T")));
+    m_other = Indexed(m_folder.File("other", Parts("habct")));
+  }
+
+  Bytes Parts(const std::string& names) const {
+    Bytes bytes;
+    for (const char name : names) bytes = bytes + m_parts.at(name);
+    return bytes;
+  }
+
+  std::vector<PagePick> Picks(const std::string& names) const {
+    std::vector<PagePick> picks;
+    for (const char name : names) {
+      const bool first = name <= '9';
+      picks.push_back({first ? &m_first : &m_other, first ? name - '0' : name - '`'});
+    }
+    return picks;
+  }
+
+  std::string Out() const { return m_folder / "out"; }
+
+  TemporaryFolder m_folder;
+  std::map<char, Bytes> m_parts;
+  PageIndex m_first;
+  PageIndex m_other;
+};
+
+TEST_F(AssembleTest, EditsMoveNothingButPages) {
+  struct Case {
+    std::function<Outcome()> edit;
+    const char* expected;
+  };
+  const Case cases[] = {
+      {[&] { return InsertPages(m_first, 0, Picks("b"), Out()); }, "Hb12g345T"},
+      {[&] { return InsertPages(m_first, 2, Picks("ca"), Out()); }, "H12cag345T"},
+      {[&] { return InsertPages(m_first, 5, Picks("a"), Out()); }, "H12g345aT"},
+      {[&] { return InsertPages(m_first, 1, Picks("55"), Out()); }, "H1552g345T"},
+      {[&] { return ReplacePage(m_first, 1, Picks("a"), Out()); }, "Ha2g345T"},
+      {[&] { return ReplacePage(m_first, 3, Picks("abc"), Out()); }, "H12gabc45T"},
+      {[&] { return ReplacePage(m_first, 5, Picks("1"), Out()); }, "H12g341T"},
+      {[&] { return DeletePages(m_first, {1}, Out()); }, "H2g345T"},
+      {[&] {
+         return DeletePages(m_first, {5, 2, 3, 3}, Out());
+       },
+       "H1g4T"},
+      {[&] { return AssembleDocument(Picks("12345"), Out()); }, "H12g345T"},
+      {[&] { return AssembleDocument(Picks("12345ba"), Out()); }, "H12g345baT"},
+      {[&] { return AssembleDocument(Picks("543"), Out()); }, "H543T"},
+      {[&] { return AssembleDocument(Picks("a23ac"), Out()); }, "ha2g3act"},
+      {[&] { return SplitPage(m_first, 4, Out()); }, "H4T"},
+  };
+  for (const Case& c : cases) {
+    const Outcome outcome = c.edit();
+    EXPECT_TRUE(outcome.Ok()) << c.expected << ": " << outcome.what;
+    EXPECT_TRUE(FileBytes(Out()) == Parts(c.expected)) << c.expected;
+  }
+}
+
+TEST_F(AssembleTest, AFileMayBecomeItsOwnEdit) {
+  ASSERT_TRUE(InsertPages(m_first, 0, Picks("5a"), m_first.file).Ok());
+  EXPECT_EQ(FileBytes(m_first.file), Parts("H5a12g345T"));
+  // The index is that of the file before.
+  const Outcome outcome = DeletePages(m_first, {1}, Out());
+  EXPECT_EQ(outcome.status, -7);
+  EXPECT_THAT(outcome.what, HasSubstr("has changed"));
+}
+
+TEST_F(AssembleTest, RefusesAndLeavesWhatWasThere) {
+  const PageIndex bare = Indexed(Sample("letter-g4.ica"));
+  const Bytes before = Comment("what was there");
+  m_folder.File("out", before);
+  struct Case {
+    std::function<Outcome()> edit;
+    int status;
+    const char* words;
+  };
+  const Case cases[] = {
+      {[&] { return InsertPages(m_first, 6, Picks("a"), Out()); }, -9, "has no page 6, the last"},
+      {[&] { return InsertPages(m_first, -1, Picks("a"), Out()); }, -9, "has no page -1"},
+      {[&] {
+         return InsertPages(m_first, 1, {{&m_other, 4}}, Out());
+       },
+       -9, "other has no page 4"},
+      {[&] { return InsertPages(m_first, 1, {}, Out()); }, -9, "no pages to put in"},
+      {[&] { return ReplacePage(m_first, 0, Picks("a"), Out()); }, -9, "has no page 0"},
+      {[&] {
+         return DeletePages(m_first, {1, 2, 3, 4, 5}, Out());
+       },
+       -9, "can't be removed"},
+      {[&] { return DeletePages(m_first, {7}, Out()); }, -9, "has no page 7"},
+      {[&] { return DeletePages(bare, {1}, Out()); }, -9, "bare IOCA file"},
+      {[&] { return ReplacePage(bare, 1, Picks("a"), Out()); }, -9, "bare IOCA file"},
+      {[&] { return AssembleDocument({}, Out()); }, -9, "at least one page"},
+      {[&] { return SplitPage(bare, 2, Out()); }, -9, "has no page 2"},
+      {[&] { return SplitPage(m_first, 1, m_folder / "no/where"); }, -14, ""},
+  };
+  for (const Case& c : cases) {
+    const Outcome outcome = c.edit();
+    EXPECT_EQ(outcome.status, c.status) << c.words << outcome.what;
+    EXPECT_THAT(outcome.what, HasSubstr(c.words));
+    EXPECT_EQ(FileBytes(Out()), before) << c.words;
+  }
+}
+
+TEST_F(AssembleTest, PagesFollowTheCarriageControlOfTheirDocument) {
+  const Style with{true, {}, false};
+  const Bytes scattered = Field(0xA8AF, {}, with) + Field(0xA8FB) +
+                          PictureData(NumberedSegment(7), {30}, with) + Field(0xA9FB, {}, with) +
+                          Field(0xA9AF);
+  // A saved document has no 0x5A before End Document.
+  const PageIndex controlled = Indexed(
+      m_folder.File("controlled", Begin("C", with) + NumberedPage(6, with) + Comment("gap", with) +
+                                      NumberedPage(8, with) + End("C")));
+  const PageIndex mixed =
+      Indexed(m_folder.File("mixed", Begin("M") + scattered + NumberedPage(9) + End("M")));
+  EXPECT_EQ(controlled.prefix, FieldPrefix::All);
+  EXPECT_EQ(mixed.prefix, FieldPrefix::Some);
+
+  ASSERT_TRUE(InsertPages(controlled, 1, {{&m_first, 2}, {&mixed, 1}}, Out()).Ok());
+  EXPECT_EQ(Prefixes(FileBytes(Out())), FieldPrefix::All);
+  EXPECT_EQ(Pages(FileBytes(Out())), (std::vector<Bytes>{NumberedPage(6), NumberedPage(2),
+                                                         Pages(scattered)[0], NumberedPage(8)}));
+
+  ASSERT_TRUE(
+      AssembleDocument({{&m_other, 1}, {&controlled, 1}, {&controlled, 2}, {&mixed, 1}}, Out())
+          .Ok());
+  EXPECT_EQ(Prefixes(FileBytes(Out())), FieldPrefix::None);
+  EXPECT_EQ(Pages(FileBytes(Out())), (std::vector<Bytes>{NumberedPage(11), NumberedPage(6),
+                                                         NumberedPage(8), Pages(scattered)[0]}));
+
+  // A mixed document takes pages as they come.
+  ASSERT_TRUE(InsertPages(mixed, 0, {{&controlled, 1}}, Out()).Ok());
+  EXPECT_EQ(FileBytes(Out()),
+            Begin("M") + NumberedPage(6, with) + scattered + NumberedPage(9) + End("M"));
+}
+
+TEST_F(AssembleTest, PageGroupsAndDocumentsStayWellFormed) {
+  const Bytes open1 = Field(0xA8AD, Name("G1")), close1 = Field(0xA9AD, Name("G1"));
+  const Bytes open2 = Field(0xA8AD, Name("G2")), close2 = Field(0xA9AD, Name("G2"));
+  const Bytes one = NumberedPage(1), two = NumberedPage(2);
+  const PageIndex groups = Indexed(
+      m_folder.File("groups", Begin("A") + open1 + one + close1 + open2 + two + close2 + End("A")));
+  const PageIndex documents =
+      Indexed(m_folder.File("two", Begin("A") + one + End("A") + Begin("B") + two + End("B")));
+  struct Case {
+    std::function<Outcome()> edit;
+    Bytes expected;
+  };
+  const Case cases[] = {
+      // Complete and first, the pages keep their groups; others join the last.
+      {[&] {
+         return AssembleDocument({{&groups, 1}, {&groups, 2}, {&m_other, 1}}, Out());
+       },
+       Begin("A") + open1 + one + close1 + open2 + two + Parts("a") + close2 + End("A")},
+      {[&] {
+         return AssembleDocument({{&groups, 2}, {&groups, 1}}, Out());
+       },
+       Begin("A") + two + one + End("A")},
+      {[&] { return DeletePages(groups, {2}, Out()); },
+       Begin("A") + open1 + one + close1 + open2 + close2 + End("A")},
+      {[&] { return SplitPage(documents, 2, Out()); }, Begin("A") + two + End("A")},
+      {[&] { return InsertPages(documents, 2, Picks("a"), Out()); },
+       Begin("A") + one + End("A") + Begin("B") + two + Parts("a") + End("B")},
+  };
+  for (const Case& c : cases) {
+    const Outcome outcome = c.edit();
+    EXPECT_TRUE(outcome.Ok()) << outcome.what;
+    EXPECT_EQ(FileBytes(Out()), c.expected);
+  }
+}
+
+TEST_F(AssembleTest, PagesOfAllSamplesShowTheSamePictures) {
+  const std::vector<std::string> names = {"letter-g4.ica", "report-g4.mda", "report-mixed.afp",
+                                          "letter-scattered.afp", "formatter.afp"};
+  std::vector<Bytes> pictures;
+  std::vector<PageIndex> indexes;
+  for (const std::string& name : names) indexes.push_back(Indexed(Sample(name)));
+  // Whichever file comes first gives the document.
+  for (size_t first = 0; first < indexes.size(); ++first) {
+    std::vector<PagePick> picks;
+    std::vector<Bytes> expected;
+    for (size_t i = 0; i < indexes.size(); ++i) {
+      const PageIndex& index = indexes[(first + i) % indexes.size()];
+      for (int page = static_cast<int>(index.pages.size()); page >= 1; --page) {
+        picks.push_back({&index, page});
+        expected.push_back(Picture(index.file, page));
+      }
+    }
+    const Outcome outcome = AssembleDocument(picks, Out());
+    ASSERT_TRUE(outcome.Ok()) << outcome.what;
+    EXPECT_EQ(Pages(FileBytes(Out())).size(), picks.size());
+    EXPECT_TRUE(Indexed(Out()).PagesAreImages());
+    ASSERT_EQ(CountImages(Out()), static_cast<int>(picks.size()));
+    for (size_t i = 0; i < picks.size(); ++i) {
+      EXPECT_TRUE(Picture(Out(), static_cast<int>(i) + 1) == expected[i])
+          << names[first] << " first, page " << i + 1;
+    }
+  }
+}
+
+TEST_F(AssembleTest, ABareImageGetsThePageThatADocumentHas) {
+  const PageIndex bare = Indexed(Sample("letter-g4.ica"));
+  const PageIndex report = Indexed(Sample("report-g4.mda"));
+  const PageIndex mixed = Indexed(Sample("report-mixed.afp"));
+  const std::vector<PagePick> pick = {{&bare, 1}};
+  ASSERT_TRUE(AssembleDocument(pick, Out()).Ok());
+  const Bytes alone = FileBytes(Out());
+  // The report's first page is the same picture, in a page that others made.
+  const Bytes expected = FileBytes(report.file);
+  const auto envelope = [](const Bytes& page) {
+    Bytes fields;
+    for (const WalkedField& field : Walk(page)) {
+      if (field.code != 0xEEFB) fields = fields + field.bytes;
+    }
+    return fields;
+  };
+  ASSERT_EQ(Pages(alone).size(), 1u);
+  EXPECT_EQ(envelope(Pages(alone)[0]), envelope(Pages(expected)[0]));
+  EXPECT_EQ(Walk(alone).front().bytes, Walk(expected).front().bytes);
+  EXPECT_EQ(Walk(alone).back().bytes, Walk(expected).back().bytes);
+  Bytes segment;
+  for (const WalkedField& field : Walk(alone)) {
+    EXPECT_LE(field.bytes.size(), 8188u);
+    if (field.code == 0xEEFB) segment = segment + field.Data();
+  }
+  EXPECT_EQ(segment, FileBytes(bare.file));
+
+  ASSERT_TRUE(InsertPages(mixed, 0, pick, Out()).Ok());
+  EXPECT_EQ(Prefixes(FileBytes(Out())), FieldPrefix::All);
+  EXPECT_EQ(Picture(Out(), 1), Picture(bare.file, 1));
+  ASSERT_TRUE(SplitPage(bare, 1, Out()).Ok());
+  EXPECT_EQ(FileBytes(Out()), FileBytes(bare.file));
+}
+
+TEST_F(AssembleTest, ManyFilesNeedFewDescriptors) {
+  std::vector<PageIndex> indexes;
+  std::vector<PagePick> picks;
+  constexpr int count = 200;
+  for (int i = 0; i < count; ++i) {
+    const std::string name = "scan" + std::to_string(i);
+    indexes.push_back(Indexed(m_folder.File(name, NumberedSegment(i))));
+  }
+  for (const PageIndex& index : indexes) picks.push_back({&index, 1});
+  rlimit before;
+  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+  const rlimit few = {64, before.rlim_max};
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &few), 0);
+  const Outcome outcome = AssembleDocument(picks, Out());
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
+  ASSERT_TRUE(outcome.Ok()) << outcome.what;
+  const std::vector<Bytes> assembled = Pages(FileBytes(Out()));
+  ASSERT_EQ(assembled.size(), static_cast<size_t>(count));
+  for (int i = 0; i < count; ++i) {
+    Bytes segment;
+    for (const WalkedField& field : Walk(assembled[static_cast<size_t>(i)])) {
+      if (field.code == 0xEEFB) segment = segment + field.Data();
+    }
+    ASSERT_EQ(segment, NumberedSegment(i));
+  }
+}
+
+}  // namespace
+}  // namespace kz::test

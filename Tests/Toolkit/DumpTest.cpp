@@ -1,0 +1,218 @@
+#include "Host/Toolkit/Dump.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <random>
+
+#include "Host/Toolkit/Check.h"
+#include "Host/Toolkit/Text.h"
+#include "Tests/Toolkit/EditedDocuments.h"
+
+namespace kz::test {
+namespace {
+
+using testing::HasSubstr;
+
+struct Dumped {
+  std::string text;
+  int problems = 0;
+};
+
+Dumped Dump(const std::string& file, bool json = false) {
+  Dumped dumped;
+  const DumpOutput output = [&dumped](std::string_view line) {
+    dumped.text += line;
+    return true;
+  };
+  const auto sink = json ? MakeJsonDump(output) : MakeTextDump(output);
+  const Outcome outcome = DumpFile(file, {}, *sink, &dumped.problems);
+  EXPECT_TRUE(outcome.Ok()) << file << ": " << outcome.what;
+  return dumped;
+}
+
+std::vector<nlohmann::json> Events(const std::string& file) {
+  std::vector<nlohmann::json> events;
+  const std::string text = Dump(file, true).text;
+  for (size_t at = 0; at < text.size();) {
+    const size_t end = text.find('\n', at);
+    events.push_back(nlohmann::json::parse(text.substr(at, end - at)));
+    at = end + 1;
+  }
+  return events;
+}
+
+TEST(Dump, ReadsLikeATable) {
+  const TemporaryFolder folder;
+  const Style with{true, {0x01, 0xFE}, true};
+  const Bytes text = {0x2B, 0xD3, 0x04, 0xC7, 0x01, 0x00, 0x05, 0xDB, 0xC8, 0x89,
+                      0x5A, 0x03, 0x72, 0x00, 0x99, 0x2B, 0xD3, 0x09, 0xDA, 0xC1};
+  const Bytes segment = Bytes{0x70, 0x04, 0, 0, 0, 9, 0x91, 0x01, 0xFF} + ImageSize(16, 4, 1) +
+                        Parameter(0x95, {0x06, 0x04, 0x01}) + Parameter(0x96, {1}) +
+                        Parameter(0x97, {2}) + Parameter(0x9B, {0x80, 0x02, 0, 0, 0, 8, 4, 4}) +
+                        Parameter(0x9F, {1}) + ImageData(Bytes(10, 7)) + kEpilogue + Bytes{1, 2};
+  const Bytes file =
+      Begin("DOC") + Field(0xA8AF, Name("PAGE1"), with) + Comment("a comment") +
+      Field(0xEE9B, text) +
+      Field(0xA090, Bytes{7, 2, 0x0B, 0, 0xC1, 0xC2, 0xC3, 6, 0x36, 0, 0, 0xF4, 0xF2}) +
+      PictureData(segment, {40, 30, 500}) + Field(0xEEFF, {0xAB, 0xCD}) + Field(0xA9AF) +
+      End("DOC");
+  EXPECT_EQ(Dump(folder.File("all", file)).text,
+            R"(    offset     length  id      field
+         0         16  D3A8A8  BDT  Begin Document: name DOC
+        16  5A     19  D3A8AF    BPG  Begin Page: name PAGE1, extension 01FE
+        36         17  D3EEEE      NOP  No Operation: "a comment"
+        53         28  D3EE9B      PTX  Presentation Text Data
+        61          6  C7            AMI  Absolute Move Inline: value 256
+        67          5  DB            TRN  Transparent Data: "Hi]"
+        72          3  72            OVS  Overstrike: 00
+        75  !!                       *** no control sequence begins here; 1 byte is passed over
+        76          5  DA            TRN  Transparent Data: "A"
+        76  !!                       *** the field ends within the control sequence
+        81         21  D3A090      TLE  Tag Logical Element: qualified name ABC, value 42
+       102         48  D3EEFB      IPD  Image Picture Data
+       110          6  70            Begin Segment: name 00000009
+       116          3  91            Begin Image Content: FF
+       119         11  94            Image Size: unit base 10 centimetres, units 2000 x 1000, size 16 x 4
+       130          5  95            Image Encoding: compression RL4, recording unpadded RIDIC, bit order first pixel lowest
+       130  !!                       *** images of this compression can't be loaded
+       135          3  96            IDE Size: bits per pixel 1
+       138          3  97            Image LUT-ID: look up table 2
+       150         32  D3EEFB      IPD  Image Picture Data
+       141         10  9B            IDE Structure: flags 80, color space YCrCb, bits 8 4 4
+       159          3  9F            External Algorithm Specification: 01
+       159  !!                       *** images with this field, or this length or value of it, can't be read
+       162         14  FE92          Image Data: 10 bytes
+       176          2  93            End Image Content
+       178          2  71            End Segment
+       180  !!                       *** the segment goes on behind its end; 2 bytes are passed over
+       182         10  D3EEFF      ?: ABCD
+       192          8  D3A9AF    EPG  End Page
+       200         16  D3A9A8  EDT  End Document: name DOC
+)");
+}
+
+TEST(Dump, ShowsThePlaceAndTheCauseOfDamage) {
+  EXPECT_EQ(Dump(Sample("damaged-length.mda")).text,
+            R"(    offset     length  id      field
+         0         64  D3A8A8  BDT  Begin Document: qualified name B001116.B25632.M291091D.FODM01.
+        64          7  D3A8AF    BPG  Begin Page
+        64  !!                   *** no structured field can have the length 7; 8 bytes are passed over
+)");
+  const std::string truncated = Dump(Sample("damaged-truncated.mda")).text;
+  EXPECT_THAT(truncated, testing::EndsWith(
+                             R"(      8431       8188  D3EEFB        IPD  Image Picture Data
+      8439       8180  FE92            Image Data: 8176 bytes
+      8431  !!                       *** the file ends within the field, 7619 bytes are missing
+      9000  !!                         *** the segment ends within Image Data, 7619 bytes are missing
+)"));
+
+  const TemporaryFolder folder;
+  const Bytes begin = Begin("A"), page = NumberedPage(1), end = End("A");
+  const std::string place = std::to_string(begin.size());
+  struct Case {
+    Bytes middle;  // between Begin Document and a page
+    const char* words;
+    bool goesOn;  // the page is shown
+  };
+  const Case cases[] = {
+      {{}, "Begin Page", true},
+      {{0, 8, 0xC3, 0xA8, 0xAF, 0, 0, 0}, "the class code is C3, not D3; 8 bytes are", true},
+      {{0x80, 0, 0xD3, 0xA8, 0xAF, 0, 0, 0}, "can have the length 32768; 8 bytes are", true},
+      {{0, 9, 0xD3, 0xEE, 0xEE, 0x80, 0, 0, 3}, "extension has a length that it can't", true},
+      {Bytes(5000, 0xD3), "no structured field: the class code is D3", false},
+      // The length reaches past the end, but the page is there nevertheless.
+      {{0x7F, 0xFF, 0xD3, 0xEE, 0xEE, 0, 0, 0}, "another begins within", true},
+      // The last byte belongs to the page.
+      {Bytes(100000, 0x5A), "99999 bytes are passed over", true},
+  };
+  for (const Case& c : cases) {
+    const Dumped dumped = Dump(folder.File("file", begin + c.middle + page + end));
+    if (c.goesOn) {
+      EXPECT_THAT(dumped.text, HasSubstr(c.words));
+      EXPECT_THAT(dumped.text, HasSubstr("Begin Page: name PAGE1"));
+      EXPECT_THAT(dumped.text, HasSubstr("End Document: name A"));
+    }
+    EXPECT_EQ(dumped.problems > 0, !c.middle.empty()) << c.words;
+  }
+  EXPECT_THAT(Dump(folder.File("empty", {})).text, HasSubstr("the file is empty"));
+  EXPECT_THAT(Dump(folder.File("text", Bytes(700, 'x'))).text, HasSubstr("700 bytes are passed"));
+  EXPECT_THAT(Dump(folder.File("padded", begin + end + Bytes(9, 0))).text,
+              HasSubstr("no structured field follows the document; 9 bytes are passed over"));
+}
+
+// All bytes of a sound file are shown, once: fields follow each other without a gap,
+// and so do the fields within the image segments.
+TEST(Dump, LeavesNothingOut) {
+  for (const char* name : {"report-g4.mda", "report-mixed.afp", "letter-scattered.afp",
+                           "formatter.afp", "letter-g4.ica"}) {
+    int64_t next = 0, segments = 0, pictureData = 0;
+    size_t fields = 0;
+    for (const nlohmann::json& event : Events(Sample(name))) {
+      const auto offset = event["offset"].get<int64_t>();
+      const auto length = event["length"].get<int64_t>();
+      ASSERT_NE(event["kind"], "problem") << name << event;
+      if (event["kind"] == "selfDefiningField") segments += length;
+      if (event["kind"] != "structuredField") continue;
+      ++fields;
+      EXPECT_EQ(offset, next) << name;
+      next = offset + length + (event["carriageControl"] ? 1 : 0);
+      if (event["acronym"] == "IPD") {
+        pictureData += length - 8;
+        if (event.contains("extension")) {
+          pictureData -= 1 + static_cast<int64_t>(event["extension"].get<std::string>().size() / 2);
+        }
+      }
+      EXPECT_NE(event["name"], "") << name;
+    }
+    const Bytes file = FileBytes(Sample(name));
+    const bool bare = fields == 0;
+    EXPECT_EQ(bare ? segments : next, static_cast<int64_t>(file.size())) << name;
+    if (bare) continue;
+    EXPECT_EQ(fields, Walk(file).size()) << name;
+    EXPECT_EQ(segments, pictureData) << name;
+  }
+}
+
+TEST(Dump, EndsWhenTheSinkHasEnough) {
+  int lines = 0;
+  const auto sink = MakeTextDump([&lines](std::string_view) { return ++lines < 3; });
+  EXPECT_TRUE(DumpFile(Sample("report-g4.mda"), {}, *sink).Ok());
+  EXPECT_EQ(lines, 3);
+  EXPECT_EQ(DumpFile(Sample("none"), {}, *sink).status, -10);
+  EXPECT_EQ(DumpFile(Sample("report-g4.mda"), {"no-such-code-page"}, *sink).status, -9);
+}
+
+// Whatever is in a file, everything that looks into it comes to an end and says so.
+TEST(Dump, DamagedFilesComeToAnEnd) {
+  const TemporaryFolder folder;
+  const Bytes text = {0x2B, 0xD3, 0x05, 0xDB, 0xC8, 0x89, 0x5A, 0x03, 0x72, 0x00};
+  const Bytes sound = Field(0xA8C6) + Field(0xA8CE, Name("RES1")) + Field(0xA9CE) + Field(0xA9C6) +
+                      Begin("DOC") + NumberedPage(1, {true, {}, false}) + Field(0xEE9B, text) +
+                      NumberedPage(2) + End("DOC");
+  std::mt19937 random(5);
+  int indexed = 0;
+  for (int round = 0; round < 400; ++round) {
+    Bytes damaged = sound;
+    for (unsigned i = 0; i < 1 + random() % 4; ++i) {
+      damaged[random() % damaged.size()] = static_cast<unsigned char>(random());
+    }
+    if (random() % 4 == 0) damaged.resize(random() % damaged.size());
+    const std::string file = folder.File("damaged", damaged);
+    const std::vector<nlohmann::json> events = Events(file);
+    EXPECT_LE(events.size(), damaged.size() + 1);
+    std::string ignored;
+    (void)ReadText(file, 0, kDefaultEncoding, ignored);
+    (void)CheckFile(file, {}, [](const CheckResult&) {});
+    PageIndex index;
+    if (!IndexPages(file, index).Ok() || index.bare || round % 8 != 0) continue;
+    ++indexed;
+    const std::string out = folder / "out";
+    const Outcome outcome = InsertPages(index, 0, {{&index, 1}}, out);
+    if (!outcome.Ok()) continue;
+    EXPECT_EQ(Pages(FileBytes(out)).size(), index.pages.size() + 1);
+  }
+  EXPECT_GT(indexed, 5);
+}
+
+}  // namespace
+}  // namespace kz::test

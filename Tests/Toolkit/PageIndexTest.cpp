@@ -1,0 +1,176 @@
+#include "Host/Toolkit/PageRange.h"
+#include "Tests/Toolkit/EditedDocuments.h"
+
+namespace kz::test {
+namespace {
+
+TEST(PageRange, NamesPagesInOrder) {
+  struct Case {
+    const char* text;
+    int pages;
+    std::vector<int> expected;  // empty: refused
+  };
+  const Case cases[] = {
+      {"2", 9, {2}},
+      {"1,3-5,9-", 10, {1, 3, 4, 5, 9, 10}},
+      {"z", 7, {7}},
+      {"z-1", 3, {3, 2, 1}},
+      {"5-3", 5, {5, 4, 3}},
+      {"3-z", 4, {3, 4}},
+      {"1,1,z,1", 2, {1, 1, 2, 1}},
+      {"9-", 9, {9}},
+      {"", 9, {}},
+      {"0", 9, {}},
+      {"1-0", 9, {}},
+      {"10", 9, {}},
+      {"3-10", 9, {}},
+      {"10-", 9, {}},
+      {",1", 9, {}},
+      {"1,", 9, {}},
+      {"1,,2", 9, {}},
+      {"-3", 9, {}},
+      {"--", 9, {}},
+      {"1-2-3", 9, {}},
+      {"1 ", 9, {}},
+      {" 1", 9, {}},
+      {"+1", 9, {}},
+      {"x", 9, {}},
+      {"zz", 9, {}},
+      {"99999999999", 9, {}},
+      {"1-2147483647", 9, {}},
+  };
+  for (const Case& c : cases) {
+    PageRange range;
+    std::vector<int> numbers;
+    Outcome outcome = range.Parse(c.text);
+    if (outcome.Ok()) outcome = range.Resolve(c.pages, numbers);
+    EXPECT_EQ(outcome.Ok(), !c.expected.empty()) << c.text;
+    if (outcome.Ok()) {
+      EXPECT_EQ(numbers, c.expected) << c.text;
+    } else {
+      EXPECT_FALSE(outcome.what.empty()) << c.text;
+    }
+  }
+}
+
+TEST(PageIndex, FindsThePagesOfEverySample) {
+  struct Case {
+    const char* name;
+    FieldPrefix prefix;
+    const char* note;
+    size_t groups;
+  };
+  const Case cases[] = {
+      {"report-g4.mda", FieldPrefix::None, "", 0},
+      {"report-mixed.afp", FieldPrefix::All, "", 0},
+      {"letter-scattered.afp", FieldPrefix::Some, "", 1},
+      {"formatter.afp", FieldPrefix::All, "page 1 has no image of its own", 1},
+  };
+  for (const Case& c : cases) {
+    const Bytes file = FileBytes(Sample(c.name));
+    const PageIndex index = Indexed(Sample(c.name));
+    EXPECT_FALSE(index.bare);
+    EXPECT_EQ(index.prefix, c.prefix) << c.name;
+    EXPECT_EQ(index.NumberingNote(), c.note) << c.name;
+    EXPECT_EQ(index.resourceGroups.size(), c.groups) << c.name;
+    EXPECT_EQ(index.imageObjects, CountImages(Sample(c.name))) << c.name;
+
+    const std::vector<Bytes> pages = Pages(file);
+    ASSERT_EQ(index.pages.size(), pages.size()) << c.name;
+    int64_t end = index.Head().end;
+    for (size_t i = 0; i < pages.size(); ++i) {
+      const ByteRange& bytes = index.pages[i].bytes;
+      const Bytes page =
+          Slice(file, static_cast<size_t>(bytes.begin), static_cast<size_t>(bytes.Size()));
+      EXPECT_EQ(Pages(page), std::vector<Bytes>{pages[i]}) << c.name << " " << i;
+      EXPECT_EQ(Walk(page).front().prefixed, page.front() == 0x5A);
+      // No sample has anything between its pages.
+      EXPECT_EQ(bytes.begin, end) << c.name << " " << i;
+      end = bytes.end;
+    }
+    EXPECT_EQ(index.Tail().begin, end) << c.name;
+    EXPECT_EQ(index.Size(), static_cast<int64_t>(file.size())) << c.name;
+  }
+
+  const PageIndex bare = Indexed(Sample("letter-g4.ica"));
+  EXPECT_TRUE(bare.bare);
+  ASSERT_EQ(bare.pages.size(), 1u);
+  EXPECT_EQ(bare.pages[0].bytes.Size(), bare.Size());
+}
+
+TEST(PageIndex, KnowsWhereImagesAndPagesDiffer) {
+  const TemporaryFolder folder;
+  const Bytes empty = Field(0xA8AF) + Field(0xA9AF);
+  const Bytes image = Field(0xA8FB) + PictureData(NumberedSegment(1)) + Field(0xA9FB);
+  const Bytes two = Field(0xA8AF) + image + image + Field(0xA9AF);
+  const Bytes group =
+      Field(0xA8C6) + Field(0xA8CE, Name("RES1")) + image + Field(0xA9CE) + Field(0xA9C6);
+  struct Case {
+    Bytes file;
+    const char* note;
+    std::vector<int> firstImages;
+  };
+  const Case cases[] = {
+      {Begin("A") + NumberedPage(1) + NumberedPage(2) + End("A"), "", {1, 2}},
+      {Begin("A") + NumberedPage(1) + empty + End("A"), "page 2 has no image of its own", {1, 0}},
+      {Begin("A") + two + NumberedPage(2) + End("A"), "page 1 has 2 images", {1, 3}},
+      {group + Begin("A") + NumberedPage(1) + End("A"), "1 image stands outside of the pages", {2}},
+  };
+  for (const Case& c : cases) {
+    const PageIndex index = Indexed(folder.File("document", c.file));
+    EXPECT_EQ(index.NumberingNote(), c.note);
+    ASSERT_EQ(index.pages.size(), c.firstImages.size()) << c.note;
+    for (size_t i = 0; i < c.firstImages.size(); ++i) {
+      EXPECT_EQ(index.pages[i].firstImage, c.firstImages[i]) << c.note;
+    }
+  }
+}
+
+TEST(PageIndex, SaysWhereADocumentIsWrong) {
+  const TemporaryFolder folder;
+  const Bytes page = NumberedPage(1);
+  const Bytes begin = Begin("A");
+  const Bytes end = End("A");
+  const std::string behindPage = std::to_string(begin.size() + page.size());
+  const Bytes noEnd = Slice(page, 0, page.size() - 16);
+  struct Case {
+    Bytes file;
+    int status;
+    std::string words;
+  };
+  const Case cases[] = {
+      {{}, -7, "the file is empty"},
+      {{'G', 'I', 'F', '8', '9', 'a', 0, 0, 0}, -9, "neither an IOCA image nor a MO:DCA document"},
+      {page + end, -9, "Begin Page (BPG) outside of a document at byte 0"},
+      {begin + page, -7, "ends without an End Document field"},
+      {begin + noEnd, -7, "page 1, which begins at byte 16, has no End Page field before the file"},
+      {begin + noEnd + page + end, -9, "has no End Page field before Begin Page (BPG) at byte"},
+      {begin + noEnd + end, -9, "has no End Page field before End Document (EDT) at byte"},
+      {begin + page + Field(0xA9AF) + end, -9,
+       "End Page (EPG) without Begin Page at byte " + behindPage},
+      {begin + begin + page + end, -9, "Begin Document (BDT) within a document at byte 16"},
+      {end, -9, "End Document (EDT) without Begin Document at byte 0"},
+      {Field(0xEEEE), -9, "the file has no Begin Document field"},
+      {begin + page + Slice(end, 0, 12), -7,
+       "the file ends within the structured field at byte " + behindPage},
+      {begin + page + Bytes{0, 7, 0xD3, 0xA9, 0xA8, 0, 0, 0} + end, -9,
+       "no valid structured field at byte " + behindPage},
+      {Field(0xA8C6) + begin + page + end, -9, "no end of the resource group at byte 0"},
+  };
+  for (const Case& c : cases) {
+    PageIndex index;
+    const Outcome outcome = IndexPages(folder.File("document", c.file), index);
+    EXPECT_EQ(outcome.status, c.status) << c.words;
+    EXPECT_THAT(outcome.what, testing::HasSubstr(c.words));
+    EXPECT_TRUE(index.file.empty());
+  }
+  PageIndex index;
+  EXPECT_EQ(IndexPages(folder / "none", index).status, -10);
+  EXPECT_EQ(IndexPages(folder / ".", index).status, -10);
+  // Padding behind the document is no fault.
+  const PageIndex padded = Indexed(folder.File("padded", begin + page + end + Bytes(5, 0)));
+  EXPECT_EQ(padded.Tail().Size(), 16 + 5);
+}
+
+}  // namespace
+}  // namespace kz::test

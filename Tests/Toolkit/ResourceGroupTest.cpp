@@ -1,0 +1,135 @@
+#include "Tests/Toolkit/EditedDocuments.h"
+
+namespace kz::test {
+namespace {
+
+constexpr unsigned kIncludeObject = 0xAFC3;
+constexpr unsigned kObjectAreaDescriptor = 0xA66B;
+constexpr unsigned kObjectAreaPosition = 0xAC6B;
+constexpr unsigned kMapImageObject = 0xABFB;
+
+// A resource group with one overlay.
+Bytes OverlayGroup(const std::string& name, const Style& style = {}) {
+  return Field(0xA8C6, Name("GROUP"), style) + Field(0xA8CE, Name(name) + Bytes{0, 0}, style) +
+         Field(0xA8DF, Name(name), style) + Comment("an overlay", style) +
+         Field(0xA9DF, Name(name), style) + Field(0xA9CE, Name(name), style) +
+         Field(0xA9C6, Name("GROUP"), style);
+}
+
+Bytes IncludeOverlay(const std::string& name) { return Field(0xAFD8, Name(name) + Bytes(8, 0)); }
+
+TEST(ResourceGroups, ComeAlongWithThePagesThatNeedThem) {
+  const TemporaryFolder folder;
+  const Style with{true, {}, false};
+  const std::string out = folder / "out";
+  const auto file = [&](const char* name, const Bytes& bytes) {
+    return Indexed(folder.File(name, bytes));
+  };
+  const Bytes stamped = NumberedPage(1, {}, IncludeOverlay("STAMP"));
+  const Bytes elsewhere = NumberedPage(2, {}, IncludeOverlay("RESIDENT"));
+  const Bytes rest = stamped + elsewhere + End("S");
+  const PageIndex source = file("source", OverlayGroup("STAMP") + Begin("S") + rest);
+  const PageIndex plain = file("plain", Comment("c") + Begin("P") + NumberedPage(5) + End("P"));
+  const PageIndex same =
+      file("same", OverlayGroup("STAMP") + Begin("T") + NumberedPage(6) + End("T"));
+  const PageIndex controlled = file("controlled", OverlayGroup("STAMP", with) + Begin("C", with) +
+                                                      NumberedPage(7, with) + End("C", with));
+  const PageIndex other =
+      file("other", OverlayGroup("LOGO") + Begin("O") + NumberedPage(8) + End("O"));
+
+  struct Case {
+    const char* what;
+    const PageIndex* target;
+    PagePick pick;
+    Bytes expected;  // empty: refused
+  };
+  const Case cases[] = {
+      {"no group there",
+       &plain,
+       {&source, 1},
+       Comment("c") + OverlayGroup("STAMP") + Begin("P") + NumberedPage(5) + stamped + End("P")},
+      {"not in the group",
+       &plain,
+       {&source, 2},
+       Comment("c") + Begin("P") + NumberedPage(5) + elsewhere + End("P")},
+      {"the same group",
+       &same,
+       {&source, 1},
+       OverlayGroup("STAMP") + Begin("T") + NumberedPage(6) + stamped + End("T")},
+      {"a group that isn't needed",
+       &plain,
+       {&other, 1},
+       Comment("c") + Begin("P") + NumberedPage(5) + NumberedPage(8) + End("P")},
+      {"another group", &other, {&source, 1}, {}},
+      {"another group, not needed",
+       &other,
+       {&source, 2},
+       OverlayGroup("LOGO") + Begin("O") + NumberedPage(8) + elsewhere + End("O")},
+  };
+  for (const Case& c : cases) {
+    const Outcome outcome = InsertPages(*c.target, 1, {c.pick}, out);
+    EXPECT_EQ(outcome.Ok(), !c.expected.empty()) << c.what << ": " << outcome.what;
+    if (outcome.Ok()) {
+      EXPECT_EQ(FileBytes(out), c.expected) << c.what;
+    } else {
+      EXPECT_THAT(outcome.what, testing::HasSubstr("can have only one")) << c.what;
+    }
+  }
+  // The 0x5A makes no difference between groups.
+  ASSERT_TRUE(InsertPages(controlled, 1, {{&source, 1}}, out).Ok());
+  EXPECT_EQ(Pages(FileBytes(out)), (std::vector<Bytes>{NumberedPage(7), stamped}));
+  EXPECT_EQ(Prefixes(FileBytes(out)), FieldPrefix::All);
+  // Two pages that need different groups don't fit into one document.
+  const PageIndex logo = file("logo", OverlayGroup("LOGO") + Begin("L") +
+                                          NumberedPage(3, {}, IncludeOverlay("LOGO")) + End("L"));
+  EXPECT_EQ(AssembleDocument({{&plain, 1}, {&source, 1}, {&logo, 1}}, out).status, -9);
+}
+
+Bytes FieldOf(const Bytes& file, unsigned code) {
+  for (const WalkedField& field : Walk(file)) {
+    if (field.code == code) return field.Data();
+  }
+  return {};
+}
+
+// Images that pages include from the group stand in the pages afterwards, where the
+// page wanted them.
+TEST(ResourceGroups, IncludedImagesMoveIntoThePage) {
+  const TemporaryFolder folder;
+  const std::string out = folder / "out";
+  const PageIndex formatter = Indexed(Sample("formatter.afp"));
+  const Bytes source = FileBytes(formatter.file);
+  for (int page = 1; page <= 2; ++page) {
+    ASSERT_TRUE(SplitPage(formatter, page, out).Ok());
+    const Bytes split = FileBytes(out);
+    EXPECT_EQ(CountImages(out), 1);
+    EXPECT_EQ(Picture(out, 1), Picture(formatter.file, page));
+    EXPECT_EQ(Prefixes(split), FieldPrefix::All);
+    const std::vector<unsigned> codes = Codes(split);
+    EXPECT_THAT(codes, testing::Not(testing::Contains(0xA8C6u)));
+    EXPECT_THAT(codes, testing::Not(testing::Contains(kIncludeObject)));
+
+    const Bytes include = FieldOf(Pages(source)[static_cast<size_t>(page) - 1], kIncludeObject);
+    const Bytes position = FieldOf(split, kObjectAreaPosition);
+    EXPECT_EQ(Slice(position, 2, 6), Slice(include, 10, 6));  // origin of the area
+    EXPECT_EQ(Slice(position, 8, 4), Slice(include, 16, 4));  // its rotation
+    EXPECT_EQ(Slice(position, 13, 6), Bytes(6, 0));           // left open: the object's own
+    EXPECT_EQ(position.back(), 1);                            // of the page
+    const Bytes size = Slice(include, 27, 9);                 // triplet 4C
+    ASSERT_EQ(size[1], 0x4C);
+    EXPECT_THAT(FieldOf(split, kObjectAreaDescriptor), testing::IsSupersetOf(size));
+    EXPECT_EQ(FieldOf(split, kMapImageObject), (Bytes{0x00, 0x05, 0x03, 0x04, 0x20}));
+  }
+  // Put behind other pages, the page needs nothing else either.
+  const PageIndex report = Indexed(Sample("report-g4.mda"));
+  ASSERT_TRUE(InsertPages(report, 3, {{&formatter, 2}}, out).Ok());
+  EXPECT_EQ(Picture(out, 4), Picture(formatter.file, 2));
+  EXPECT_EQ(Prefixes(FileBytes(out)), FieldPrefix::None);
+  // Whole, the document keeps its group.
+  ASSERT_TRUE(AssembleDocument({{&formatter, 1}, {&formatter, 2}, {&report, 1}}, out).Ok());
+  EXPECT_EQ(Slice(FileBytes(out), 0, static_cast<size_t>(formatter.Tail().begin)),
+            Slice(source, 0, static_cast<size_t>(formatter.Tail().begin)));
+}
+
+}  // namespace
+}  // namespace kz::test

@@ -1,0 +1,169 @@
+#include "Host/Toolkit/Text.h"
+
+#include "Host/Toolkit/Check.h"
+#include "Tests/Toolkit/EditedDocuments.h"
+
+namespace kz::test {
+namespace {
+
+constexpr const char* kAscii = "ISO-8859-1";
+
+Bytes Transparent(const std::string& text, unsigned char type = 0xDA) {
+  return Bytes{0x2B, 0xD3, static_cast<unsigned char>(text.size() + 2), type} +
+         Bytes(text.begin(), text.end());
+}
+Bytes Text(const Bytes& sequences) { return Field(0xEE9B, sequences); }
+Bytes Page(const Bytes& content) { return Field(0xA8AF, Name("P")) + content + Field(0xA9AF); }
+
+TEST(Text, IsThatOfThePage) {
+  const TemporaryFolder folder;
+  const Bytes chain = Bytes{0x2B, 0xD3, 0x04, 0xC7, 0, 9} + Bytes{0x04, 0xDB, 'a', 'b'} +
+                      Bytes{0x04, 0xD3, 0, 50} + Bytes{0x03, 0xDB, 'c'} + Bytes{0x02, 0xF8};
+  const Bytes x = Transparent("x"), y = Transparent("y");
+  struct Case {
+    Bytes content;
+    const char* one;  // text of page 1
+    const char* all;
+  };
+  const Case cases[] = {
+      {Page(Text(x + y) + Text({})) + Page(Text(Transparent("later"))), "xy\n\n", "xy\n\nlater\n"},
+      {Page({}) + Page(Text(x)), "", "x\n"},
+      {Page(Text(Transparent(""))), "\n", "\n"},
+      {Page(Text(chain)), "ab\nc\n", "ab\nc\n"},
+      {Page(Text(Bytes{0x2B, 0xD3, 0x40, 0xDA, 'c', 'u', 't'})), "cut\n", "cut\n"},
+      {Page(Text(Bytes{'?', '?'} + x)), "x\n", "x\n"},
+      {Page(Text(x)) + Text(y) + Page({}), "x\ny\n", "x\ny\n"},
+  };
+  for (const Case& c : cases) {
+    const std::string file = folder.File("document", Begin("D") + c.content + End("D"));
+    std::string text;
+    EXPECT_TRUE(ReadText(file, 1, kAscii, text).Ok());
+    EXPECT_EQ(text, c.one);
+    EXPECT_TRUE(ReadText(file, 0, kAscii, text).Ok());
+    EXPECT_EQ(text, c.all);
+    // The filter's comment is the same where nothing is chained.
+    if (c.content == Page(Text(chain))) continue;
+    std::string raw, comment;
+    EXPECT_TRUE(ReadText(file, 0, kRawEncoding, raw).Ok());
+    EXPECT_TRUE(ReadComment(file, 1, comment).Ok());
+    EXPECT_EQ(raw, comment);
+  }
+}
+
+TEST(Text, IsInTheEncodingOfTheDocument) {
+  const TemporaryFolder folder;
+  const Bytes bytes = Transparent("\xC1\x4A\x5A\x51");
+  const std::string file = folder.File("document", Begin("D") + Page(Text(bytes)) + End("D"));
+  const std::pair<const char*, const char*> cases[] = {
+      {"cp500", "A[]\u00E9\n"}, {"cp037", "A\u00A2!\u00E9\n"}, {"ISO-8859-1", "\u00C1JZQ\n"},
+      {"ascii", "\uFFFDJZQ\n"}, {"raw", "\xC1JZQ\r\n"},
+  };
+  for (const auto& [encoding, expected] : cases) {
+    std::string text;
+    EXPECT_TRUE(ReadText(file, 1, encoding, text).Ok()) << encoding;
+    EXPECT_EQ(text, expected) << encoding;
+  }
+  std::string text;
+  EXPECT_EQ(ReadText(file, 1, "no-such-code-page", text).status, -9);
+}
+
+TEST(Text, OfTheFormatterAndOfFilesWithout) {
+  struct Case {
+    const char* name;
+    int page;
+    int status;
+    const char* text;
+  };
+  const Case cases[] = {
+      {"formatter.afp", 0, 1, "First page of\ntext\nSecond page of text\n"},
+      {"formatter.afp", 1, 1, "First page of\ntext\n"},
+      {"formatter.afp", 2, 1, "Second page of text\n"},
+      {"formatter.afp", 3, -9, ""},
+      {"report-g4.mda", 3, 1, ""},
+      {"letter-g4.ica", 0, 1, ""},
+      {"letter-g4.ica", 2, -9, ""},
+      {"damaged-length.mda", 0, -9, ""},
+      {"damaged-truncated.mda", 0, -7, ""},
+      {"none", 0, -10, ""},
+  };
+  for (const Case& c : cases) {
+    std::string text;
+    EXPECT_EQ(ReadText(Sample(c.name), c.page, kDefaultEncoding, text).status, c.status) << c.name;
+    EXPECT_EQ(text, c.text) << c.name;
+  }
+}
+
+TEST(Text, IsWholeHoweverLong) {
+  const TemporaryFolder folder;
+  // Ends of the buffer, and of the text, that could be taken for one another.
+  for (const size_t length : {65533u, 65534u, 65535u, 131070u, 400001u}) {
+    std::string expected;
+    Bytes content;
+    for (size_t left = length; left > 0;) {
+      std::string piece(std::min<size_t>(left, 250), '\0');
+      for (size_t i = 0; i < piece.size(); ++i) piece[i] = i % 3 == 0 ? '\xFF' : '\0';
+      left -= piece.size();
+      expected += piece + "\r\n";
+      content = content + Text(Transparent(piece));
+    }
+    // One field and its line end less than the text makes it as long as wanted.
+    const std::string file = folder.File("long", Begin("D") + Page(content) + End("D"));
+    std::string comment, raw;
+    EXPECT_TRUE(ReadComment(file, 1, comment).Ok());
+    EXPECT_TRUE(comment == expected) << length;
+    EXPECT_TRUE(ReadText(file, 1, kRawEncoding, raw).Ok());
+    EXPECT_TRUE(raw == expected) << length;
+  }
+  // A document that doesn't end gives what it has.
+  const std::string cut = folder.File("cut", Begin("D") + Page(Text(Transparent("here"))));
+  std::string text;
+  EXPECT_EQ(ReadText(cut, 1, kAscii, text).status, -7);
+  EXPECT_EQ(text, "here\n");
+  EXPECT_EQ(ReadComment(cut, 1, text).status, -7);
+  EXPECT_EQ(text, "here\r\n");
+}
+
+TEST(Check, NamesThePageAndTheReason) {
+  const TemporaryFolder folder;
+  const Bytes g4 = Segment(ImageSize(16, 4) + Encoding(0x82) + Parameter(0x96, {1}), {0, 0, 0, 0});
+  const Bytes damagedPage = Page(Field(0xA8FB) + PictureData(g4) + Field(0xA9FB));
+  struct Case {
+    std::string file;
+    std::vector<std::pair<int, int>> statuses;  // page (0: the file) and status
+    const char* words;                          // of the last that isn't right
+  };
+  const Case cases[] = {
+      {Sample("report-g4.mda"), {{1, 1}, {2, 1}, {3, 1}, {0, 1}}, ""},
+      {Sample("letter-g4.ica"), {{1, 1}, {0, 1}}, ""},
+      {Sample("formatter.afp"), {{1, 1}, {2, 1}, {0, 1}}, "page 1 has no image of its own"},
+      {Sample("damaged-length.mda"), {{0, -9}}, "byte 64"},
+      {Sample("damaged-truncated.mda"), {{1, -7}, {0, -7}}, "byte 8431"},
+      {folder.File("g4", Begin("D") + NumberedPage(1) + damagedPage + NumberedPage(2) + End("D")),
+       {{1, 1}, {2, -9}, {3, 1}, {0, 1}},
+       ""},
+      {folder.File("unended", Begin("D") + NumberedPage(1)),
+       {{1, 1}, {0, 1}},
+       "its pages can't be edited: the file ends without an End Document field"},
+      {folder.File("gone", Begin("D") + NumberedPage(1) + Bytes{1, 2, 3, 4, 5, 6, 7, 8, 9}),
+       {{1, 1}, {0, -9}},
+       "byte"},
+      {folder / "none", {{0, -10}}, ""},
+  };
+  for (const Case& c : cases) {
+    std::vector<std::pair<int, int>> statuses;
+    std::string words;
+    const Outcome outcome = CheckFile(c.file, {}, [&](const CheckResult& result) {
+      statuses.emplace_back(result.page, result.outcome.status);
+      words += result.outcome.what;
+      for (const std::string& warning : result.warnings) words += warning;
+    });
+    EXPECT_EQ(statuses, c.statuses) << c.file;
+    EXPECT_THAT(words, testing::HasSubstr(c.words)) << c.file;
+    const bool sound = std::all_of(c.statuses.begin(), c.statuses.end(),
+                                   [](const auto& page) { return page.second == 1; });
+    EXPECT_EQ(outcome.Ok(), sound) << c.file;
+  }
+}
+
+}  // namespace
+}  // namespace kz::test
