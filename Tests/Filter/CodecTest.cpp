@@ -1,0 +1,79 @@
+// ABIC loads with every kind of codec library, and with none.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+
+#include "API/Filters/Ica/Common/Ioca/CodecLoader.h"
+#include "Tests/Filter/FileBuilder.h"
+#include "Tests/Filter/LoadRoads.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string Probe(const std::string& libraryPath, const std::string& file, int depth) {
+  const std::string command = "LD_LIBRARY_PATH='" + libraryPath + "' '" KZ_PROBE "' '" + file +
+                              "' " + std::to_string(depth);
+  FILE* out = ::popen(command.c_str(), "r");
+  if (out == nullptr) return "not started";
+  char text[200] = {};
+  const size_t n = std::fread(text, 1, sizeof text - 1, out);
+  return ::pclose(out) == 0 ? std::string(text, n) : "failed";
+}
+
+TEST(Codec, IsFoundBesideTheKernelThenOnTheLoadersPath) {
+  const TemporaryFolder folder;
+  for (const std::string name : {"none", "stub", "path", "broken", "other", "real"}) {
+    fs::create_directory(folder / name);
+    if (name != "path") fs::copy_file(KZ_KERNEL, folder / (name + "/libkvkrn.so.19"));
+  }
+  fs::copy_file(KZ_STUB_CODEC, folder / "stub/KZABI.so");
+  fs::copy_file(KZ_STUB_CODEC, folder / "path/KZABI.so");
+  fs::copy_file(KZ_CODEC, folder / "real/KZABI.so");
+  fs::copy_file(KZ_KERNEL, folder / "other/KZABI.so");  // a library without the decoder
+  folder.File("broken/KZABI.so", Pattern(5000));
+  const auto file = [&](const std::string& data) {
+    return folder.File(data,
+                       Segment(ImageSize(20, 3) + Encoding(0x08), Bytes(data.begin(), data.end())));
+  };
+  struct Case {
+    const char* folders;
+    const char* data;
+    int depth;
+    const char* result;
+  };
+  const Case cases[] = {
+      {"none", "good", 1, "-823 0 0 0 0"},      {"broken", "good", 1, "-823 0 0 0 0"},
+      {"other", "good", 4, "-823 0 0 0 0"},     {"stub", "good", 1, "1 3 0 0 0"},
+      {"stub", "good", 4, "1 3 0 0 0"},         {"stub", "no block", 1, "-9 0 0 0 0"},
+      {"stub", "short block", 1, "-9 0 0 0 0"}, {"stub", "fails with a block", 1, "-55 0 0 0 0"},
+      {"path", "no block", 4, "-9 0 0 0 0"},    {"real", "fails with a block", 1, "1 3 0 0 0"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.folders << ", " << c.data << ", " << c.depth);
+    const std::string first = std::string(c.folders) == "path" ? "none" : c.folders;
+    const std::string path = folder / first + ":" + (folder / "path");
+    EXPECT_EQ(
+        Probe(first == "none" && first == c.folders ? folder / first : path, file(c.data), c.depth),
+        c.result);
+  }
+}
+
+TEST(Codec, UsersAreCounted) {
+  const K_DllLoader& loader = EmbeddedLoaders::g_aLoaders;
+  UnloadCodecLibrary();  // of nothing
+  for (int round = 0; round < 2; ++round) {
+    EXPECT_EQ(loader.IsLoaded(), 0);
+    EXPECT_EQ(LoadCodecLibrary(), 1);
+    EXPECT_EQ(LoadCodecLibrary(), 1);
+    EXPECT_NE(loader.IsFunctionOk("K_DecodeABIC"), 0);
+    EXPECT_NE(loader.IsFunctionOk("K_EncodeABIC"), 0);
+    EXPECT_EQ(loader.IsFunctionOk("fltLoad"), 0);
+    UnloadCodecLibrary();
+    EXPECT_NE(loader.IsLoaded(), 0) << "one user is left";
+    UnloadCodecLibrary();
+  }
+  EXPECT_EQ(loader.IsLoaded(), 0);
+}
+
+}  // namespace

@@ -1,0 +1,154 @@
+// Files that no code of the project wrote decode to their pictures, pixel for
+// pixel; and many threads at once load all kinds of files.
+#include <gtest/gtest.h>
+#include <png.h>
+
+#include <barrier>
+#include <thread>
+
+#include "API/Filters/Ica/Common/Ioca/CodecLoader.h"
+#include "Tests/Filter/LoadRequest.h"
+#include "Tests/Filter/LoadRoads.h"
+#include "Tests/Filter/MemoryFile.h"
+
+namespace {
+
+const std::string kSamples = KZ_SAMPLES "/";
+
+// A picture of the samples: rows of (width + 7) / 8 bytes, 1 = black.
+struct Picture {
+  explicit Picture(const std::string& name) {
+    png_image image = {};
+    image.version = PNG_IMAGE_VERSION;
+    EXPECT_NE(png_image_begin_read_from_file(&image, (kSamples + name).c_str()), 0);
+    image.format = PNG_FORMAT_GRAY;
+    Bytes grey(PNG_IMAGE_SIZE(image));
+    EXPECT_NE(png_image_finish_read(&image, nullptr, grey.data(), 0, nullptr), 0);
+    width = image.width;
+    height = image.height;
+    rowBytes = (width + 7) / 8;
+    rows.resize(rowBytes * height);
+    for (size_t i = 0; i < grey.size(); ++i) {
+      const size_t x = i % width;
+      if (grey[i] == 0)
+        rows[i / width * rowBytes + x / 8] |= static_cast<unsigned char>(0x80 >> x % 8);
+    }
+  }
+  size_t width, height, rowBytes;
+  Bytes rows;
+};
+
+const Picture& Letter() {
+  static const Picture picture("letter.png");
+  return picture;
+}
+const Picture& Halftone() {
+  static const Picture picture("halftone.png");
+  return picture;
+}
+const Picture& Odd() {
+  static const Picture picture("odd.png");
+  return picture;
+}
+
+struct Page {
+  const char* file;
+  int page;
+  const Picture& (*picture)();
+  uint32_t format, pages;
+  uint32_t x, y;  // dots per inch
+};
+constexpr Page kPages[] = {
+    {"letter-g4.ica", 1, Letter, 79, 1, 200, 200},
+    {"report-g4.mda", 1, Letter, 73, 3, 200, 200},
+    {"report-g4.mda", 2, Halftone, 73, 3, 96, 96},
+    {"report-g4.mda", 3, Odd, 73, 3, 150, 100},
+    {"report-mixed.afp", 1, Letter, 311, 6, 200, 200},
+    {"report-mixed.afp", 2, Letter, 309, 6, 200, 200},
+    {"report-mixed.afp", 3, Odd, 310, 6, 150, 100},
+    {"report-mixed.afp", 4, Odd, 313, 6, 150, 100},
+    {"report-mixed.afp", 5, Odd, 312, 6, 150, 100},
+    {"report-mixed.afp", 6, Halftone, 313, 6, 96, 96},
+    {"letter-scattered.afp", 1, Letter, 311, 1, 200, 200},
+    {"formatter.afp", 1, Letter, 312, 2, 200, 200},
+    {"formatter.afp", 2, Odd, 312, 2, 200, 200},
+};
+
+void ExpectPicture(const Page& page) {
+  const Picture& picture = page.picture();
+  LoadRequest load(static_cast<int>(picture.width), static_cast<int>(picture.height));
+  ASSERT_EQ(load(kSamples + page.file, page.page), 1) << page.file << " page " << page.page;
+  ASSERT_EQ(load.rows.size(), picture.height);
+  // What pads a row is the producer's affair.
+  Bytes loaded = load.Picture(picture.rowBytes);
+  const auto used = static_cast<unsigned char>(0xFF << (picture.rowBytes * 8 - picture.width));
+  for (size_t end = picture.rowBytes; end <= loaded.size(); end += picture.rowBytes) {
+    loaded[end - 1] &= used;
+  }
+  EXPECT_TRUE(loaded == picture.rows) << page.file << " page " << page.page;
+}
+
+TEST(Samples, DescriptionsAndPicturesAreThose) {
+  for (const Page& page : kPages) {
+    SCOPED_TRACE(testing::Message() << page.file << " page " << page.page);
+    tagHANDLE* file = K_RedirectedOpen((kSamples + page.file).c_str(), K_OPEN_READ, 0);
+    ASSERT_NE(file, K_InvalidHandle());
+    _IMAGEFILEINFO info = {};
+    _INFOOPTIONS infoOptions = {K_INFO_TOTAL_PAGES};
+    _LOADOPTIONS options = {sizeof options, 1, 1, 0, page.page};
+    _INFODISPATCH dispatch = {file, &info, &infoOptions, &options};
+    EXPECT_EQ(fltInfo(&dispatch), 1);
+    K_RedirectedClose(file);
+    const Picture& picture = page.picture();
+    EXPECT_EQ(info.nFormat, page.format);
+    EXPECT_EQ(info.nPageNumber, static_cast<uint32_t>(page.page));
+    EXPECT_EQ(info.nTotalPages, page.pages);
+    EXPECT_EQ(info.nWidth, picture.width);
+    EXPECT_EQ(info.nHeight, picture.height);
+    EXPECT_EQ(info.nBitsPerPixel, 1u);
+    EXPECT_EQ(info.nXResolution, page.x);
+    EXPECT_EQ(info.nYResolution, page.y);
+    ExpectPicture(page);
+  }
+  EXPECT_EQ(K_OpenFiles(), 0u);
+}
+
+TEST(Samples, DamagedFilesFail) {
+  LoadRequest load(1728, 2200);
+  EXPECT_EQ(load(kSamples + "damaged-truncated.mda"), -7);
+  EXPECT_EQ(load(kSamples + "damaged-length.mda"), -9);
+}
+
+TEST(Samples, EightThreadsLoadAllKindsAtOnce) {
+  constexpr int kThreads = 8;
+  constexpr int kRounds = 40;
+  for (const Road& road : Roads()) ASSERT_FALSE(road.picture.empty());
+  Letter(), Halftone(), Odd();
+  const size_t blocks = K_LiveBlocks();
+  std::barrier gate(kThreads);
+  {
+    std::vector<std::jthread> threads;
+    for (size_t thread = 0; thread < kThreads; ++thread) {
+      threads.emplace_back([&, thread] {
+        gate.arrive_and_wait();
+        for (const Page& page : kPages) {
+          if (page.picture != Letter || thread % 4 == 0) ExpectPicture(page);
+        }
+        MemoryFiles files;
+        for (size_t round = 0; round < kRounds; ++round) {
+          const Road& road = Roads()[(round + thread) % Roads().size()];
+          const Style style = {thread % 2 == 0, {1}, thread % 3 == 0};
+          files["file"] = round % 3 == 0 ? road.segment : Document({road.segment}, {50}, style);
+          LoadRequest load(road.width, road.height, road.depth);
+          ASSERT_EQ(load("file"), 1) << road.name;
+          ASSERT_EQ(load.Picture(road.bytesPerRow), road.picture) << road.name;
+        }
+      });
+    }
+  }
+  EXPECT_EQ(EmbeddedLoaders::g_aLoaders.IsLoaded(), 0);
+  EXPECT_EQ(K_LiveBlocks(), blocks) << "the threads' records are gone, too";
+  EXPECT_EQ(K_OpenFiles(), 0u);
+}
+
+}  // namespace
