@@ -1,12 +1,9 @@
 #include "Host/Toolkit/MemoryLoader.h"
 
-#include <algorithm>
-#include <climits>
-#include <cstring>
-
 #include "Host/Fax/Fax.h"
 #include "Host/Kernel/Kernel.h"
 #include "Host/Toolkit/Bitmap.h"
+#include "Host/Toolkit/FaxData.h"
 #include "Host/Toolkit/JpegCodec.h"
 #include "Host/Toolkit/RowConversion.h"
 
@@ -25,51 +22,6 @@ thread_local int t_damage = K_SUCCESS;
 
 // Raw-data flags of the view perspectives 1 to 8.
 constexpr uint32_t kPerspectiveFlags[] = {0x001, 0x200, 0x080, 0x040, 0x100, 0x010, 0x400, 0x020};
-
-// Data in memory that the fax library reads like a file: its address is the file
-// handle, so that the read routine needs no user data and leaves the host's alone.
-struct MemoryFile {
-  const unsigned char* data;
-  size_t left;
-
-  tagHANDLE* Handle() { return reinterpret_cast<tagHANDLE*>(this); }
-
-  static int Read(tagHANDLE* handle, unsigned char* buffer, unsigned int count, void*) {
-    auto* file = reinterpret_cast<MemoryFile*>(handle);
-    const size_t n = std::min({file->left, size_t{count}, size_t{INT_MAX}});
-    if (n > 0) std::memcpy(buffer, file->data, n);
-    file->data += n;
-    file->left -= n;
-    return static_cast<int>(n);
-  }
-};
-
-// Keeps the memory read routine in force for its lifetime.
-class MemoryReading {
- public:
-  MemoryReading() { Exchange(); }
-  ~MemoryReading() { Exchange(); }
-  MemoryReading(const MemoryReading&) = delete;
-  MemoryReading& operator=(const MemoryReading&) = delete;
-
- private:
-  void Exchange() {
-    K_FilterIO(nullptr, &m_routine, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-               nullptr);
-  }
-  K_ReadRoutine m_routine = MemoryFile::Read;
-};
-
-int TakeRows(void*, _BITMAPHANDLE* bitmap, unsigned char* rows, uint32_t, int row, int count,
-             void*) {
-  const size_t bytes = static_cast<size_t>(bitmap->nBytesPerLine);
-  for (int i = 0; i < count; ++i) {
-    const int stored =
-        K_PutBitmapRow(bitmap, rows + static_cast<size_t>(i) * bytes, row + i, bytes);
-    if (stored < 0) return stored;
-  }
-  return K_SUCCESS;
-}
 
 bool IsFaxFormat(uint32_t format) {
   return format == K_FAX_G3_1D || format == K_FAX_G3_2D || format == K_FAX_G4 ||
@@ -100,18 +52,11 @@ int LoadFax(const unsigned char* data, size_t size, _LOADINFO& info, Bitmap& bit
     status = bitmap.SetPalette(info.aPalette[0], 2);
     if (status != K_SUCCESS) return status;
   }
-  MemoryFile file{data + info.nDataOffset, size - static_cast<size_t>(info.nDataOffset)};
-  _LOADDISPATCH dispatch{};
-  dispatch.pBitmap = bitmap.Handle();
-  dispatch.pfnCallback = TakeRows;
-  {
-    const MemoryReading reading;
-    status = K_LoadRawFax(&dispatch, file.Handle(), &info, nullptr, bitmap.Handle(), TakeRows, 1,
-                          nullptr);
-  }
-  if (status == K_SUCCESS && dispatch.nLoadError < 0) t_damage = K_ERROR_INVALID_FORMAT;
-  // The caller takes 1 for success and negative values for failures, nothing else.
-  return status == K_SUCCESS || status < 0 ? status : K_ERROR_INVALID_FORMAT;
+  bool damaged = false;
+  status = DecodeFax(data + info.nDataOffset, size - static_cast<size_t>(info.nDataOffset), info, 0,
+                     bitmap, &damaged);
+  if (damaged) t_damage = K_ERROR_INVALID_FORMAT;
+  return status;
 }
 
 int LoadDescribed(const unsigned char* data, size_t size, int bitsPerPixel, Bitmap& bitmap) {

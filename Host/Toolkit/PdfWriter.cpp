@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "Host/Toolkit/FaxData.h"
 #include "Host/Toolkit/PictureFormats.h"
 #include "Host/Toolkit/RowConversion.h"
 

@@ -50,7 +50,4 @@ Outcome WriteBytes(int descriptor, const void* bytes, size_t count);
 // orientation is that of the TIFF tag and of Exif: 1 to 8, others leave it alone.
 Outcome ApplyOrientation(int orientation, Bitmap& bitmap);
 
-// Encodes a 1-bit picture as ITU-T T.6, top row first, 1 = black.
-Outcome EncodeGroup4(const Bitmap& bitmap, std::vector<unsigned char>& data);
-
 }  // namespace kz

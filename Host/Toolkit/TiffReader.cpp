@@ -6,7 +6,10 @@
 #include <cmath>
 #include <vector>
 
+#include "Host/Fax/Fax.h"
 #include "Host/Kernel/Kernel.h"
+#include "Host/Toolkit/Descriptor.h"
+#include "Host/Toolkit/FaxData.h"
 #include "Host/Toolkit/PictureFormats.h"
 #include "Host/Toolkit/RowConversion.h"
 #include "Host/Toolkit/TiffFile.h"
@@ -116,12 +119,47 @@ void TakeStoredRow(const unsigned char* from, const PageTags& tags, unsigned cha
   }
 }
 
-Outcome ReadStoredRows(TiffFile& file, const PageTags& tags, int depth, Bitmap& bitmap) {
-  int status = bitmap.Create(static_cast<int>(tags.width), static_cast<int>(tags.height), depth);
-  if (status == K_SUCCESS && tags.photometric == PHOTOMETRIC_PALETTE) {
-    status = SetColorMap(tags, bitmap);
+bool IsGroup4(TIFF* tiff, const PageTags& tags) {
+  uint16_t compression = COMPRESSION_NONE;
+  TIFFGetFieldDefaulted(tiff, TIFFTAG_COMPRESSION, &compression);
+  return compression == COMPRESSION_CCITTFAX4 && tags.bitsPerSample == 1;
+}
+
+// libtiff takes a Group 4 strip that ends too early for a good one and leaves rows
+// as they were; our own decoder doesn't.
+Outcome ReadGroup4Strips(TiffFile& file, const PageTags& tags, uint64_t fileSize, Bitmap& bitmap) {
+  uint32_t rowsPerStrip = tags.height;
+  uint16_t fillOrder = FILLORDER_MSB2LSB;
+  TIFFGetFieldDefaulted(file.Get(), TIFFTAG_ROWSPERSTRIP, &rowsPerStrip);
+  TIFFGetFieldDefaulted(file.Get(), TIFFTAG_FILLORDER, &fillOrder);
+  if (rowsPerStrip == 0) return Failure(K_ERROR_INVALID_FORMAT);
+  _LOADINFO info{};
+  info.nFormat = K_FAX_G4;
+  info.nWidth = tags.width;
+  info.nBitsPerPixel = 1;
+  info.uFlags = fillOrder == FILLORDER_LSB2MSB ? K_RAW_REVERSED_BITS : 0;
+  std::vector<unsigned char> data;
+  for (uint32_t row = 0, strip = 0; row < tags.height; row += info.nHeight, ++strip) {
+    const uint64_t size = TIFFGetStrileByteCount(file.Get(), strip);
+    if (size > fileSize) return Failure(K_ERROR_READ);
+    data.resize(static_cast<size_t>(size));
+    if (TIFFReadRawStrip(file.Get(), strip, data.data(), static_cast<tmsize_t>(size)) !=
+        static_cast<tmsize_t>(size)) {
+      return Failure(K_ERROR_READ);
+    }
+    info.nHeight = std::min(rowsPerStrip, tags.height - row);
+    bool damaged = false;
+    const int status =
+        DecodeFax(data.data(), data.size(), info, static_cast<int>(row), bitmap, &damaged);
+    if (status == K_ERROR_INVALID_FORMAT) return Failure(status, StatusText(K_ERROR_G4_DATA));
+    if (status != K_SUCCESS) return Failure(status);
   }
-  if (status != K_SUCCESS) return Failure(status);
+  if (tags.photometric != PHOTOMETRIC_MINISBLACK) return {};
+  for (int i = 0; i < bitmap.Height(); ++i) InvertBits(bitmap.TopDownRow(i), bitmap.Width());
+  return {};
+}
+
+Outcome ReadScanlines(TiffFile& file, const PageTags& tags, Bitmap& bitmap) {
   const tmsize_t rowBytes = TIFFScanlineSize(file.Get());
   const uint64_t needed = (uint64_t{tags.width} * tags.bitsPerSample + 7) / 8;
   if (rowBytes <= 0 || static_cast<uint64_t>(rowBytes) < needed) {
@@ -137,6 +175,17 @@ Outcome ReadStoredRows(TiffFile& file, const PageTags& tags, int depth, Bitmap& 
     TakeStoredRow(row.get(), tags, bitmap.TopDownRow(static_cast<int>(i)));
   }
   return {};
+}
+
+Outcome ReadStoredRows(TiffFile& file, const PageTags& tags, int depth, uint64_t fileSize,
+                       Bitmap& bitmap) {
+  int status = bitmap.Create(static_cast<int>(tags.width), static_cast<int>(tags.height), depth);
+  if (status == K_SUCCESS && tags.photometric == PHOTOMETRIC_PALETTE) {
+    status = SetColorMap(tags, bitmap);
+  }
+  if (status != K_SUCCESS) return Failure(status);
+  return IsGroup4(file.Get(), tags) ? ReadGroup4Strips(file, tags, fileSize, bitmap)
+                                    : ReadScanlines(file, tags, bitmap);
 }
 
 Outcome ReadColors(TiffFile& file, const PageTags& tags, Bitmap& bitmap) {
@@ -192,7 +241,7 @@ void SetResolution(TIFF* tiff, Bitmap& bitmap) {
 
 class TiffSource : public PictureSource {
  public:
-  explicit TiffSource(int descriptor) : m_file(descriptor, "r") {}
+  TiffSource(int descriptor, uint64_t fileSize) : m_fileSize(fileSize), m_file(descriptor, "r") {}
 
   // Notes where the directories of the pages are, so that any page is read without
   // walking there again.
@@ -224,14 +273,15 @@ class TiffSource : public PictureSource {
     if (!IsSanePicture(tags.width, tags.height, depth != 0 ? depth : 24)) {
       return Failure(K_ERROR_INVALID_FORMAT, "the picture has no size or is too large");
     }
-    Outcome outcome =
-        depth != 0 ? ReadStoredRows(m_file, tags, depth, bitmap) : ReadColors(m_file, tags, bitmap);
+    Outcome outcome = depth != 0 ? ReadStoredRows(m_file, tags, depth, m_fileSize, bitmap)
+                                 : ReadColors(m_file, tags, bitmap);
     if (!outcome.Ok()) return outcome;
     SetResolution(m_file.Get(), bitmap);
     return ApplyOrientation(tags.orientation, bitmap);
   }
 
  private:
+  uint64_t m_fileSize;
   TiffFile m_file;
   std::vector<uint64_t> m_pages;
 };
@@ -239,11 +289,12 @@ class TiffSource : public PictureSource {
 }  // namespace
 
 Outcome OpenTiff(int descriptor, std::unique_ptr<PictureSource>& source) {
-  if (::lseek(descriptor, 0, SEEK_SET) != 0) {
-    ::close(descriptor);
+  OwnedDescriptor file(descriptor);
+  const off_t size = ::lseek(descriptor, 0, SEEK_END);
+  if (size < 0 || ::lseek(descriptor, 0, SEEK_SET) != 0) {
     return Failure(K_ERROR_OPEN_READ, "a tif picture can't be read from a pipe");
   }
-  auto tiff = std::make_unique<TiffSource>(descriptor);
+  auto tiff = std::make_unique<TiffSource>(file.Release(), static_cast<uint64_t>(size));
   Outcome outcome = tiff->FindPages();
   if (outcome.Ok()) source = std::move(tiff);
   return outcome;

@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "Host/Toolkit/FaxData.h"
 #include "Host/Toolkit/PictureFormats.h"
 #include "Host/Toolkit/RowConversion.h"
 #include "Host/Toolkit/TiffFile.h"

@@ -163,6 +163,46 @@ TEST(PictureReader, TiffPagesOfManyKinds) {
   }
 }
 
+TEST(PictureReader, Group4StripsOfEveryKind) {
+  const Folder folder;
+  const Bitmap page = RandomBitmap(75, 20, 1);
+  for (const int photometric : {PHOTOMETRIC_MINISWHITE, PHOTOMETRIC_MINISBLACK}) {
+    for (const int fillOrder : {FILLORDER_MSB2LSB, FILLORDER_LSB2MSB}) {
+      for (const int rowsPerStrip : {1, 7, 20, 1000}) {
+        SCOPED_TRACE(testing::Message() << photometric << fillOrder << " " << rowsPerStrip);
+        TIFF* tiff = TIFFOpen((folder / "a.tif").c_str(), "w");
+        TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, 75);
+        TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, 20);
+        TIFFSetField(tiff, TIFFTAG_COMPRESSION, COMPRESSION_CCITTFAX4);
+        TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, photometric);
+        TIFFSetField(tiff, TIFFTAG_FILLORDER, fillOrder);
+        TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, rowsPerStrip);
+        for (int y = 0; y < 20; ++y) {
+          Bytes row(page.TopDownRow(y), page.TopDownRow(y) + page.BytesPerLine());
+          for (unsigned char& byte : row) byte ^= photometric == PHOTOMETRIC_MINISBLACK ? 0xFF : 0;
+          TIFFWriteScanline(tiff, row.data(), static_cast<uint32_t>(y));
+        }
+        TIFFClose(tiff);
+        Bitmap bitmap;
+        const Outcome outcome = Read(folder / "a.tif", bitmap);
+        ASSERT_TRUE(outcome.Ok()) << outcome.what;
+        EXPECT_EQ(LargestDifference(page, bitmap), 0);
+        // Half a strip is no strip, though libtiff says so.
+        if (rowsPerStrip < 20) continue;
+        tiff = TIFFOpen((folder / "a.tif").c_str(), "r");
+        Bytes strip(static_cast<size_t>(TIFFRawStripSize(tiff, 0)) / 2);
+        TIFFReadRawStrip(tiff, 0, strip.data(), static_cast<tmsize_t>(strip.size()));
+        TIFFClose(tiff);
+        tiff = TIFFOpen((folder / "a.tif").c_str(), "r+");
+        TIFFWriteRawStrip(tiff, 0, strip.data(), static_cast<tmsize_t>(strip.size()));
+        TIFFRewriteDirectory(tiff);
+        TIFFClose(tiff);
+        EXPECT_EQ(Read(folder / "a.tif", bitmap).status, K_ERROR_READ);
+      }
+    }
+  }
+}
+
 TEST(PictureReader, TurnedPagesStandUpright) {
   const Folder folder;
   // What each orientation shows of the stored corners 1, 2 (top) and 3, 4.
