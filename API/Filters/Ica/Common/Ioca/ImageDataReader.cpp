@@ -1,13 +1,17 @@
 #include "API/Filters/Ica/Common/Ioca/ImageDataReader.h"
 
 #include <algorithm>
+#include <climits>
 
 #include "API/Filters/Ica/Common/Ioca/BigEndian.h"
 #include "API/Filters/Ica/Common/Ioca/SelfDefiningField.h"
 #include "API/Filters/Ica/Common/Ioca/StructuredField.h"
 #include "API/Filters/Ica/Common/Thread.h"
 
-int ReadIPD(tagHANDLE* handle, unsigned char* buffer, unsigned int count) {
+namespace {
+
+// ReadIPD; with a null buffer the bytes are passed over.
+int TransferIPD(tagHANDLE* handle, unsigned char* buffer, unsigned int count) {
   if (count == 0) return 0;
   FilterThreadState* state = ThreadState();
   unsigned left = count;
@@ -24,18 +28,20 @@ int ReadIPD(tagHANDLE* handle, unsigned char* buffer, unsigned int count) {
       if (state->nIPDLeft == 0) continue;
     }
     const unsigned n = std::min(state->nIPDLeft, left);
-    if (!ReadBound(state, handle, buffer, n)) return -1;
+    if (buffer == nullptr) {
+      if (K_RedirectedSeek(handle, static_cast<int>(n), K_SEEK_CURRENT) < 0) return -1;
+    } else {
+      if (!ReadBound(state, handle, buffer, n)) return -1;
+      buffer += n;
+    }
     state->nIPDLeft -= n;
     left -= n;
-    buffer += n;
   }
   return static_cast<int>(count);
 }
 
-namespace {
-
-// What ReadIMG and ReadRawIMG share. Returns the bytes delivered, or -1 with
-// *status set.
+// What ReadIMG, ReadRawIMG and MeasureImageData share. Returns the bytes delivered
+// (with a null buffer: passed over), or -1 with *status set.
 int ReadImageData(FilterThreadState* state, tagHANDLE* handle, unsigned char* buffer,
                   unsigned count, int* status) {
   unsigned left = count;
@@ -51,18 +57,22 @@ int ReadImageData(FilterThreadState* state, tagHANDLE* handle, unsigned char* bu
       continue;
     }
     const unsigned n = std::min(state->nImageDataLeft, left);
-    if (ReadIPD(handle, buffer, n) != static_cast<int>(n)) {
+    if (TransferIPD(handle, buffer, n) != static_cast<int>(n)) {
       *status = K_ERROR_READ;
       return -1;
     }
     state->nImageDataLeft -= n;
     left -= n;
-    buffer += n;
+    if (buffer != nullptr) buffer += n;
   }
   return static_cast<int>(count - left);
 }
 
 }  // namespace
+
+int ReadIPD(tagHANDLE* handle, unsigned char* buffer, unsigned int count) {
+  return TransferIPD(handle, buffer, count);
+}
 
 int ReadIMG(tagHANDLE* handle, unsigned char* buffer, unsigned int count, void*) {
   if (count == 0) return 0;
@@ -78,6 +88,15 @@ int ReadIMG(tagHANDLE* handle, unsigned char* buffer, unsigned int count, void*)
 int ReadRawIMG(tagHANDLE* handle, unsigned char* buffer, unsigned int count, int* status) {
   if (count == 0) return 0;
   return ReadImageData(ThreadState(), handle, buffer, count, status);
+}
+
+int MeasureImageData(tagHANDLE* handle, uint32_t* pnSize) {
+  int status = K_SUCCESS;
+  const int size = ReadImageData(ThreadState(), handle, nullptr, INT_MAX, &status);
+  // Data that the file lacks can be passed over as well; the field behind them
+  // can't be read then.
+  *pnSize = size < 0 ? 0 : static_cast<uint32_t>(size);
+  return status;
 }
 
 int GetBufferData(tagHANDLE* handle, unsigned char* buffer, unsigned int size) {

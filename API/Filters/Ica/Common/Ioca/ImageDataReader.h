@@ -21,6 +21,10 @@ K_EXPORT int ReadIMG(tagHANDLE* handle, unsigned char* buffer, unsigned int coun
 // ReadICA_SDF; else it stays as it was.
 K_EXPORT int ReadRawIMG(tagHANDLE* handle, unsigned char* buffer, unsigned int count, int* status);
 
+// Passes over the image data from where the readers stand to the field that
+// follows them and counts their bytes. Returns 1, or the status of ReadRawIMG.
+int MeasureImageData(tagHANDLE* handle, uint32_t* pnSize);
+
 // Gathers the data of consecutive Image Data fields at the file's position with
 // the host's own reads, until size bytes are there or another field comes. Of a
 // field that does not fit into size bytes it keeps what fits and skips the rest.

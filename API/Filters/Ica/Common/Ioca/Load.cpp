@@ -128,36 +128,34 @@ int LoadJpegRoad(Loading* load, const CollectedData& data) {
   return SendFromMemory(load->dispatch, data, load->dispatch->pBitmap->nBitsPerPixel, &fileInfo);
 }
 
-// Sends the rows of a source, rowSize bytes each, straight from it. What the
-// source lacks of a row, and of the rows behind it, is 0.
-int SendSlices(_LOADDISPATCH* dispatch, unsigned char* source, size_t size, size_t rowSize) {
-  // The height ends it, too: a callback may answer 105 itself.
-  const int height = dispatch->pBitmap->nHeight;
-  const size_t whole = rowSize == 0 ? 0 : size / rowSize;
-  int result = K_MORE_ROWS;
-  int n = 1;
-  for (; result == K_MORE_ROWS && n <= height && static_cast<size_t>(n) <= whole; ++n) {
-    result = K_SendRawData(dispatch, source + static_cast<size_t>(n - 1) * rowSize, n);
-  }
-  if (result != K_MORE_ROWS || n > height) return result;
+// The rows go out as they are read. They are measured before the first: the row
+// size follows from the size of the whole, and data that end too early shall send
+// no row at all.
+int LoadUncompressedRoad(Loading* load) {
+  _LOADDISPATCH* dispatch = load->dispatch;
+  const ImageDataStart start(load->file, load->state);
+  uint32_t size = 0;
+  int status = MeasureImageData(load->file, &size);
+  if (status != K_SUCCESS) return status;
+  if (!start.Return()) return K_ERROR_READ;
 
+  const auto height = static_cast<uint32_t>(dispatch->pBitmap->nHeight);
+  const uint32_t rowSize = size / height + (size % height != 0 ? 1 : 0);
+  dispatch->pBitmap->nBytesPerLine = static_cast<int32_t>(rowSize);
   const LocalBuffer row(rowSize, __LINE__);
   if (!row) return K_ERROR_NO_MEMORY;
-  size_t rest = size - whole * rowSize;
-  std::memcpy(row.get(), source + (size - rest), rest);
-  for (; result == K_MORE_ROWS && n <= height; ++n) {
-    std::memset(row.get() + rest, 0, rowSize - rest);
-    result = K_SendRawData(dispatch, row.get(), n);
-    rest = 0;
+  int result = K_MORE_ROWS;
+  // The height ends it, too: a callback may answer 105 itself.
+  for (uint32_t n = 1; result == K_MORE_ROWS && n <= height; ++n) {
+    const uint32_t count = std::min(rowSize, size);
+    ReadRawIMG(load->file, row.get(), count, &status);
+    if (status != K_SUCCESS) return status;
+    size -= count;
+    // What the data lack of a row, and of the rows behind it, is 0.
+    if (count < rowSize) std::memset(row.get() + count, 0, rowSize - count);
+    result = K_SendRawData(dispatch, row.get(), static_cast<int>(n));
   }
   return result;
-}
-
-int LoadUncompressedRoad(_LOADDISPATCH* dispatch, const CollectedData& data) {
-  const auto height = static_cast<size_t>(dispatch->pBitmap->nHeight);
-  const size_t rowSize = (data.size + height - 1) / height;
-  dispatch->pBitmap->nBytesPerLine = static_cast<int32_t>(rowSize);
-  return SendSlices(dispatch, data.bytes.get(), data.size, rowSize);
 }
 
 int SetAbicPalette(_BITMAPHANDLE* bitmap) {
@@ -190,10 +188,14 @@ int LoadAbicRoad(_LOADDISPATCH* dispatch, CollectedData* data) {
       (WinGlobalSize != nullptr && WinGlobalSize(WinGlobalHandle(rows.get())) < size)) {
     return K_ERROR_INVALID_FORMAT;
   }
-  return SendSlices(dispatch, rows.get(), size, rowSize);
+  int result = K_MORE_ROWS;
+  for (int n = 1; result == K_MORE_ROWS && n <= bitmap->nHeight; ++n) {
+    result = K_SendRawData(dispatch, rows.get() + static_cast<size_t>(n - 1) * rowSize, n);
+  }
+  return result;
 }
 
-int LoadInMemory(Loading* load) {
+int LoadWithoutFax(Loading* load) {
   _LOADDISPATCH* dispatch = load->dispatch;
   _BITMAPHANDLE* bitmap = dispatch->pBitmap;
   if (bitmap->nHeight <= 0 || bitmap->nWidth <= 0) return K_ERROR_INVALID_FORMAT;
@@ -202,17 +204,11 @@ int LoadInMemory(Loading* load) {
     if (K_SetBitmapNewPalette(bitmap, whiteBlack, 2) <= 0) return K_ERROR_NO_MEMORY;
   }
   bitmap->nViewPerspective = K_VIEW_TOP_DOWN;
+  if (load->info.nFormat == RAW_UNCOMPRESSED) return LoadUncompressedRoad(load);
   CollectedData data;
   const int status = CollectImageData(load->file, load->state, &data);
   if (status != K_SUCCESS) return status;
-  switch (load->info.nFormat) {
-    case RAW_ABIC:
-      return LoadAbicRoad(dispatch, &data);
-    case RAW_UNCOMPRESSED:
-      return LoadUncompressedRoad(dispatch, data);
-    default:
-      return LoadJpegRoad(load, data);
-  }
+  return load->info.nFormat == RAW_ABIC ? LoadAbicRoad(dispatch, &data) : LoadJpegRoad(load, data);
 }
 
 }  // namespace
@@ -237,5 +233,5 @@ int fltLoad(_LOADDISPATCH* pDispatch) {
   InstalledReadRoutine readRoutine(state, ReadIMG);
   load.readRoutine = &readRoutine;
   const bool fax = row == nullptr || row->coding == Coding::Fax;
-  return fax ? LoadFaxRoad(&load, bitsPerPixel) : LoadInMemory(&load);
+  return fax ? LoadFaxRoad(&load, bitsPerPixel) : LoadWithoutFax(&load);
 }
