@@ -11,16 +11,16 @@ namespace fax {
 // The widest line: 0x7FFF pixels, rounded up to whole bytes.
 constexpr int kMaxWidth = 0x8000;
 
-// Elements that coding copies at a time.
-constexpr int kCopiedElements = 16;
+// Elements that coding takes at once, at most.
+constexpr int kElementsAtOnce = 8;
 // One element before the first may be read, and is 0. Behind the last stands the
 // width, kSentinels times: the imaginary changing element behind the line, which
-// b1 and b2 may be, and as many as may be copied from there.
-constexpr int kSentinels = kCopiedElements + 4;
+// b1 and b2 may be, and as many as may be taken at once from there.
+constexpr int kSentinels = kElementsAtOnce + 4;
 
 // Elements of memory that a line of nWidth pixels takes.
 constexpr size_t LineMemory(int nWidth) {
-  return static_cast<size_t>(nWidth) + 1 + kSentinels + kCopiedElements;
+  return static_cast<size_t>(nWidth) + 1 + kSentinels + kElementsAtOnce;
 }
 
 struct Line {

@@ -10,6 +10,9 @@ namespace {
 
 constexpr int kNoRunLength = -1;
 
+// What is taken between two calls of Refill.
+static_assert(kVerticalsBits <= kBitsAtHand && kHorizontalBits + kRunsBits <= kBitsAtHand);
+
 // Takes a run's codes. Returns the run, kNoRunLength for a bad code or a run
 // that is longer than any line.
 template <int nTableBits>
@@ -46,8 +49,9 @@ inline LineResult NoCode(const BitReader& in, std::string_view uncompressed) {
              : LineResult::BadCode;
 }
 
-// Eight elements, coded at once.
 using Lanes [[gnu::vector_size(16)]] = uint16_t;
+
+static_assert(sizeof(Lanes) == kElementsAtOnce * sizeof(uint16_t));
 
 inline Lanes LoadLanes(const void* pElements) {
   Lanes lanes;
@@ -68,12 +72,12 @@ inline bool DecodeVerticals(const VerticalsEntry& entry, const uint16_t* b1, int
   const Lanes before = LoadLanes(b1 - 1);
   const Lanes after = LoadLanes(b1 + 1);
   const Lanes a1 = LoadLanes(b1) + LoadLanes(pOffsets);
-  const Lanes a0s = before + LoadLanes(pOffsets - 1);  // but for the first
+  const Lanes a0OfOthers = before + LoadLanes(pOffsets - 1);  // not of the first code
   // The next b1, of the other colour, is `after` only if it is right of a1 and
   // `before` is not.
   Lanes wrong = reinterpret_cast<Lanes>(a1 < before) | reinterpret_cast<Lanes>(a1 >= after) |
-                (reinterpret_cast<Lanes>(a1 <= a0s) & kAllButFirst);
-  wrong &= LoadLanes(kCounts + 8 - entry.nCodes);
+                (reinterpret_cast<Lanes>(a1 <= a0OfOthers) & kAllButFirst);
+  wrong &= LoadLanes(kCounts + kElementsAtOnce - entry.nCodes);
   uint64_t aWrong[2];
   std::memcpy(aWrong, &wrong, sizeof aWrong);
   std::memcpy(pNext, &a1, sizeof a1);
@@ -91,6 +95,7 @@ LineResult DecodeOneDimensional(BitReader& reader, int nWidth, Line& line) {
   while (a0 < nWidth) {
     in.Refill();
     const auto& table = bBlack ? kRunsFromBlack : kRunsFromWhite;
+    // Short runs, in pairs, as long as the bits at hand last.
     int nLookUps = kBitsAtHand / kRunsBits;
     for (; nLookUps > 0; --nLookUps) {
       const RunsEntry& runs = table[in.Peek(kRunsBits)];
@@ -102,6 +107,7 @@ LineResult DecodeOneDimensional(BitReader& reader, int nWidth, Line& line) {
     }
     if (nLookUps == 0) continue;
 
+    // One run of any length.
     in.Refill();
     const int nRun = TakeRun(in, bBlack);
     if (nRun < 0 || nRun > nWidth - a0) {
@@ -126,6 +132,7 @@ LineResult DecodeTwoDimensional(BitReader& reader, int nWidth, const Line& refer
   LineResult result = LineResult::Complete;
   while (a0 < nWidth && result == LineResult::Complete) {
     in.Refill();
+    // Codes of Vertical mode, up to seven of them.
     const VerticalsEntry& verticals = kVerticals[in.Peek(kVerticalsBits)];
     if (verticals.nCodes != 0) {
       if (DecodeVerticals(verticals, b1, a0, pNext)) [[likely]] {
@@ -136,6 +143,7 @@ LineResult DecodeTwoDimensional(BitReader& reader, int nWidth, const Line& refer
         continue;
       }
     }
+    // One code of any mode.
     const ModeEntry& code = kModes[in.Peek(kModeBits)];
     if (code.mode == Mode::Vertical) {
       const int a1 = *b1 + code.nOffset;
@@ -155,10 +163,13 @@ LineResult DecodeTwoDimensional(BitReader& reader, int nWidth, const Line& refer
       if (code.nOffset == 3) [[unlikely]]
         b1 += 2 * static_cast<int>(*b1 <= a1);
     } else if (code.mode == Mode::Pass) {
+      // a0' is put below b2; the colour stays.
       in.Skip(kPassBits);
       a0 = b1[1];
       b1 += 2;
     } else if (code.mode == Mode::Horizontal) {
+      // The runs a0a1 and a1a2 follow; the first run of a line begins at its first
+      // pixel, not at the imaginary a0 before it.
       in.Skip(kHorizontalBits);
       const bool bBlack = (pNext - pFirst) % 2 != 0;
       a0 = std::max(a0, 0);

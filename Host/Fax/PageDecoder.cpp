@@ -40,13 +40,13 @@ bool SkipToEndOfLineCode(BitReader& in) {
 }  // namespace
 
 PageDecoder::PageDecoder(Coding coding, int nWidth, int nHeight, PieceSource& source,
-                         uint16_t* pLine, uint16_t* pReference)
+                         uint16_t* pLine, uint16_t* pNext)
     : m_coding(coding),
       m_nWidth(nWidth),
       m_nHeight(nHeight),
       m_reader(source.Start()),
       m_line(Line::White(pLine, nWidth)),
-      m_next(Line::White(pReference, nWidth)) {}
+      m_next(Line::White(pNext, nWidth)) {}
 
 LineStatus PageDecoder::StartOfGroup4Line() {
   m_bOneDimensional = false;

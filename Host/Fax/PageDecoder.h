@@ -20,7 +20,7 @@ class PageDecoder {
   // The lines have LineMemory(nWidth) elements; nWidth is 1 to kMaxWidth, nHeight
   // the lines of the page.
   PageDecoder(Coding coding, int nWidth, int nHeight, PieceSource& source, uint16_t* pLine,
-              uint16_t* pReference);
+              uint16_t* pNext);
   PageDecoder(const PageDecoder&) = delete;
   PageDecoder& operator=(const PageDecoder&) = delete;
 
