@@ -12,7 +12,8 @@ Bytes Text(const std::string& text) { return Bytes(text.begin(), text.end()); }
 
 // A Transparent Data sequence; its length byte counts itself and the type.
 Bytes Transparent(const std::string& text, int length = -1) {
-  const auto stated = static_cast<unsigned char>(length < 0 ? text.size() + 2 : length);
+  const auto stated =
+      static_cast<unsigned char>(length < 0 ? static_cast<int>(text.size()) + 2 : length);
   return Bytes{0x2B, 0xD3, stated, 0xDA} + Text(text);
 }
 Bytes Ptx(const Bytes& data, const Style& style = {}) { return Field(0xEE9B, data, style); }
@@ -102,6 +103,7 @@ TEST(Comment, TextRunsFromThePageWantedToTheEnd) {
       {"page 9 of 3", whole, 9, 3, 1, "", 3},
       {"page 9 of 2", whole, 9, 2, 1, "two\r\n", 2},
       {"no pages", whole, 2, 0, 1, "front\r\none\r\nbetween\r\ntwo\r\n", 0},
+      {"no pages, no Begin Document", Page(front) + Field(0xA9A8), 2, 0, -7, "", 0},
       {"more pages than there are", Document(pages), 4, 9, -7, "", 4},
       {"no End Document", endless, 1, 3, -7, "one\r\nbetween\r\ntwo\r\n", 1},
       {"cut in the text", Slice(endless, 0, 55), 1, 3, -7, "", 1},

@@ -53,6 +53,7 @@ TEST(SaveEncoder, DataFillFieldsAndOnlyTheLastHeaderIsMended) {
       {"one byte more", 253, 8, 8177, {8176, 1}, {8176, 8176, 1}},
       {"one byte", 253, 3, 1, {1}, {8176, 1}},
       {"rows across fields", 253, 32767, 3, {8176, 4112}, {8176, 8176, 4112}},
+      {"a row across a full field", 253, 104, 700, {8176, 924}, {8176, 8176, 924}},
       {"bare", 254, 584, 112, {8176}, {65535, 8176}},
       {"bare, full", 254, 40, 13107, {65535}, {65535}},
       {"bare, more than full", 254, 8192, 65, {65535, 1025}, {65535, 65535, 1025}},
@@ -68,7 +69,7 @@ TEST(SaveEncoder, DataFillFieldsAndOnlyTheLastHeaderIsMended) {
 }
 
 TEST(SaveEncoder, JpegDataAreStoredAsTheHostMadeThem) {
-  for (const size_t size : {0, 1, 500, 8176, 20000}) {
+  for (const size_t size : std::vector<size_t>{0, 1, 500, 8176, 20000}) {
     SaveRequest request(9, 3, 8);
     request.jpeg = Pattern(size);
     const Saved saved(request, 378);

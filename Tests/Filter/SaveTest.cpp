@@ -2,7 +2,6 @@
 // results are compared as whole files.
 #include <gtest/gtest.h>
 
-#include "API/Filters/Ica/Common/Thread.h"
 #include "Tests/Filter/FailingFiles.h"
 #include "Tests/Filter/SaveRequest.h"
 #include "Tests/Filter/WrittenFile.h"
@@ -30,11 +29,6 @@ Bytes OtherPage(unsigned char content, const Bytes& name = {}, const Style& styl
 }
 
 const Bytes kBang = Hex("404040404040405A");  // a name that ends in an exclamation mark
-
-FilterThreadState* State() {
-  return static_cast<FilterThreadState*>(
-      K_MyGetThreadData(&g_kzicaTls, kzicaAllocateThreadData, kzicaFreeThreadData, g_kzicaMutex));
-}
 
 // A file that must come out of a refused save as it was.
 class Untouched {
@@ -281,23 +275,6 @@ TEST(Save, PagesGoBehindTheFirstAndTakeThePlaceOfTheSecond) {
         }
       }
     }
-  }
-}
-
-TEST(Save, APageMuchShorterOrLongerThanTheOldOneLeavesNothingBehind) {
-  for (const auto& [before, after] : {std::pair{3000, 2}, {2, 3000}}) {
-    SaveRequest old(200, before, 1, 1);
-    SaveRequest added(200, after, 1, 2);
-    const TemporaryFolder folder;
-    const std::string path = folder / "f";
-    const Bytes pages[] = {PageOf(old, 312), PageOf(added, 312)};
-    ASSERT_EQ(old(path, 312), 1);
-    const Bytes begin = Slice(FileBytes(path), 0, 65);
-    ASSERT_EQ(old(path, 312, 2), 1);
-    ASSERT_EQ(old(path, 312, 3), 1);
-    ASSERT_EQ(added(path, 312, 1, kReplace), 1);
-    EXPECT_EQ(FileBytes(path), begin + pages[0] + pages[1] + pages[0] + kEndDocument);
-    EXPECT_EQ(WrittenPages(FileBytes(path)).size(), 3u);
   }
 }
 

@@ -8,17 +8,11 @@
 #include "API/Filters/Ica/Common/Ioca/Page.h"
 #include "API/Filters/Ica/Common/Ioca/SelfDefiningField.h"
 #include "API/Filters/Ica/Common/Ioca/WriteImage.h"
-#include "API/Filters/Ica/Common/Thread.h"
 #include "Tests/Filter/FailingFiles.h"
 #include "Tests/Filter/SaveRequest.h"
 #include "Tests/Filter/WrittenFile.h"
 
 namespace {
-
-FilterThreadState* State() {
-  return static_cast<FilterThreadState*>(
-      K_MyGetThreadData(&g_kzicaTls, kzicaAllocateThreadData, kzicaFreeThreadData, g_kzicaMutex));
-}
 
 // A new file that the writers write to.
 class Output {
@@ -253,31 +247,26 @@ TEST(Writers, RequestsOfAnySizeMakeTheSameFields) {
 }
 
 TEST(Writers, ImageDataThatCantBeWrittenSayWhy) {
-  struct Case {
-    const char* what;
-    FailingFiles::Operation operation;
-    int nth;
-    int status;
-  };
-  const Case cases[] = {
-      {"first 0x5A", FailingFiles::kWrite, 1, K_ERROR_WRITE},
-      {"introducer", FailingFiles::kWrite, 2, K_ERROR_WRITE},
-      {"data header", FailingFiles::kWrite, 3, K_ERROR_WRITE},
-      {"data", FailingFiles::kWrite, 4, K_ERROR_WRITE},
-      {"second header", FailingFiles::kWrite, 7, K_ERROR_WRITE},
-      {"position", FailingFiles::kSeek, 1, K_ERROR_SEEK},
-  };
   Bytes data = Pattern(9000);
-  for (const Case& c : cases) {
+  const auto seek = FailingFiles::kSeek;
+  const auto write = FailingFiles::kWrite;
+  // 0x5A, introducer, data header and data; then the second field's.
+  for (const auto& [operation, nth] : {std::pair{write, 1},
+                                       {write, 2},
+                                       {write, 3},
+                                       {write, 4},
+                                       {write, 7},
+                                       {seek, 1},
+                                       {seek, 2}}) {
+    SCOPED_TRACE(testing::Message() << (operation == seek ? "seek " : "write ") << nth);
     for (const bool raw : {false, true}) {
-      SCOPED_TRACE(testing::Message() << c.what << ", raw " << raw);
       Output out(true);
-      out.files.Fail(c.operation, c.nth);
+      out.files.Fail(operation, nth);
       int status = 99;
       EXPECT_EQ(raw ? WriteRawIMG(out.handle, data.data(), 9000, &status)
                     : WriteIMG(out.handle, data.data(), 9000, nullptr),
                 -1);
-      EXPECT_EQ(status, raw ? c.status : 99);
+      EXPECT_EQ(status, !raw ? 99 : operation == seek ? K_ERROR_SEEK : K_ERROR_WRITE);
     }
   }
   Output out;

@@ -86,11 +86,10 @@ inline std::vector<WrittenImage> WrittenPages(const Bytes& file) {
       inPage = true;
       segment.clear();
     } else if (field.type == 0xEEFB) {
-      const Bytes head = Slice(field.data, 0, 2);
-      const size_t expected = head == Bytes{0x70, 0x00} ? 23
-                              : head == Bytes{0x93, 0x00}
-                                  ? 4
-                                  : 4u + field.data[2] * 256u + field.data[3];
+      const Bytes head = Slice(field.data + Bytes(4), 0, 4);
+      const size_t expected = head[0] == 0x70   ? 23
+                              : head[0] == 0x93 ? 4
+                                                : 4u + head[2] * 256u + head[3];
       EXPECT_EQ(field.data.size(), expected) << "field " << i;
       segment = segment + field.data;
     } else if (field.type == 0xA9AF) {
