@@ -1,0 +1,174 @@
+// The filter's entry points on files in the page cache, each beside the least
+// that the same bytes cost: FileBenchmark FOLDER [Google Benchmark's options].
+// The folder takes the inputs, some gigabytes, and keeps them for the next run.
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+#include <vector>
+
+#include "API/Filters/Ica/Common/Ica.h"
+#include "Benchmarks/FileInputs.h"
+#include "Host/Fax/Fax.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// Takes a row as a viewer would: copies it into a bitmap of its own.
+int TakeRow(void* context, _BITMAPHANDLE* bitmap, unsigned char* row, uint32_t, int index, int,
+            void*) {
+  K_PutBitmapRow(static_cast<_BITMAPHANDLE*>(context), row, index,
+                 static_cast<size_t>(bitmap->nBytesPerLine));
+  return K_SUCCESS;
+}
+
+void Load(benchmark::State& state, const std::string& file, int page) {
+  for (auto _ : state) {
+    if (LoadPicture(file, page, TakeRow) != K_SUCCESS) state.SkipWithError("not loaded");
+  }
+}
+
+void Describe(benchmark::State& state, const std::string& file) {
+  for (auto _ : state) {
+    if (CountPages(file) <= 0) state.SkipWithError("not described");
+  }
+}
+
+// Reads the file once from its start in pieces of `piece` bytes, to fresh memory
+// for the whole file (0).
+void ReadOnce(benchmark::State& state, const std::string& file, size_t piece) {
+  for (auto _ : state) benchmark::DoNotOptimize(ReadWhole(file, piece));
+}
+
+void Save(benchmark::State& state, const std::string& file, int format, int bits) {
+  const BitmapPointer bitmap = MakeBitmap(bits);
+  for (auto _ : state) {
+    if (SaveBitmap(file, bitmap.get(), format, 1) != K_SUCCESS) state.SkipWithError("not saved");
+  }
+}
+
+void WriteOnce(benchmark::State& state, const std::string& file) {
+  const std::vector<char> bytes(32768 / 8 * size_t{8000}, 'x');
+  for (auto _ : state) WriteWhole(file, bytes);
+}
+
+// Appends a page in place and takes it away again, untimed.
+void Append(benchmark::State& state, const std::string& file) {
+  const BitmapPointer bitmap = MakePage();
+  const auto size = fs::file_size(file);
+  std::vector<char> end = ReadTail(file, 64);
+  for (auto _ : state) {
+    if (SaveBitmap(file, bitmap.get(), 73, 2) != K_SUCCESS) state.SkipWithError("not appended");
+    state.PauseTiming();
+    RestoreTail(file, size, end);
+    state.ResumeTiming();
+  }
+}
+
+void LoadOnThreads(benchmark::State& state, const std::string& file, int threads) {
+  constexpr int pagesEach = 40;
+  for (auto _ : state) {
+    std::vector<std::thread> pool;
+    for (int i = 0; i < threads; ++i) {
+      pool.emplace_back([&] {
+        for (int n = 0; n < pagesEach; ++n) LoadPicture(file, 1, TakeRow);
+      });
+    }
+    for (std::thread& thread : pool) thread.join();
+  }
+  state.SetItemsProcessed(state.iterations() * threads * pagesEach);
+}
+
+void DecodeAlone(benchmark::State& state, const std::string& file) {
+  const FaxInMemory data(file);
+  for (auto _ : state) {
+    if (data.Decode(TakeRow) != K_SUCCESS) state.SkipWithError("not decoded");
+  }
+}
+
+void DecodeJpegAlone(benchmark::State& state, const std::string& file) {
+  const std::vector<unsigned char> jpeg = JpegOf(file);
+  for (auto _ : state) benchmark::DoNotOptimize(DecodeJpeg(jpeg));
+}
+
+void Run(benchmark::State& state, const std::string& command) {
+  for (auto _ : state) {
+    if (RunCommand(command) != 0) state.SkipWithError("the command failed");
+  }
+}
+
+// A figure of /proc/self/status in KiB.
+long StatusFigure(const std::string& name) {
+  std::ifstream status("/proc/self/status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.starts_with(name + ":")) return std::stol(line.substr(name.size() + 1));
+  }
+  return -1;
+}
+
+// Prints the most memory in KiB that the load of a fax page takes beyond its
+// bitmap. A load of a small page before it warms what stays. The bitmap takes
+// none, since nobody touches its rows.
+int PrintPeakMemory(const std::string& warmUp, const std::string& file) {
+  const auto dropRow = [](void*, _BITMAPHANDLE*, unsigned char*, uint32_t, int, int, void*) {
+    return K_SUCCESS;
+  };
+  if (LoadPicture(warmUp, 1, dropRow) != K_SUCCESS) return 1;
+  std::ofstream("/proc/self/clear_refs") << 5 << std::flush;  // resets the peak
+  const long before = StatusFigure("VmRSS");
+  if (LoadPicture(file, 1, dropRow) != K_SUCCESS) return 1;
+  std::printf("%ld\n", StatusFigure("VmHWM") - before);
+  return 0;
+}
+
+template <typename Function, typename... Arguments>
+void Add(const std::string& name, Function function, Arguments... arguments) {
+  benchmark::RegisterBenchmark(name.c_str(), function, arguments...)
+      ->Unit(benchmark::kMicrosecond)
+      ->UseRealTime();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc < 2) return 2;
+  const fs::path folder = argv[1];
+  const Inputs in = MakeInputs(folder);
+  const std::string out = folder / "out";
+  if (argc > 2 && argv[2] == std::string("--peak-memory"))
+    return PrintPeakMemory(in.growing[0], in.text);
+
+  Add("load-g4/ours", Load, in.text, 1);
+  Add("load-g4/decoder-alone", DecodeAlone, in.text);
+  Add("load-uncompressed/ours", Load, in.uncompressed, 1);
+  Add("load-uncompressed/read-once", ReadOnce, in.uncompressed, size_t{0});
+  Add("load-jpeg/ours", Load, in.jpeg, 1);
+  Add("load-jpeg/libjpeg-turbo", DecodeJpegAlone, in.jpeg);
+  Add("count-pages-1GiB/ours", Describe, in.documents.back());
+  Add("count-pages-1GiB/read-once", ReadOnce, in.documents.back(), size_t{1} << 20);
+  Add("save-uncompressed/ours", Save, out, 254, 1);
+  Add("save-uncompressed/write-once", WriteOnce, out);
+  Add("append-1GiB/ours", Append, in.documents.back());
+  Add("append-1GiB/1MiB", Append, in.documents.front());
+  Add("threads/two", LoadOnThreads, in.text, 2);
+  Add("threads/one", LoadOnThreads, in.text, 1);
+  const std::string kzica = std::string(KZ_BINARY_DIR "/bin/kzica extract --all ");
+  Add("extract-200-g4/ours", Run, kzica + in.pages200 + " " + out + ".tif");
+  Add("extract-200-g4/tiffcp", Run, "tiffcp -c g4 " + in.tiff200 + " " + out + "2.tif");
+  for (size_t i = 0; i < in.growing.size(); ++i) {
+    const std::string size = std::to_string(in.growingPages[i]);
+    Add("grow-count/" + size, Describe, in.growing[i]);
+    Add("grow-load-last/" + size, Load, in.growing[i], in.growingPages[i]);
+    Add("grow-append/" + size, Append, in.growing[i]);
+    Add("grow-assemble/" + size, Run,
+        std::string(KZ_BINARY_DIR "/bin/kzica assemble ") + out + ".mda " + in.growing[i]);
+  }
+  --argc;
+  argv[1] = argv[0];
+  benchmark::Initialize(&argc, argv + 1);
+  benchmark::RunSpecifiedBenchmarks();
+  return 0;
+}

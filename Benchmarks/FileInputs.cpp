@@ -1,0 +1,301 @@
+#include "Benchmarks/FileInputs.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <stdexcept>
+
+#include <jpeglib.h>
+
+#include "Host/Fax/Fax.h"
+#include "Host/Toolkit/Document.h"
+#include "Host/Toolkit/MemoryLoader.h"
+#include "Host/Toolkit/MemorySaver.h"
+#include "Host/Toolkit/PictureFile.h"
+#include "Host/Toolkit/RowConversion.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kTextWidth = 2550;
+constexpr int kTextHeight = 3300;
+constexpr int kBareGroup4 = 79;
+constexpr int kDocumentGroup4 = 73;
+constexpr int kDocumentJpeg = 377;
+constexpr int kBareUncompressed = 254;
+
+void Check(bool done, const std::string& what) {
+  if (!done) throw std::runtime_error(what);
+}
+
+BitmapPointer NewBitmap(int width, int height, int bits) {
+  BitmapPointer bitmap(new _BITMAPHANDLE);
+  Check(K_CreateBitmap(bitmap.get(), sizeof(_BITMAPHANDLE), width, height, bits, K_ORDER_BGR,
+                       K_VIEW_TOP_DOWN) == K_SUCCESS,
+        "no bitmap");
+  bitmap->nXResolution = bitmap->nYResolution = 300;
+  return bitmap;
+}
+
+// Fills a 1-bit bitmap with a sample picture, repeated.
+void Tile(_BITMAPHANDLE* bitmap, const std::string& sample) {
+  kz::PictureReader reader;
+  kz::Bitmap tile;
+  Check(reader.Open(KZ_SAMPLES "/" + sample).Ok() && reader.Read(1, tile).Ok(), sample);
+  for (int y = 0; y < bitmap->nHeight; ++y) {
+    const unsigned char* from = tile.TopDownRow(y % tile.Height());
+    unsigned char* to = bitmap->pRows + static_cast<ptrdiff_t>(y) * bitmap->nBytesPerLine;
+    for (int x = 0; x < bitmap->nWidth; ++x) {
+      const int source = x % tile.Width();
+      const bool black = (from[source / 8] >> (7 - source % 8) & 1) != 0;
+      if (black) to[x / 8] = static_cast<unsigned char>(to[x / 8] | 0x80 >> x % 8);
+    }
+  }
+}
+
+// A document of `pages` copies of the page of a one-page document that the filter
+// has written: Begin Document, the page, End Document.
+void Repeat(const std::string& onePage, const std::string& out, int pages) {
+  constexpr size_t prologue = 64;
+  constexpr size_t epilogue = 16;
+  const std::vector<char> bytes = ReadTail(onePage, fs::file_size(onePage));
+  std::ofstream file(out, std::ios::binary);
+  file.write(bytes.data(), prologue);
+  const auto length = static_cast<std::streamsize>(bytes.size() - prologue - epilogue);
+  for (int i = 0; i < pages; ++i) file.write(bytes.data() + prologue, length);
+  file.write(bytes.data() + bytes.size() - epilogue, epilogue);
+  Check(file.good(), "can't write " + out);
+}
+
+}  // namespace
+
+void BitmapDeleter::operator()(_BITMAPHANDLE* bitmap) const {
+  K_FreeBitmap(bitmap);
+  delete bitmap;
+}
+
+BitmapPointer MakeBitmap(int bitsPerPixel) { return NewBitmap(32767, 8000, bitsPerPixel); }
+
+BitmapPointer MakePage() {
+  BitmapPointer bitmap = NewBitmap(kTextWidth, kTextHeight, 1);
+  Tile(bitmap.get(), "letter.png");
+  return bitmap;
+}
+
+int LoadPicture(const std::string& file, int page, K_RowCallback callback) {
+  _LOADOPTIONS options = {};
+  options.nPageNumber = page;
+  _IMAGEFILEINFO info = {};
+  _INFODISPATCH describe{K_RedirectedOpen(file.c_str(), K_OPEN_READ, 0), &info, nullptr, &options};
+  int status = fltInfo(&describe);
+  K_RedirectedClose(describe.hFile);
+  if (status != K_SUCCESS) return status;
+  const BitmapPointer bitmap =
+      NewBitmap(static_cast<int>(info.nWidth), static_cast<int>(info.nHeight),
+                static_cast<int>(info.nBitsPerPixel));
+  _LOADDISPATCH load = {};
+  load.pszFileName = file.c_str();
+  load.pBitmap = bitmap.get();
+  load.pfnCallback = callback;
+  load.pContext = bitmap.get();
+  load.pLoadOptions = &options;
+  load.pfnLoadMemory = kz::LoadMemory;
+  load.pfnSetLoadInfoCallback = kz::SetLoadInfoCallback;
+  return fltLoad(&load);
+}
+
+int SaveBitmap(const std::string& file, _BITMAPHANDLE* bitmap, int format, int page) {
+  _SAVEOPTIONS options{0, page};
+  _SAVEDISPATCH save = {};
+  save.pszFileName = file.c_str();
+  save.pBitmap = bitmap;
+  save.nBitsPerPixel = bitmap->nBitsPerPixel;
+  save.nFormat = format;
+  save.nQFactor = 20;
+  save.pSaveOptions = &options;
+  save.pfnBeginRows = kz::BeginRows;
+  save.pfnEndRows = kz::EndRows;
+  save.pfnGetRow = kz::GetRow;
+  save.pfnSaveToMemory = kz::SaveToMemory;
+  return fltSave(&save);
+}
+
+int CountPages(const std::string& file) {
+  _LOADOPTIONS options = {};
+  options.nPageNumber = 1;
+  _INFOOPTIONS count{K_INFO_TOTAL_PAGES};
+  _IMAGEFILEINFO info = {};
+  _INFODISPATCH describe{K_RedirectedOpen(file.c_str(), K_OPEN_READ, 0), &info, &count, &options};
+  const int status = fltInfo(&describe);
+  K_RedirectedClose(describe.hFile);
+  return status == K_SUCCESS ? static_cast<int>(info.nTotalPages) : 0;
+}
+
+size_t ReadWhole(const std::string& file, size_t piece) {
+  const size_t room = piece == 0 ? fs::file_size(file) : piece;
+  const std::unique_ptr<char[]> buffer(new char[room]);
+  const int descriptor = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
+  size_t total = 0;
+  for (ssize_t n; (n = ::read(descriptor, buffer.get(), room)) > 0;)
+    total += static_cast<size_t>(n);
+  ::close(descriptor);
+  return total;
+}
+
+void WriteWhole(const std::string& file, const std::vector<char>& bytes) {
+  const int descriptor = ::open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  Check(::write(descriptor, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()),
+        "can't write " + file);
+  ::close(descriptor);
+}
+
+std::vector<char> ReadTail(const std::string& file, size_t count) {
+  std::vector<char> tail(count);
+  std::ifstream in(file, std::ios::binary);
+  in.seekg(-static_cast<std::streamoff>(count), std::ios::end);
+  in.read(tail.data(), static_cast<std::streamsize>(count));
+  Check(in.good(), "can't read " + file);
+  return tail;
+}
+
+void RestoreTail(const std::string& file, uintmax_t size, const std::vector<char>& tail) {
+  fs::resize_file(file, size);
+  std::fstream out(file, std::ios::binary | std::ios::in | std::ios::out);
+  out.seekp(-static_cast<std::streamoff>(tail.size()), std::ios::end);
+  out.write(tail.data(), static_cast<std::streamsize>(tail.size()));
+  Check(out.good(), "can't write " + file);
+}
+
+int RunCommand(const std::string& command) {
+  return std::system(command.c_str());  // NOLINT(cert-env33-c): commands of this program's own
+}
+
+FaxInMemory::FaxInMemory(const std::string& file) {
+  kz::PageInfo info;
+  Check(kz::ReadImageData(file, 1, m_data, &info).Ok(), file);
+  m_width = info.width;
+  m_height = info.height;
+}
+
+int FaxInMemory::Decode(K_RowCallback callback) const {
+  struct Source {
+    const std::vector<unsigned char>* data;
+    size_t position;
+  } source{&m_data, 0};
+  K_ReadRoutine read = [](tagHANDLE*, unsigned char* buffer, unsigned count, void* userData) {
+    auto* from = static_cast<Source*>(userData);
+    const size_t n = std::min<size_t>(count, from->data->size() - from->position);
+    std::memcpy(buffer, from->data->data() + from->position, n);
+    from->position += n;
+    return static_cast<int>(n);
+  };
+  const auto exchange = [&] {
+    K_FilterIO(nullptr, &read, nullptr, nullptr, nullptr, nullptr, &source, nullptr, nullptr,
+               nullptr);
+  };
+  const BitmapPointer bitmap = NewBitmap(m_width, m_height, 1);
+  _LOADDISPATCH dispatch = {};
+  _LOADINFO info = {};
+  info.nFormat = K_FAX_G4;
+  info.nWidth = static_cast<uint32_t>(m_width);
+  info.nHeight = static_cast<uint32_t>(m_height);
+  info.nBitsPerPixel = 1;
+  exchange();
+  const int status =
+      K_LoadRawFax(&dispatch, nullptr, &info, bitmap.get(), bitmap.get(), callback, 1, nullptr);
+  exchange();
+  return status;
+}
+
+std::vector<unsigned char> JpegOf(const std::string& file) {
+  std::vector<unsigned char> data;
+  Check(kz::ReadImageData(file, 1, data).Ok(), file);
+  return data;
+}
+
+size_t DecodeJpeg(const std::vector<unsigned char>& jpeg) {
+  jpeg_decompress_struct decoder;
+  jpeg_error_mgr errors;
+  decoder.err = jpeg_std_error(&errors);
+  jpeg_create_decompress(&decoder);
+  jpeg_mem_src(&decoder, jpeg.data(), jpeg.size());
+  jpeg_read_header(&decoder, TRUE);
+  decoder.out_color_space = JCS_EXT_BGR;
+  jpeg_start_decompress(&decoder);
+  const size_t rowBytes = size_t{decoder.output_width} * 3;
+  const size_t size = rowBytes * decoder.output_height;
+  const std::unique_ptr<unsigned char[]> picture(new unsigned char[size]);
+  while (decoder.output_scanline < decoder.output_height) {
+    JSAMPROW row = picture.get() + decoder.output_scanline * rowBytes;
+    jpeg_read_scanlines(&decoder, &row, 1);
+  }
+  jpeg_finish_decompress(&decoder);
+  jpeg_destroy_decompress(&decoder);
+  return size;
+}
+
+Inputs MakeInputs(const fs::path& folder) {
+  fs::create_directories(folder);
+  Inputs in;
+  const auto named = [&](const std::string& name) { return (folder / name).string(); };
+  in.text = named("text.ica");
+  in.uncompressed = named("uncompressed.ica");
+  in.jpeg = named("colour.mda");
+  in.pages200 = named("pages200.mda");
+  in.tiff200 = named("pages200.tif");
+  const std::string onePage = named("one.mda");
+  const std::string smallPage = named("small.mda");
+  if (!fs::exists(in.text)) {
+    const BitmapPointer page = MakePage();
+    Check(SaveBitmap(in.text, page.get(), kBareGroup4, 1) == K_SUCCESS, in.text);
+    Check(SaveBitmap(onePage, page.get(), kDocumentGroup4, 1) == K_SUCCESS, onePage);
+    const BitmapPointer small = NewBitmap(600, 400, 1);
+    Tile(small.get(), "letter.png");
+    Check(SaveBitmap(smallPage, small.get(), kDocumentGroup4, 1) == K_SUCCESS, smallPage);
+    Repeat(onePage, in.pages200, 200);
+  }
+  if (!fs::exists(in.uncompressed)) {
+    const BitmapPointer wide = MakeBitmap(1);
+    Tile(wide.get(), "halftone.png");
+    Check(SaveBitmap(in.uncompressed, wide.get(), kBareUncompressed, 1) == K_SUCCESS,
+          in.uncompressed);
+  }
+  if (!fs::exists(in.jpeg)) {
+    // Smooth shapes with some grain, as in a photograph.
+    const BitmapPointer colour = NewBitmap(4000, 3000, 24);
+    uint32_t noise = 1;
+    for (int y = 0; y < 3000; ++y) {
+      for (int x = 0; x < 4000 * 3; ++x) {
+        noise = noise * 1664525u + 1013904223u;
+        colour->pRows[static_cast<ptrdiff_t>(y) * colour->nBytesPerLine + x] =
+            static_cast<unsigned char>((x / 9 * (1 + x % 3) + y) / 16 % 200 + (noise >> 29));
+      }
+    }
+    Check(SaveBitmap(in.jpeg, colour.get(), kDocumentJpeg, 1) == K_SUCCESS, in.jpeg);
+  }
+  const auto pageBytes = static_cast<double>(fs::file_size(onePage));
+  for (const int mebibytes : {1, 16, 128, 1024}) {
+    in.documents.push_back(named("document" + std::to_string(mebibytes) + "MiB.mda"));
+    const int pages = std::max(1, static_cast<int>(mebibytes * 1048576.0 / pageBytes));
+    if (!fs::exists(in.documents.back())) Repeat(onePage, in.documents.back(), pages);
+  }
+  for (const int pages : {1000, 2000, 4000, 8000}) {
+    in.growing.push_back(named("small" + std::to_string(pages) + ".mda"));
+    in.growingPages.push_back(pages);
+    if (!fs::exists(in.growing.back())) Repeat(smallPage, in.growing.back(), pages);
+  }
+  if (!fs::exists(in.tiff200)) {
+    kz::PictureWriter writer;
+    kz::Bitmap page;
+    Check(kz::LoadPage(in.text, 1, {}, page).Ok() && writer.Open(in.tiff200).Ok(), in.tiff200);
+    for (int i = 0; i < 200; ++i) Check(writer.AddPage(page).Ok(), in.tiff200);
+    Check(writer.Commit().Ok(), in.tiff200);
+  }
+  return in;
+}

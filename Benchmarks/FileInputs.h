@@ -1,0 +1,66 @@
+// Inputs of the file benchmark, made once from the samples, and the plain work
+// that the filter's is measured beside.
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "API/Filters/Ica/Common/Ica.h"
+
+struct Inputs {
+  std::string text;                    // bare, one Group 4 page of text, 2550 x 3300
+  std::string uncompressed;            // bare, 32767 x 8000
+  std::string jpeg;                    // document, one colour page of 4000 x 3000
+  std::vector<std::string> documents;  // 1 MiB to 1 GiB of Group 4 pages
+  std::vector<std::string> growing;    // documents of small pages ...
+  std::vector<int> growingPages;       // ... as many as this
+  std::string pages200;                // document of 200 Group 4 pages of text
+  std::string tiff200;                 // the same pages as a Group 4 tif
+};
+
+// Makes what the folder does not hold yet.
+Inputs MakeInputs(const std::filesystem::path& folder);
+
+struct BitmapDeleter {
+  void operator()(_BITMAPHANDLE* bitmap) const;
+};
+using BitmapPointer = std::unique_ptr<_BITMAPHANDLE, BitmapDeleter>;
+
+// A 32767 x 8000 bitmap; a 1-bit page of text of 2550 x 3300 at 300 dpi.
+BitmapPointer MakeBitmap(int bitsPerPixel);
+BitmapPointer MakePage();
+
+// fltLoad of a page into a new bitmap, which `callback` gets as its context.
+int LoadPicture(const std::string& file, int page, K_RowCallback callback);
+// fltSave; page 1 makes a new file, other pages append. Returns its status.
+int SaveBitmap(const std::string& file, _BITMAPHANDLE* bitmap, int format, int page);
+// The number of image objects, by fltInfo; 0 when it fails.
+int CountPages(const std::string& file);
+
+// Reads a file once in pieces, or whole into fresh memory (piece 0). Returns the
+// bytes read.
+size_t ReadWhole(const std::string& file, size_t piece);
+void WriteWhole(const std::string& file, const std::vector<char>& bytes);
+std::vector<char> ReadTail(const std::string& file, size_t count);
+// Gives a file its former size and end back.
+void RestoreTail(const std::string& file, uintmax_t size, const std::vector<char>& tail);
+int RunCommand(const std::string& command);
+
+// The Group 4 data of a bare file, decoded from memory by the fax library alone.
+class FaxInMemory {
+ public:
+  explicit FaxInMemory(const std::string& file);
+  int Decode(K_RowCallback callback) const;
+
+ private:
+  std::vector<unsigned char> m_data;
+  int m_width;
+  int m_height;
+};
+
+std::vector<unsigned char> JpegOf(const std::string& file);
+// Decodes to 24 bits with libjpeg-turbo alone, row by row into fresh memory.
+// Returns the bytes of the picture.
+size_t DecodeJpeg(const std::vector<unsigned char>& jpeg);
