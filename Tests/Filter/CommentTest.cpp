@@ -63,7 +63,9 @@ TEST(Comment, TextIsTakenFromTransparentDataOnly) {
       {"no prefix", Ptx({0x2A, 0xD3, 4, 0xDA, 'a', 'b'}), "\r\n"},
       {"other class", Ptx({0x2B, 0xD2, 4, 0xDA, 'a', 'b'}), "\r\n"},
       {"0x5A and an extension", Ptx(Transparent("ext"), {true, {1, 2, 3}, true}), "ext\r\n"},
-      {"a sequence in the text", Ptx(Transparent("a" + std::string("\x2B\xD3\x03\xDA", 4) + "b")),
+      {"a sequence in the text",
+       Ptx(Transparent(std::string("a\x2B\xD3\x03\xDA"
+                                   "b"))),
        "a\x2B\xD3\x03\xDA"
        "bb\r\n"},
       {"prefix twice", Ptx(Bytes{0x2B} + Transparent("z")), "z\r\n"},
