@@ -89,8 +89,9 @@ int SeekEndDocument(tagHANDLE* handle) {
     const unsigned before = count - length;
     if (!IsField(last + before, length, SF_END_DOCUMENT)) continue;
     // Other producers put 0x5A before this field as before any other, unless that
-    // byte is the end of the page name in the End Page field before it.
-    const bool afterName = before >= named && IsField(last + before - named, named, SF_END_PAGE);
+    // byte is the end of the name in the field before it.
+    const bool afterName = before >= named && GetBig16(last + before - named) == named &&
+                           last[before - named + 2] == SF_CLASS;
     const bool prefixed = before > 0 && last[before - 1] == CARRIAGE_CONTROL && !afterName;
     const int start = size - static_cast<int>(length) - (prefixed ? 1 : 0);
     return K_RedirectedSeek(handle, start, K_SEEK_START) < 0 ? K_ERROR_SEEK : K_SUCCESS;
