@@ -1,5 +1,6 @@
 #include "Host/Toolkit/Document.h"
 
+#include "Host/Toolkit/FileShift.h"
 #include "Host/Toolkit/PageReader.h"
 
 namespace kz {
@@ -57,6 +58,46 @@ Outcome ReadImageData(const std::string& file, int page, std::vector<unsigned ch
   }
   if (info != nullptr) *info = found;
   return {};
+}
+
+Outcome Document::Index() {
+  m_places.clear();
+  PageReader reader;
+  Outcome outcome = reader.Open(m_file);
+  if (outcome.Ok()) outcome = reader.FindImages(m_places);
+  if (outcome.Ok()) m_structure = reader.CheckStructure();
+  return outcome;
+}
+
+// Runs read(page) with the file shifted to where that page is the first, and puts
+// right what is said about it.
+template <typename Read>
+Outcome Document::AtPage(int page, PageInfo* info, Read read) const {
+  if (m_places.empty()) return read(page);
+  if (page < 1 || page > Pages()) return NoSuchPage(Pages());
+  const ImagePlace& place = m_places[static_cast<size_t>(page) - 1];
+  const FileShift shift(place.position);
+  Outcome outcome = read(1);
+  if (info != nullptr && outcome.Ok()) {
+    info->page = page;
+    info->container = place.container;
+    info->format = DescribedFormatCode(FindFormatCode(info->format).row, place.container);
+  }
+  return outcome;
+}
+
+Outcome Document::DescribePage(int page, PageInfo& info) const {
+  return AtPage(page, &info, [&](int p) { return kz::DescribePage(m_file, p, false, info); });
+}
+
+Outcome Document::ReadImageData(int page, std::vector<unsigned char>& data) const {
+  return AtPage(page, nullptr, [&](int p) { return kz::ReadImageData(m_file, p, data); });
+}
+
+Outcome Document::LoadPage(int page, const LoadOptions& options, Bitmap& bitmap,
+                           LoadReport* report) const {
+  return AtPage(page, report != nullptr ? &report->info : nullptr,
+                [&](int p) { return kz::LoadPage(m_file, p, options, bitmap, report); });
 }
 
 }  // namespace kz

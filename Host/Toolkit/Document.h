@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "API/Filters/Ica/Common/Ioca/FormatCodes.h"
@@ -71,5 +72,39 @@ struct LoadReport {
 // with the filter's status. The bitmap is empty then; `report` may be null.
 K_EXPORT Outcome LoadPage(const std::string& file, int page, const LoadOptions& options,
                           Bitmap& bitmap, LoadReport* report = nullptr);
+
+// Where a page's image begins, and what kind of container was met up to there.
+struct ImagePlace {
+  int position;
+  Container container;
+};
+
+// A file of many pages. With an index, a page is found at once; without one, the
+// file is walked from its start for every page.
+class K_EXPORT Document {
+ public:
+  explicit Document(std::string file) : m_file(std::move(file)) {}
+
+  // Finds all pages in one pass. Fails as describing the first page does.
+  Outcome Index();
+  // Pages of the file; 0 without an index.
+  int Pages() const { return static_cast<int>(m_places.size()); }
+  // What walking over the whole file came to: a damaged field may hide pages.
+  const Outcome& Structure() const { return m_structure; }
+
+  // As the functions of the same names.
+  Outcome DescribePage(int page, PageInfo& info) const;
+  Outcome ReadImageData(int page, std::vector<unsigned char>& data) const;
+  Outcome LoadPage(int page, const LoadOptions& options, Bitmap& bitmap,
+                   LoadReport* report = nullptr) const;
+
+ private:
+  template <typename Read>
+  Outcome AtPage(int page, PageInfo* info, Read read) const;
+
+  std::string m_file;
+  std::vector<ImagePlace> m_places;
+  Outcome m_structure;
+};
 
 }  // namespace kz

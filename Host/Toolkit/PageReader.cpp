@@ -11,6 +11,7 @@
 #include "API/Filters/Ica/Common/Ioca/Navigation.h"
 #include "API/Filters/Ica/Common/Ioca/StructuredField.h"
 #include "API/Filters/Ica/Common/Thread.h"
+#include "Host/Toolkit/FileShift.h"
 
 namespace kz {
 
@@ -42,13 +43,13 @@ void BindRead() {
              nullptr, nullptr);
 }
 
+}  // namespace
+
 Outcome NoSuchPage(int last) {
   std::string what = "there is no such page";
   if (last > 0) what += ", the last is page " + std::to_string(last);
   return Failure(K_ERROR_INVALID_FORMAT, std::move(what));
 }
-
-}  // namespace
 
 PageReader::~PageReader() {
   if (m_file != K_InvalidHandle()) K_RedirectedClose(m_file);
@@ -65,7 +66,7 @@ Outcome PageReader::Open(const std::string& file) {
     return Failure(K_ERROR_SEEK, "the file is larger than 2 GiB, positions don't reach farther");
   }
   errno = 0;
-  m_size = static_cast<int>(found.st_size);
+  m_size = std::max(0, static_cast<int>(found.st_size) - FileShift::Base());
   m_file = K_RedirectedOpen(file.c_str(), K_OPEN_READ, K_MODE_READABLE);
   if (m_file != K_InvalidHandle()) return {};
   return errno != 0 ? SystemFailure(K_ERROR_OPEN_READ, errno) : Failure(K_ERROR_OPEN_READ);
@@ -134,10 +135,29 @@ Outcome PageReader::FindContainer(Container& container) {
   return {};
 }
 
+Outcome PageReader::FindImages(std::vector<ImagePlace>& places) {
+  PageInfo first;
+  const Outcome outcome = DescribePage(1, false, first);
+  if (!outcome.Ok()) return outcome;
+  places.clear();
+  if (first.container == Container::Ioca) {
+    places.push_back({0, Container::Ioca});
+    return {};
+  }
+  if (K_RedirectedSeek(m_file, 0, K_SEEK_START) < 0) return Failure(K_ERROR_READ);
+  State()->bReadCC = 0;
+  int position = 0;
+  while (FindImageObject(m_file, &position, places.empty() ? 0 : 1) == K_SUCCESS) {
+    places.push_back({position, ContainerMet()});
+  }
+  return {};
+}
+
 Outcome PageReader::CheckStructure() {
   if (State()->bReadIPD == 0) return {};
   if (K_RedirectedSeek(m_file, 0, K_SEEK_START) < 0) return Failure(K_ERROR_READ);
   bool documentEnded = false;
+  const auto place = [](int at) { return std::to_string(FileShift::Base() + at); };
   for (int at = 0; at < m_size;) {
     _SFI field;
     int status = ReadSFI(m_file, &field);
@@ -148,10 +168,10 @@ Outcome PageReader::CheckStructure() {
     const bool cut = status == K_ERROR_READ || (status == K_SUCCESS && next > m_size);
     if (cut) {
       return Failure(K_ERROR_READ,
-                     "the file ends within the structured field at byte " + std::to_string(at));
+                     "the file ends within the structured field at byte " + place(at));
     }
     if (status != K_SUCCESS) {
-      return Failure(status, "there is no valid structured field at byte " + std::to_string(at));
+      return Failure(status, "there is no valid structured field at byte " + place(at));
     }
     documentEnded = field.wTypeCategory == SF_END_DOCUMENT;
     at = next;

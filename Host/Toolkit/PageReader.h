@@ -11,6 +11,9 @@
 
 namespace kz {
 
+// The failure of a page that isn't there; `last` may be 0 when it isn't known.
+Outcome NoSuchPage(int last);
+
 // One open file. The calling thread must not load or describe anything else
 // between DescribePage and the reading of the data.
 class PageReader {
@@ -31,14 +34,16 @@ class PageReader {
   // Reads as much as finding the frame header of the page's JPEG data takes.
   Outcome ReadJpegFrame(JpegFrame& frame);
 
+  // Finds the images of all pages in one pass.
+  Outcome FindImages(std::vector<ImagePlace>& places);
+  // Walks over all structured fields of a document that was described.
+  Outcome CheckStructure();
   // Whether the document has an End Page field for the page.
   Outcome FindEndOfPage(int page);
   // What the file is, be it a document without images.
   Outcome FindContainer(Container& container);
 
  private:
-  // Walks over all structured fields of a document.
-  Outcome CheckStructure();
   // Finds words for a description that failed.
   Outcome ExplainFailure(int status);
   Outcome ReadPiece(unsigned char* to, unsigned count, int& got, bool& end);

@@ -85,7 +85,10 @@ kz::Outcome WriteData(const std::string& out, const std::vector<unsigned char>& 
 class Extraction {
  public:
   explicit Extraction(const ExtractOptions& options)
-      : m_options(options), m_format(ChooseFormat(options)), m_range(ChoosePages(options)) {
+      : m_options(options),
+        m_format(ChooseFormat(options)),
+        m_range(ChoosePages(options)),
+        m_document(options.file) {
     const bool holdsPages = !m_format.raw && kz::HoldsPages(m_format.picture);
     if (!m_range.IsSinglePage() && !holdsPages && !Numbered()) {
       throw UsageError(options.out +
@@ -97,13 +100,13 @@ class Extraction {
 
   Exit Run() {
     std::vector<int> pages;
-    kz::PageInfo info;
     kz::Outcome outcome;
-    if (m_range.NeedsPageCount()) outcome = kz::DescribePage(m_options.file, 1, true, info);
-    if (outcome.Ok()) outcome = m_range.Resolve(info.pages, pages);
+    if (m_range.NeedsPageCount() || !m_range.IsSinglePage()) outcome = m_document.Index();
+    if (outcome.Ok()) outcome = m_range.Resolve(m_document.Pages(), pages);
     if (!outcome.Ok()) return Complain({m_options.file}, outcome);
     const Exit exit = Numbered() ? ToNumberedFiles(pages) : ToOneFile(m_options.out, pages);
-    return info.structure.Ok() ? exit : Complain({m_options.file}, info.structure);
+    const kz::Outcome& structure = m_document.Structure();
+    return structure.Ok() ? exit : Complain({m_options.file}, structure);
   }
 
  private:
@@ -131,12 +134,12 @@ class Extraction {
 
   bool IsJpegPage(int page) const {
     kz::PageInfo info;
-    return kz::DescribePage(m_options.file, page, false, info).Ok() && info.coding == Coding::Jpeg;
+    return m_document.DescribePage(page, info).Ok() && info.coding == Coding::Jpeg;
   }
 
   Exit StoredData(const std::string& out, int page) {
     std::vector<unsigned char> data;
-    kz::Outcome outcome = kz::ReadImageData(m_options.file, page, data);
+    kz::Outcome outcome = m_document.ReadImageData(page, data);
     if (!outcome.Ok()) return Complain({m_options.file, page}, outcome);
     outcome = WriteData(out, data);
     return outcome.Ok() ? kDone : Complain({out}, outcome);
@@ -150,7 +153,7 @@ class Extraction {
     Progress progress(pages.size());
     for (const int page : pages) {
       kz::LoadReport report;
-      outcome = kz::LoadPage(m_options.file, page, m_options.load, bitmap, &report);
+      outcome = m_document.LoadPage(page, m_options.load, bitmap, &report);
       if (!outcome.Ok()) return Complain({m_options.file, page}, outcome);
       for (const std::string& warning : report.warnings) {
         Note({m_options.file, page}, "warning: " + warning);
@@ -166,6 +169,7 @@ class Extraction {
   const ExtractOptions& m_options;
   OutputFormat m_format;
   kz::PageRange m_range;
+  kz::Document m_document;
 };
 
 }  // namespace
