@@ -57,7 +57,7 @@ void DecodeOurs(benchmark::State& state, const Bytes& data, const Picture& expec
   K_FilterIO(nullptr, &pfnRead, nullptr, nullptr, nullptr, nullptr, &file, nullptr, nullptr,
              nullptr);
   Picture page(kWidth, kHeight);
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     file.nPosition = 0;
     _LOADDISPATCH dispatch{};
     _BITMAPHANDLE bitmap{};
@@ -77,7 +77,7 @@ void DecodeOurs(benchmark::State& state, const Bytes& data, const Picture& expec
 void DecodeLibtiff(benchmark::State& state, const Bytes& data, const Picture& expected, int nCode) {
   const RawTiff tiff(data, kWidth, kHeight, nCode);
   Picture page;
-  for (auto _ : state) page = tiff.Decode();
+  for ([[maybe_unused]] auto _ : state) page = tiff.Decode();
   if (!(page == expected)) state.SkipWithError("decoded to something else");
   state.counters["bytes"] = static_cast<double>(data.size());
 }
@@ -133,7 +133,7 @@ int Encode(const Picture& page, int nCode, Bytes& output) {
 
 void EncodeOurs(benchmark::State& state, const Bytes&, const Picture& page, int nCode) {
   Bytes output;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     output.clear();
     if (Encode(page, nCode, output) != K_SUCCESS) state.SkipWithError("not encoded");
   }
@@ -142,7 +142,7 @@ void EncodeOurs(benchmark::State& state, const Bytes&, const Picture& page, int 
 
 void EncodeLibtiff(benchmark::State& state, const Bytes& data, const Picture& page, int nCode) {
   Picture copy = page;
-  for (auto _ : state) benchmark::DoNotOptimize(WriteTiff(copy, nCode));
+  for ([[maybe_unused]] auto _ : state) benchmark::DoNotOptimize(WriteTiff(copy, nCode));
   state.counters["bytes"] = static_cast<double>(data.size());
 }
 
@@ -150,14 +150,14 @@ void EncodeLibtiff(benchmark::State& state, const Bytes& data, const Picture& pa
 
 int main(int argc, char** argv) {
   struct Code {
-    int nCode;
     const char* pszName;
+    int nCode;
     bool bInLibtiff;
   };
-  static const Code aCodes[] = {{K_FAX_G4, "g4", true},
-                                {K_FAX_G3_2D, "g3-2d", true},
-                                {K_FAX_G3_1D, "g3", true},
-                                {K_FAX_IBM_MMR, "mmr", false}};
+  static const Code aCodes[] = {{"g4", K_FAX_G4, true},
+                                {"g3-2d", K_FAX_G3_2D, true},
+                                {"g3", K_FAX_G3_1D, true},
+                                {"mmr", K_FAX_IBM_MMR, false}};
   for (const char* pszSample : {"letter.png", "halftone.png"}) {
     // They live as long as the program: the benchmarks hold references.
     auto* const pPage = new Picture(MakePage(pszSample));

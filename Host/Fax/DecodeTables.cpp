@@ -68,7 +68,7 @@ constexpr auto kModesByBits = [] {
   for (const ModeCode& code : kModeCodes)
     Enter(table, kModeBits, code.word,
           ModeEntry{code.mode, static_cast<uint8_t>(code.word.size()),
-                    static_cast<int8_t>(code.nOffset)});
+                    static_cast<int16_t>(code.nOffset)});
   return table;
 }();
 

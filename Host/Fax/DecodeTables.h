@@ -35,10 +35,10 @@ extern const std::array<RunsEntry, 1 << kRunsBits> kRunsFromWhite;
 extern const std::array<RunsEntry, 1 << kRunsBits> kRunsFromBlack;
 
 // The code of two-dimensional coding that the bits begin with.
-struct alignas(4) ModeEntry {
+struct ModeEntry {
   Mode mode;
   uint8_t nBits;
-  int8_t nOffset;  // Vertical: a1 - b1
+  int16_t nOffset;  // Vertical: a1 - b1
 };
 constexpr int kModeBits = 7;
 constexpr int kPassBits = 4;

@@ -51,7 +51,7 @@ constexpr int kMaxOffset = 3;
 inline constexpr std::array<Code, 2 * kMaxOffset + 1> kVerticalCodes = [] {
   std::array<Code, 2 * kMaxOffset + 1> codes{};
   for (int n = -kMaxOffset; n <= kMaxOffset; ++n)
-    codes[static_cast<size_t>(n + kMaxOffset)] = FindModeCode(Mode::Vertical, n);
+    codes.data()[n + kMaxOffset] = FindModeCode(Mode::Vertical, n);
   return codes;
 }();
 

@@ -159,9 +159,9 @@ LineResult DecodeTwoDimensional(BitReader& reader, int nWidth, const Line& refer
       // for VL, the one before; two further on if that is not right of a1, and only
       // behind VR(3) that may be so twice.
       b1 += code.nOffset < 0 ? -1 : 1;
-      b1 += 2 * static_cast<int>(*b1 <= a1);
+      b1 += 2 * static_cast<ptrdiff_t>(*b1 <= a1);
       if (code.nOffset == 3) [[unlikely]]
-        b1 += 2 * static_cast<int>(*b1 <= a1);
+        b1 += 2 * static_cast<ptrdiff_t>(*b1 <= a1);
     } else if (code.mode == Mode::Pass) {
       // a0' is put below b2; the colour stays.
       in.Skip(kPassBits);

@@ -95,7 +95,7 @@ void EncodeTwoDimensional(BitWriter& writer, int nWidth, const Line& reference, 
       a0 = b1[1];
       b1 += 2;
     } else if (nOffset >= -kMaxOffset && nOffset <= kMaxOffset) {
-      out.Put(kVerticalCodes[static_cast<size_t>(nOffset + kMaxOffset)]);
+      out.Put(kVerticalCodes.data()[nOffset + kMaxOffset]);
       a0 = *a1++;
       if (a0 == nWidth) break;
       // The next b1 has the other colour. It is the element behind the old one or,

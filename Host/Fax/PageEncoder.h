@@ -11,7 +11,7 @@ using WritePieceRoutine = bool (*)(void* pContext, const unsigned char* pBytes,
                                    unsigned int nCount);
 
 // What is gathered before it is written; pieces are longer by less than a line.
-constexpr size_t kPieceToWrite = 32 * 1024;
+constexpr size_t kPieceToWrite = size_t{32} * 1024;
 // Bytes of memory for the gathered data of lines of nWidth pixels.
 constexpr size_t PageEncoderMemory(int nWidth) { return kPieceToWrite + MaxLineBytes(nWidth); }
 

@@ -182,7 +182,8 @@ TEST(Decode, TruncatedAnywhere) {
           Bytes(data.begin(), data.begin() + static_cast<std::ptrdiff_t>(n)), 300, 40, nCode);
       ASSERT_EQ(load.nResult, load.nRows == 40 ? K_SUCCESS : K_ERROR_READ) << nCode << " at " << n;
       ASSERT_GE(load.nRows, nRows);
-      ASSERT_TRUE(std::equal(picture.rows.begin(), picture.rows.begin() + load.nRows * 38,
+      ASSERT_TRUE(std::equal(picture.rows.begin(),
+                             picture.rows.begin() + std::ptrdiff_t{38} * load.nRows,
                              load.picture.rows.begin()));
       nRows = load.nRows;
     }
