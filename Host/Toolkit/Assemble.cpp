@@ -33,7 +33,7 @@ PieceForm FormIn(FieldPrefix document, FieldPrefix part) {
 }
 
 Outcome NoSuchPage(const PageIndex& index, int page) {
-  return Failure(K_ERROR_INVALID_FORMAT, index.file + " has no page " + std::to_string(page) +
+  return Failure(K_ERROR_INVALID_FORMAT, "there is no page " + std::to_string(page) +
                                              ", the last is page " +
                                              std::to_string(index.pages.size()));
 }
@@ -114,6 +114,7 @@ class Assembly {
     if (outcome.Ok()) outcome = file.Commit();
     return outcome;
   }
+  Outcome Write(int descriptor) { return m_pieces.Write(descriptor); }
 
  private:
   Outcome AddSource(const PageIndex& index, bool stays, Source*& source) {
@@ -145,7 +146,10 @@ class Assembly {
 
   // Finds out what the page needs besides itself.
   Outcome Look(const PagePick& pick) {
-    if (!HasPage(*pick.source, pick.page)) return NoSuchPage(*pick.source, pick.page);
+    if (!HasPage(*pick.source, pick.page)) {
+      const Outcome none = NoSuchPage(*pick.source, pick.page);
+      return Failure(none.status, pick.source->file + ": " + none.what);
+    }
     Source* source = nullptr;
     const Outcome outcome = SourceOf(*pick.source, source);
     if (!outcome.Ok()) return outcome;
@@ -350,7 +354,20 @@ Outcome DeletePages(const PageIndex& target, const std::vector<int>& pages,
   return assembly.Write(out);
 }
 
-Outcome AssembleDocument(const std::vector<PagePick>& pages, const std::string& out) {
+Outcome DeleteSecondPage(const PageIndex& target) {
+  if (!HasPage(target, 2)) return NoSuchPage(target, 2);
+  AtomicFile copy;
+  Outcome outcome = copy.Open(target.file);
+  if (outcome.Ok()) outcome = CopyFile(target.file, copy.Path());
+  if (!outcome.Ok()) return outcome;
+  _DELETEDISPATCH dispatch = {copy.Path().c_str()};
+  const int status = fltDeletePage(&dispatch);
+  return status == K_SUCCESS ? copy.Commit() : Failure(status);
+}
+
+namespace {
+
+Outcome Assemble(const std::vector<PagePick>& pages, Assembly& assembly) {
   if (pages.empty()) return Failure(K_ERROR_INVALID_FORMAT, "a document needs at least one page");
   const auto document = std::find_if(pages.begin(), pages.end(),
                                      [](const PagePick& pick) { return !pick.source->bare; });
@@ -358,16 +375,13 @@ Outcome AssembleDocument(const std::vector<PagePick>& pages, const std::string& 
   if (home != nullptr && BeginsWithAllOf(*home, pages)) {
     const auto own = static_cast<std::ptrdiff_t>(home->pages.size());
     const std::vector<PagePick> others(pages.begin() + own, pages.end());
-    Assembly assembly;
     const Outcome outcome = assembly.Begin(home, true, others);
     if (!outcome.Ok()) return outcome;
     assembly.AddHead(home->Tail().begin);
     assembly.AddPages(others);
     assembly.AddTail(home->Tail());
-    return assembly.Write(out);
+    return {};
   }
-
-  Assembly assembly;
   const Outcome outcome = assembly.Begin(home, false, pages);
   if (!outcome.Ok()) return outcome;
   assembly.AddHead(home == nullptr ? 0 : home->divided ? home->plainHeadEnd : home->Head().end);
@@ -375,7 +389,21 @@ Outcome AssembleDocument(const std::vector<PagePick>& pages, const std::string& 
   assembly.AddTail(home == nullptr ? ByteRange{}
                    : home->divided ? home->endDocument
                                    : home->Tail());
-  return assembly.Write(out);
+  return {};
+}
+
+}  // namespace
+
+Outcome AssembleDocument(const std::vector<PagePick>& pages, const std::string& out) {
+  Assembly assembly;
+  const Outcome outcome = Assemble(pages, assembly);
+  return outcome.Ok() ? assembly.Write(out) : outcome;
+}
+
+Outcome AssembleDocument(const std::vector<PagePick>& pages, int descriptor) {
+  Assembly assembly;
+  const Outcome outcome = Assemble(pages, assembly);
+  return outcome.Ok() ? assembly.Write(descriptor) : outcome;
 }
 
 Outcome SplitPage(const PageIndex& index, int page, const std::string& out) {

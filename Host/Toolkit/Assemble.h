@@ -41,11 +41,16 @@ K_EXPORT Outcome ReplacePage(const PageIndex& target, int page, const std::vecto
 // Removes pages, named in any order. One at least must stay.
 K_EXPORT Outcome DeletePages(const PageIndex& target, const std::vector<int>& pages,
                              const std::string& out);
+// Removes the second page with the filter's own operation, which also takes what
+// stands between it and the first.
+K_EXPORT Outcome DeleteSecondPage(const PageIndex& target);
 // Makes a document of the pages in their order. The first document among them gives
 // what stands before and behind the pages; bare images alone get a new document. What
 // stands between two pages stays if both stay neighbours, but page groups only if
 // the document's pages come first and complete.
 K_EXPORT Outcome AssembleDocument(const std::vector<PagePick>& pages, const std::string& out);
+// The same, written at the position of a descriptor, which may be a pipe.
+K_EXPORT Outcome AssembleDocument(const std::vector<PagePick>& pages, int descriptor);
 // Makes a file of one page: a document, or a copy of a bare image.
 K_EXPORT Outcome SplitPage(const PageIndex& index, int page, const std::string& out);
 

@@ -60,6 +60,10 @@ struct K_EXPORT PageIndex {
   ByteRange Head() const;
   // What stands behind the last page.
   ByteRange Tail() const;
+  // Whether there are two pages and nothing between the first two.
+  bool SecondFollowsFirst() const {
+    return pages.size() > 1 && pages[0].bytes.end == pages[1].bytes.begin;
+  }
   // Whether image object n is the picture of page n, for all pages.
   bool PagesAreImages() const;
   // In what the pages differ from the image objects, for people: "page 2 has no

@@ -262,10 +262,10 @@ TEST_F(Edit, WhatCannotBeEditedIsRefusedAndStays) {
       {{"append", m_folder / "none"}, 1, "No such file or directory (status -10)"},
       {{"append", "/dev/null"}, 1, "only regular files can be read"},
       {{"insert", bare, "--after", "1"}, 1, "a bare IOCA file is one page"},
-      {{"insert", one, "--after", "2"}, 2, "--after"},
+      {{"insert", one, "--after", "2"}, 1, "there is no page 2, the last is page 1"},
       {{"insert", one}, 2, "--after"},
-      {{"replace", one, "--page", "2"}, 1, "there is no such page (status -9)"},
-      {{"replace", one, "--page", "1"}, 2, "--page"},
+      {{"replace", one, "--page", "2"}, 1, "there is no page 2, the last is page 1 (status -9)"},
+      {{"replace", one, "--page", "0"}, 2, "--page"},
   };
   for (const auto& c : cases) {
     std::vector<std::string> arguments = c.arguments;

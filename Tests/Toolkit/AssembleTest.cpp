@@ -44,6 +44,11 @@ class AssembleTest : public testing::Test {
     return picks;
   }
 
+  // Edits a copy in the place of the result.
+  Outcome Copied(const PageIndex& index, const std::function<Outcome(const PageIndex&)>& edit) {
+    return edit(Indexed(m_folder.File("out", FileBytes(index.file))));
+  }
+
   std::string Out() const { return m_folder / "out"; }
 
   TemporaryFolder m_folder;
@@ -70,6 +75,10 @@ TEST_F(AssembleTest, EditsMoveNothingButPages) {
          return DeletePages(m_first, {5, 2, 3, 3}, Out());
        },
        "H1g4T"},
+      {[&] {
+         return Copied(m_other, [](const PageIndex& copy) { return DeleteSecondPage(copy); });
+       },
+       "hact"},
       {[&] { return AssembleDocument(Picks("12345"), Out()); }, "H12g345T"},
       {[&] { return AssembleDocument(Picks("12345ba"), Out()); }, "H12g345baT"},
       {[&] { return AssembleDocument(Picks("543"), Out()); }, "H543T"},
@@ -102,23 +111,24 @@ TEST_F(AssembleTest, RefusesAndLeavesWhatWasThere) {
     const char* words;
   };
   const Case cases[] = {
-      {[&] { return InsertPages(m_first, 6, Picks("a"), Out()); }, -9, "has no page 6, the last"},
-      {[&] { return InsertPages(m_first, -1, Picks("a"), Out()); }, -9, "has no page -1"},
+      {[&] { return InsertPages(m_first, 6, Picks("a"), Out()); }, -9,
+       "there is no page 6, the last is page 5"},
+      {[&] { return InsertPages(m_first, -1, Picks("a"), Out()); }, -9, "there is no page -1"},
       {[&] {
          return InsertPages(m_first, 1, {{&m_other, 4}}, Out());
        },
-       -9, "other has no page 4"},
+       -9, "other: there is no page 4"},
       {[&] { return InsertPages(m_first, 1, {}, Out()); }, -9, "no pages to put in"},
-      {[&] { return ReplacePage(m_first, 0, Picks("a"), Out()); }, -9, "has no page 0"},
+      {[&] { return ReplacePage(m_first, 0, Picks("a"), Out()); }, -9, "there is no page 0"},
       {[&] {
          return DeletePages(m_first, {1, 2, 3, 4, 5}, Out());
        },
        -9, "can't be removed"},
-      {[&] { return DeletePages(m_first, {7}, Out()); }, -9, "has no page 7"},
+      {[&] { return DeletePages(m_first, {7}, Out()); }, -9, "there is no page 7"},
       {[&] { return DeletePages(bare, {1}, Out()); }, -9, "bare IOCA file"},
       {[&] { return ReplacePage(bare, 1, Picks("a"), Out()); }, -9, "bare IOCA file"},
       {[&] { return AssembleDocument({}, Out()); }, -9, "at least one page"},
-      {[&] { return SplitPage(bare, 2, Out()); }, -9, "has no page 2"},
+      {[&] { return SplitPage(bare, 2, Out()); }, -9, "there is no page 2"},
       {[&] { return SplitPage(m_first, 1, m_folder / "no/where"); }, -14, ""},
   };
   for (const Case& c : cases) {

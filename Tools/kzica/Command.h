@@ -20,6 +20,12 @@ void AddCreate(CLI::App& app, Exit& exit);
 void AddAppend(CLI::App& app, Exit& exit);
 void AddInsert(CLI::App& app, Exit& exit);
 void AddReplace(CLI::App& app, Exit& exit);
+void AddDelete(CLI::App& app, Exit& exit);
+void AddAssemble(CLI::App& app, Exit& exit);
+void AddSplit(CLI::App& app, Exit& exit);
+void AddText(CLI::App& app, Exit& exit);
+void AddDump(CLI::App& app, Exit& exit);
+void AddCheck(CLI::App& app, Exit& exit);
 
 // Wrong usage that the parser can't see.
 class UsageError : public CLI::ValidationError {

@@ -1,7 +1,7 @@
 // kzica insert: pictures behind a page of a document.
 #include <memory>
 
-#include "Tools/kzica/Pages.h"
+#include "Tools/kzica/Documents.h"
 
 namespace kzica {
 
@@ -10,13 +10,12 @@ namespace {
 struct InsertOptions {
   std::string file;
   std::vector<std::string> inputs;
-  int after = 0;
+  std::string after;
   std::string container;
   PageOptions pages;
 };
 
-Exit Insert(const InsertOptions& options) {
-  if (options.after != 1) throw UsageError("--after: pages can be inserted behind page 1 only");
+Exit InsertBehindFirst(const InsertOptions& options) {
   Edit edit;
   Exit exit = edit.Begin(options.file, false);
   if (exit != kDone) return exit;
@@ -29,6 +28,28 @@ Exit Insert(const InsertOptions& options) {
   return exit == kDone ? edit.Commit() : exit;
 }
 
+Exit InsertAnywhere(const InsertOptions& options, const kz::PageRange& place) {
+  PicturePages pictures;
+  Exit exit = pictures.Make(options.inputs, options.pages, options.container, options.file);
+  kz::PageIndex target;
+  if (exit == kDone) exit = IndexFile(options.file, target);
+  std::vector<int> after = {0};
+  if (exit == kDone && options.after != "0") exit = ChoosePages(target, place, after);
+  if (exit != kDone) return exit;
+  const kz::Outcome outcome = kz::InsertPages(target, after[0], pictures.Picks(), options.file);
+  return outcome.Ok() ? kDone : Complain({options.file}, outcome);
+}
+
+Exit Insert(const InsertOptions& options) {
+  if (options.after == "1") return InsertBehindFirst(options);
+  kz::PageRange place;
+  if (options.after != "0") {
+    place = ParsePages("--after", options.after);
+    if (!place.IsSinglePage()) throw UsageError("--after: there is one place to insert at");
+  }
+  return InsertAnywhere(options, place);
+}
+
 }  // namespace
 
 void AddInsert(CLI::App& app, Exit& exit) {
@@ -37,7 +58,9 @@ void AddInsert(CLI::App& app, Exit& exit) {
   auto options = std::make_shared<InsertOptions>();
   command->add_option("FILE", options->file, "Document to change")->required();
   command->add_option("IN", options->inputs, "Pictures")->required();
-  command->add_option("--after", options->after, "Page to insert them behind")
+  command
+      ->add_option("--after", options->after,
+                   "Page to insert them behind; 0 is before the first, z the last")
       ->required()
       ->type_name("N");
   AddPageOptions(*command, options->pages);

@@ -31,6 +31,12 @@ Exit Run(int argc, char** argv) {
   AddAppend(app, exit);
   AddInsert(app, exit);
   AddReplace(app, exit);
+  AddDelete(app, exit);
+  AddAssemble(app, exit);
+  AddSplit(app, exit);
+  AddText(app, exit);
+  AddDump(app, exit);
+  AddCheck(app, exit);
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& success) {

@@ -1,0 +1,50 @@
+// kzica check: whether every page of a file can be used.
+#include <memory>
+
+#include "Host/Toolkit/Check.h"
+#include "Tools/kzica/Command.h"
+
+namespace kzica {
+
+namespace {
+
+struct CheckOptions {
+  std::vector<std::string> files;
+  kz::LoadOptions load;
+};
+
+Exit CheckOne(const std::string& file, const kz::LoadOptions& options) {
+  int pages = 0;
+  const kz::Outcome outcome = kz::CheckFile(file, options, [&](const kz::CheckResult& result) {
+    pages = result.pages;
+    for (const std::string& warning : result.warnings) Note({file, result.page}, warning);
+    if (!result.outcome.Ok()) Complain({file, result.page}, result.outcome);
+  });
+  if (!outcome.Ok()) return kFileFailed;
+  Print(file + ": " + (pages == 1 ? "the page" : "all " + std::to_string(pages) + " pages") +
+        " can be loaded\n");
+  return kDone;
+}
+
+Exit Check(const CheckOptions& options) {
+  Exit exit = kDone;
+  for (const std::string& file : options.files) {
+    if (CheckOne(file, options.load) != kDone) exit = kFileFailed;
+  }
+  return exit;
+}
+
+}  // namespace
+
+void AddCheck(CLI::App& app, Exit& exit) {
+  CLI::App* command = app.add_subcommand("check", "See whether all pages of files can be loaded");
+  command->footer(
+      "Loads every page and walks over all structured fields. Exit status 1 when any page of\n"
+      "any file can't be loaded or a file is damaged elsewhere.");
+  auto options = std::make_shared<CheckOptions>();
+  command->add_option("FILE", options->files, "Files to check")->required();
+  AddMaxPixels(*command, options->load.maxPixels);
+  command->callback([options, &exit] { exit = Check(*options); });
+}
+
+}  // namespace kzica

@@ -1,0 +1,57 @@
+// kzica split: a file for each page.
+#include <filesystem>
+#include <memory>
+
+#include "Tools/kzica/Documents.h"
+#include "Tools/kzica/NumberedName.h"
+
+namespace kzica {
+
+namespace {
+
+struct SplitOptions {
+  std::string file;
+  std::string out;
+  std::string pages = "1-z";
+};
+
+Exit Split(const SplitOptions& options) {
+  const kz::PageRange range = ParsePages("--page", options.pages);
+  if (!IsNumbered(options.out) && !range.IsSinglePage()) {
+    throw UsageError(options.out + ": several pages go into several files; the name needs a %d");
+  }
+  kz::PageIndex index;
+  std::vector<int> pages;
+  Exit exit = IndexFile(options.file, index);
+  if (exit == kDone) exit = ChoosePages(index, range, pages);
+  if (exit != kDone) return exit;
+  Progress progress(pages.size());
+  for (const int page : pages) {
+    const std::string out = NumberedName(options.out, page);
+    std::error_code ignored;
+    if (std::filesystem::equivalent(options.file, out, ignored)) {
+      throw UsageError(out + ": this is the file to split");
+    }
+    const kz::Outcome outcome = kz::SplitPage(index, page, out);
+    if (!outcome.Ok()) return Complain({out}, outcome);
+    if (!index.PagesAreImages()) NoteNumbering(out);
+    progress.Step();
+  }
+  return kDone;
+}
+
+}  // namespace
+
+void AddSplit(CLI::App& app, Exit& exit) {
+  CLI::App* command = app.add_subcommand("split", "Make a file of each page of a document");
+  command->footer("%d in OUT is the page number, %03d the same with three digits.");
+  auto options = std::make_shared<SplitOptions>();
+  command->add_option("FILE", options->file, "Document to take apart")->required();
+  command->add_option("OUT", options->out, "Files to write, like page%d.mda")->required();
+  command->add_option("-p,--page", options->pages, "Pages to write, like 2, 1,3-5, 9- or z")
+      ->type_name("PAGES")
+      ->capture_default_str();
+  command->callback([options, &exit] { exit = Split(*options); });
+}
+
+}  // namespace kzica
