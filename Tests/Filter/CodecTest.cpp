@@ -51,11 +51,10 @@ TEST(Codec, IsFoundBesideTheKernelThenOnTheLoadersPath) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(testing::Message() << c.folders << ", " << c.data << ", " << c.depth);
-    const std::string first = std::string(c.folders) == "path" ? "none" : c.folders;
-    const std::string path = folder / first + ":" + (folder / "path");
-    EXPECT_EQ(
-        Probe(first == "none" && first == c.folders ? folder / first : path, file(c.data), c.depth),
-        c.result);
+    EXPECT_EQ(Probe(c.folders == std::string("path") ? folder / "none" + ":" + (folder / "path")
+                                                     : folder / c.folders,
+                    file(c.data), c.depth),
+              c.result);
   }
 }
 

@@ -37,6 +37,15 @@ class FailingFiles {
     K_GetFilterIOData(nullptr, nullptr, &data, nullptr, nullptr);
     return write == Write && data == this;
   }
+  // The same for reading.
+  bool ReadInForce() {
+    K_ReadRoutine read = nullptr;
+    void* data = nullptr;
+    K_FilterIO(nullptr, &read, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+               nullptr);
+    K_GetFilterIOData(nullptr, &data, nullptr, nullptr, nullptr);
+    return read == Read && data == this;
+  }
 
  private:
   void Exchange() {

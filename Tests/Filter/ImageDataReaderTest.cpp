@@ -6,7 +6,7 @@
 
 #include "API/Filters/Ica/Common/Ioca/StructuredField.h"
 #include "Tests/Filter/FileBuilder.h"
-#include "Tests/Filter/MemoryFile.h"
+#include "Tests/Filter/OpenBytes.h"
 
 namespace {
 
@@ -60,9 +60,8 @@ TEST(ImageDataReader, RequestsOfEverySizeCrossEveryBoundary) {
         SCOPED_TRACE(testing::Message() << "request " << request << " cut " << cut);
         const bool bare = cut == cuts.size();
         const Style style = {cut % 2 == 0, {1, 2, 3}, cut % 3 == 0};
-        OpenMemoryFile file(bare ? segment
-                                 : PictureData(segment, cuts[cut], style) + Field(0xA9FB));
-        FilterThreadState* state = OpenMemoryFile::State();
+        OpenBytes file(bare ? segment : PictureData(segment, cuts[cut], style) + Field(0xA9FB));
+        FilterThreadState* state = ThreadState();
         state->bReadIPD = bare ? 0 : 1;
         int ended = -2;
         ASSERT_EQ(ReadAll(file, reader, request, &ended), data);
@@ -105,8 +104,8 @@ TEST(ImageDataReader, FailuresAreToldApart) {
     SCOPED_TRACE(c.what);
     Bytes buffer(9);
     for (const Reader reader : {Reader::Img, Reader::RawImg}) {
-      OpenMemoryFile file(c.bytes);
-      OpenMemoryFile::State()->bReadIPD = c.document ? 1 : 0;
+      OpenBytes file(c.bytes);
+      ThreadState()->bReadIPD = c.document ? 1 : 0;
       int status = 1;
       EXPECT_EQ(reader == Reader::Img ? ReadIMG(file, buffer.data(), 9, nullptr)
                                       : ReadRawIMG(file, buffer.data(), 9, &status),
@@ -124,8 +123,8 @@ TEST(ImageDataReader, TheSegmentStreamEndsAtAnotherStructuredField) {
   };
   const Style style = {true, {4, 5, 6}, true};
   for (const Case& c : {Case{Field(0xA9FB, {}, style), 8}, Case{{}, -1}, Case{Bytes(8, 1), -1}}) {
-    OpenMemoryFile file(fields + c.tail);
-    OpenMemoryFile::State()->bReadIPD = 1;
+    OpenBytes file(fields + c.tail);
+    ThreadState()->bReadIPD = 1;
     EXPECT_EQ(ReadIPD(file, nullptr, 0), 0);
     EXPECT_EQ(file.Position(), 0);
     EXPECT_EQ(Guarded(12, [&](auto* to) { return ReadIPD(file, to, 12); }).bytes,
@@ -164,8 +163,8 @@ TEST(ImageDataReader, BufferDataIsGatheredWithinItsRoom) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
-    OpenMemoryFile file(c.bytes);
-    OpenMemoryFile::State()->pfnRead = nullptr;  // it reads with the host's routine alone
+    OpenBytes file(c.bytes);
+    ThreadState()->pfnRead = nullptr;  // it reads with the host's routine alone
     Bytes room(c.size + 16, 0xA5);
     EXPECT_EQ(GetBufferData(file, room.data(), c.size), c.status);
     EXPECT_EQ(Slice(room, 0, c.gathered), Slice(data, 0, c.gathered));

@@ -8,7 +8,7 @@
 #include "API/Filters/Ica/Common/Ioca/ImageDataReader.h"
 #include "Host/Kernel/KernelTesting.h"
 #include "Tests/Filter/FileBuilder.h"
-#include "Tests/Filter/MemoryFile.h"
+#include "Tests/Filter/OpenBytes.h"
 
 namespace {
 
@@ -89,7 +89,7 @@ TEST(ImageInfo, ParametersBecomeTheDescription) {
     const Bytes segment = Segment(c.parameters, Pattern(20));
     for (const Bytes& bytes : {segment, Document({segment}), Document({segment}, {3}, kPrefixed)}) {
       SCOPED_TRACE(testing::Message() << c.what << ", " << bytes.size() << " bytes");
-      OpenMemoryFile file(bytes);
+      OpenBytes file(bytes);
       _LOADINFO info;
       std::memset(&info, 0xCC, sizeof info);
       int page = -5;
@@ -131,7 +131,7 @@ TEST(ImageInfo, SegmentsMustOpenProperly) {
       {"bad introducer on the way", Field(0xA8A8) + Bytes(8, 0) + Document({}), -9},
   };
   for (const Case& c : cases) {
-    OpenMemoryFile file(c.bytes);
+    OpenBytes file(c.bytes);
     _LOADINFO info;
     int page = 1;
     EXPECT_EQ(ReadImageInfo(file, &info, &page, 0, 0), c.status) << c.what;
@@ -149,14 +149,14 @@ TEST(ImageInfo, PagesThatAreNotThereFallBackToOneThatIs) {
        {std::pair{-32768, 1}, {0, 1}, {1, 1}, {2, 2}, {3, 3}, {4, 3}, {32767, 3}}) {
     for (const Bytes& bytes : {Document(segments), resources + Document({segments[1], segments[2]}),
                                Document(segments, {30, 0, 5000}, kPrefixed)}) {
-      OpenMemoryFile file(bytes);
+      OpenBytes file(bytes);
       _LOADINFO info;
       int page = asked;
       ASSERT_EQ(ReadImageInfo(file, &info, &page, 0, 0), 1) << asked;
       EXPECT_EQ(page, described) << asked;
       EXPECT_EQ(info.nWidth, static_cast<unsigned>(described) * 11) << asked;
     }
-    OpenMemoryFile bare(segments[0]);
+    OpenBytes bare(segments[0]);
     _LOADINFO info;
     int page = asked;
     ASSERT_EQ(ReadImageInfo(bare, &info, &page, 0, 0), 1);
@@ -173,7 +173,7 @@ TEST(ImageInfo, TheStreamIsLeftAtTheFirstImageDataField) {
     SCOPED_TRACE(cut);
     const bool bare = cut > segment.size();
     const Bytes bytes = bare ? segment : Document({segment}, {cut, 2, 0, 3}, {true, {1}, true});
-    OpenMemoryFile file(bytes);
+    OpenBytes file(bytes);
     _LOADINFO info;
     int page = 1;
     ASSERT_EQ(ReadImageInfo(file, &info, &page, 0, 0), 1);
@@ -181,7 +181,7 @@ TEST(ImageInfo, TheStreamIsLeftAtTheFirstImageDataField) {
     if (bare || cut >= header + 4) {
       EXPECT_EQ(Slice(bytes, info.nDataOffset, 4), (Bytes{0xFE, 0x92, 0, 30}));
     }
-    OpenMemoryFile::State()->nImageDataLeft = 0;
+    ThreadState()->nImageDataLeft = 0;
     Bytes read(101);
     int status = 1;
     EXPECT_EQ(ReadRawIMG(file, read.data(), 101, &status), 100);
@@ -206,7 +206,7 @@ Info Describe(tagHANDLE* file, int page = 1, bool count = false) {
   return info;
 }
 Info DescribeBytes(const Bytes& bytes, int page = 1, bool count = false) {
-  OpenMemoryFile file(bytes);
+  OpenBytes file(bytes);
   K_RedirectedSeek(file, 3, K_SEEK_START);  // where the file stands must not matter
   return Describe(file, page, count);
 }
@@ -303,15 +303,15 @@ TEST(FileInfo, AFailureLeavesTheRecordAlone) {
   const Bytes bare = Segment(kG4, Pattern(50));
   // Every read and every seek fails in turn, and the file ends at every byte.
   for (const Bytes& bytes : {document, bare}) {
-    for (const auto operation : {MemoryFiles::kRead, MemoryFiles::kSeek}) {
+    for (const auto operation : {FailingFiles::kRead, FailingFiles::kSeek}) {
       int nth = 1;
       for (;; ++nth) {
-        OpenMemoryFile file(bytes);
+        OpenBytes file(bytes);
         file.Files().Fail(operation, nth);
         const Info info = Describe(file);
         EXPECT_TRUE(file.Files().ReadInForce());
         if (info.status == 1) break;
-        EXPECT_TRUE(info.status == -7 || (info.status == -4 && operation == MemoryFiles::kSeek));
+        EXPECT_TRUE(info.status == -7 || (info.status == -4 && operation == FailingFiles::kSeek));
         EXPECT_EQ(std::memcmp(&info.record, &untouched.record, sizeof info.record), 0);
       }
       EXPECT_GT(nth, 2);
@@ -331,8 +331,8 @@ TEST(FileInfo, AFailureLeavesTheRecordAlone) {
 TEST(FileInfo, WithoutPerThreadRecordsTheStaticOneServes) {
   const Bytes prefixed = Document({Segment(kG4, Pattern(50))}, {9}, kPrefixed);
   ASSERT_EQ(DescribeBytes(Segment(kG4, {})).status, 1);
-  OpenMemoryFile file(prefixed);
-  FilterThreadState* own = OpenMemoryFile::State();
+  OpenBytes file(prefixed);
+  FilterThreadState* own = ThreadState();
   ASSERT_NE(own, nullptr);
   *own = {};
   K_SetThreadDataAvailable(0);

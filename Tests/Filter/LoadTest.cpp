@@ -8,9 +8,9 @@
 #include "API/Filters/Ica/Common/Ioca/CodecLoader.h"
 #include "API/Filters/Ica/Common/Ioca/Decoders.h"
 #include "API/Filters/Ica/Common/Ioca/RowDelivery.h"
+#include "Tests/Filter/FailingFiles.h"
 #include "Tests/Filter/LoadRequest.h"
 #include "Tests/Filter/LoadRoads.h"
-#include "Tests/Filter/MemoryFile.h"
 
 namespace {
 
@@ -36,11 +36,12 @@ TEST(Load, UncompressedRowsAreTheDataDividedByTheHeight) {
     // Recording order and bit order are for the host; the rows go out as stored.
     for (const Bytes& encoding : {Encoding(0x03), Bytes{0x95, 3, 0x03, 3, 1}}) {
       SCOPED_TRACE(testing::Message() << c.data << " bytes, " << c.height << " rows");
-      MemoryFiles files;
+      FailingFiles files;
+      const TemporaryFolder folder;
       Bytes data = Pattern(c.data);
-      files["file"] = Document({Uncompressed(c.height, data, encoding)}, {90, 0, 7});
+      folder.File("file", Document({Uncompressed(c.height, data, encoding)}, {90, 0, 7}));
       LoadRequest load(16, static_cast<int>(c.height));
-      EXPECT_EQ(load("file"), 1);
+      EXPECT_EQ(load(folder / "file"), 1);
       ASSERT_EQ(load.rows.size(), c.height);
       EXPECT_EQ(load.bitmap.nBytesPerLine, static_cast<int>(c.row));
       data.resize(c.row * c.height, 0);
@@ -64,16 +65,17 @@ class LoadRoad : public testing::TestWithParam<size_t> {
 
 TEST_P(LoadRoad, GivesThePictureFromEveryContainer) {
   const Bytes other = Uncompressed(2, Pattern(4));
-  const std::pair<Bytes, int> files[] = {
+  const std::pair<Bytes, int> containers[] = {
       {road.segment, 1},
       {Document({other, road.segment}), 2},
       {Document({other, road.segment}, {5, 0, 33}, {true, {1, 2}, true}), 9},
   };
-  for (const auto& [bytes, page] : files) {
-    MemoryFiles memory;
-    memory["file"] = bytes;
+  for (const auto& [bytes, page] : containers) {
+    FailingFiles files;
+    const TemporaryFolder folder;
+    folder.File("file", bytes);
     LoadRequest load(road.width, road.height, road.depth);
-    ASSERT_EQ(load("file", page), 1);
+    ASSERT_EQ(load(folder / "file", page), 1);
     ASSERT_EQ(load.rows.size(), static_cast<size_t>(road.height));
     EXPECT_EQ(load.Picture(road.bytesPerRow), road.picture);
     EXPECT_EQ(load.fromTarget, road.fromTarget);
@@ -87,34 +89,36 @@ TEST_P(LoadRoad, GivesThePictureFromEveryContainer) {
 // Whatever ends a load, the file is closed, the memory freed, the codec unloaded
 // and the host's read routine in force again.
 TEST_P(LoadRoad, EveryEndGivesBackWhatWasTaken) {
+  const TemporaryFolder folder;
   const Bytes document = Document({road.segment}, {40}, {true, {}, false});
   // How a load is disturbed for the nth time; false when that has no effect more.
-  using Disturb = std::function<void(MemoryFiles&, LoadRequest&, int)>;
+  using Disturb = std::function<void(FailingFiles&, LoadRequest&, int)>;
   struct Case {
     const char* what;
     Disturb disturb;
     std::vector<int> statuses;
   };
-  const auto fail = [](MemoryFiles::Operation operation) {
-    return [operation](MemoryFiles& files, LoadRequest&, int nth) { files.Fail(operation, nth); };
+  const auto fail = [](FailingFiles::Operation operation) {
+    return [operation](FailingFiles& files, LoadRequest&, int nth) { files.Fail(operation, nth); };
   };
   const auto stop = [](int result) {
-    return [result](MemoryFiles&, LoadRequest& load, int nth) {
+    return [result](FailingFiles&, LoadRequest& load, int nth) {
       load.stopAt = static_cast<size_t>(nth);
       load.stopResult = result;
     };
   };
   const Case cases[] = {
-      {"open", fail(MemoryFiles::kOpen), {-10}},
-      {"read", fail(MemoryFiles::kRead), {-9, -7}},
-      {"seek", fail(MemoryFiles::kSeek), {-9, -7}},
-      {"memory", [](MemoryFiles&, LoadRequest&, int nth) { K_FailAllocation(nth); }, {-1, -14}},
+      {"open", fail(FailingFiles::kOpen), {-10}},
+      {"read", fail(FailingFiles::kRead), {-9, -7}},
+      {"seek", fail(FailingFiles::kSeek), {-9, -7}},
+      {"memory", [](FailingFiles&, LoadRequest&, int nth) { K_FailAllocation(nth); }, {-1, -14}},
       {"callback 0", stop(0), {0}},
       {"callback -5", stop(-5), {-5}},
       {"callback 2", stop(2), {2}},
       {"file ends",
-       [&](MemoryFiles& files, LoadRequest&, int nth) {
-         files["file"].resize(std::min(document.size(), static_cast<size_t>(nth - 1) * 7));
+       [&](FailingFiles&, LoadRequest&, int nth) {
+         std::filesystem::resize_file(folder / "file",
+                                      std::min(document.size(), static_cast<size_t>(nth - 1) * 7));
        },
        {-9, -7}},
   };
@@ -125,13 +129,13 @@ TEST_P(LoadRoad, EveryEndGivesBackWhatWasTaken) {
       const size_t blocks = K_LiveBlocks();
       int status;
       {
-        MemoryFiles files;
-        files["file"] = document;
+        FailingFiles files;
+        folder.File("file", document);
         LoadRequest load(road.width, road.height, road.depth);
         c.disturb(files, load, nth);
-        status = load("file");
+        status = load(folder / "file");
         K_FailAllocation(0);
-        EXPECT_EQ(files.OpenCount(), 0u);
+        EXPECT_EQ(K_OpenFiles(), 0u);
         EXPECT_TRUE(files.ReadInForce());
         EXPECT_EQ(EmbeddedLoaders::g_aLoaders.IsLoaded(), 0);
         if (status != 1 && load.stopAt != SIZE_MAX) {
@@ -156,23 +160,25 @@ INSTANTIATE_TEST_SUITE_P(All, LoadRoad, testing::Range(size_t{0}, size_t{6}),
 
 // 105 is also what asks the filter's own loop for more rows.
 TEST_P(LoadRoad, ACallbackThatAnswers105ToTheLastRowEndsTheLoad) {
-  MemoryFiles files;
-  files["file"] = road.segment;
+  FailingFiles files;
+  const TemporaryFolder folder;
+  folder.File("file", road.segment);
   LoadRequest load(road.width, road.height, road.depth);
   load.stopAt = static_cast<size_t>(road.height);
   load.stopResult = 105;
-  EXPECT_EQ(load("file"), 105);
+  EXPECT_EQ(load(folder / "file"), 105);
   EXPECT_EQ(load.calls, load.stopAt);
 }
 
 TEST(Load, FilesThatCanNotBeLoaded) {
-  MemoryFiles files;
-  files["empty"] = {};
-  files["text"] = Bytes(100, 'x');
-  files["no image"] = Document({});
-  files["rl4"] = Segment(ImageSize(16, 6) + Encoding(0x06), Pattern(12));
-  files["jpeg"] = Segment(ImageSize(16, 6) + Encoding(0x83), Pattern(12));
-  files["g4"] = Segment(ImageSize(32, 6) + Encoding(0x82), {0x00, 0x40, 0x55});
+  FailingFiles files;
+  const TemporaryFolder folder;
+  folder.File("empty", {});
+  folder.File("text", Bytes(100, 'x'));
+  folder.File("no image", Document({}));
+  folder.File("rl4", Segment(ImageSize(16, 6) + Encoding(0x06), Pattern(12)));
+  folder.File("jpeg", Segment(ImageSize(16, 6) + Encoding(0x83), Pattern(12)));
+  folder.File("g4", Segment(ImageSize(32, 6) + Encoding(0x82), {0x00, 0x40, 0x55}));
   struct Case {
     const char* file;
     int status;
@@ -185,7 +191,7 @@ TEST(Load, FilesThatCanNotBeLoaded) {
                         {"jpeg", -14},
                         {"g4", -9}}) {
     LoadRequest load(32, 6);
-    EXPECT_EQ(load(c.file), c.status) << c.file;
+    EXPECT_EQ(load(folder / c.file), c.status) << c.file;
     EXPECT_TRUE(files.ReadInForce());
   }
 }
@@ -213,17 +219,18 @@ Bytes Letter(unsigned width, const Bytes& data, size_t piece = 65535) {
 // A fax machine's 1728 pixels in a file that says 1727.
 TEST(Load, Group4CodedWiderThanDeclaredTakesTheSecondRoad) {
   const Bytes data = BareImageData(LetterFile());
-  MemoryFiles files;
-  files["letter"] = Letter(1728, data);
+  FailingFiles files;
+  const TemporaryFolder folder;
+  folder.File("letter", Letter(1728, data));
   LoadRequest letter(1728, 2200);
-  ASSERT_EQ(letter("letter"), 1);
+  ASSERT_EQ(letter(folder / "letter"), 1);
   for (const unsigned width : {1721u, 1727u}) {
     for (const Bytes& bytes :
          {Letter(width, data), Letter(width, data, 1000), Document({Letter(width, data)}),
           Document({Letter(width, data, 999)}, {1500, 0, 3}, {true, {1}, true})}) {
-      files["file"] = bytes;
+      folder.File("file", bytes);
       LoadRequest load(static_cast<int>(width), 2200);
-      ASSERT_EQ(load("file"), 1);
+      ASSERT_EQ(load(folder / "file"), 1);
       EXPECT_EQ(load.rowWidth, 1728);
       EXPECT_FALSE(load.fromTarget);
       EXPECT_EQ(load.Picture(216), letter.Picture(216));
@@ -231,27 +238,29 @@ TEST(Load, Group4CodedWiderThanDeclaredTakesTheSecondRoad) {
       LoadRequest stopped(static_cast<int>(width), 2200);
       stopped.dispatch.pfnLoadMemory = [](unsigned char*, _BITMAPHANDLE*, uint32_t, int, int,
                                           uint64_t, void*, _IMAGEFILEINFO*) { return -9; };
-      EXPECT_EQ(stopped("file"), -14);
+      EXPECT_EQ(stopped(folder / "file"), -14);
     }
   }
   // The load-info callback of before is in force again.
   const auto other = [](int, _LOADINFO*, void*) { return 0; };
   const K_LoadInfoCallback former = kz::SetLoadInfoCallback(other, nullptr);
   LoadRequest load(1727, 2200);
-  EXPECT_EQ(load("file"), 1);
+  EXPECT_EQ(load(folder / "file"), 1);
   EXPECT_EQ(kz::SetLoadInfoCallback(former, nullptr), K_LoadInfoCallback{other});
   // Of whole bytes, bad data have no second chance of being something else.
-  files["bad"] = Letter(1728, Slice(data, 0, 20000) + Bytes(9, 0) + Slice(data, 20000, 100000));
+  folder.File("bad",
+              Letter(1728, Slice(data, 0, 20000) + Bytes(9, 0) + Slice(data, 20000, 100000)));
   LoadRequest bad(1728, 2200);
-  EXPECT_EQ(bad("bad"), -9);
+  EXPECT_EQ(bad(folder / "bad"), -9);
 }
 
 TEST(Load, MemoryLoaderIsToldWhatTheJpegDataAre) {
   static _IMAGEFILEINFO told;
   static uint64_t size;
   static int asked[2];
-  MemoryFiles files;
-  files["file"] = Segment(ImageSize(16, 6) + Encoding(0x83), Pattern(150000), 9999);
+  FailingFiles files;
+  const TemporaryFolder folder;
+  folder.File("file", Segment(ImageSize(16, 6) + Encoding(0x83), Pattern(150000), 9999));
   LoadRequest load(16, 6, 8);
   load.dispatch.pfnLoadMemory = [](unsigned char* data, _BITMAPHANDLE*, uint32_t, int bits,
                                    int order, uint64_t bytes, void*, _IMAGEFILEINFO* info) {
@@ -261,7 +270,7 @@ TEST(Load, MemoryLoaderIsToldWhatTheJpegDataAre) {
     asked[1] = order;
     return Bytes(data, data + bytes) == Pattern(150000) ? -77 : -78;
   };
-  EXPECT_EQ(load("file"), -14);
+  EXPECT_EQ(load(folder / "file"), -14);
   EXPECT_EQ(told.uStructSize, sizeof told);
   EXPECT_EQ(told.nFormat, 10u);
   EXPECT_EQ(told.uFlags, 0x1000u);
@@ -274,10 +283,11 @@ TEST(Load, MemoryLoaderIsToldWhatTheJpegDataAre) {
 TEST(Load, AbicPalettes) {
   for (const Road& road : Roads()) {
     if (std::strstr(road.name, "ABIC") == nullptr) continue;
-    MemoryFiles files;
-    files["file"] = road.segment;
+    FailingFiles files;
+    const TemporaryFolder folder;
+    folder.File("file", road.segment);
     LoadRequest load(road.width, road.height, road.depth);
-    ASSERT_EQ(load("file"), 1);
+    ASSERT_EQ(load(folder / "file"), 1);
     ASSERT_EQ(load.bitmap.nColors, road.depth == 1 ? 2 : 16);
     EXPECT_EQ(load.bitmap.pPalette[4], road.depth == 1 ? 0 : 17);
     EXPECT_EQ(load.bitmap.nViewPerspective, 1);

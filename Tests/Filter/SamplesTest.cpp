@@ -7,9 +7,9 @@
 #include <thread>
 
 #include "API/Filters/Ica/Common/Ioca/CodecLoader.h"
+#include "Tests/Filter/FailingFiles.h"
 #include "Tests/Filter/LoadRequest.h"
 #include "Tests/Filter/LoadRoads.h"
-#include "Tests/Filter/MemoryFile.h"
 
 namespace {
 
@@ -134,13 +134,15 @@ TEST(Samples, EightThreadsLoadAllKindsAtOnce) {
         for (const Page& page : kPages) {
           if (page.picture != Letter || thread % 4 == 0) ExpectPicture(page);
         }
-        MemoryFiles files;
+        FailingFiles files;
+        const TemporaryFolder folder;
         for (size_t round = 0; round < kRounds; ++round) {
           const Road& road = Roads()[(round + thread) % Roads().size()];
           const Style style = {thread % 2 == 0, {1}, thread % 3 == 0};
-          files["file"] = round % 3 == 0 ? road.segment : Document({road.segment}, {50}, style);
+          folder.File("file",
+                      round % 3 == 0 ? road.segment : Document({road.segment}, {50}, style));
           LoadRequest load(road.width, road.height, road.depth);
-          ASSERT_EQ(load("file"), 1) << road.name;
+          ASSERT_EQ(load(folder / "file"), 1) << road.name;
           ASSERT_EQ(load.Picture(road.bytesPerRow), road.picture) << road.name;
         }
       });

@@ -7,7 +7,7 @@
 #include <cstring>
 
 #include "Tests/Filter/FileBuilder.h"
-#include "Tests/Filter/MemoryFile.h"
+#include "Tests/Filter/OpenBytes.h"
 
 namespace {
 
@@ -17,12 +17,12 @@ int ReadBoth(const Bytes& bytes, _ICA_SDF* field) {
   std::memset(field, 0xCC, sizeof *field);
   int bare;
   {
-    OpenMemoryFile file(bytes + Bytes(20, 0xEE));
+    OpenBytes file(bytes + Bytes(20, 0xEE));
     bare = ReadICA_SDF(file, field);
   }
   _ICA_SDF inDocument;
-  OpenMemoryFile file(PictureData(bytes + Bytes(20, 0xEE), {1}, {true, {}, true}));
-  OpenMemoryFile::State()->bReadIPD = 1;
+  OpenBytes file(PictureData(bytes + Bytes(20, 0xEE), {1}, {true, {}, true}));
+  ThreadState()->bReadIPD = 1;
   EXPECT_EQ(ReadICA_SDF(file, &inDocument), bare);
   EXPECT_EQ(std::memcmp(field, &inDocument, sizeof *field), 0);
   return bare;
@@ -66,7 +66,7 @@ TEST(SelfDefiningField, LengthsAreThoseOfTheField) {
       // One byte less than the field needs is a short read, in either kind of file.
       if (length == 0) continue;
       const Bytes whole = Parameter(identifier, parameters);
-      OpenMemoryFile shortFile(Slice(whole, 0, whole.size() - 1));
+      OpenBytes shortFile(Slice(whole, 0, whole.size() - 1));
       EXPECT_EQ(ReadICA_SDF(shortFile, &field), -7);
     }
   }
@@ -118,7 +118,7 @@ TEST(SelfDefiningField, ValuesAreChecked) {
 TEST(SelfDefiningField, ImageDataAreLeftInTheStream) {
   for (const unsigned length : {0u, 1u, 65535u}) {
     _ICA_SDF field;
-    OpenMemoryFile file(Bytes{0xFE, 0x92} + Big16(length) + Bytes(100, 7));
+    OpenBytes file(Bytes{0xFE, 0x92} + Big16(length) + Bytes(100, 7));
     EXPECT_EQ(ReadICA_SDF(file, &field), 1);
     EXPECT_EQ(+field.wId, 0xFE92);
     EXPECT_EQ(+field.wLength, length);
@@ -127,7 +127,7 @@ TEST(SelfDefiningField, ImageDataAreLeftInTheStream) {
   }
   for (const Bytes& bytes : {Bytes{}, Bytes{0xFE}, Bytes{0xFE, 0x92}, Bytes{0xFE, 0x92, 0}}) {
     _ICA_SDF field;
-    OpenMemoryFile file(bytes);
+    OpenBytes file(bytes);
     EXPECT_EQ(ReadICA_SDF(file, &field), -7);
   }
 }
@@ -136,8 +136,8 @@ TEST(SelfDefiningField, ImageDataAreLeftInTheStream) {
 // is then the next to be read.
 TEST(SelfDefiningField, TheSegmentMayEndTooEarly) {
   const Bytes start = PictureData({0x94, 9, 0, 0});
-  OpenMemoryFile file(start + Field(0xA9FB, {}, {true, {1, 2}, true}));
-  OpenMemoryFile::State()->bReadIPD = 1;
+  OpenBytes file(start + Field(0xA9FB, {}, {true, {1, 2}, true}));
+  ThreadState()->bReadIPD = 1;
   _ICA_SDF field;
   EXPECT_EQ(ReadICA_SDF(file, &field), -7);
   EXPECT_EQ(file.Position(), static_cast<int>(start.size()) + 1);

@@ -5,10 +5,11 @@
 
 #include <cctype>
 #include <cstring>
+#include <map>
 
 #include "API/Filters/Ica/Common/Ioca/Navigation.h"
 #include "Tests/Filter/FileBuilder.h"
-#include "Tests/Filter/MemoryFile.h"
+#include "Tests/Filter/OpenBytes.h"
 
 namespace {
 
@@ -60,13 +61,13 @@ TEST(StructuredField, IntroducersAreReadOrRefused) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
-    OpenMemoryFile file(c.bytes);
+    OpenBytes file(c.bytes);
     _SFI sfi;
     std::memset(&sfi, 0xCC, sizeof sfi);
     ASSERT_EQ(ReadSFI(file, &sfi), c.status);
     if (c.status != K_SUCCESS) continue;
     const bool prefixed = c.bytes[0] == 0x5A;
-    EXPECT_EQ(OpenMemoryFile::State()->bReadCC, prefixed ? 1u : 0u);
+    EXPECT_EQ(ThreadState()->bReadCC, prefixed ? 1u : 0u);
     EXPECT_EQ(file.Position(), c.position);
     EXPECT_EQ(+sfi.wLength, c.bytes[prefixed] * 256 + c.bytes[prefixed + 1u]);
     EXPECT_EQ(sfi.bClass, 0xD3);
@@ -81,47 +82,31 @@ TEST(StructuredField, IntroducersAreReadOrRefused) {
     EXPECT_EQ(SFDataLength(sfi), c.dataLength);
     EXPECT_EQ(SkipSFData(file, &sfi), 1);
     EXPECT_EQ(file.Position(), c.afterSkip);
-    file.Files().Fail(MemoryFiles::kSeek, 1);
+    file.Files().Fail(FailingFiles::kSeek, 1);
     EXPECT_EQ(SkipSFData(file, &sfi), K_ERROR_SEEK);
   }
 }
 
 TEST(StructuredField, CarriageControlIsRememberedUntilSomebodyClearsIt) {
-  OpenMemoryFile file(Field(0xA8A8, {}, kPrefixed) + Field(0xA8AF));
+  OpenBytes file(Field(0xA8A8, {}, kPrefixed) + Field(0xA8AF));
   _SFI sfi;
   EXPECT_EQ(ReadSFI(file, &sfi), 1);
   EXPECT_EQ(ReadSFI(file, &sfi), 1);
-  EXPECT_EQ(OpenMemoryFile::State()->bReadCC, 1u);
+  EXPECT_EQ(ThreadState()->bReadCC, 1u);
 }
 
 // Fields by a letter each; small letters have data, 0x5A and an extension as well.
 Bytes Spell(const std::string& letters) {
+  static const std::map<char, unsigned> identifiers = {{'B', 0xA8A8}, {'E', 0xA9A8}, {'P', 0xA8AF},
+                                                       {'Q', 0xA9AF}, {'I', 0xEEFB}, {'N', 0xA8C9}};
   Bytes bytes;
   for (const char letter : letters) {
-    const Style style = {std::islower(letter) != 0, {1, 2}, std::islower(letter) != 0};
-    const Bytes data = std::islower(letter) != 0 ? Pattern(300) : Bytes{};
-    switch (std::toupper(letter)) {
-      case 'B':
-        bytes = bytes + Field(0xA8A8, data, style);
-        break;
-      case 'E':
-        bytes = bytes + Field(0xA9A8, data, style);
-        break;
-      case 'P':
-        bytes = bytes + Field(0xA8AF, data, style);
-        break;
-      case 'Q':
-        bytes = bytes + Field(0xA9AF, data, style);
-        break;
-      case 'I':
-        bytes = bytes + Field(0xEEFB, data, style);
-        break;
-      case 'X':
-        bytes = bytes + Bytes(8, 0);  // no introducer
-        break;
-      default:
-        bytes = bytes + Field(0xA8C9, data, style);
-    }
+    const bool full = std::islower(letter) != 0;
+    const auto identifier = identifiers.find(static_cast<char>(std::toupper(letter)));
+    bytes = bytes +
+            (identifier == identifiers.end()
+                 ? Bytes(8, 0)  // no introducer
+                 : Field(identifier->second, full ? Pattern(300) : Bytes{}, {full, {1, 2}, full}));
   }
   return bytes;
 }
@@ -138,7 +123,7 @@ TEST(Navigation, PagesOfTheDocumentAreCounted) {
       {"N", -7, 0},         {"BPQPQ", -7, 2}, {"BPX", -9, 1},       {"X", -9, 0},
   };
   for (const Case& c : cases) {
-    OpenMemoryFile file(Spell(c.fields));
+    OpenBytes file(Spell(c.fields));
     int pages = -1;
     EXPECT_EQ(K_GetTotalPages(file, &pages), c.status) << c.fields;
     EXPECT_EQ(pages, c.pages) << c.fields;
@@ -159,14 +144,14 @@ TEST(Navigation, EndPageIsFoundRightBehindItsIntroducer) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(testing::Message() << c.fields << " page " << c.page);
-    OpenMemoryFile file(Spell(c.fields));
+    OpenBytes file(Spell(c.fields));
     EXPECT_EQ(K_GetEndPage(file, c.page), c.status);
     if (c.passed != nullptr) {
       EXPECT_EQ(file.Position(), static_cast<int>(Spell(c.passed).size()));
     }
   }
   // A page name is data, and K_GetEndPage leaves it unread.
-  OpenMemoryFile file(Spell("Bpq"));
+  OpenBytes file(Spell("Bpq"));
   EXPECT_EQ(K_GetEndPage(file, 1), 1);
   EXPECT_EQ(file.Position(), static_cast<int>(Spell("Bpq").size()) - 300);
 }
@@ -187,7 +172,7 @@ TEST(Navigation, ImageObjectsAreFoundOneAfterAnother) {
       {"BX", {}, -9},
   };
   for (const Case& c : cases) {
-    OpenMemoryFile file(Spell(c.fields));
+    OpenBytes file(Spell(c.fields));
     int position = -1;
     for (size_t i = 0; i < c.before.size(); ++i) {
       SCOPED_TRACE(testing::Message() << c.fields << " object " << i);
@@ -205,9 +190,9 @@ TEST(Navigation, ImageObjectsAreFoundOneAfterAnother) {
     EXPECT_EQ(FindImageObject(file, &position, c.before.empty() ? 0 : 1), c.last) << c.fields;
     EXPECT_EQ(position, found) << "only a success is stored";
   }
-  OpenMemoryFile file(Spell("BPI"));
+  OpenBytes file(Spell("BPI"));
   int position = 0;
-  file.Files().Fail(MemoryFiles::kSeek, 2);  // the first steps back from the length byte
+  file.Files().Fail(FailingFiles::kSeek, 2);  // the first steps back from the length byte
   EXPECT_EQ(FindImageObject(file, &position, 0), K_ERROR_SEEK);
 }
 

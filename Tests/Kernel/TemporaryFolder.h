@@ -29,9 +29,10 @@ class TemporaryFolder {
 
   // The path of a name in the folder.
   std::string operator/(const std::string& name) const { return (m_path / name).string(); }
-  // Writes a file and returns its path.
+  // Writes a new file, in the place of any old one, and returns its path.
   std::string File(const std::string& name, const Bytes& content) const {
     const std::string path = *this / name;
+    std::filesystem::remove(path);  // cutting an old one makes some systems wait for the disk
     std::ofstream(path, std::ios::binary)
         .write(reinterpret_cast<const char*>(content.data()),
                static_cast<std::streamsize>(content.size()));
