@@ -74,7 +74,7 @@ Outcome Document::Index() {
 template <typename Read>
 Outcome Document::AtPage(int page, PageInfo* info, Read read) const {
   if (m_places.empty()) return read(page);
-  if (page < 1 || page > Pages()) return NoSuchPage(Pages());
+  if (page < 1 || page > Pages()) return NoSuchPage(page < 1 ? 0 : Pages());
   const ImagePlace& place = m_places[static_cast<size_t>(page) - 1];
   const FileShift shift(place.position);
   Outcome outcome = read(1);

@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "Host/Kernel/KernelTesting.h"
 #include "Host/Toolkit/Document.h"
 #include "Host/Toolkit/PageRange.h"
@@ -233,6 +235,56 @@ TEST(PageLoad, EveryAllocationThatFailsIsReportedAndFreesAll) {
     }
     EXPECT_GT(nth, 1);
   }
+}
+
+TEST(Document, PagesFoundByTheIndexAreTheSamePages) {
+  const TemporaryFolder folder;
+  std::vector<std::string> files;
+  for (const char* name : {"letter-g4.ica", "report-g4.mda", "report-mixed.afp", "formatter.afp",
+                           "letter-scattered.afp"}) {
+    files.push_back(std::string(KZ_SAMPLES "/") + name);
+  }
+  Bytes cut = FileBytes(KZ_SAMPLES "/report-g4.mda");
+  cut.resize(cut.size() - 1000);
+  files.push_back(folder.File("cut", cut));
+  // The kind of container shows late, and page 2 is no image that can be described.
+  const Bytes segment = Uncompressed(12, 2, {0x12, 0x30, 0x45, 0x60});
+  const Bytes late = Document({segment, {0x70, 0x00, 0x92}, segment}) + Field(0xA8AF, {}, {true}) +
+                     PictureData(segment) + Field(0xA9AF);
+  files.push_back(folder.File("late", late));
+  for (const std::string& file : files) {
+    SCOPED_TRACE(file);
+    kz::Document document(file);
+    ASSERT_TRUE(document.Index().Ok());
+    kz::PageInfo counted;
+    ASSERT_TRUE(kz::DescribePage(file, 1, true, counted).Ok());
+    ASSERT_EQ(document.Pages(), counted.pages);
+    EXPECT_EQ(document.Structure().what, counted.structure.what);
+    for (int page = 0; page <= counted.pages + 1; ++page) {
+      SCOPED_TRACE(page);
+      kz::PageInfo direct, indexed;
+      EXPECT_EQ(document.DescribePage(page, indexed).what,
+                kz::DescribePage(file, page, false, direct).what);
+      EXPECT_EQ(indexed.page, direct.page);
+      EXPECT_EQ(indexed.format, direct.format);
+      EXPECT_EQ(indexed.container, direct.container);
+      kz::Bitmap expected, loaded;
+      const kz::Outcome load = kz::LoadPage(file, page, {}, expected);
+      EXPECT_EQ(document.LoadPage(page, {}, loaded).what, load.what);
+      if (!load.Ok()) continue;
+      ASSERT_EQ(loaded.Height(), expected.Height());
+      ASSERT_EQ(loaded.BytesPerLine(), expected.BytesPerLine());
+      for (int y = 0; y < loaded.Height(); ++y) {
+        ASSERT_TRUE(std::equal(loaded.TopDownRow(y), loaded.TopDownRow(y) + loaded.BytesPerLine(),
+                               expected.TopDownRow(y)));
+      }
+      Bytes data, same;
+      EXPECT_TRUE(kz::ReadImageData(file, page, data).Ok());
+      EXPECT_TRUE(document.ReadImageData(page, same).Ok());
+      EXPECT_TRUE(data == same);
+    }
+  }
+  EXPECT_EQ(K_OpenFiles(), 0u);
 }
 
 TEST(PageRange, FollowsItsGrammar) {
