@@ -1,4 +1,4 @@
-// The fax decoders on bare data: the first bytes give the coding and the size.
+// A fax decoder (KZ_CODING) on bare data: the first bytes give flags and the size.
 #include "Fuzz/MemoryDisk.h"
 #include "Host/Fax/Fax.h"
 
@@ -19,18 +19,17 @@ int TakeRow(void*, _BITMAPHANDLE* bitmap, unsigned char* row, uint32_t, int inde
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size < 4) return 0;
-  constexpr int codings[] = {K_FAX_G3_1D, K_FAX_G3_2D, K_FAX_G4, K_FAX_IBM_MMR};
   const MemoryDisk disk(data + 4, size - 4);
   const int width = 1 + (data[1] | (data[2] & 0x0F) << 8);
   const int height = 1 + data[3];
   _BITMAPHANDLE bitmap;
   K_CreateBitmap(&bitmap, sizeof(bitmap), width, height, 1, K_ORDER_BGR, K_VIEW_TOP_DOWN);
   _LOADINFO info = {};
-  info.nFormat = static_cast<uint32_t>(codings[data[0] % 4]);
+  info.nFormat = static_cast<uint32_t>(KZ_CODING);
   info.nWidth = static_cast<uint32_t>(width);
   info.nHeight = static_cast<uint32_t>(height);
   info.nBitsPerPixel = 1;
-  info.uFlags = (data[0] & 4) != 0 ? K_RAW_REVERSED_BITS : 0;
+  info.uFlags = (data[0] & 1) != 0 ? K_RAW_REVERSED_BITS : 0;
   _LOADDISPATCH dispatch = {};
   dispatch.pBitmap = &bitmap;
   tagHANDLE* file = K_RedirectedOpen("fuzzed", K_OPEN_READ, 0);

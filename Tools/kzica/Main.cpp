@@ -4,7 +4,7 @@
 #include <new>
 #include <string>
 
-#include "Tools/kzica/Command.h"
+#include "Tools/kzica/App.h"
 
 namespace {
 
@@ -18,25 +18,9 @@ std::string HelpOf(const CLI::App& app) {
 }
 
 Exit Run(int argc, char** argv) {
-  CLI::App app{"Reads, makes and edits IOCA images, bare and in MO:DCA documents.", "kzica"};
-  app.set_version_flag("--version", "kzica " KZICA_VERSION);
-  app.require_subcommand(1);
-  app.footer(
-      "kzica COMMAND --help describes a command. Exit status: 0 done, 1 a file failed,\n"
-      "2 wrong usage.");
+  CLI::App app;
   Exit exit = kDone;
-  AddInfo(app, exit);
-  AddExtract(app, exit);
-  AddCreate(app, exit);
-  AddAppend(app, exit);
-  AddInsert(app, exit);
-  AddReplace(app, exit);
-  AddDelete(app, exit);
-  AddAssemble(app, exit);
-  AddSplit(app, exit);
-  AddText(app, exit);
-  AddDump(app, exit);
-  AddCheck(app, exit);
+  DefineApp(app, exit);
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& success) {

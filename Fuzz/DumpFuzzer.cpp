@@ -1,0 +1,23 @@
+// The dump in both forms: it goes on to the end of any file.
+#include <algorithm>
+
+#include "Fuzz/MemoryDisk.h"
+#include "Fuzz/MemoryPath.h"
+#include "Host/Toolkit/Dump.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  const MemoryPath file(data, size);
+  if (!file.Complete()) return 0;
+  size_t lines[2] = {0, 0};
+  const auto count = [&](int form) {
+    return [&lines, form](std::string_view text) {
+      lines[form] += static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));
+      return true;
+    };
+  };
+  Require(kz::DumpFile(file.Path(), {}, *kz::MakeTextDump(count(0))).Ok(), "text is dumped");
+  Require(kz::DumpFile(file.Path(), {}, *kz::MakeJsonDump(count(1))).Ok(), "JSON is dumped");
+  Require(lines[0] == lines[1] + 1, "both forms have a line for each event");
+  Require(lines[1] <= 4 * size + 16, "events don't outnumber the bytes");
+  return 0;
+}

@@ -1,0 +1,27 @@
+#include "Tools/kzica/App.h"
+
+namespace kzica {
+
+void DefineApp(CLI::App& app, Exit& exit) {
+  app.name("kzica");
+  app.description("Reads, makes and edits IOCA images, bare and in MO:DCA documents.");
+  app.set_version_flag("--version", "kzica " KZICA_VERSION);
+  app.require_subcommand(1);
+  app.footer(
+      "kzica COMMAND --help describes a command. Exit status: 0 done, 1 a file failed,\n"
+      "2 wrong usage.");
+  AddInfo(app, exit);
+  AddExtract(app, exit);
+  AddCreate(app, exit);
+  AddAppend(app, exit);
+  AddInsert(app, exit);
+  AddReplace(app, exit);
+  AddDelete(app, exit);
+  AddAssemble(app, exit);
+  AddSplit(app, exit);
+  AddText(app, exit);
+  AddDump(app, exit);
+  AddCheck(app, exit);
+}
+
+}  // namespace kzica

@@ -1,0 +1,51 @@
+# What `cmake --install` puts in place: the command with its manual page and
+# completion (Tools/kzica), the libraries, the headers, a CMake package and a
+# pkg-config file. Headers keep their folders below include/kzica.
+include(CMakePackageConfigHelpers)
+
+set(libraries kvkrn kzfax kzica_filter kztoolkit)
+set_target_properties(kvkrn PROPERTIES EXPORT_NAME kernel)
+set_target_properties(kzfax PROPERTIES EXPORT_NAME fax)
+set_target_properties(kzica_filter PROPERTIES EXPORT_NAME filter)
+set_target_properties(kztoolkit PROPERTIES EXPORT_NAME toolkit)
+target_link_libraries(kztoolkit INTERFACE kzica_filter kvkrn)
+foreach(library IN LISTS libraries)
+  target_include_directories(${library} INTERFACE
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/kzica>)
+  target_compile_features(${library} INTERFACE cxx_std_20)
+  set_target_properties(${library} PROPERTIES INSTALL_RPATH "$ORIGIN")
+endforeach()
+set_target_properties(kzica PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+set_target_properties(kzabi PROPERTIES INSTALL_RPATH "$ORIGIN")
+
+install(TARGETS ${libraries} EXPORT kzica LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+# The kernel library looks for the codec beside itself.
+install(TARGETS kzabi LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(TARGETS kzica RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+
+function(kz_install_headers folder)
+  list(TRANSFORM ARGN PREPEND ${PROJECT_SOURCE_DIR}/${folder}/)
+  install(FILES ${ARGN} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kzica/${folder})
+endfunction()
+kz_install_headers(Host/Kernel DllLoader.h Export.h HostRecords.h Kernel.h Status.h)
+kz_install_headers(Host/Fax Fax.h)
+kz_install_headers(Host/Abic Abic.h)
+kz_install_headers(Host/Toolkit
+  Assemble.h AtomicFile.h Bitmap.h Check.h Document.h Dump.h MemoryLoader.h MemorySaver.h Outcome.h
+  PageIndex.h PageRange.h PictureFile.h RowConversion.h SavePage.h Text.h TextDecoder.h)
+kz_install_headers(API/Filters/Ica/Common Ica.h)
+kz_install_headers(API/Filters/Ica/Common/Ioca
+  CodecLoader.h Comment.h Decoders.h Document.h Encoders.h FormatCodes.h ImageDataReader.h
+  ImageDataWriter.h ImageInfo.h Navigation.h Page.h RowDelivery.h Save.h SelfDefiningField.h
+  StructuredField.h WriteImage.h)
+
+set(package ${CMAKE_INSTALL_LIBDIR}/cmake/kzica)
+install(EXPORT kzica NAMESPACE kzica:: DESTINATION ${package} FILE kzicaTargets.cmake)
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/kzicaConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/kzicaConfig.cmake INSTALL_DESTINATION ${package})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/kzicaConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/kzicaConfig.cmake ${PROJECT_BINARY_DIR}/kzicaConfigVersion.cmake
+  DESTINATION ${package})
+configure_file(${PROJECT_SOURCE_DIR}/cmake/kzica.pc.in ${PROJECT_BINARY_DIR}/kzica.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/kzica.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
