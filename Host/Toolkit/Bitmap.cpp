@@ -17,7 +17,7 @@ bool IsGrayBitmap(const _BITMAPHANDLE& bitmap) {
   if (bitmap.nBitsPerPixel > 8) return false;
   const int colors = bitmap.pPalette != nullptr ? bitmap.nColors : 0;
   for (int i = 0; i < colors; ++i) {
-    const unsigned char* entry = bitmap.pPalette + 4 * i;
+    const unsigned char* entry = bitmap.pPalette + ptrdiff_t{4} * i;
     if (entry[0] != entry[1] || entry[1] != entry[2]) return false;
   }
   return true;

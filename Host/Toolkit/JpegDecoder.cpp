@@ -196,6 +196,7 @@ JpegDecoding DecodeJpeg(const unsigned char* data, size_t size, int bitsPerPixel
     return result;
   }
   Decoder decoder;
+  // cppcheck-suppress memsetClass ; std::jmp_buf is a plain C array
   std::memset(&decoder, 0, sizeof(decoder));
   Decode(decoder, data, size, bitsPerPixel, colorOrder, bitmap);
 

@@ -15,7 +15,7 @@ namespace kz {
 namespace {
 
 constexpr const char* kSource = "Host/Toolkit/MemorySaver";
-constexpr size_t kFirstBufferBytes = 64 * 1024;
+constexpr size_t kFirstBufferBytes = size_t{64} * 1024;
 
 struct Encoder {
   jpeg_compress_struct jpeg;
@@ -154,6 +154,7 @@ int SaveToMemory(HGLOBAL* phBlock, _BITMAPHANDLE* pBitmap, int nFormat, int nBit
   if (status <= 0) return status;
 
   Encoder encoder;
+  // cppcheck-suppress memsetClass ; std::jmp_buf is a plain C array
   std::memset(&encoder, 0, sizeof(encoder));
   Encode(encoder, rows, nFormat, nBitsPerPixel, JpegQuality(nQFactor));
   status = encoder.status;

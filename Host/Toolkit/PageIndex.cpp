@@ -76,7 +76,7 @@ class Indexer {
                         data - at > int64_t{SF_INTRODUCER_LENGTH} + introducer.bExtLength};
       if (field.bytes.end > m_index.Size()) return CutAt(at);
       if (SkipSFData(file, &introducer) != K_SUCCESS) return CutAt(at);
-      const Outcome outcome = Take(field);
+      Outcome outcome = Take(field);
       if (!outcome.Ok()) return outcome;
       at = field.bytes.end;
     }

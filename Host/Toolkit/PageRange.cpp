@@ -27,7 +27,7 @@ int TakeNumber(std::string_view& text) {
 Outcome PageRange::Parse(std::string_view text) {
   std::string what = "'";
   what.append(text).append("' names no pages; write 2, 1,3-5, 9- or z");
-  const Outcome refused = Failure(K_ERROR_INVALID_FORMAT, std::move(what));
+  Outcome refused = Failure(K_ERROR_INVALID_FORMAT, std::move(what));
   std::vector<Part> parts;
   do {
     if (!parts.empty()) text.remove_prefix(1);

@@ -46,9 +46,9 @@ struct ImageData {
 
 class PdfSink : public PictureSink {
  public:
-  explicit PdfSink(int descriptor) : m_descriptor(descriptor) {
-    // The second line tells transfer programs that the file isn't text.
-    m_text = "%PDF-1.4\n%\xE2\xE3\xCF\xD3\n";
+  // The second line tells transfer programs that the file isn't text.
+  explicit PdfSink(int descriptor)
+      : m_descriptor(descriptor), m_text("%PDF-1.4\n%\xE2\xE3\xCF\xD3\n") {
     Begin(1);
     m_text += "<< /Type /Catalog /Pages " + Reference(kPageTree) + " >>\nendobj\n";
   }

@@ -201,7 +201,7 @@ struct Writing {
 void SetPngPalette(Png& state, const Bitmap& bitmap) {
   png_color colors[256] = {};
   for (int i = 0; i < bitmap.Colors(); ++i) {
-    const unsigned char* entry = bitmap.Palette() + 4 * i;
+    const unsigned char* entry = bitmap.Palette() + ptrdiff_t{4} * i;
     colors[i] = {entry[0], entry[1], entry[2]};
   }
   // Every pixel value must have an entry.

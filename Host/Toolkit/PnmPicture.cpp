@@ -12,7 +12,7 @@ namespace kz {
 
 namespace {
 
-constexpr size_t kWriteAtOnce = 256 * 1024;
+constexpr size_t kWriteAtOnce = size_t{256} * 1024;
 constexpr int kMaxSample = 65535;
 
 bool IsSpace(int c) { return c == ' ' || (c >= '\t' && c <= '\r'); }

@@ -26,6 +26,7 @@ class TextDecoder {
   std::string Decode(std::string_view bytes);
 
  private:
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): how POSIX marks a failed iconv_open
   static iconv_t None() { return reinterpret_cast<iconv_t>(-1); }
 
   iconv_t m_converter = None();

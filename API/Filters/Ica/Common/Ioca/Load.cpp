@@ -15,6 +15,7 @@
 
 // Not among the functions that every host has; where it is, it tells how much the
 // codec library really delivered.
+// NOLINTNEXTLINE(readability-redundant-declaration): this one makes it weak
 extern "C" __attribute__((weak)) size_t WinGlobalSize(HGLOBAL hBlock);
 
 namespace {
