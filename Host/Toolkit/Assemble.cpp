@@ -93,7 +93,7 @@ class Assembly {
   void AddHome(ByteRange range) { m_pieces.Add(m_home->file, range); }
 
   void AddPages(const std::vector<PagePick>& picks) {
-    for (size_t i = 0; i < picks.size(); ++i) {
+    for (size_t i = 0; i < picks.size() && !m_pieces.TooLarge(); ++i) {
       AddPage(picks[i]);
       if (i + 1 < picks.size()) AddGap(picks[i], picks[i + 1]);
     }
@@ -172,13 +172,11 @@ class Assembly {
   }
 
   // The image that the field includes and that can stand in the page; else null.
-  const ByteRange* IncludedImage(Source& source, const ScannedField& field,
-                                 const std::string& data) {
+  static const ByteRange* IncludedImage(const Source& source, const ScannedField& field,
+                                        const std::string& data) {
     if (field.Code() != kIncludeObject) return nullptr;
     const std::string_view name = IncludedImageName(data);
-    const ByteRange* image = name.empty() ? nullptr : source.resources.FindImage(name);
-    if (image == nullptr || !CanStandInPage(m_pieces.File(source.file), *image)) return nullptr;
-    return image;
+    return name.empty() ? nullptr : source.resources.FindImage(name);
   }
 
   Outcome ChooseGroup() {
@@ -230,7 +228,7 @@ class Assembly {
     const FieldPrefix own = source.index->prefix;
     const bool prefixed =
         m_prefix == FieldPrefix::All || (m_prefix == FieldPrefix::Some && own == FieldPrefix::All);
-    for (int64_t at = page.begin; at < page.end;) {
+    for (int64_t at = page.begin; at < page.end && !m_pieces.TooLarge();) {
       const ScannedField field = ScanField(file, at);
       if (field.fault != FieldFault::None) return;
       at = field.End();

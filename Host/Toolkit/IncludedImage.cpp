@@ -22,40 +22,10 @@ constexpr size_t kPositionAreaOrigin = 2;
 constexpr size_t kPositionAreaRotation = 8;
 constexpr size_t kPositionContentOrigin = 13;
 constexpr size_t kPositionReferenceSystem = 23;
-constexpr size_t kPositionLength = 24;
 
 constexpr char kTripletMeasurementUnits = '\x4B';
 constexpr char kTripletAreaSize = '\x4C';
 constexpr char kTripletMappingOption = '\x04';
-
-struct ImageParts {
-  ScannedField areaDescriptor;
-  ScannedField areaPosition;
-  ScannedField mapping;
-  bool hasDescriptor = false;
-  bool hasPosition = false;
-  bool hasMapping = false;
-};
-
-ImageParts FindParts(FileWindow& file, ByteRange image) {
-  ImageParts parts;
-  for (int64_t at = image.begin; at < image.end;) {
-    const ScannedField field = ScanField(file, at);
-    if (field.fault != FieldFault::None || field.Code() == SF_END_OBJECT_ENVIRONMENT) break;
-    if (field.Code() == SF_OBJECT_AREA_DESCRIPTOR) {
-      parts.areaDescriptor = field;
-      parts.hasDescriptor = true;
-    } else if (field.Code() == SF_OBJECT_AREA_POSITION) {
-      parts.areaPosition = field;
-      parts.hasPosition = field.DataLength() >= kPositionLength;
-    } else if (field.Code() == kMapImageObject) {
-      parts.mapping = field;
-      parts.hasMapping = true;
-    }
-    at = field.End();
-  }
-  return parts;
-}
 
 // The triplet of the identifier in a sequence of triplets, whole; empty when there
 // is none.
@@ -78,6 +48,7 @@ std::string ReplaceTriplet(std::string_view triplets, std::string_view triplet) 
 }
 
 std::string PlacedPosition(std::string position, std::string_view include) {
+  if (position.size() < kObjectAreaPositionLength) return position;
   // All bits on: what the object says stands.
   const auto take = [&](size_t to, size_t from, size_t count) {
     const std::string_view value = include.substr(from, count);
@@ -102,6 +73,13 @@ std::string SizedDescriptor(std::string descriptor, std::string_view triplets) {
   return descriptor;
 }
 
+// A mapping field's data: one repeating group, its length before the triplet.
+std::string MappingData(std::string_view triplet) {
+  std::string data(1, '\0');
+  data += static_cast<char>(2 + triplet.size());
+  return data.append(triplet);
+}
+
 }  // namespace
 
 std::string_view IncludedImageName(std::string_view include) {
@@ -109,15 +87,9 @@ std::string_view IncludedImageName(std::string_view include) {
   return include.substr(0, 8);
 }
 
-bool CanStandInPage(FileWindow& file, ByteRange image) {
-  const ImageParts parts = FindParts(file, image);
-  return parts.hasDescriptor && parts.hasPosition;
-}
-
 void AddIncludedImage(PieceList& pieces, int source, ByteRange image, std::string_view include,
                       PieceForm form, bool prefixed) {
   FileWindow& file = pieces.File(source);
-  const ImageParts parts = FindParts(file, image);
   const std::string_view triplets = include.substr(kTriplets);
   const std::string_view mapping = FindTriplet(triplets, kTripletMappingOption);
 
@@ -127,27 +99,22 @@ void AddIncludedImage(PieceList& pieces, int source, ByteRange image, std::strin
     pieces.Add(MakeField(field.Code(), data, prefixed));
     copied = field.End();
   };
-  const auto addMapping = [&] {
-    // One repeating group: its length, then the triplet.
-    std::string data(1, '\0');
-    data += static_cast<char>(2 + mapping.size());
-    pieces.Add(MakeField(kMapImageObject, data.append(mapping), prefixed));
-  };
   for (int64_t at = image.begin; at < image.end;) {
     const ScannedField field = ScanField(file, at);
-    if (field.fault != FieldFault::None) break;
-    at = field.End();
-    if (field.Code() == SF_END_OBJECT_ENVIRONMENT) break;
-    if (field.offset == parts.areaDescriptor.offset) {
+    const uint16_t code = field.Code();
+    if (field.fault != FieldFault::None || code == SF_IMAGE_PICTURE_DATA) break;
+    if (code == SF_OBJECT_AREA_DESCRIPTOR) {
       replace(field, SizedDescriptor(FieldData(file, field), triplets));
-    } else if (field.offset == parts.areaPosition.offset) {
+    } else if (code == SF_OBJECT_AREA_POSITION) {
       replace(field, PlacedPosition(FieldData(file, field), include));
-      if (!mapping.empty() && !parts.hasMapping) addMapping();
-    } else if (parts.hasMapping && field.offset == parts.mapping.offset && !mapping.empty()) {
+      // What the page says of the mapping takes the place of what the object says.
+      if (!mapping.empty()) pieces.Add(MakeField(kMapImageObject, MappingData(mapping), prefixed));
+    } else if (code == kMapImageObject && !mapping.empty()) {
       pieces.Add(source, {copied, field.offset}, form);
-      addMapping();
       copied = field.End();
     }
+    at = field.End();
+    if (code == SF_END_OBJECT_ENVIRONMENT) break;
   }
   pieces.Add(source, {copied, image.end}, form);
 }

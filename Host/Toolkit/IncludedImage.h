@@ -12,12 +12,9 @@ namespace kz {
 // for other objects.
 std::string_view IncludedImageName(std::string_view include);
 
-// Whether the image object has all that AddIncludedImage needs.
-bool CanStandInPage(FileWindow& file, ByteRange image);
-
-// Adds the image object to the pieces, placed and sized as the Include Object data
-// say (MO:DCA, Include Object): what they leave open stays as the object has it.
-// `prefixed`: the fields made anew get a 0x5A; `form` is that of all others.
+// Adds an image object that FindImage found to the pieces, placed and sized as the Include Object
+// data say (MO:DCA, Include Object): what they leave open stays as the object has it. `prefixed`:
+// the fields made anew get a 0x5A; `form` is that of all others.
 void AddIncludedImage(PieceList& pieces, int source, ByteRange image, std::string_view include,
                       PieceForm form, bool prefixed);
 

@@ -20,6 +20,8 @@ class PieceWriter {
  public:
   explicit PieceWriter(int to) : m_to(to), m_buffer(std::make_unique<unsigned char[]>(kBuffer)) {}
 
+  static Outcome TooLarge() { return Failure(K_ERROR_SEEK, "the file would be larger than 2 GiB"); }
+
   Outcome Put(const void* bytes, size_t count) {
     const auto* from = static_cast<const unsigned char*>(bytes);
     while (count > 0) {
@@ -64,8 +66,6 @@ class PieceWriter {
   }
 
  private:
-  static Outcome TooLarge() { return Failure(K_ERROR_SEEK, "the file would be larger than 2 GiB"); }
-
   Outcome KernelCopy(FileWindow& from, ByteRange range) {
     while (range.Size() > 0) {
       off_t at = range.begin;
@@ -170,6 +170,9 @@ FileWindow& PieceList::File(int source) {
 
 void PieceList::Add(int source, ByteRange range, PieceForm form) {
   if (range.Size() <= 0) return;
+  // A field has nine bytes with its 0x5A, or more.
+  const bool shrinks = form == PieceForm::RemovePrefix;
+  m_planned += shrinks ? range.Size() / 9 * 8 : range.Size();
   if (!m_pieces.empty()) {
     Piece& last = m_pieces.back();
     const bool wrapped = form == PieceForm::Wrap || form == PieceForm::WrapPrefixed;
@@ -182,12 +185,14 @@ void PieceList::Add(int source, ByteRange range, PieceForm form) {
 }
 
 void PieceList::Add(std::string literal) {
+  m_planned += static_cast<int64_t>(literal.size());
   if (!literal.empty()) {
     m_pieces.push_back({Piece::kLiteral, PieceForm::AsIs, {}, std::move(literal)});
   }
 }
 
 Outcome PieceList::Write(int descriptor) {
+  if (TooLarge()) return PieceWriter::TooLarge();
   PieceWriter writer(descriptor);
   for (const Piece& piece : m_pieces) {
     Outcome outcome;

@@ -13,7 +13,12 @@ std::string_view Trimmed(std::string_view name) {
   return name;
 }
 
+constexpr unsigned kBegin = 0xA8;
+constexpr unsigned kEnd = 0xA9;
 constexpr size_t kNameLength = 8;
+constexpr char kQualifiedNameTriplet = 0x02;
+// Bytes of the triplet before the name.
+constexpr size_t kQualifiedName = 4;
 
 }  // namespace
 
@@ -44,69 +49,85 @@ std::string FieldData(FileWindow& file, const ScannedField& field) {
                           : std::string();
 }
 
-void ResourceCatalogue::AddNames(uint16_t code, std::string_view data, Resource& resource) const {
-  const auto add = [&resource](std::string_view name) {
+void ResourceCatalogue::AddNames(uint16_t code, std::string_view data) {
+  const size_t resource = m_resources.size() - 1;
+  const auto add = [&](std::string_view name) {
     name = Trimmed(name);
-    if (!name.empty()) resource.names.emplace_back(name);
+    if (!name.empty()) m_names.emplace(name, resource);
   };
   add(data.substr(0, kNameLength));
   // Fully qualified names follow as triplets: length, 02, type, format, name.
   size_t at = code == kBeginResource ? kNameLength + 2 : kNameLength;
-  while (at + 2 <= data.size()) {
+  while (at + kQualifiedName < data.size()) {
     const auto length = static_cast<unsigned char>(data[at]);
     if (length < 2) break;
-    if (data[at + 1] == 0x02 && length > 4) add(data.substr(at).substr(4, length - 4u));
+    if (data[at + 1] == kQualifiedNameTriplet && length > kQualifiedName) {
+      add(data.substr(at + kQualifiedName, length - kQualifiedName));
+    }
     at += length;
+  }
+}
+
+void ResourceCatalogue::Note(FileWindow& file, const ScannedField& field, int depth) {
+  const uint16_t code = field.Code();
+  Resource& resource = m_resources.back();
+  if (code >> 8 == kBegin && depth <= 1) {
+    // A resource is named by Begin Resource and by the Begin field within.
+    AddNames(code, FieldData(file, field));
+    if (code == SF_BEGIN_IMAGE_OBJECT) resource.image.begin = field.offset;
+  } else if (code == SF_END_IMAGE_OBJECT && depth <= 2) {
+    resource.image.end = field.End();
+  } else if (code == SF_OBJECT_AREA_DESCRIPTOR) {
+    resource.hasArea = true;
+  } else if (code == SF_OBJECT_AREA_POSITION) {
+    resource.hasPosition = field.DataLength() >= kObjectAreaPositionLength;
   }
 }
 
 Outcome ResourceCatalogue::Read(FileWindow& file, const PageIndex& index) {
   m_resources.clear();
+  m_names.clear();
   for (const ByteRange& group : index.resourceGroups) {
     int depth = 0;
     for (int64_t at = group.begin; at < group.end;) {
       const ScannedField field = ScanField(file, at);
       if (field.fault != FieldFault::None) return Failure(K_ERROR_READ);
       at = field.End();
-      const uint16_t code = field.Code();
-      const unsigned type = code >> 8;
-      if (code == kBeginResourceGroup || code == kEndResourceGroup) continue;
-      if (type == 0xA8) {
-        if (depth == 0) m_resources.emplace_back();
-        // A resource is named by Begin Resource and by the Begin field within.
-        if (depth <= 1) AddNames(code, FieldData(file, field), m_resources.back());
-        if (depth <= 1 && code == SF_BEGIN_IMAGE_OBJECT) {
-          m_resources.back().image.begin = field.offset;
-        }
-        ++depth;
-      } else if (type == 0xA9 && depth > 0) {
-        --depth;
-        if (depth <= 1 && code == SF_END_IMAGE_OBJECT) m_resources.back().image.end = at;
-      }
+      if (field.Code() == kBeginResourceGroup || field.Code() == kEndResourceGroup) continue;
+      const unsigned type = field.Code() >> 8;
+      if (type == kBegin && depth == 0) m_resources.emplace_back();
+      if (depth > 0 || type == kBegin) Note(file, field, depth);
+      if (type == kBegin) ++depth;
+      if (type == kEnd && depth > 0) --depth;
     }
   }
   return {};
 }
 
 const ByteRange* ResourceCatalogue::FindImage(std::string_view name) const {
-  name = Trimmed(name);
-  for (const Resource& resource : m_resources) {
-    const bool named =
-        std::find(resource.names.begin(), resource.names.end(), name) != resource.names.end();
-    if (named && resource.image.Size() > 0) return &resource.image;
-  }
-  return nullptr;
+  const auto found = m_names.find(std::string(Trimmed(name)));
+  if (found == m_names.end()) return nullptr;
+  const Resource& resource = m_resources[found->second];
+  return resource.IsPlacedImage() ? &resource.image : nullptr;
 }
 
 bool ResourceCatalogue::OnlyImages() const {
   return std::all_of(m_resources.begin(), m_resources.end(),
-                     [](const Resource& resource) { return resource.image.Size() > 0; });
+                     [](const Resource& resource) { return resource.IsPlacedImage(); });
+}
+
+bool ResourceCatalogue::Knows(std::string_view name) const {
+  return m_names.contains(std::string(Trimmed(name)));
 }
 
 bool ResourceCatalogue::NamedIn(std::string_view data) const {
-  for (const Resource& resource : m_resources) {
-    for (const std::string& name : resource.names) {
-      if (data.find(name) != std::string_view::npos) return true;
+  for (size_t at = 0; at < data.size(); ++at) {
+    const std::string_view rest = data.substr(at);
+    if (rest.size() >= kNameLength && Knows(rest.substr(0, kNameLength))) return true;
+    if (rest.size() <= kQualifiedName || rest[1] != kQualifiedNameTriplet) continue;
+    const auto length = static_cast<unsigned char>(rest[0]);
+    if (length > kQualifiedName && Knows(rest.substr(kQualifiedName, length - kQualifiedName))) {
+      return true;
     }
   }
   return false;

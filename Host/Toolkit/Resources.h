@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "Host/Toolkit/FieldScan.h"
@@ -15,6 +16,8 @@ constexpr uint16_t kBeginResourceGroup = 0xA8C6;
 constexpr uint16_t kEndResourceGroup = 0xA9C6;
 constexpr uint16_t kBeginResource = 0xA8CE;
 constexpr uint16_t kIncludeObject = 0xAFC3;
+// Data bytes of an Object Area Position field up to its reference system.
+constexpr unsigned kObjectAreaPositionLength = 24;
 
 // Whether a field names something that the document may bring along: Include
 // fields, and Map fields but for the mapping options of objects.
@@ -25,24 +28,30 @@ std::string FieldData(FileWindow& file, const ScannedField& field);
 
 class ResourceCatalogue {
  public:
-  // Reads the names of what is in the resource groups of an indexed document.
+  // Reads what is in the resource groups of an indexed document.
   Outcome Read(FileWindow& file, const PageIndex& index);
   // The image object that is the resource of the name, from Begin to End Image
-  // Object; null when there is none.
+  // Object; null when there is none or it doesn't say where it stands on a page.
   const ByteRange* FindImage(std::string_view name) const;
-  // Whether all resources are image objects.
+  // Whether all resources are such image objects.
   bool OnlyImages() const;
-  // Whether the data of a field hold the name of any resource.
+  // Whether the data of a field hold the name of any resource: eight bytes anywhere,
+  // or a fully qualified name.
   bool NamedIn(std::string_view data) const;
 
  private:
   struct Resource {
-    std::vector<std::string> names;
     ByteRange image;
+    bool hasArea = false;      // Object Area Descriptor
+    bool hasPosition = false;  // Object Area Position, whole
+    bool IsPlacedImage() const { return image.Size() > 0 && hasArea && hasPosition; }
   };
-  void AddNames(uint16_t code, std::string_view data, Resource& resource) const;
+  void Note(FileWindow& file, const ScannedField& field, int depth);
+  void AddNames(uint16_t code, std::string_view data);
+  bool Knows(std::string_view name) const;
 
   std::vector<Resource> m_resources;
+  std::unordered_map<std::string, size_t> m_names;
 };
 
 // Whether the resource groups of two documents are the same, 0x5A aside.

@@ -1,6 +1,7 @@
 #include "Host/Toolkit/Text.h"
 
 #include <cstring>
+#include <map>
 #include <new>
 #include <vector>
 
@@ -12,11 +13,13 @@ namespace kz {
 
 namespace {
 
+// The text wanted of each page; page 0 takes that of all pages.
+using PageTexts = std::map<int, std::string>;
+
 class TextReader {
  public:
   // `decoder` is null for raw text.
-  TextReader(int page, TextDecoder* decoder, std::string& text)
-      : m_page(page), m_decoder(decoder), m_text(text) {}
+  TextReader(TextDecoder* decoder, PageTexts& texts) : m_decoder(decoder), m_texts(texts) {}
 
   Outcome Run(FileWindow& file) {
     for (int64_t at = 0; at < file.Size();) {
@@ -27,20 +30,12 @@ class TextReader {
       if (field.fault != FieldFault::None) {
         return At(K_ERROR_INVALID_FORMAT, "there is no valid structured field", at);
       }
-      switch (field.Code()) {
-        case SF_BEGIN_PAGE:
-          ++m_pages;
-          break;
-        case SF_PRESENTATION_TEXT:
-          if (m_pages > 0 && (m_page == 0 || m_page == m_pages)) AddLines(FieldData(file, field));
-          break;
-        case SF_END_DOCUMENT:
-          if (m_page <= m_pages) return {};
-          return Failure(K_ERROR_INVALID_FORMAT, "there is no page " + std::to_string(m_page) +
-                                                     ", the last is page " +
-                                                     std::to_string(m_pages));
-        default:
-          break;
+      if (field.Code() == SF_BEGIN_PAGE) {
+        ++m_pages;
+      } else if (field.Code() == SF_PRESENTATION_TEXT && m_pages > 0) {
+        if (Wanted(0) != nullptr || Wanted(m_pages) != nullptr) AddLines(FieldData(file, field));
+      } else if (field.Code() == SF_END_DOCUMENT) {
+        return HasPages();
       }
       at = field.End();
     }
@@ -50,6 +45,18 @@ class TextReader {
  private:
   static Outcome At(int status, const char* what, int64_t offset) {
     return Failure(status, std::string(what) + " at byte " + std::to_string(offset));
+  }
+
+  Outcome HasPages() const {
+    const int last = m_texts.empty() ? 0 : m_texts.rbegin()->first;
+    if (last <= m_pages) return {};
+    return Failure(K_ERROR_INVALID_FORMAT, "there is no page " + std::to_string(last) +
+                                               ", the last is page " + std::to_string(m_pages));
+  }
+
+  std::string* Wanted(int page) {
+    const auto text = m_texts.find(page);
+    return text != m_texts.end() ? &text->second : nullptr;
   }
 
   // A field is a line, and so is what stands on a baseline of its own.
@@ -72,17 +79,19 @@ class TextReader {
   }
 
   void EndLine(std::string& line) {
-    m_text += m_decoder != nullptr ? m_decoder->Decode(line) + "\n" : line + aCrLf;
+    const std::string text = m_decoder != nullptr ? m_decoder->Decode(line) + "\n" : line + aCrLf;
+    for (const int page : {0, m_pages}) {
+      if (std::string* wanted = Wanted(page)) wanted->append(text);
+    }
     line.clear();
   }
 
-  int m_page;
   TextDecoder* m_decoder;
-  std::string& m_text;
+  PageTexts& m_texts;
   int m_pages = 0;
 };
 
-Outcome Read(const std::string& file, int page, const std::string& encoding, std::string& text) {
+Outcome Read(const std::string& file, const std::string& encoding, PageTexts& texts) {
   TextDecoder decoder;
   const bool raw = encoding == kRawEncoding;
   Outcome outcome = raw ? Outcome{} : decoder.Open(encoding);
@@ -96,10 +105,10 @@ Outcome Read(const std::string& file, int page, const std::string& encoding, std
   if (outcome.Ok()) outcome = window.Open(file);
   if (!outcome.Ok()) return outcome;
   if (container == Container::Ioca) {
-    if (page <= 1) return {};
+    if (texts.empty() || texts.rbegin()->first <= 1) return {};
     return Failure(K_ERROR_INVALID_FORMAT, "a bare image has one page only");
   }
-  return TextReader(page, raw ? nullptr : &decoder, text).Run(window);
+  return TextReader(raw ? nullptr : &decoder, texts).Run(window);
 }
 
 // Runs the comment reader once, into a buffer filled with one byte.
@@ -125,12 +134,24 @@ size_t StoredBytes(const std::vector<unsigned char>& a, const std::vector<unsign
 
 }  // namespace
 
-Outcome ReadText(const std::string& file, int page, const std::string& encoding,
-                 std::string& text) try {
-  text.clear();
-  return Read(file, page, encoding, text);
+Outcome ReadTexts(const std::string& file, const std::vector<int>& pages,
+                  const std::string& encoding, std::vector<std::string>& texts) try {
+  PageTexts found;
+  for (const int page : pages) found.try_emplace(page);
+  Outcome outcome = Read(file, encoding, found);
+  texts.clear();
+  for (const int page : pages) texts.push_back(found[page]);
+  return outcome;
 } catch (const std::bad_alloc&) {
   return Failure(K_ERROR_NO_MEMORY);
+}
+
+Outcome ReadText(const std::string& file, int page, const std::string& encoding,
+                 std::string& text) {
+  std::vector<std::string> texts;
+  Outcome outcome = ReadTexts(file, {page}, encoding, texts);
+  text = texts.empty() ? std::string() : std::move(texts[0]);
+  return outcome;
 }
 
 Outcome ReadComment(const std::string& file, int page, std::string& comment) try {

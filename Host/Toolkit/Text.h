@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "Host/Kernel/Export.h"
 #include "Host/Toolkit/Outcome.h"
@@ -21,6 +22,11 @@ constexpr const char* kRawEncoding = "raw";
 // with the last two `text` holds what stands before.
 K_EXPORT Outcome ReadText(const std::string& file, int page, const std::string& encoding,
                           std::string& text);
+
+// The text of each of these pages, in their order, in one pass over the file. Fails
+// likewise.
+K_EXPORT Outcome ReadTexts(const std::string& file, const std::vector<int>& pages,
+                           const std::string& encoding, std::vector<std::string>& texts);
 
 // The comment that the filter finds: the text from a page on to the end of the
 // document, all of it, as bytes with CR LF. It knows no chained control sequences.

@@ -128,6 +128,10 @@ TEST_F(AssembleTest, RefusesAndLeavesWhatWasThere) {
       {[&] { return DeletePages(bare, {1}, Out()); }, -9, "bare IOCA file"},
       {[&] { return ReplacePage(bare, 1, Picks("a"), Out()); }, -9, "bare IOCA file"},
       {[&] { return AssembleDocument({}, Out()); }, -9, "at least one page"},
+      {[&] {
+         return AssembleDocument(std::vector<PagePick>(30000, {&bare, 1}), Out());
+       },
+       -4, "larger than 2 GiB"},
       {[&] { return SplitPage(bare, 2, Out()); }, -9, "there is no page 2"},
       {[&] { return SplitPage(m_first, 1, m_folder / "no/where"); }, -14, ""},
   };

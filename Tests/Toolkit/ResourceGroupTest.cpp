@@ -27,7 +27,10 @@ TEST(ResourceGroups, ComeAlongWithThePagesThatNeedThem) {
   };
   const Bytes stamped = NumberedPage(1, {}, IncludeOverlay("STAMP"));
   const Bytes elsewhere = NumberedPage(2, {}, IncludeOverlay("RESIDENT"));
-  const Bytes rest = stamped + elsewhere + End("S");
+  // Map Data Resource: a repeating group with a fully qualified name.
+  const Bytes triplet = Bytes{9, 0x02, 0x84, 0x00} + Slice(Name("STAMP"), 0, 5);
+  const Bytes mapped = NumberedPage(3, {}, Field(0xABC3, Bytes{0, 11} + triplet));
+  const Bytes rest = stamped + elsewhere + mapped + End("S");
   const PageIndex source = file("source", OverlayGroup("STAMP") + Begin("S") + rest);
   const PageIndex plain = file("plain", Comment("c") + Begin("P") + NumberedPage(5) + End("P"));
   const PageIndex same =
@@ -48,6 +51,10 @@ TEST(ResourceGroups, ComeAlongWithThePagesThatNeedThem) {
        &plain,
        {&source, 1},
        Comment("c") + OverlayGroup("STAMP") + Begin("P") + NumberedPage(5) + stamped + End("P")},
+      {"a qualified name",
+       &plain,
+       {&source, 3},
+       Comment("c") + OverlayGroup("STAMP") + Begin("P") + NumberedPage(5) + mapped + End("P")},
       {"not in the group",
        &plain,
        {&source, 2},

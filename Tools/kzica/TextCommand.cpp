@@ -28,14 +28,11 @@ Exit Text(const TextOptions& options) {
     }
     if (exit != kDone) return exit;
   }
-  for (const int page : pages) {
-    std::string text;
-    const kz::Outcome outcome = kz::ReadText(options.file, page, options.encoding, text);
-    // What stands before damage is text nevertheless.
-    Print(text);
-    if (!outcome.Ok()) return Complain({options.file}, outcome);
-  }
-  return kDone;
+  std::vector<std::string> texts;
+  const kz::Outcome outcome = kz::ReadTexts(options.file, pages, options.encoding, texts);
+  // What stands before damage is text nevertheless.
+  for (const std::string& text : texts) Print(text);
+  return outcome.Ok() ? kDone : Complain({options.file}, outcome);
 }
 
 }  // namespace
