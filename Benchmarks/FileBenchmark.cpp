@@ -50,6 +50,14 @@ void Save(benchmark::State& state, const std::string& file, int format, int bits
   }
 }
 
+// fltSave of a page of text as a new file.
+void SavePage(benchmark::State& state, const std::string& file, int format, bool gray) {
+  const BitmapPointer bitmap = gray ? MakeGrayPage() : MakePage();
+  for (auto _ : state) {
+    if (SaveBitmap(file, bitmap.get(), format, 1) != K_SUCCESS) state.SkipWithError("not saved");
+  }
+}
+
 void WriteOnce(benchmark::State& state, const std::string& file) {
   const std::vector<char> bytes(32768 / 8 * size_t{8000}, 'x');
   for (auto _ : state) WriteWhole(file, bytes);
@@ -151,6 +159,13 @@ int main(int argc, char** argv) {
   Add("count-pages-1GiB/read-once", ReadOnce, in.documents.back(), size_t{1} << 20);
   Add("save-uncompressed/ours", Save, out, 254, 1);
   Add("save-uncompressed/write-once", WriteOnce, out);
+  Add("save-page/g4", SavePage, out, 73, false);
+  Add("save-page/g3-2d", SavePage, out, 72, false);
+  Add("save-page/g3", SavePage, out, 71, false);
+  Add("save-page/mmr", SavePage, out, 117, false);
+  Add("save-page/abic", SavePage, out, 190, false);
+  Add("save-page/uncompressed", SavePage, out, 253, false);
+  Add("save-page/jpeg", SavePage, out, 377, true);
   Add("append-1GiB/ours", Append, in.documents.back());
   Add("append-1GiB/1MiB", Append, in.documents.front());
   Add("threads/two", LoadOnThreads, in.text, 2);

@@ -88,6 +88,17 @@ BitmapPointer MakePage() {
   return bitmap;
 }
 
+BitmapPointer MakeGrayPage() {
+  const BitmapPointer page = MakePage();
+  BitmapPointer gray = NewBitmap(kTextWidth, kTextHeight, 8);
+  for (int y = 0; y < kTextHeight; ++y) {
+    const unsigned char* from = page->pRows + static_cast<ptrdiff_t>(y) * page->nBytesPerLine;
+    unsigned char* to = gray->pRows + static_cast<ptrdiff_t>(y) * gray->nBytesPerLine;
+    for (int x = 0; x < kTextWidth; ++x) to[x] = (from[x / 8] << x % 8 & 0x80) != 0 ? 0 : 255;
+  }
+  return gray;
+}
+
 int LoadPicture(const std::string& file, int page, K_RowCallback callback) {
   _LOADOPTIONS options = {};
   options.nPageNumber = page;

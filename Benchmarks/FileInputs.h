@@ -28,9 +28,11 @@ struct BitmapDeleter {
 };
 using BitmapPointer = std::unique_ptr<_BITMAPHANDLE, BitmapDeleter>;
 
-// A 32767 x 8000 bitmap; a 1-bit page of text of 2550 x 3300 at 300 dpi.
+// A 32767 x 8000 bitmap; a page of text of 2550 x 3300 at 300 dpi with 1 bit, and
+// with 8 bits per pixel.
 BitmapPointer MakeBitmap(int bitsPerPixel);
 BitmapPointer MakePage();
+BitmapPointer MakeGrayPage();
 
 // fltLoad of a page into a new bitmap, which `callback` gets as its context.
 int LoadPicture(const std::string& file, int page, K_RowCallback callback);

@@ -89,7 +89,8 @@ void WriteManual(const CLI::App& app) {
       DescribeOption(*operand, operand->get_name(true));
     }
     for (const CLI::Option* option : Options(*command)) DescribeOption(*option, Names(*option));
-    if (!command->get_footer().empty()) {
+    // A command without words of its own has those of the whole.
+    if (!command->get_footer().empty() && command->get_footer() != app.get_footer()) {
       Line(".PP");
       Line(Escape(command->get_footer()));
     }
