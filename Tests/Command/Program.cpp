@@ -1,6 +1,7 @@
 #include "Tests/Command/Program.h"
 
 #include <fcntl.h>
+#include <grp.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -25,6 +26,13 @@ std::string TakeContent(int file) {
   return content;
 }
 
+constexpr uid_t kNobody = 65534;
+
+void Limit(decltype(RLIMIT_AS) resource, rlim_t value) {
+  const rlimit limit = {value, value};
+  if (value != RLIM_INFINITY && setrlimit(resource, &limit) != 0) _exit(126);
+}
+
 [[noreturn]] void BecomeKzica(std::vector<char*>& arguments, const Conditions& conditions, int out,
                               int err) {
   if (!conditions.output.empty()) {
@@ -36,8 +44,14 @@ std::string TakeContent(int file) {
   for (const std::string& variable : conditions.variables) {
     putenv(const_cast<char*>(variable.c_str()));
   }
-  const rlimit limit = {conditions.fileSize, conditions.fileSize};
-  setrlimit(RLIMIT_FSIZE, &limit);
+  if (conditions.ordinaryUser && geteuid() == 0 &&
+      (setgroups(0, nullptr) != 0 || setgid(kNobody) != 0 || setuid(kNobody) != 0)) {
+    _exit(126);
+  }
+  Limit(RLIMIT_FSIZE, conditions.fileSize);
+  Limit(RLIMIT_AS, conditions.memory);
+  Limit(RLIMIT_CPU, conditions.processorTime);
+  alarm(conditions.patience);
   execv(arguments[0], arguments.data());
   _exit(127);
 }
@@ -45,8 +59,8 @@ std::string TakeContent(int file) {
 }  // namespace
 
 Result Kzica(const std::vector<std::string>& arguments, const Conditions& conditions) {
-  static char program[] = KZ_COMMAND;
-  std::vector<char*> pointers = {program};
+  std::string program = conditions.program.empty() ? KZ_COMMAND : conditions.program;
+  std::vector<char*> pointers = {program.data()};
   for (const std::string& argument : arguments) {
     pointers.push_back(const_cast<char*>(argument.c_str()));
   }

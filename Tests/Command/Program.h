@@ -12,6 +12,11 @@ struct Conditions {
   rlim_t fileSize = RLIM_INFINITY;          // bytes above which writes to a file fail
   int killAfter = -1;                       // microseconds until SIGKILL; -1: never
   std::vector<std::string> variables = {};  // NAME=value, beside the test's own
+  std::string program = {};                 // empty: the one that was built
+  bool ordinaryUser = false;                // when the test runs as root: as nobody
+  rlim_t memory = RLIM_INFINITY;            // bytes of address space
+  rlim_t processorTime = RLIM_INFINITY;     // seconds until SIGXCPU
+  unsigned patience = 0;                    // seconds until SIGALRM; 0: for ever
 };
 
 struct Result {

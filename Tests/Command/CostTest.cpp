@@ -1,0 +1,159 @@
+// Small files that ask for much: time and memory stay in proportion to the file
+// and the picture that it declares. The limits are far above what is needed and
+// far below what a product of the two lengths would take.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "Tests/Command/Program.h"
+#include "Tests/Filter/FileBuilder.h"
+
+namespace {
+
+using testing::HasSubstr;
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kSanitized = true;  // address space is reserved by the terabyte
+#else
+constexpr bool kSanitized = false;
+#endif
+constexpr rlim_t kProgram = rlim_t{96} << 20;  // address space of the idle program, and buffers
+constexpr rlim_t kSeconds = kSanitized ? 60 : 15;
+constexpr size_t kMany = 1000000;
+
+Conditions Bounded(rlim_t picture) {
+  Conditions conditions = {.processorTime = kSeconds};
+  if (!kSanitized) conditions.memory = kProgram + picture;
+  return conditions;
+}
+
+Bytes Repeat(const Bytes& part, size_t count) {
+  Bytes all;
+  all.reserve(part.size() * count);
+  for (size_t i = 0; i < count; ++i) all.insert(all.end(), part.begin(), part.end());
+  return all;
+}
+
+TEST(Cost, TheLargestPictureInFortyBytesTakesItsBitmapOnly) {
+  constexpr unsigned kLargest = 32767;
+  const Bytes endOfBlock = {0x00, 0x10, 0x01, 0x00, 0x10, 0x01};
+  const TemporaryFolder folder;
+  const struct {
+    const char* name;
+    unsigned char compression;
+    unsigned char bits;
+    Bytes data;
+    bool white;  // an end marker: the rows that are missing are white
+  } cases[] = {{"g3", 0x80, 1, endOfBlock, false},
+               {"g3-2d", 0x81, 1, endOfBlock, false},
+               {"g4", 0x82, 1, endOfBlock, true},
+               {"g4 empty", 0x82, 1, {}, false},
+               {"mmr", 0x01, 1, {}, false},
+               {"abic", 0x08, 1, {}, false},
+               {"abic 4", 0x08, 4, {0, 0}, false},
+               {"cabic", 0x0A, 4, {0, 0}, false},
+               {"none", 0x03, 1, endOfBlock, false},
+               {"jpeg", 0x83, 8, {}, false},
+               {"jpeg", 0x83, 24, {0xFF, 0xD8}, false}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const Bytes depth = c.bits > 1 ? Parameter(0x96, {c.bits}) : Bytes{};
+    const std::string file = folder.File(
+        "file.ica",
+        Segment(ImageSize(kLargest, kLargest) + Encoding(c.compression) + depth, c.data));
+    const rlim_t picture = rlim_t{kLargest + 1} * (kLargest + 1) * (c.bits == 24 ? 1 : c.bits) / 8;
+    for (const char* command : {"info", "text", "dump"}) {
+      EXPECT_EQ(Kzica({command, file}, Bounded(0)).signal, 0) << command;
+    }
+    const Result run = Kzica({"check", file}, Bounded(picture));
+    EXPECT_EQ(run.signal, 0);
+    EXPECT_TRUE(run.exit == 0 || (run.exit == 1 && !c.white)) << run.err;
+    EXPECT_THAT(run.err, HasSubstr(run.exit == 0 ? "" : "(status -"));
+    EXPECT_THAT(run.err, testing::Not(HasSubstr("memory")));
+    const Result limited = Kzica({"check", file, "--max-pixels", "1000000"}, Bounded(0));
+    EXPECT_EQ(limited.exit, 1);
+    if (c.compression != 0x83) {  // JPEG data without a frame have no size
+      EXPECT_THAT(limited.err,
+                  HasSubstr("32767 x 32767 pixels is above the limit of 1000000 pixels"));
+    }
+  }
+}
+
+TEST(Cost, PicturesAboveTheLimitAreRefused) {
+  const TemporaryFolder folder;
+  const std::string file = folder.File("file.ica", Segment(ImageSize(1000, 1000) + Encoding(0x82),
+                                                           {0x00, 0x10, 0x01, 0x00, 0x10, 0x01}));
+  const std::string out = folder / "out.png";
+  for (const std::vector<std::string>& load :
+       std::vector<std::vector<std::string>>{{"check", file}, {"extract", file, out}}) {
+    for (const char* limit : {"1000000", "999999"}) {
+      std::vector<std::string> arguments = load;
+      arguments.insert(arguments.end(), {"--max-pixels", limit});
+      const Result run = Kzica(arguments);
+      const bool enough = limit[0] == '1';
+      EXPECT_EQ(run.exit, enough ? 0 : 1) << run.err;
+      if (!enough) {
+        EXPECT_THAT(run.err, HasSubstr("the picture of 1000 x 1000 pixels is above the limit of "
+                                       "999999 pixels (status -9)"));
+      }
+    }
+    std::vector<std::string> none = load;
+    none.insert(none.end(), {"--max-pixels", "0"});
+    EXPECT_EQ(Kzica(none).exit, 2);
+  }
+}
+
+TEST(Cost, MillionsOfFieldsTakeOnePass) {
+  const Bytes begin = Field(0xA8A8), end = Field(0xA9A8);
+  const Bytes beginPage = Field(0xA8AF), endPage = Field(0xA9AF);
+  const Bytes bare = Slice(Segment(ImageSize(8, 8) + Encoding(0x82), {}), 0, 27);
+  const Bytes page = Slice(
+      Document({Segment(ImageSize(8, 8) + Encoding(0x82), {0x00, 0x10, 0x01, 0x00, 0x10, 0x01})}),
+      8, SIZE_MAX);
+  const Bytes onePage = Slice(page, 0, page.size() - 8);
+  const Bytes badPage =
+      Slice(Document({Segment(ImageSize(8, 8) + Encoding(0x03), {1})}), 8,
+            Document({Segment(ImageSize(8, 8) + Encoding(0x03), {1})}).size() - 16);
+  const TemporaryFolder folder;
+  const struct {
+    const char* name;
+    Bytes content;
+  } cases[] = {
+      {"empty image data", begin + beginPage + Repeat(Field(0xEEFB), kMany) + endPage + end},
+      {"comments", begin + Repeat(Field(0xEEEE), kMany) + beginPage + endPage + end},
+      {"empty text", begin + beginPage + Repeat(Field(0xEE9B), kMany) + endPage + end},
+      {"pages", begin + Repeat(beginPage + endPage, kMany / 2) + end},
+      {"documents in documents", Repeat(begin, kMany)},
+      {"pages in pages", begin + Repeat(beginPage, kMany)},
+      {"groups in groups",
+       begin + Repeat(Field(0xA8AD), kMany / 2) + Repeat(Field(0xA9AD), kMany / 2) + end},
+      {"resource groups",
+       Repeat(Field(0xA8C6), kMany / 2) + Repeat(Field(0xA9C6), kMany / 2) + begin + end},
+      {"segments", Repeat({0x70, 0x00}, kMany)},
+      {"image contents", Repeat({0x70, 0x00, 0x91, 0x01, 0xFF}, kMany)},
+      {"parameters", kPrologue + Repeat(Parameter(0x9F, {}), kMany)},
+      {"pieces of data", bare + Repeat({0xFE, 0x92, 0x00, 0x00}, kMany) + kEpilogue},
+      {"images", begin + Repeat(onePage, 20000) + end},
+      {"damaged images", begin + Repeat(badPage, 20000) + end},
+  };
+  for (const auto& c : cases) {
+    const std::string file = folder.File("file", c.content);
+    const rlim_t extra = 8 * c.content.size();
+    for (const std::vector<std::string>& arguments :
+         std::vector<std::vector<std::string>>{{"info", file, "-p", "z"},
+                                               {"check", file},
+                                               {"text", file},
+                                               {"dump", file},
+                                               {"extract", file, folder / "out.tif", "-p", "z"},
+                                               {"delete", file, "-p", "1"},
+                                               {"replace", file, KZ_SAMPLES "/odd.png", "-p", "z"},
+                                               {"assemble", folder / "out.mda", file}}) {
+      Conditions conditions = Bounded(extra);
+      conditions.output = "/dev/null";
+      const Result run = Kzica(arguments, conditions);
+      EXPECT_EQ(run.signal, 0) << arguments[0] << " of many " << c.name;
+      EXPECT_THAT(run.err, testing::Not(HasSubstr("memory"))) << arguments[0] << c.name;
+    }
+  }
+}
+
+}  // namespace

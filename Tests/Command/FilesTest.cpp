@@ -1,0 +1,296 @@
+// Unusual files, names and rights: the command does what users expect, or says
+// what is wrong. Nothing may wait for ever: SIGALRM ends a run that does.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "Tests/Command/Program.h"
+#include "Tests/Kernel/TemporaryFolder.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing::HasSubstr;
+
+constexpr Conditions kPatient = {.patience = 60};
+
+std::string Sample(const std::string& name) { return std::string(KZ_SAMPLES "/") + name; }
+
+class Files : public testing::Test {
+ protected:
+  Files() : m_document(m_folder.File("document.mda", FileBytes(Sample("report-g4.mda")))) {}
+
+  // Every subcommand with a file as what it reads or changes.
+  std::vector<std::vector<std::string>> Uses(const std::string& file) const {
+    const std::string odd = Sample("odd.png");
+    return {{"info", file},
+            {"extract", file, m_folder / "out.png"},
+            {"text", file},
+            {"check", file},
+            {"split", file, m_folder / "out%d.mda"},
+            {"assemble", m_folder / "out.mda", file},
+            {"append", file, odd},
+            {"append", file, odd, "--in-place"},
+            {"insert", file, odd, "--after", "1"},
+            {"replace", file, odd, "-p", "2"},
+            {"replace", file, odd, "-p", "1"},
+            {"delete", file, "-p", "2"},
+            {"delete", file, "-p", "1"}};
+  }
+  // Every subcommand with a file as what it writes.
+  std::vector<std::vector<std::string>> Outputs(const std::string& file) const {
+    return {{"create", file, Sample("odd.png")},
+            {"extract", m_document, file, "-f", "png"},
+            {"extract", m_document, file, "-f", "raw"},
+            {"assemble", file, m_document},
+            {"split", m_document, file, "-p", "1"}};
+  }
+
+  static bool IsEdit(const std::vector<std::string>& use) {
+    return use[0] == "append" || use[0] == "insert" || use[0] == "replace" || use[0] == "delete";
+  }
+
+  static void ExpectRefusal(const std::vector<std::string>& arguments, const std::string& message,
+                            const Conditions& conditions = kPatient) {
+    SCOPED_TRACE(testing::PrintToString(arguments));
+    const Result run = Kzica(arguments, conditions);
+    EXPECT_EQ(run.signal, 0);
+    EXPECT_EQ(run.exit, 1);
+    EXPECT_THAT(run.err, HasSubstr(message));
+  }
+
+  // A program that another user may run, wherever the built one lies.
+  Conditions AsOrdinaryUser() {
+    const std::string lib = m_folder / "lib";
+    fs::permissions(m_folder / "", fs::perms(0755));
+    fs::create_directory(lib);
+    for (const auto& entry : fs::directory_iterator(KZ_BINARY_DIR "/lib")) {
+      fs::copy(entry.path(), lib + "/" + entry.path().filename().string());
+    }
+    fs::copy_file(KZ_COMMAND, m_folder / "kzica");
+    Conditions conditions = kPatient;
+    conditions.variables = {"LD_LIBRARY_PATH=" + lib};
+    conditions.program = m_folder / "kzica";
+    conditions.ordinaryUser = true;
+    return conditions;
+  }
+
+  TemporaryFolder m_folder;
+  const std::string m_document;
+};
+
+TEST_F(Files, WhatIsNoDocumentIsNamed) {
+  const std::string folder = m_folder / "folder", fifo = m_folder / "fifo",
+                    large = m_folder / "large", loop = m_folder / "loop";
+  fs::create_directory(folder);
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0666), 0);
+  m_folder.File("large", FileBytes(m_document));
+  fs::resize_file(large, (uintmax_t{1} << 31) + 4096);
+  fs::create_symlink("loop", loop);
+  const struct {
+    std::string file;
+    const char* message;
+  } cases[] = {
+      {folder, "Is a directory (status -10)"},
+      {fifo, "only regular files can be read (status -10)"},
+      {"/dev/zero", "only regular files can be read (status -10)"},
+      {"/dev/full", "only regular files can be read (status -10)"},
+      {m_folder.File("empty", {}), "the file is empty (status -7)"},
+      {large, "the file is larger than 2 GiB, positions don't reach farther (status -4)"},
+      {loop, "Too many levels of symbolic links (status -10)"},
+      {m_document + "/", "Not a directory (status -10)"},
+      {"", "(status -10)"},
+  };
+  for (const auto& c : cases) {
+    for (const auto& use : Uses(c.file)) ExpectRefusal(use, c.message);
+  }
+  EXPECT_EQ(fs::file_size(large), (uintmax_t{1} << 31) + 4096);
+  EXPECT_FALSE(fs::exists(m_folder / "out.mda") || fs::exists(m_folder / "out.png"));
+}
+
+TEST_F(Files, WhatCannotBeWrittenIsNamed) {
+  const std::string folder = m_folder / "folder", fifo = m_folder / "fifo",
+                    loop = m_folder / "loop";
+  fs::create_directory(folder);
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0666), 0);
+  fs::create_symlink("loop", loop);
+  const struct {
+    std::string file;
+    const char* message;
+  } cases[] = {
+      {folder, "Is a directory (status -14)"},
+      {fifo, "not a regular file (status -14)"},
+      {"/dev/full", "not a regular file (status -14)"},
+      {m_folder / "none/file", "No such file or directory (status -14)"},
+      {loop, "Too many levels of symbolic links (status -14)"},
+      {m_folder / std::string(300, 'x'), "File name too long (status -14)"},
+  };
+  for (const auto& c : cases) {
+    for (const auto& output : Outputs(c.file)) ExpectRefusal(output, c.message);
+  }
+  const std::vector<std::string> document = {"info", "text", "dump", "check"};
+  for (const std::string& command : document) {
+    Conditions full = kPatient;
+    full.output = "/dev/full";
+    const std::string file = command == "text" ? Sample("formatter.afp") : m_document;
+    ExpectRefusal({command, file}, "standard output: No space left on device (status -5)", full);
+  }
+  for (std::vector<std::string> output : Outputs("-")) {
+    Conditions full = kPatient;
+    full.output = "/dev/full";
+    if (output[0] == "split") continue;  // files only
+    ExpectRefusal(output, "standard output: No space left on device (status -5)", full);
+  }
+}
+
+TEST_F(Files, AnyNameWillDo) {
+  for (const std::string& name : {std::string("a b"), std::string("new\nline"),
+                                  std::string("\xFF\xFE\x80"), std::string("tab\t'\"$`\\"),
+                                  std::string("-p"), std::string("a:1"), std::string(250, 'n')}) {
+    SCOPED_TRACE(testing::PrintToString(name));
+    const TemporaryFolder folder;
+    const std::string file = folder / name, odd = folder / (name.substr(0, 240) + ".png");
+    fs::copy_file(Sample("odd.png"), odd);
+    for (const std::vector<std::string>& arguments :
+         std::vector<std::vector<std::string>>{{"create", file, odd},
+                                               {"append", file, odd},
+                                               {"insert", file, odd, "--after", "1"},
+                                               {"replace", file, odd, "-p", "2"},
+                                               {"delete", file, "-p", "1"},
+                                               {"assemble", file, file, file + ":z-1"},
+                                               {"check", file},
+                                               {"text", file},
+                                               {"dump", file, "--json"},
+                                               {"extract", file, odd, "-p", "z"},
+                                               {"split", file, odd, "-p", "4"}}) {
+      const Result run = Kzica(arguments, kPatient);
+      EXPECT_EQ(run.exit, 0) << arguments[0] << ": " << run.err;
+    }
+    const Result info = Kzica({"info", file, "--json"}, kPatient);
+    EXPECT_EQ(std::count(info.out.begin(), info.out.end(), '\n'), 1) << info.out;
+    EXPECT_THAT(info.out, HasSubstr("\"pages\":4"));
+    const Result none = Kzica({"info", file + "?"}, kPatient);
+    EXPECT_EQ(std::count(none.err.begin(), none.err.end(), '\n'), 1) << none.err;
+  }
+}
+
+TEST_F(Files, LinksLeadToTheFile) {
+  const Bytes before = FileBytes(m_document);
+  fs::create_directory(m_folder / "folder");
+  fs::create_symlink("../document.mda", m_folder / "folder/near");
+  fs::create_symlink(m_folder / "folder/near", m_folder / "far");
+  const std::string dangling = m_folder / "dangling";
+  fs::create_symlink("folder/new", dangling);
+  const std::string far = m_folder / "far";
+  for (const auto& use : Uses(far)) {
+    m_folder.File("document.mda", before);
+    const Result run = Kzica(use, kPatient);
+    EXPECT_EQ(run.exit, 0) << run.err;
+    EXPECT_TRUE(fs::is_symlink(far) && fs::is_symlink(m_folder / "folder/near"));
+    EXPECT_EQ(FileBytes(m_document) != before, IsEdit(use)) << use[0];
+  }
+  m_folder.File("document.mda", before);
+  for (const auto& output : Outputs(dangling)) {
+    fs::remove(m_folder / "folder/new");
+    EXPECT_EQ(Kzica(output, kPatient).exit, 0) << output[0];
+    EXPECT_TRUE(fs::is_symlink(dangling));
+    EXPECT_GT(fs::file_size(m_folder / "folder/new"), 0u);
+  }
+}
+
+TEST_F(Files, RightsAreRespected) {
+  const Conditions user = AsOrdinaryUser();
+  const Bytes before = FileBytes(m_document);
+  const std::string open = m_folder / "open", closed = m_folder / "closed";
+  const auto place = [&](const std::string& folder, const char* name, unsigned mode) {
+    const std::string file = folder + "/" + name;
+    fs::create_directory(folder);
+    std::ofstream(file, std::ios::binary)
+        .write(reinterpret_cast<const char*>(before.data()),
+               static_cast<std::streamsize>(before.size()));
+    fs::permissions(file, fs::perms(mode));
+    return file;
+  };
+  const std::string readOnly = place(open, "read-only", 0444);
+  const std::string unreadable = place(open, "unreadable", 0000);
+  const std::string own = place(open, "own", 0640);
+  const std::string inClosed = place(closed, "file", 0666);
+  if (geteuid() == 0) {
+    for (const std::string& file : {readOnly, unreadable, own, inClosed}) {
+      ASSERT_EQ(chown(file.c_str(), 65534, 65534), 0);
+    }
+  }
+  fs::permissions(open, fs::perms(0777));
+  fs::permissions(closed, fs::perms(0555));
+
+  for (const auto& use : Uses(unreadable)) ExpectRefusal(use, "Permission denied", user);
+  for (const std::string& file : {readOnly, inClosed}) {
+    for (const auto& use : Uses(file)) {
+      const bool inPlace = use.back() == "--in-place" && file == inClosed;  // needs no folder
+      if (IsEdit(use) && !inPlace) {
+        ExpectRefusal(use, "Permission denied (status -14)", user);
+        EXPECT_TRUE(FileBytes(file) == before) << use[0];
+      }
+    }
+    for (const char* command : {"info", "text", "check", "dump"}) {
+      EXPECT_EQ(Kzica({command, file}, user).exit, 0) << command;
+    }
+  }
+  for (const auto& output : Outputs(closed + "/new")) {
+    ExpectRefusal(output, "Permission denied (status -14)", user);
+  }
+  for (const auto& output : Outputs(readOnly)) {
+    ExpectRefusal(output, "Permission denied (status -14)", user);
+  }
+  EXPECT_TRUE(FileBytes(readOnly) == before);
+
+  for (const auto& use : Uses(own)) {
+    if (!IsEdit(use)) continue;
+    const Result run = Kzica(use, user);
+    EXPECT_TRUE(run.exit == 0) << use[0] << run.err;
+    struct stat found;
+    ASSERT_EQ(stat(own.c_str(), &found), 0);
+    EXPECT_EQ(found.st_mode & 07777, 0640u) << use[0];
+    EXPECT_EQ(found.st_uid, geteuid() == 0 ? 65534u : geteuid());
+  }
+  if (geteuid() == 0) {
+    // Someone else's file that may be written: its owner couldn't be kept.
+    const std::string others = place(open, "others", 0666);
+    ExpectRefusal({"append", others, Sample("odd.png")}, "its owner and mode can't be kept", user);
+    EXPECT_TRUE(FileBytes(others) == before);
+  }
+  size_t left = 0;
+  for (const auto& entry : fs::directory_iterator(open)) {
+    left += entry.path().extension() == ".tmp";
+  }
+  EXPECT_EQ(left, 0u);
+}
+
+TEST_F(Files, PicturesMayComeThroughPipes) {
+  const std::string fifo = m_folder / "fifo", out = m_folder / "out.mda";
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0666), 0);
+  const auto create = [&](const Bytes& content) {
+    std::thread writer([&] {
+      std::ofstream(fifo, std::ios::binary)
+          .write(reinterpret_cast<const char*>(content.data()),
+                 static_cast<std::streamsize>(content.size()));
+    });
+    const Result run = Kzica({"create", out, fifo}, kPatient);
+    writer.join();
+    return run;
+  };
+  EXPECT_EQ(create(FileBytes(Sample("odd.png"))).exit, 0);
+  EXPECT_EQ(Kzica({"check", out}, kPatient).exit, 0);
+  EXPECT_THAT(create({'n', 'o'}).err, HasSubstr("not a png, tif, pnm or jpg picture"));
+  EXPECT_THAT(create({}).err, HasSubstr("not a png, tif, pnm or jpg picture"));
+  for (const char* none : {"/dev/null", "/dev/zero"}) {
+    ExpectRefusal({"create", out, none}, "not a png, tif, pnm or jpg picture (status -9)");
+  }
+}
+
+}  // namespace

@@ -1,0 +1,94 @@
+// Edits that are killed at any moment leave the old or the new document.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <random>
+
+#include "Tests/Command/Program.h"
+#include "Tests/Kernel/TemporaryFolder.h"
+
+namespace {
+
+constexpr int kKills = 60;  // of each edit
+
+std::string Sample(const std::string& name) { return std::string(KZ_SAMPLES "/") + name; }
+
+std::vector<std::string> Names(const std::string& folder) {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    names.push_back(entry.path().filename());
+  }
+  return names;
+}
+
+struct EditCase {
+  const char* name;
+  std::vector<std::string> arguments;  // FILE stands for the document
+};
+
+class Killed : public testing::TestWithParam<EditCase> {};
+
+TEST_P(Killed, EditLeavesTheOldOrTheNewDocument) {
+  const TemporaryFolder folder;
+  const Bytes before = FileBytes(Sample("report-g4.mda"));
+  const std::string file = folder.File("file.mda", before);
+  std::vector<std::string> edit;
+  for (const std::string& argument : GetParam().arguments) {
+    edit.push_back(argument.starts_with("FILE") ? file + argument.substr(4) : argument);
+  }
+  const auto start = std::chrono::steady_clock::now();
+  ASSERT_EQ(Kzica(edit).exit, 0);
+  const std::chrono::duration<double, std::micro> taken = std::chrono::steady_clock::now() - start;
+  const Bytes after = FileBytes(file);
+  ASSERT_TRUE(after != before);
+
+  // Only kills that meet the edit count: the span of delays follows how long the
+  // edit takes at the moment.
+  std::mt19937 random(1);
+  double span = taken.count();
+  int kills = 0, temporary = 0, tries = 0;
+  for (; kills < kKills && tries < 10 * kKills; ++tries) {
+    folder.File("file.mda", before);
+    const int delay = std::uniform_int_distribution<int>(0, static_cast<int>(span))(random);
+    const Result run = Kzica(edit, {.killAfter = delay});
+    const bool killed = run.signal == SIGKILL;
+    ASSERT_TRUE(killed || run.exit == 0) << run.err;
+    span = std::max(1000.0, span * (killed ? 1.05 : 0.9));
+    kills += killed;
+    const Bytes found = FileBytes(file);
+    ASSERT_TRUE(found == after || (killed && found == before)) << "after " << delay << " us";
+    if (Names(folder / "").size() > 1) {
+      ++temporary;
+      // A later run, successful, takes away what the killed one left.
+      if (temporary % 4 == 1) {
+        folder.File("file.mda", before);
+        ASSERT_EQ(Kzica(edit).exit, 0);
+        ASSERT_TRUE(FileBytes(file) == after);
+        ASSERT_EQ(Names(folder / ""), std::vector<std::string>{"file.mda"});
+      }
+    }
+  }
+  EXPECT_EQ(kills, kKills);
+  EXPECT_GT(temporary, 0) << "no kill came while the new document was being written";
+  RecordProperty("kills", kills);
+  RecordProperty("kills-with-temporary-file", temporary);
+  folder.File("file.mda", before);
+  ASSERT_EQ(Kzica(edit).exit, 0);
+  EXPECT_EQ(Names(folder / ""), std::vector<std::string>{"file.mda"});
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Edits, Killed,
+    testing::Values(EditCase{"append", {"append", "FILE", Sample("letter.png"), Sample("odd.png")}},
+                    EditCase{"insert", {"insert", "FILE", Sample("letter.png"), "--after", "1"}},
+                    EditCase{"replace", {"replace", "FILE", Sample("letter.png"), "-p", "3"}},
+                    EditCase{"replaceSecond", {"replace", "FILE", Sample("odd.png"), "-p", "2"}},
+                    EditCase{"deletePages", {"delete", "FILE", "-p", "1,3"}},
+                    EditCase{"deleteSecond", {"delete", "FILE", "-p", "2"}},
+                    EditCase{"assemble", {"assemble", "FILE", "FILE:z-1", Sample("report-g4.mda")}},
+                    EditCase{"create", {"create", "FILE", Sample("letter.png")}}),
+    [](const auto& edit) { return std::string(edit.param.name); });
+
+}  // namespace
