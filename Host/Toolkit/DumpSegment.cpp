@@ -35,7 +35,7 @@ constexpr NamedCode kFieldNames[] = {
     {0x97, "Image LUT-ID"},
     {0x98, "Band Image"},
     {0x9B, "IDE Structure"},
-    {0x9F, "External Algorithm Specification"},
+    {0x9F, "External Algorithm Description"},
     {0xB5, "Tile Position"},
     {0xB6, "Tile Size"},
     {0xB7, "Tile Set Color"},

@@ -79,7 +79,7 @@ TEST(Dump, ReadsLikeATable) {
        138          3  97            Image LUT-ID: look up table 2
        150         32  D3EEFB      IPD  Image Picture Data
        141         10  9B            IDE Structure: flags 80, color space YCrCb, bits 8 4 4
-       159          3  9F            External Algorithm Specification: 01
+       159          3  9F            External Algorithm Description: 01
        159  !!                       *** images with this field, or this length or value of it, can't be read
        162         14  FE92          Image Data: 10 bytes
        176          2  93            End Image Content
