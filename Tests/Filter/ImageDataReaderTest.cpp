@@ -31,7 +31,14 @@ Bytes ReadAll(tagHANDLE* file, Reader reader, unsigned request, int* ended) {
   Bytes all;
   for (;;) {
     const Result result = Guarded(request, [&](unsigned char* to) {
-      if (reader == Reader::Img) return ReadIMG(file, to, request, nullptr);
+      if (reader == Reader::Img) {
+        ThreadState()->nImageDataRead = 77;
+        const int n = ReadIMG(file, to, request, nullptr);
+        if (n == static_cast<int>(request)) {
+          EXPECT_EQ(ThreadState()->nImageDataRead, 77u) << "set at the end alone";
+        }
+        return n;
+      }
       int status = 77;
       const int n = ReadRawIMG(file, to, request, &status);
       EXPECT_EQ(status, 77) << "a success leaves it alone";

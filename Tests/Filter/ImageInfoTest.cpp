@@ -34,7 +34,7 @@ TEST(ImageInfo, ParametersBecomeTheDescription) {
       {"plain", kG4, 1, 1, 200, 100, 1},
       {"encoding first", Encoding(0x82) + size, 1, 1, 200, 100, 1},
       {"ten inches", resolution(0, 2409, 3000), 1, 1, 240, 300, 1},
-      {"ten centimetres", resolution(1, 1181, 787), 1, 1, 299, 199, 1},
+      {"ten centimetres", resolution(1, 1181, 1000), 1, 1, 299, 254, 1},
       {"logical units", resolution(2, 300, 1), 1, 1, 300, 1, 1},
       {"no y", resolution(0, 3000, 0xFFFF), 1, 1, 300, 300, 1},
       {"no x", resolution(1, 0x8000, 1181), 1, 1, 299, 299, 1},

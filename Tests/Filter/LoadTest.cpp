@@ -235,10 +235,18 @@ TEST(Load, Group4CodedWiderThanDeclaredTakesTheSecondRoad) {
       EXPECT_FALSE(load.fromTarget);
       EXPECT_EQ(load.Picture(216), letter.Picture(216));
       EXPECT_TRUE(files.ReadInForce());
+      // The host's own loader reads with the host's own routine.
       LoadRequest stopped(static_cast<int>(width), 2200);
+      static bool inForce;
+      static FailingFiles* installed;
+      installed = &files;
       stopped.dispatch.pfnLoadMemory = [](unsigned char*, _BITMAPHANDLE*, uint32_t, int, int,
-                                          uint64_t, void*, _IMAGEFILEINFO*) { return -9; };
+                                          uint64_t, void*, _IMAGEFILEINFO*) {
+        inForce = installed->ReadInForce();
+        return -9;
+      };
       EXPECT_EQ(stopped(folder / "file"), -14);
+      EXPECT_TRUE(inForce);
     }
   }
   // The load-info callback of before is in force again.
@@ -320,6 +328,13 @@ TEST(RowDelivery, OneRowAtATime) {
   _BITMAPHANDLE without = {};
   EXPECT_EQ(SendBitmapRows(&load.dispatch, &without), -1) << "no access";
   EXPECT_EQ(load.calls, 0u);
+  for (const size_t stopAt : {SIZE_MAX, size_t{2}}) {
+    LoadRequest sent(16, 3);
+    sent.stopAt = stopAt;
+    sent.stopResult = -4;
+    EXPECT_EQ(SendBitmapRows(&sent.dispatch, &sent.bitmap), stopAt == 2 ? -4 : 1);
+    EXPECT_EQ(sent.bitmap.nAccess, 0) << "the access is given back";
+  }
 }
 
 TEST(Decoders, TheLoadInfoCallbackDescribesRawData) {
