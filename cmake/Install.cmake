@@ -13,8 +13,11 @@ foreach(library IN LISTS libraries)
   target_include_directories(${library} INTERFACE
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/kzica>)
   target_compile_features(${library} INTERFACE cxx_std_20)
-  set_target_properties(${library} PROPERTIES INSTALL_RPATH "$ORIGIN")
 endforeach()
+# The kernel library gets no search path: it needs no library of ours, and before it
+# is installed CMake would pad the path with empty entries, which are the current
+# folder, where it would then find a codec.
+set_target_properties(kzfax kzica_filter kztoolkit PROPERTIES INSTALL_RPATH "$ORIGIN")
 set_target_properties(kzica PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 set_target_properties(kzabi PROPERTIES INSTALL_RPATH "$ORIGIN")
 
