@@ -30,6 +30,7 @@ pthread_key_t CreateNonZeroKey(void (*destroy)(void*)) {
 }  // namespace
 
 void* K_MyGetThreadData(uint32_t* puKey, void* (*pfnCreate)(), void (*pfnDestroy)(void*),
+                        // NOLINTNEXTLINE(cert-fio38-c): the copy is never locked
                         pthread_mutex_t) {
   if (!g_available.load(std::memory_order_relaxed)) return nullptr;
   std::atomic_ref<uint32_t> shared(*puKey);

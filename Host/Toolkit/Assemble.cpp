@@ -53,11 +53,11 @@ class Assembly {
   Outcome Begin(const PageIndex* home, bool homeStays, const std::vector<PagePick>& picks) {
     m_prefix = home != nullptr ? home->prefix : FieldPrefix::None;
     if (home != nullptr) {
-      const Outcome outcome = AddSource(*home, homeStays, m_home);
+      Outcome outcome = AddSource(*home, homeStays, m_home);
       if (!outcome.Ok()) return outcome;
     }
     for (const PagePick& pick : picks) {
-      const Outcome outcome = Look(pick);
+      Outcome outcome = Look(pick);
       if (!outcome.Ok()) return outcome;
     }
     return ChooseGroup();
@@ -151,7 +151,7 @@ class Assembly {
       return Failure(none.status, pick.source->file + ": " + none.what);
     }
     Source* source = nullptr;
-    const Outcome outcome = SourceOf(*pick.source, source);
+    Outcome outcome = SourceOf(*pick.source, source);
     if (!outcome.Ok()) return outcome;
     const IndexedPage& page = PageOf(pick);
     if (!page.refersToResources || pick.source->resourceGroups.empty()) return {};
@@ -289,7 +289,7 @@ Outcome Splice(const PageIndex& target, ByteRange replaced, const std::vector<Pa
                const std::string& out) {
   if (pages.empty()) return Failure(K_ERROR_INVALID_FORMAT, "there are no pages to put in");
   Assembly assembly;
-  const Outcome outcome = assembly.Begin(&target, true, pages);
+  Outcome outcome = assembly.Begin(&target, true, pages);
   if (!outcome.Ok()) return outcome;
   assembly.AddHead(replaced.begin);
   assembly.AddPages(pages);
@@ -310,7 +310,7 @@ bool BeginsWithAllOf(const PageIndex& index, const std::vector<PagePick>& pages)
 
 Outcome InsertPages(const PageIndex& target, int after, const std::vector<PagePick>& pages,
                     const std::string& out) {
-  const Outcome outcome = RefuseBare(target);
+  Outcome outcome = RefuseBare(target);
   if (!outcome.Ok()) return outcome;
   if (after != 0 && !HasPage(target, after)) return NoSuchPage(target, after);
   const int64_t place =
@@ -320,7 +320,7 @@ Outcome InsertPages(const PageIndex& target, int after, const std::vector<PagePi
 
 Outcome ReplacePage(const PageIndex& target, int page, const std::vector<PagePick>& pages,
                     const std::string& out) {
-  const Outcome outcome = RefuseBare(target);
+  Outcome outcome = RefuseBare(target);
   if (!outcome.Ok()) return outcome;
   if (!HasPage(target, page)) return NoSuchPage(target, page);
   return Splice(target, target.pages[static_cast<size_t>(page) - 1].bytes, pages, out);
@@ -373,14 +373,14 @@ Outcome Assemble(const std::vector<PagePick>& pages, Assembly& assembly) {
   if (home != nullptr && BeginsWithAllOf(*home, pages)) {
     const auto own = static_cast<std::ptrdiff_t>(home->pages.size());
     const std::vector<PagePick> others(pages.begin() + own, pages.end());
-    const Outcome outcome = assembly.Begin(home, true, others);
+    Outcome outcome = assembly.Begin(home, true, others);
     if (!outcome.Ok()) return outcome;
     assembly.AddHead(home->Tail().begin);
     assembly.AddPages(others);
     assembly.AddTail(home->Tail());
     return {};
   }
-  const Outcome outcome = assembly.Begin(home, false, pages);
+  Outcome outcome = assembly.Begin(home, false, pages);
   if (!outcome.Ok()) return outcome;
   assembly.AddHead(home == nullptr ? 0 : home->divided ? home->plainHeadEnd : home->Head().end);
   assembly.AddPages(pages);

@@ -50,14 +50,15 @@ int FollowLinks(std::string& path) {
     if (length < 0) return errno == EINVAL || errno == ENOENT ? 0 : errno;
     if (static_cast<size_t>(length) == link.size()) return ENAMETOOLONG;
     const std::string to(link.data(), static_cast<size_t>(length));
-    path = to.starts_with('/') ? to : SplitPath(path).first + to;
+    if (to.starts_with('/')) path.clear();
+    path = SplitPath(path).first.append(to);
   }
   return ELOOP;
 }
 
 std::string Hexadecimal(uint64_t value) {
   char digits[kRandomDigits + 1];
-  std::snprintf(digits, sizeof(digits), "%016llx", static_cast<unsigned long long>(value));
+  (void)std::snprintf(digits, sizeof(digits), "%016llx", static_cast<unsigned long long>(value));
   return digits;
 }
 
@@ -202,6 +203,7 @@ void AtomicFile::RemoveStale() const {
       ::opendir(folder.empty() ? "." : folder.c_str()), ::closedir);
   if (entries == nullptr) return;
   const std::string prefix = TemporaryPrefix(name);
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread has this folder stream
   while (const dirent* entry = ::readdir(entries.get())) {
     if (IsTemporaryName(entry->d_name, prefix)) RemoveIfAbandoned(folder + entry->d_name);
   }
@@ -216,7 +218,7 @@ Outcome CopyDescriptor(int from, int to) {
     // left, if anything, goes through memory.
     break;
   }
-  std::vector<char> buffer(256 * 1024);
+  std::vector<char> buffer(size_t{256} * 1024);
   for (;;) {
     const ssize_t read = ::read(from, buffer.data(), buffer.size());
     if (read == 0) return {};

@@ -44,13 +44,13 @@ class TextDump : public DumpSink {
     char columns[64];
     std::string line;
     if (event.kind == DumpKind::Problem) {
-      std::snprintf(columns, sizeof(columns), "%10lld  !!%17s",
-                    static_cast<long long>(event.offset), "");
+      (void)std::snprintf(columns, sizeof(columns), "%10lld  !!%17s",
+                          static_cast<long long>(event.offset), "");
       line.append(columns).append(indent).append("*** ").append(event.name);
     } else {
-      std::snprintf(columns, sizeof(columns), "%10lld  %s %6lld  %-6s  ",
-                    static_cast<long long>(event.offset), event.prefixed ? "5A" : "  ",
-                    static_cast<long long>(event.length), event.identifier.c_str());
+      (void)std::snprintf(columns, sizeof(columns), "%10lld  %s %6lld  %-6s  ",
+                          static_cast<long long>(event.offset), event.prefixed ? "5A" : "  ",
+                          static_cast<long long>(event.length), event.identifier.c_str());
       line.append(columns).append(indent).append(Title(event)).append(Details(event));
     }
     return m_output(line.append("\n"));

@@ -54,7 +54,7 @@ constexpr int kMaxResolution = UINT16_MAX / 10;
 
 Outcome MakePageEnvelope(const std::string& file, bool prefixed, PageEnvelope& envelope) {
   PageInfo info;
-  const Outcome outcome = DescribePage(file, 1, false, info);
+  Outcome outcome = DescribePage(file, 1, false, info);
   if (!outcome.Ok()) return outcome;
   _BITMAPHANDLE bitmap = {};
   bitmap.nWidth = info.width;

@@ -57,7 +57,7 @@ void OnMessage(j_common_ptr jpeg, int level) {
 void OnProgress(j_common_ptr jpeg) {
   Decoder& decoder = DecoderOf(jpeg);
   if (decoder.jpeg.input_scan_number <= kMaxScans) return;
-  std::snprintf(decoder.message, sizeof(decoder.message), "more than %d scans", kMaxScans);
+  (void)std::snprintf(decoder.message, sizeof(decoder.message), "more than %d scans", kMaxScans);
   Escape(decoder, K_ERROR_INVALID_FORMAT);
 }
 
@@ -138,9 +138,9 @@ void DecodeRows(Decoder& decoder, int bitsPerPixel, int colorOrder, uint64_t max
     Escape(decoder, K_ERROR_INVALID_FORMAT);
   }
   if (uint64_t{jpeg.image_width} * jpeg.image_height > maxPixels) {
-    std::snprintf(decoder.message, sizeof(decoder.message),
-                  "%u x %u pixels are too many for so few data", jpeg.image_width,
-                  jpeg.image_height);
+    (void)std::snprintf(decoder.message, sizeof(decoder.message),
+                        "%u x %u pixels are too many for so few data", jpeg.image_width,
+                        jpeg.image_height);
     Escape(decoder, K_ERROR_INVALID_FORMAT);
   }
   const bool rgbOrder = colorOrder == K_ORDER_RGB;

@@ -132,7 +132,7 @@ Outcome CheckSize(int width, int height, int bitsPerPixel, int64_t maxPixels) {
 // Replaces what the page says of size and depth by what its JPEG data say.
 Outcome ApplyJpegFrame(PageReader& reader, LoadReport& report) {
   JpegFrame frame;
-  const Outcome outcome = reader.ReadJpegFrame(frame);
+  Outcome outcome = reader.ReadJpegFrame(frame);
   if (!outcome.Ok()) return outcome;
   PageInfo& info = report.info;
   if (info.bitsPerPixel == 1) info.bitsPerPixel = frame.components == 1 ? 8 : 24;
@@ -152,7 +152,7 @@ Outcome FindStoredRowBytes(PageReader& reader, LoadReport& report, size_t& store
   const auto needed =
       (static_cast<uint64_t>(info.width) * static_cast<uint64_t>(info.bitsPerPixel) + 7) / 8;
   uint64_t bytes = 0;
-  const Outcome outcome = reader.CountImageData(bytes);
+  Outcome outcome = reader.CountImageData(bytes);
   if (!outcome.Ok()) return outcome;
   if (bytes < height * needed) {
     return Failure(K_ERROR_READ, "the data end too early: " + std::to_string(bytes) + " of " +

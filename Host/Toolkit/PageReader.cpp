@@ -126,7 +126,7 @@ Outcome PageReader::FindEndOfPage(int page) {
 
 Outcome PageReader::FindContainer(Container& container) {
   PageInfo info;
-  const Outcome outcome = DescribePage(1, false, info);
+  Outcome outcome = DescribePage(1, false, info);
   // A document may have no image yet.
   if (!outcome.Ok() && (outcome.status != K_ERROR_READ || m_size == 0 || !CheckStructure().Ok())) {
     return outcome;
@@ -137,7 +137,7 @@ Outcome PageReader::FindContainer(Container& container) {
 
 Outcome PageReader::FindImages(std::vector<ImagePlace>& places) {
   PageInfo first;
-  const Outcome outcome = DescribePage(1, false, first);
+  Outcome outcome = DescribePage(1, false, first);
   if (!outcome.Ok()) return outcome;
   places.clear();
   if (first.container == Container::Ioca) {
@@ -209,7 +209,7 @@ Outcome PageReader::ReadImageData(std::vector<unsigned char>& data, size_t limit
     const size_t size = data.size();
     data.resize(size + kPiece);
     int got = 0;
-    const Outcome outcome = ReadPiece(data.data() + size, kPiece, got, end);
+    Outcome outcome = ReadPiece(data.data() + size, kPiece, got, end);
     data.resize(size + static_cast<size_t>(std::max(got, 0)));
     if (!outcome.Ok()) return outcome;
   }
@@ -223,7 +223,7 @@ Outcome PageReader::CountImageData(uint64_t& bytes) {
   bytes = 0;
   for (bool end = false; !end;) {
     int got = 0;
-    const Outcome outcome = ReadPiece(piece.data(), kPiece, got, end);
+    Outcome outcome = ReadPiece(piece.data(), kPiece, got, end);
     if (!outcome.Ok()) return outcome;
     bytes += static_cast<uint64_t>(got);
   }
@@ -235,7 +235,7 @@ Outcome PageReader::ReadJpegFrame(JpegFrame& frame) {
   size_t at = 0;
   for (;;) {
     const size_t before = data.size();
-    const Outcome outcome = ReadImageData(data, before + 1);
+    Outcome outcome = ReadImageData(data, before + 1);
     const JpegSearch search = FindJpegFrame(data, at, frame);
     if (search == JpegSearch::Found) return {};
     if (!outcome.Ok()) return outcome;

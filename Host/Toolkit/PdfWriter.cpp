@@ -25,7 +25,7 @@ constexpr int kObjectsPerPage = 3;  // page, contents, image
 
 std::string Number(double value) {
   char text[32];
-  std::snprintf(text, sizeof(text), "%.4f", value);
+  (void)std::snprintf(text, sizeof(text), "%.4f", value);
   return text;
 }
 
@@ -94,8 +94,8 @@ class PdfSink : public PictureSink {
     m_text += "xref\n0 " + count + "\n0000000000 65535 f \n";
     for (size_t i = 1; i < m_offsets.size(); ++i) {
       char entry[32];
-      std::snprintf(entry, sizeof(entry), "%010llu 00000 n \n",
-                    static_cast<unsigned long long>(m_offsets[i]));
+      (void)std::snprintf(entry, sizeof(entry), "%010llu 00000 n \n",
+                          static_cast<unsigned long long>(m_offsets[i]));
       m_text += entry;
     }
     m_text += "trailer\n<< /Size " + count + " /Root " + Reference(1) + " >>\nstartxref\n" +
@@ -137,8 +137,8 @@ class PdfSink : public PictureSink {
     std::string space = "[/Indexed /DeviceRGB " + std::to_string(bitmap.Colors() - 1) + " <";
     for (int i = 0; i < bitmap.Colors(); ++i) {
       char entry[8];
-      const unsigned char* color = bitmap.Palette() + 4 * i;
-      std::snprintf(entry, sizeof(entry), "%02X%02X%02X", color[0], color[1], color[2]);
+      const unsigned char* color = bitmap.Palette() + ptrdiff_t{4} * i;
+      (void)std::snprintf(entry, sizeof(entry), "%02X%02X%02X", color[0], color[1], color[2]);
       space += entry;
     }
     return space + ">]";

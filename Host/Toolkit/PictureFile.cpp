@@ -82,7 +82,7 @@ Outcome ReadMore(int descriptor, size_t count, std::vector<unsigned char>& data)
 }
 
 Outcome ReadRest(int descriptor, std::vector<unsigned char>& data) {
-  constexpr size_t kAtOnce = 256 * 1024;
+  constexpr size_t kAtOnce = size_t{256} * 1024;
   struct stat status;
   size_t expected = kAtOnce;
   if (::fstat(descriptor, &status) == 0 && status.st_size > 0 &&

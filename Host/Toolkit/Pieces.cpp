@@ -11,7 +11,7 @@ namespace {
 
 constexpr size_t kBuffer = size_t{1} << 20;
 // Ranges from this size on are left to the kernel.
-constexpr int64_t kKernelCopy = 64 * 1024;
+constexpr int64_t kKernelCopy = int64_t{64} * 1024;
 // The most data of an Image Picture Data field: an Image Data field of 8176 bytes
 // with its header, as pages that the filter saves have it.
 constexpr int64_t kPictureData = 8176 + SDF_IMAGE_DATA_HEADER;
@@ -26,7 +26,7 @@ class PieceWriter {
     const auto* from = static_cast<const unsigned char*>(bytes);
     while (count > 0) {
       if (m_used == kBuffer) {
-        const Outcome outcome = Flush();
+        Outcome outcome = Flush();
         if (!outcome.Ok()) return outcome;
       }
       const size_t n = std::min(count, kBuffer - m_used);
@@ -58,7 +58,7 @@ class PieceWriter {
           std::min<int64_t>(range.Size(), static_cast<int64_t>(FileWindow::kMaxBytes)));
       const unsigned char* bytes = from.At(range.begin, n);
       if (bytes == nullptr) return Failure(K_ERROR_READ);
-      const Outcome outcome = Put(bytes, n);
+      Outcome outcome = Put(bytes, n);
       if (!outcome.Ok()) return outcome;
       range.begin += static_cast<int64_t>(n);
     }

@@ -45,7 +45,7 @@ void FillPixelTables(const _BITMAPHANDLE& bitmap, RowContext& context) {
       const int gray = i * 255 / (values - 1);
       std::fill_n(rgb, 3, static_cast<unsigned char>(values == 2 ? 255 - gray : gray));
     } else if (i < bitmap.nColors) {
-      std::memcpy(rgb, bitmap.pPalette + 4 * i, 3);
+      std::memcpy(rgb, bitmap.pPalette + ptrdiff_t{4} * i, 3);
     }
     context.luma[i] = Luma(rgb[0], rgb[1], rgb[2]);
     if (!context.rgbOrder) std::swap(rgb[0], rgb[2]);
@@ -60,7 +60,7 @@ void FillColorTable(const RowContext& context, unsigned char* table) {
       context.targetBits == 1 && (context.sourceBits != 1 || context.luma[0] >= context.luma[1]);
   for (int i = 0; i < values; ++i) {
     const int gray = (zeroIsWhite ? values - 1 - i : i) * 255 / (values - 1);
-    std::fill_n(table + kColorTableHeader + 4 * i, 3, static_cast<unsigned char>(gray));
+    std::fill_n(table + kColorTableHeader + ptrdiff_t{4} * i, 3, static_cast<unsigned char>(gray));
   }
 }
 
@@ -89,8 +89,9 @@ void ToLuma(const RowContext& context, const unsigned char* from, unsigned char*
 }
 
 void ToColor(const RowContext& context, const unsigned char* from, unsigned char* to) {
-  ForEachValue(from, context.width, context.sourceBits,
-               [&](int x, int value) { std::memcpy(to + 3 * x, context.color[value], 3); });
+  ForEachValue(from, context.width, context.sourceBits, [&](int x, int value) {
+    std::memcpy(to + ptrdiff_t{3} * x, context.color[value], 3);
+  });
 }
 
 void PackFourBits(const unsigned char* luma, int width, unsigned char* to) {
@@ -292,7 +293,7 @@ const unsigned char* PictureRows::Row(int row) {
   GetRow(&m_bitmap, m_context, m_row, row, 1, m_flags, nullptr, nullptr, m_colors);
   if (m_invert) InvertBits(m_row, m_bitmap.nWidth);
   if (m_swapColors) {
-    for (int x = 0; x < m_bitmap.nWidth; ++x) std::swap(m_row[3 * x], m_row[3 * x + 2]);
+    for (ptrdiff_t x = 0; x < m_bitmap.nWidth; ++x) std::swap(m_row[3 * x], m_row[3 * x + 2]);
   }
   return m_row;
 }

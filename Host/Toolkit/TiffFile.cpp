@@ -41,7 +41,7 @@ int TiffFile::TakeError(TIFF*, void* self, const char*, const char* format, va_l
   auto& file = *static_cast<TiffFile*>(self);
   if (!file.Complained()) {
     file.m_errorNumber = errno;
-    std::vsnprintf(file.m_message, sizeof(file.m_message), format, values);
+    (void)std::vsnprintf(file.m_message, sizeof(file.m_message), format, values);
   }
   return 1;
 }

@@ -110,7 +110,7 @@ void TakeStoredRow(const unsigned char* from, const PageTags& tags, unsigned cha
   } else if (tags.bitsPerSample == 16) {
     for (int x = 0; x < width; ++x) {
       uint16_t value;
-      std::copy_n(from + 2 * x, 2, reinterpret_cast<unsigned char*>(&value));
+      std::copy_n(from + ptrdiff_t{2} * x, 2, reinterpret_cast<unsigned char*>(&value));
       to[x] = static_cast<unsigned char>((value * 255 + 32767) / 65535 ^ flip);
     }
   } else {

@@ -35,7 +35,7 @@ class TiffSink : public PictureSink {
   Outcome Complaint() const { return m_file.Complaint(K_ERROR_WRITE); }
 
   void SetTags(const Bitmap& bitmap) {
-    constexpr size_t kStripBytes = 64 * 1024;
+    constexpr size_t kStripBytes = size_t{64} * 1024;
     TIFF* tiff = m_file.Get();
     const int depth = bitmap.BitsPerPixel();
     const bool mapped = IsMapped(bitmap);

@@ -23,7 +23,7 @@ std::string OnOneLine(const std::string& text) {
       line += c;
     } else {
       char escaped[5];
-      std::snprintf(escaped, sizeof(escaped), "\\x%02X", byte);
+      (void)std::snprintf(escaped, sizeof(escaped), "\\x%02X", byte);
       line += escaped;
     }
   }
@@ -35,7 +35,7 @@ void SayLine(const Subject& subject, const std::string& text) {
   line += subject.file == "-" ? "standard output" : OnOneLine(subject.file);
   if (subject.page > 0) line += ": page " + std::to_string(subject.page);
   line += ": " + OnOneLine(text) + "\n";
-  std::fputs(line.c_str(), stderr);
+  (void)std::fputs(line.c_str(), stderr);
 }
 
 // Why standard output couldn't be written, as errno; 0 = it could.
@@ -77,8 +77,8 @@ void Print(const std::string& text) {
 Exit FinishOutput(Exit exit) {
   if (std::fflush(stdout) != 0 && g_outputError == 0) g_outputError = errno;
   if (NobodyReadsOutput() && (g_outputError != 0 || exit != kDone)) {
-    std::signal(SIGPIPE, SIG_DFL);
-    std::raise(SIGPIPE);
+    (void)std::signal(SIGPIPE, SIG_DFL);
+    (void)std::raise(SIGPIPE);
   }
   if (g_outputError == 0) return exit;
   return Complain({"-"}, kz::SystemFailure(K_ERROR_WRITE, g_outputError));
@@ -88,12 +88,12 @@ Progress::Progress(size_t pages)
     : m_pages(pages), m_shown(pages > 1 && isatty(STDERR_FILENO) == 1) {}
 
 Progress::~Progress() {
-  if (m_shown && m_done > 0) std::fputs("\r\033[K", stderr);
+  if (m_shown && m_done > 0) (void)std::fputs("\r\033[K", stderr);
 }
 
 void Progress::Step() {
   ++m_done;
-  if (m_shown) std::fprintf(stderr, "\rpage %zu of %zu", m_done, m_pages);
+  if (m_shown) (void)std::fprintf(stderr, "\rpage %zu of %zu", m_done, m_pages);
 }
 
 }  // namespace kzica

@@ -30,7 +30,7 @@ class NewFile {
 
   kz::Outcome Open(const std::string& out) {
     if (out != "-") {
-      const kz::Outcome outcome = m_file.Open(out);
+      kz::Outcome outcome = m_file.Open(out);
       m_path = m_file.Path();
       return outcome;
     }

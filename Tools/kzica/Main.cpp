@@ -31,7 +31,7 @@ Exit Run(int argc, char** argv) {
     if (app.get_subcommands().empty() && !app.remaining().empty()) {
       what = "there is no command '" + app.remaining().front() + "'";
     }
-    std::fprintf(stderr, "kzica: %s\nTry '%s'.\n", what.c_str(), HelpOf(app).c_str());
+    (void)std::fprintf(stderr, "kzica: %s\nTry '%s'.\n", what.c_str(), HelpOf(app).c_str());
     return kWrongUsage;
   }
   return exit;
@@ -42,12 +42,12 @@ Exit Run(int argc, char** argv) {
 int main(int argc, char** argv) {
   // A limit on the file size and a reader that went away are write failures: what
   // was begun is cleaned up, then they are reported.
-  std::signal(SIGXFSZ, SIG_IGN);
-  std::signal(SIGPIPE, SIG_IGN);
+  (void)std::signal(SIGXFSZ, SIG_IGN);
+  (void)std::signal(SIGPIPE, SIG_IGN);
   try {
     return FinishOutput(Run(argc, argv));
   } catch (const std::bad_alloc&) {
-    std::fputs("kzica: there is not enough memory\n", stderr);
+    (void)std::fputs("kzica: there is not enough memory\n", stderr);
     return kFileFailed;
   }
 }

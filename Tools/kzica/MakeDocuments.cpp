@@ -150,7 +150,7 @@ int main(int argc, char** argv) {
   } else if (form == "bash") {
     WriteCompletion(app);
   } else {
-    std::fputs("usage: kzica_documents man|bash\n", stderr);
+    (void)std::fputs("usage: kzica_documents man|bash\n", stderr);
     return kWrongUsage;
   }
   return std::fflush(stdout) == 0 ? kDone : kFileFailed;
