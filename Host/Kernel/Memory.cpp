@@ -1,8 +1,11 @@
 #include "Host/Kernel/Memory.h"
 
+#include <sys/mman.h>
+
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 
 #include "Host/Kernel/Kernel.h"
 #include "Host/Kernel/KernelTesting.h"
@@ -18,13 +21,26 @@ unsigned char FoldAscii(unsigned char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<unsigned char>(c + ('a' - 'A')) : c;
 }
 
+// Filling a bitmap of 36 MB page by page costs 9000 page faults, as much time as the
+// rows themselves; by large pages it costs 18. Where there are none nothing changes.
+void AskForLargePages(void* block, size_t bytes) {
+  constexpr size_t kLargePage = size_t{2} << 20;
+  if (bytes < 2 * kLargePage) return;
+  void* start = block;
+  size_t room = bytes;
+  if (std::align(kLargePage, kLargePage, start, room) == nullptr) return;
+  ::madvise(start, room / kLargePage * kLargePage, MADV_HUGEPAGE);
+}
+
 }  // namespace
 
 void* AllocateBlock(size_t size, bool zeroed) {
   if (FailsByRequest()) return nullptr;
   const size_t bytes = size == 0 ? 1 : size;
   void* block = zeroed ? std::calloc(bytes, 1) : std::malloc(bytes);
-  if (block != nullptr) ++g_liveBlocks;
+  if (block == nullptr) return nullptr;
+  AskForLargePages(block, bytes);
+  ++g_liveBlocks;
   return block;
 }
 
