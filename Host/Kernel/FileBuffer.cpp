@@ -83,9 +83,11 @@ int FileBuffer::Read(unsigned char* to, unsigned count) {
       if (n > 0) {
         done += static_cast<size_t>(n);
         m_position += n;
-        // What follows continues here: the next fill is a sequential one.
+        // What follows continues here. Who takes big pieces needs the window for
+        // little more than the fields between them.
         m_start = m_position;
         m_length = 0;
+        m_fill = kFillAfterJump;
       }
       break;
     } else {

@@ -129,6 +129,10 @@ int LoadJpegRoad(Loading* load, const CollectedData& data) {
   return SendFromMemory(load->dispatch, data, load->dispatch->pBitmap->nBitsPerPixel, &fileInfo);
 }
 
+// Rows that are read at once, so that most bytes go from the file to where the rows
+// go out from and not through the buffer of the file.
+constexpr uint32_t kBatchBytes = 256u << 10;
+
 // The rows go out as they are read. They are measured before the first: the row
 // size follows from the size of the whole, and data that end too early shall send
 // no row at all.
@@ -143,18 +147,23 @@ int LoadUncompressedRoad(Loading* load) {
   const auto height = static_cast<uint32_t>(dispatch->pBitmap->nHeight);
   const uint32_t rowSize = size / height + (size % height != 0 ? 1 : 0);
   dispatch->pBitmap->nBytesPerLine = static_cast<int32_t>(rowSize);
-  const LocalBuffer row(rowSize, __LINE__);
-  if (!row) return K_ERROR_NO_MEMORY;
+  const uint32_t batchRows = std::clamp(kBatchBytes / std::max(rowSize, 1u), 1u, height);
+  const LocalBuffer batch(size_t{batchRows} * rowSize, __LINE__);
+  if (!batch) return K_ERROR_NO_MEMORY;
   int result = K_MORE_ROWS;
+  unsigned char* row = nullptr;
   // The height ends it, too: a callback may answer 105 itself.
-  for (uint32_t n = 1; result == K_MORE_ROWS && n <= height; ++n) {
-    const uint32_t count = std::min(rowSize, size);
-    ReadRawIMG(load->file, row.get(), count, &status);
-    if (status != K_SUCCESS) return status;
-    size -= count;
-    // What the data lack of a row, and of the rows behind it, is 0.
-    if (count < rowSize) std::memset(row.get() + count, 0, rowSize - count);
-    result = K_SendRawData(dispatch, row.get(), static_cast<int>(n));
+  for (uint32_t n = 0; result == K_MORE_ROWS && n < height; ++n, row += rowSize) {
+    if (n % batchRows == 0) {
+      row = batch.get();
+      const uint32_t count = std::min(batchRows * rowSize, size);
+      ReadRawIMG(load->file, row, count, &status);
+      if (status != K_SUCCESS) return status;
+      size -= count;
+      // What the data lack of a row, and of the rows behind it, is 0.
+      std::memset(row + count, 0, batchRows * rowSize - count);
+    }
+    result = K_SendRawData(dispatch, row, static_cast<int>(n + 1));
   }
   return result;
 }
