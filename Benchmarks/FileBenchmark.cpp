@@ -26,8 +26,9 @@ int TakeRow(void* context, _BITMAPHANDLE* bitmap, unsigned char* row, uint32_t, 
 }
 
 void Load(benchmark::State& state, const std::string& file, int page) {
+  PageToLoad picture(file, page);
   for (auto _ : state) {
-    if (LoadPicture(file, page, TakeRow) != K_SUCCESS) state.SkipWithError("not loaded");
+    if (picture.Load(TakeRow) != K_SUCCESS) state.SkipWithError("not loaded");
   }
 }
 
@@ -37,10 +38,10 @@ void Describe(benchmark::State& state, const std::string& file) {
   }
 }
 
-// Reads the file once from its start in pieces of `piece` bytes, to fresh memory
-// for the whole file (0).
+// Reads the file once from its start in pieces of `piece` bytes, 0: at once.
 void ReadOnce(benchmark::State& state, const std::string& file, size_t piece) {
-  for (auto _ : state) benchmark::DoNotOptimize(ReadWhole(file, piece));
+  std::vector<char> buffer(piece == 0 ? fs::file_size(file) : piece);
+  for (auto _ : state) benchmark::DoNotOptimize(ReadWhole(file, buffer));
 }
 
 void Save(benchmark::State& state, const std::string& file, int format, int bits) {
@@ -82,7 +83,8 @@ void LoadOnThreads(benchmark::State& state, const std::string& file, int threads
     std::vector<std::thread> pool;
     for (int i = 0; i < threads; ++i) {
       pool.emplace_back([&] {
-        for (int n = 0; n < pagesEach; ++n) LoadPicture(file, 1, TakeRow);
+        PageToLoad picture(file, 1);
+        for (int n = 0; n < pagesEach; ++n) picture.Load(TakeRow);
       });
     }
     for (std::thread& thread : pool) thread.join();
@@ -99,7 +101,8 @@ void DecodeAlone(benchmark::State& state, const std::string& file) {
 
 void DecodeJpegAlone(benchmark::State& state, const std::string& file) {
   const std::vector<unsigned char> jpeg = JpegOf(file);
-  for (auto _ : state) benchmark::DoNotOptimize(DecodeJpeg(jpeg));
+  std::vector<unsigned char> picture;
+  for (auto _ : state) benchmark::DoNotOptimize(DecodeJpeg(jpeg, picture));
 }
 
 void Run(benchmark::State& state, const std::string& command) {
@@ -124,10 +127,11 @@ int PrintPeakMemory(const std::string& warmUp, const std::string& file) {
   const auto dropRow = [](void*, _BITMAPHANDLE*, unsigned char*, uint32_t, int, int, void*) {
     return K_SUCCESS;
   };
-  if (LoadPicture(warmUp, 1, dropRow) != K_SUCCESS) return 1;
+  if (PageToLoad(warmUp, 1).Load(dropRow) != K_SUCCESS) return 1;
+  PageToLoad picture(file, 1);
   std::ofstream("/proc/self/clear_refs") << 5 << std::flush;  // resets the peak
   const long before = StatusFigure("VmRSS");
-  if (LoadPicture(file, 1, dropRow) != K_SUCCESS) return 1;
+  if (picture.Load(dropRow) != K_SUCCESS) return 1;
   std::printf("%ld\n", StatusFigure("VmHWM") - before);
   return 0;
 }

@@ -99,23 +99,24 @@ BitmapPointer MakeGrayPage() {
   return gray;
 }
 
-int LoadPicture(const std::string& file, int page, K_RowCallback callback) {
-  _LOADOPTIONS options = {};
-  options.nPageNumber = page;
+PageToLoad::PageToLoad(const std::string& file, int page) : m_file(file) {
+  m_options.nPageNumber = page;
   _IMAGEFILEINFO info = {};
-  _INFODISPATCH describe{K_RedirectedOpen(file.c_str(), K_OPEN_READ, 0), &info, nullptr, &options};
-  int status = fltInfo(&describe);
+  _INFODISPATCH describe{K_RedirectedOpen(file.c_str(), K_OPEN_READ, 0), &info, nullptr,
+                         &m_options};
+  Check(fltInfo(&describe) == K_SUCCESS, file);
   K_RedirectedClose(describe.hFile);
-  if (status != K_SUCCESS) return status;
-  const BitmapPointer bitmap =
-      NewBitmap(static_cast<int>(info.nWidth), static_cast<int>(info.nHeight),
-                static_cast<int>(info.nBitsPerPixel));
+  m_bitmap = NewBitmap(static_cast<int>(info.nWidth), static_cast<int>(info.nHeight),
+                       static_cast<int>(info.nBitsPerPixel));
+}
+
+int PageToLoad::Load(K_RowCallback callback) {
   _LOADDISPATCH load = {};
-  load.pszFileName = file.c_str();
-  load.pBitmap = bitmap.get();
+  load.pszFileName = m_file.c_str();
+  load.pBitmap = m_bitmap.get();
   load.pfnCallback = callback;
-  load.pContext = bitmap.get();
-  load.pLoadOptions = &options;
+  load.pContext = m_bitmap.get();
+  load.pLoadOptions = &m_options;
   load.pfnLoadMemory = kz::LoadMemory;
   load.pfnSetLoadInfoCallback = kz::SetLoadInfoCallback;
   return fltLoad(&load);
@@ -148,12 +149,10 @@ int CountPages(const std::string& file) {
   return status == K_SUCCESS ? static_cast<int>(info.nTotalPages) : 0;
 }
 
-size_t ReadWhole(const std::string& file, size_t piece) {
-  const size_t room = piece == 0 ? fs::file_size(file) : piece;
-  const std::unique_ptr<char[]> buffer(new char[room]);
+size_t ReadWhole(const std::string& file, std::vector<char>& buffer) {
   const int descriptor = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
   size_t total = 0;
-  for (ssize_t n; (n = ::read(descriptor, buffer.get(), room)) > 0;)
+  for (ssize_t n; (n = ::read(descriptor, buffer.data(), buffer.size())) > 0;)
     total += static_cast<size_t>(n);
   ::close(descriptor);
   return total;
@@ -190,8 +189,7 @@ int RunCommand(const std::string& command) {
 FaxInMemory::FaxInMemory(const std::string& file) {
   kz::PageInfo info;
   Check(kz::ReadImageData(file, 1, m_data, &info).Ok(), file);
-  m_width = info.width;
-  m_height = info.height;
+  m_bitmap = NewBitmap(info.width, info.height, 1);
 }
 
 int FaxInMemory::Decode(K_RowCallback callback) const {
@@ -210,16 +208,15 @@ int FaxInMemory::Decode(K_RowCallback callback) const {
     K_FilterIO(nullptr, &read, nullptr, nullptr, nullptr, nullptr, &source, nullptr, nullptr,
                nullptr);
   };
-  const BitmapPointer bitmap = NewBitmap(m_width, m_height, 1);
+  _BITMAPHANDLE* bitmap = m_bitmap.get();
   _LOADDISPATCH dispatch = {};
   _LOADINFO info = {};
   info.nFormat = K_FAX_G4;
-  info.nWidth = static_cast<uint32_t>(m_width);
-  info.nHeight = static_cast<uint32_t>(m_height);
+  info.nWidth = static_cast<uint32_t>(bitmap->nWidth);
+  info.nHeight = static_cast<uint32_t>(bitmap->nHeight);
   info.nBitsPerPixel = 1;
   exchange();
-  const int status =
-      K_LoadRawFax(&dispatch, nullptr, &info, bitmap.get(), bitmap.get(), callback, 1, nullptr);
+  const int status = K_LoadRawFax(&dispatch, nullptr, &info, bitmap, bitmap, callback, 1, nullptr);
   exchange();
   return status;
 }
@@ -230,7 +227,7 @@ std::vector<unsigned char> JpegOf(const std::string& file) {
   return data;
 }
 
-size_t DecodeJpeg(const std::vector<unsigned char>& jpeg) {
+size_t DecodeJpeg(const std::vector<unsigned char>& jpeg, std::vector<unsigned char>& picture) {
   jpeg_decompress_struct decoder;
   jpeg_error_mgr errors;
   decoder.err = jpeg_std_error(&errors);
@@ -241,9 +238,9 @@ size_t DecodeJpeg(const std::vector<unsigned char>& jpeg) {
   jpeg_start_decompress(&decoder);
   const size_t rowBytes = size_t{decoder.output_width} * 3;
   const size_t size = rowBytes * decoder.output_height;
-  const std::unique_ptr<unsigned char[]> picture(new unsigned char[size]);
+  picture.resize(size);
   while (decoder.output_scanline < decoder.output_height) {
-    JSAMPROW row = picture.get() + decoder.output_scanline * rowBytes;
+    JSAMPROW row = picture.data() + decoder.output_scanline * rowBytes;
     jpeg_read_scanlines(&decoder, &row, 1);
   }
   jpeg_finish_decompress(&decoder);

@@ -34,16 +34,26 @@ BitmapPointer MakeBitmap(int bitsPerPixel);
 BitmapPointer MakePage();
 BitmapPointer MakeGrayPage();
 
-// fltLoad of a page into a new bitmap, which `callback` gets as its context.
-int LoadPicture(const std::string& file, int page, K_RowCallback callback);
+// A page of a file and a bitmap for it, which every load fills anew.
+class PageToLoad {
+ public:
+  PageToLoad(const std::string& file, int page);
+  // fltLoad; `callback` gets the bitmap as its context. Returns its status.
+  int Load(K_RowCallback callback);
+
+ private:
+  std::string m_file;
+  _LOADOPTIONS m_options = {};
+  BitmapPointer m_bitmap;
+};
+
 // fltSave; page 1 makes a new file, other pages append. Returns its status.
 int SaveBitmap(const std::string& file, _BITMAPHANDLE* bitmap, int format, int page);
 // The number of image objects, by fltInfo; 0 when it fails.
 int CountPages(const std::string& file);
 
-// Reads a file once in pieces, or whole into fresh memory (piece 0). Returns the
-// bytes read.
-size_t ReadWhole(const std::string& file, size_t piece);
+// Reads a file once in pieces of the buffer's size. Returns the bytes read.
+size_t ReadWhole(const std::string& file, std::vector<char>& buffer);
 void WriteWhole(const std::string& file, const std::vector<char>& bytes);
 std::vector<char> ReadTail(const std::string& file, size_t count);
 // Gives a file its former size and end back.
@@ -58,11 +68,10 @@ class FaxInMemory {
 
  private:
   std::vector<unsigned char> m_data;
-  int m_width;
-  int m_height;
+  BitmapPointer m_bitmap;
 };
 
 std::vector<unsigned char> JpegOf(const std::string& file);
-// Decodes to 24 bits with libjpeg-turbo alone, row by row into fresh memory.
-// Returns the bytes of the picture.
-size_t DecodeJpeg(const std::vector<unsigned char>& jpeg);
+// Decodes to 24 bits with libjpeg-turbo alone, row by row into `picture`. Returns
+// the bytes of the picture.
+size_t DecodeJpeg(const std::vector<unsigned char>& jpeg, std::vector<unsigned char>& picture);
