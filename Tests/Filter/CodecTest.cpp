@@ -1,4 +1,4 @@
-// ABIC loads with every kind of codec library, and with none.
+// ABIC pages are loaded and saved with every kind of codec library, and with none.
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -43,11 +43,16 @@ TEST(Codec, IsFoundBesideTheKernelThenOnTheLoadersPath) {
     const char* result;
   };
   const Case cases[] = {
-      {"none", "good", 1, "-823 0 0 0 0"},      {"broken", "good", 1, "-823 0 0 0 0"},
-      {"other", "good", 4, "-823 0 0 0 0"},     {"stub", "good", 1, "1 3 0 0 0"},
-      {"stub", "good", 4, "1 3 0 0 0"},         {"stub", "no block", 1, "-9 0 0 0 0"},
-      {"stub", "short block", 1, "-9 0 0 0 0"}, {"stub", "fails with a block", 1, "-55 0 0 0 0"},
-      {"path", "no block", 4, "-9 0 0 0 0"},    {"real", "fails with a block", 1, "1 3 0 0 0"},
+      {"none", "good", 1, "-823 -822 0 0 0 0"},
+      {"broken", "good", 1, "-823 -822 0 0 0 0"},
+      {"other", "good", 4, "-823 -822 0 0 0 0"},
+      {"stub", "good", 1, "1 -822 3 0 0 0"},
+      {"stub", "good", 4, "1 -822 3 0 0 0"},
+      {"stub", "no block", 1, "-9 -822 0 0 0 0"},
+      {"stub", "short block", 1, "-9 -822 0 0 0 0"},
+      {"stub", "fails with a block", 1, "-55 -822 0 0 0 0"},
+      {"path", "no block", 4, "-9 -822 0 0 0 0"},
+      {"real", "fails with a block", 1, "1 1 3 0 0 0"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(testing::Message() << c.folders << ", " << c.data << ", " << c.depth);

@@ -2,8 +2,6 @@
 #include <gtest/gtest.h>
 
 #include "API/Filters/Ica/Common/Ioca/Comment.h"
-#include "Host/Kernel/KernelTesting.h"
-#include "Tests/Filter/FailingFiles.h"
 #include "Tests/Filter/FileBuilder.h"
 
 namespace {
@@ -151,47 +149,6 @@ TEST(Comment, ABufferOfAnySizeIsFilledAndNoMore) {
   EXPECT_EQ(fltComment(&dispatch), K_ERROR_NO_BUFFER);
   dispatch.pszFileName = nullptr;
   EXPECT_EQ(fltComment(&dispatch), K_ERROR_NO_FILE_NAME);
-}
-
-TEST(Comment, FailuresKeepTheTextSoFarAndReleaseEverything) {
-  const TemporaryFolder folder;
-  const std::string path =
-      folder.File("f", Document(Page(Ptx(Transparent("one"))) + Page(Ptx(Transparent("two")))));
-  const Bytes all = Text("one\r\ntwo\r\n");
-  Read(path, 1, 2, 99);  // makes what the thread keeps
-  const size_t blocks = K_LiveBlocks();
-  for (const auto operation : {FailingFiles::kOpen, FailingFiles::kRead, FailingFiles::kSeek}) {
-    for (int n = 1;; ++n) {
-      FailingFiles files;
-      files.Fail(operation, n);
-      const Comment comment = Read(path, 1, 2, 99);
-      if (files.Count(operation) < n) {
-        EXPECT_GT(n, 1);
-        EXPECT_EQ(comment.text, all);
-        break;
-      }
-      EXPECT_EQ(comment.text, Slice(all, 0, comment.text.size()));
-      if (operation == FailingFiles::kOpen) {
-        EXPECT_EQ(comment.status, K_ERROR_OPEN_READ);
-      } else if (operation == FailingFiles::kRead) {
-        EXPECT_EQ(comment.status, K_ERROR_READ) << "read " << n;
-      } else if (comment.status == 1) {  // a skip of no bytes
-        EXPECT_EQ(comment.text, all) << "seek " << n;
-      } else {
-        EXPECT_TRUE(comment.status == K_ERROR_READ || comment.status == K_ERROR_INVALID_FORMAT);
-      }
-      EXPECT_EQ(K_LiveBlocks(), blocks);
-    }
-  }
-  // Without memory for a text the comment ends before it.
-  for (int n = 1; n <= 2; ++n) {
-    K_FailAllocation(n);
-    const Comment comment = Read(path, 1, 2, 99);
-    K_FailAllocation(0);
-    EXPECT_EQ(comment.status, 1);
-    EXPECT_EQ(comment.text, Slice(all, 0, static_cast<size_t>(n - 1) * 5));
-    EXPECT_EQ(K_LiveBlocks(), blocks);
-  }
 }
 
 }  // namespace

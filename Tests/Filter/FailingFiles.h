@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <set>
 
 #include "Host/Kernel/Kernel.h"
@@ -16,7 +17,7 @@ class FailingFiles {
 
   FailingFiles() { Exchange(); }
   ~FailingFiles() {
-    EXPECT_TRUE(WriteInForce());
+    EXPECT_TRUE(InForce());
     Exchange();
     EXPECT_TRUE(m_handles.empty()) << "a file was left open";
   }
@@ -28,23 +29,18 @@ class FailingFiles {
   int Count(Operation operation) const { return m_counts[operation]; }
   // The writes so far, each as it came.
   const std::vector<Bytes>& Written() const { return m_written; }
-  // Whether the write routine and its user data are the ones installed here.
-  bool WriteInForce() {
-    K_WriteRoutine write = nullptr;
-    void* data = nullptr;
-    K_FilterIO(nullptr, nullptr, &write, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-               nullptr);
-    K_GetFilterIOData(nullptr, nullptr, &data, nullptr, nullptr);
-    return write == Write && data == this;
-  }
-  // The same for reading.
-  bool ReadInForce() {
+  // Whether all routines and their user data are the ones installed here.
+  bool InForce() {
+    K_OpenRoutine open = nullptr;
     K_ReadRoutine read = nullptr;
-    void* data = nullptr;
-    K_FilterIO(nullptr, &read, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-               nullptr);
-    K_GetFilterIOData(nullptr, &data, nullptr, nullptr, nullptr);
-    return read == Read && data == this;
+    K_WriteRoutine write = nullptr;
+    K_SeekRoutine seek = nullptr;
+    K_CloseRoutine close = nullptr;
+    K_FilterIO(&open, &read, &write, &seek, &close, nullptr, nullptr, nullptr, nullptr, nullptr);
+    void* data[5] = {};
+    K_GetFilterIOData(&data[0], &data[1], &data[2], &data[3], &data[4]);
+    return open == Open && read == Read && write == Write && seek == Seek && close == Close &&
+           std::count(data, data + 5, this) == 5;
   }
 
  private:

@@ -295,39 +295,6 @@ TEST(FileInfo, PagesAreCountedOnRequest) {
   }
 }
 
-TEST(FileInfo, AFailureLeavesTheRecordAlone) {
-  Info untouched;
-  std::memset(&untouched.record, 0xCC, sizeof untouched.record);
-  untouched.record.uFlags = 0x100;
-  const Bytes document = Document({Segment(kG4, Pattern(50))}, {7}, {true, {1}, true});
-  const Bytes bare = Segment(kG4, Pattern(50));
-  // Every read and every seek fails in turn, and the file ends at every byte.
-  for (const Bytes& bytes : {document, bare}) {
-    for (const auto operation : {FailingFiles::kRead, FailingFiles::kSeek}) {
-      int nth = 1;
-      for (;; ++nth) {
-        OpenBytes file(bytes);
-        file.Files().Fail(operation, nth);
-        const Info info = Describe(file);
-        EXPECT_TRUE(file.Files().ReadInForce());
-        if (info.status == 1) break;
-        EXPECT_TRUE(info.status == -7 || (info.status == -4 && operation == FailingFiles::kSeek));
-        EXPECT_EQ(std::memcmp(&info.record, &untouched.record, sizeof info.record), 0);
-      }
-      EXPECT_GT(nth, 2);
-    }
-    const size_t needed = kPrologue.size() + kG4.size() + 4;
-    size_t size = 0;
-    for (Info info = DescribeBytes({}); info.status != 1;
-         info = DescribeBytes(Slice(bytes, 0, ++size))) {
-      ASSERT_EQ(info.status, -7) << "cut at " << size;
-      ASSERT_LT(size, bytes.size());
-    }
-    // Seven introducers, each with 0x5A and extension, stand before it in the document.
-    EXPECT_EQ(size, bytes == bare ? needed : needed + size_t{7} * 11);
-  }
-}
-
 TEST(FileInfo, WithoutPerThreadRecordsTheStaticOneServes) {
   const Bytes prefixed = Document({Segment(kG4, Pattern(50))}, {9}, kPrefixed);
   ASSERT_EQ(DescribeBytes(Segment(kG4, {})).status, 1);

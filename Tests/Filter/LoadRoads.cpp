@@ -53,7 +53,9 @@ Bytes JpegData(int width, int height, int depth) {
   return bytes;
 }
 
-Bytes Bits(const std::string& bits) {
+// Zeros and ones as bytes; blanks are passed over.
+Bytes Bits(std::string bits) {
+  std::erase(bits, ' ');
   Bytes bytes((bits.size() + 7) / 8, 0);
   for (size_t i = 0; i < bits.size(); ++i) {
     if (bits[i] == '1') bytes[i / 8] |= static_cast<unsigned char>(0x80 >> i % 8);
@@ -71,19 +73,29 @@ const std::vector<Road>& Roads() {
     };
     all.push_back({"uncompressed", Segment(sized(16, 6, 0x03), Pattern(12), 5), 16, 6, 1,
                    Pattern(12), 2, true});
-    // T.6: eight white and eight black pixels in horizontal mode, V0 to the end;
-    // five rows of V0; EOFB.
-    Bytes picture;
-    for (int i = 0; i < 6; ++i) picture = picture + Bytes{0x00, 0xFF, 0x00, 0x00};
-    all.push_back({"fax",
-                   Segment(sized(32, 6, 0x82), Bits("001"
-                                                    "10011"
-                                                    "000101"
-                                                    "1"
-                                                    "111111111111111"
-                                                    "000000000001"
-                                                    "000000000001")),
-                   32, 6, 1, picture, 4, true});
+    // Lines of eight white, eight black and sixteen white pixels: the first with its
+    // runs, the two-dimensional ones below it with V0 three times.
+    const std::string runs = "10011 000101 101010", same = "111", eol = "000000000001";
+    const std::string below = same + same + same + same + same;
+    std::string group3 = eol + runs, group32D = eol + "1" + runs;
+    Bytes picture = {0x00, 0xFF, 0x00, 0x00};
+    for (int i = 1; i < 6; ++i) {
+      group3 += eol + runs;
+      group32D += eol + "0" + same;
+      picture = picture + Slice(picture, 0, 4);
+    }
+    const struct {
+      const char* name;
+      unsigned char compression;
+      std::string code;
+    } faxes[] = {{"G3", 0x80, group3},
+                 {"G3 2D", 0x81, group32D},
+                 {"G4", 0x82, "001 10011 000101 1" + below + eol + eol},
+                 {"IBM MMR", 0x01, runs + eol + "0" + below}};
+    for (const auto& fax : faxes) {
+      all.push_back({fax.name, Segment(sized(32, 6, fax.compression), Bits(fax.code)), 32, 6, 1,
+                     picture, 4, true});
+    }
     const Bytes bilevel = PaddedRows(3, 4, 6);
     all.push_back({"ABIC", Segment(sized(24, 6, 0x08), AbicData(bilevel, 24, 6, true)), 24, 6, 1,
                    bilevel, 4, true});

@@ -15,5 +15,6 @@ struct Road {
   size_t bytesPerRow;
   bool fromTarget;
 };
-// 0 uncompressed, 1 fax, 2 ABIC, 3 concatenated ABIC, 4 grey and 5 colour JPEG.
+// Uncompressed, the four fax codings, ABIC, concatenated ABIC, grey and colour JPEG.
+constexpr size_t kRoads = 9;
 const std::vector<Road>& Roads();

@@ -1,5 +1,5 @@
 // Files that no code of the project wrote decode to their pictures, pixel for
-// pixel; and many threads at once load all kinds of files.
+// pixel; and many threads at once load and save all kinds of files.
 #include <gtest/gtest.h>
 #include <png.h>
 
@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "API/Filters/Ica/Common/Ioca/CodecLoader.h"
+#include "Host/Toolkit/SavePage.h"
 #include "Tests/Filter/FailingFiles.h"
 #include "Tests/Filter/LoadRequest.h"
 #include "Tests/Filter/LoadRoads.h"
@@ -119,11 +120,35 @@ TEST(Samples, DamagedFilesFail) {
   EXPECT_EQ(load(kSamples + "damaged-length.mda"), -9);
 }
 
-TEST(Samples, EightThreadsLoadAllKindsAtOnce) {
+// A document of pages of every kind, one of which is deleted again.
+Bytes SavedDocument() {
+  const TemporaryFolder folder;
+  const std::string file = folder / "saved";
+  for (const kz::Compression compression :
+       {kz::Compression::kGroup4, kz::Compression::kGroup3, kz::Compression::kIbmMmr,
+        kz::Compression::kAbic, kz::Compression::kNone, kz::Compression::kJpeg}) {
+    kz::Bitmap picture;
+    EXPECT_EQ(picture.Create(200, 50, compression == kz::Compression::kJpeg ? 8 : 1), K_SUCCESS);
+    for (int y = 0; y < 50; ++y) {
+      const Bytes row = Pattern(25, static_cast<unsigned>(y));
+      std::copy(row.begin(), row.end(), picture.TopDownRow(y));
+    }
+    kz::SaveRequest request;
+    request.mode = kz::SaveMode::kAppend;
+    request.compression = compression;
+    EXPECT_EQ(kz::SavePage(file, picture, request).status, K_SUCCESS);
+  }
+  _DELETEDISPATCH deletion = {file.c_str()};
+  EXPECT_EQ(fltDeletePage(&deletion), K_SUCCESS);
+  return FileBytes(file);
+}
+
+TEST(Threads, LoadSaveAndDeleteAllKindsAtOnce) {
   constexpr int kThreads = 8;
   constexpr int kRounds = 40;
   for (const Road& road : Roads()) ASSERT_FALSE(road.picture.empty());
   Letter(), Halftone(), Odd();
+  const Bytes saved = SavedDocument();
   const size_t blocks = K_LiveBlocks();
   std::barrier gate(kThreads);
   {
@@ -134,6 +159,7 @@ TEST(Samples, EightThreadsLoadAllKindsAtOnce) {
         for (const Page& page : kPages) {
           if (page.picture != Letter || thread % 4 == 0) ExpectPicture(page);
         }
+        for (int round = 0; round < kRounds / 8; ++round) ASSERT_TRUE(SavedDocument() == saved);
         FailingFiles files;
         const TemporaryFolder folder;
         for (size_t round = 0; round < kRounds; ++round) {

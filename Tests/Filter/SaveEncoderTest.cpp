@@ -1,6 +1,5 @@
 // Image data as the encoders make them and as they lie in the file's fields.
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 #include "API/Filters/Ica/Common/Ioca/CodecLoader.h"
 #include "API/Filters/Ica/Common/Ioca/Encoders.h"
@@ -177,24 +176,6 @@ TEST(SaveEncoder, AbicDataAreTheCodecsAndTheCodecIsUnloaded) {
       }
     }
   }
-}
-
-TEST(SaveEncoder, AbicFailsWithoutItsLibrary) {
-  // A process that may open nothing more can't load a library either.
-  SaveRequest request(32, 4);
-  request.save.nFormat = 185;
-  const size_t blocks = K_LiveBlocks();
-  rlimit limit;
-  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
-  const rlimit none = {0, limit.rlim_max};
-  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
-  const int status = K_InitEncoder(&request.save, K_InvalidHandle());
-  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
-  EXPECT_EQ(status, K_ERROR_NO_ABIC_ENCODER);
-  EXPECT_EQ(request.begun, 1);
-  EXPECT_EQ(request.ended, 1);
-  EXPECT_EQ(EmbeddedLoaders::g_aLoaders.IsLoaded(), 0);
-  EXPECT_EQ(K_LiveBlocks(), blocks);
 }
 
 TEST(SaveEncoder, AGroup4PageHasItsBytesInEitherContainer) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <cstdint>
 #include <filesystem>
@@ -15,8 +16,9 @@ using Bytes = std::vector<unsigned char>;
 
 class TemporaryFolder {
  public:
-  TemporaryFolder() {
-    std::string path = (std::filesystem::temp_directory_path() / "kz-test-XXXXXX").string();
+  explicit TemporaryFolder(
+      const std::filesystem::path& parent = std::filesystem::temp_directory_path()) {
+    std::string path = (parent / "kz-test-XXXXXX").string();
     if (::mkdtemp(path.data()) == nullptr) throw std::runtime_error("no temporary folder");
     m_path = path;
   }
@@ -26,6 +28,12 @@ class TemporaryFolder {
   }
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+  // Where tests of very many files need not wait for the disk. Programs may be refused there.
+  static std::filesystem::path InMemory() {
+    const std::filesystem::path memory = "/dev/shm";
+    return ::access(memory.c_str(), W_OK) == 0 ? memory : std::filesystem::temp_directory_path();
+  }
 
   // The path of a name in the folder.
   std::string operator/(const std::string& name) const { return (m_path / name).string(); }
