@@ -140,6 +140,7 @@ void WriteCompletion(const CLI::App& app) {
 
 }  // namespace
 
+// NOLINTNEXTLINE(bugprone-exception-escape): a step of the build, which it ends
 int main(int argc, char** argv) {
   const std::string form = argc == 2 ? argv[1] : "";
   CLI::App app;

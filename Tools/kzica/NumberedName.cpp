@@ -1,6 +1,6 @@
 #include "Tools/kzica/NumberedName.h"
 
-#include <cstdlib>
+#include <charconv>
 #include <string_view>
 
 namespace kzica {
@@ -17,7 +17,8 @@ size_t NumberLength(std::string_view text) {
 
 std::string Padded(int page, std::string_view place) {
   std::string number = std::to_string(page);
-  const size_t width = static_cast<size_t>(std::atoi(std::string(place.substr(1)).c_str()));
+  size_t width = 0;
+  std::from_chars(place.data() + 1, place.data() + place.size(), width);
   if (number.size() < width) number.insert(0, width - number.size(), place[1] == '0' ? '0' : ' ');
   return number;
 }
