@@ -45,14 +45,16 @@ Outcome FileWindow::Open(const std::string& path) {
     return Failure(K_ERROR_OPEN_READ, "only regular files can be read");
   }
   m_size = found.st_size;
-  m_bytes = std::make_unique<unsigned char[]>(kWindow);
+  // A small file needs no more than itself.
+  m_capacity = static_cast<size_t>(std::min(m_size, static_cast<int64_t>(kWindow)));
+  m_bytes = std::make_unique_for_overwrite<unsigned char[]>(m_capacity);
   m_length = 0;
   m_failed = false;
   return {};
 }
 
 bool FileWindow::Fill(int64_t offset) {
-  const int64_t n = ReadFully(Descriptor(), offset, m_bytes.get(), kWindow);
+  const int64_t n = ReadFully(Descriptor(), offset, m_bytes.get(), m_capacity);
   m_failed |= n < 0;
   m_start = offset;
   m_length = static_cast<size_t>(std::max<int64_t>(n, 0));

@@ -33,6 +33,7 @@ class FileWindow {
   std::optional<OwnedDescriptor> m_file;
   int64_t m_size = 0;
   std::unique_ptr<unsigned char[]> m_bytes;
+  size_t m_capacity = 0;
   int64_t m_start = 0;
   size_t m_length = 0;
   bool m_failed = false;

@@ -9,7 +9,8 @@ namespace kz {
 
 namespace {
 
-constexpr size_t kBuffer = size_t{1} << 20;
+constexpr int64_t kMinBuffer = 4096;
+constexpr int64_t kMaxBuffer = int64_t{1} << 20;
 // Ranges from this size on are left to the kernel.
 constexpr int64_t kKernelCopy = int64_t{64} * 1024;
 // The most data of an Image Picture Data field: an Image Data field of 8176 bytes
@@ -18,18 +19,22 @@ constexpr int64_t kPictureData = 8176 + SDF_IMAGE_DATA_HEADER;
 
 class PieceWriter {
  public:
-  explicit PieceWriter(int to) : m_to(to), m_buffer(std::make_unique<unsigned char[]>(kBuffer)) {}
+  // `planned` is about what will be written, so that little takes little memory.
+  PieceWriter(int to, int64_t planned)
+      : m_to(to),
+        m_capacity(static_cast<size_t>(std::clamp(planned, kMinBuffer, kMaxBuffer))),
+        m_buffer(std::make_unique_for_overwrite<unsigned char[]>(m_capacity)) {}
 
   static Outcome TooLarge() { return Failure(K_ERROR_SEEK, "the file would be larger than 2 GiB"); }
 
   Outcome Put(const void* bytes, size_t count) {
     const auto* from = static_cast<const unsigned char*>(bytes);
     while (count > 0) {
-      if (m_used == kBuffer) {
+      if (m_used == m_capacity) {
         Outcome outcome = Flush();
         if (!outcome.Ok()) return outcome;
       }
-      const size_t n = std::min(count, kBuffer - m_used);
+      const size_t n = std::min(count, m_capacity - m_used);
       std::copy_n(from, n, m_buffer.get() + m_used);
       m_used += n;
       from += n;
@@ -82,7 +87,7 @@ class PieceWriter {
 
   Outcome CopyThroughMemory(FileWindow& from, ByteRange range) {
     while (range.Size() > 0) {
-      const auto n = static_cast<size_t>(std::min<int64_t>(range.Size(), int64_t{kBuffer}));
+      const auto n = static_cast<size_t>(std::min(range.Size(), static_cast<int64_t>(m_capacity)));
       const int64_t read = ReadFully(from.Descriptor(), range.begin, m_buffer.get(), n);
       if (read < 0) return SystemFailure(K_ERROR_READ, errno);
       if (read != static_cast<int64_t>(n)) return Failure(K_ERROR_READ);
@@ -93,6 +98,7 @@ class PieceWriter {
   }
 
   int m_to;
+  size_t m_capacity;
   std::unique_ptr<unsigned char[]> m_buffer;
   size_t m_used = 0;
   int64_t m_total = 0;
@@ -193,7 +199,7 @@ void PieceList::Add(std::string literal) {
 
 Outcome PieceList::Write(int descriptor) {
   if (TooLarge()) return PieceWriter::TooLarge();
-  PieceWriter writer(descriptor);
+  PieceWriter writer(descriptor, m_planned);
   for (const Piece& piece : m_pieces) {
     Outcome outcome;
     if (piece.source == Piece::kLiteral) {
