@@ -157,6 +157,7 @@ class Indexer {
         if (!outside) return Misplaced(field, "within a document");
         m_place = Place::Document;
         m_dividedSincePage = true;
+        m_openGroups = 0;  // those outside of it aren't its own
         if (m_index.beginDocument.Size() == 0) m_index.beginDocument = field.bytes;
         return {};
       case SF_END_DOCUMENT:
