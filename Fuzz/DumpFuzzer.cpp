@@ -1,9 +1,18 @@
 // The dump in both forms: it goes on to the end of any file.
+#include <iconv.h>
+
 #include <algorithm>
 
 #include "Fuzz/MemoryDisk.h"
 #include "Fuzz/MemoryPath.h"
 #include "Host/Toolkit/Dump.h"
+
+// Keeps the code page loaded, which each dump would load anew.
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  static const iconv_t kept = iconv_open("UTF-8", kz::kDefaultEncoding);
+  Require(kept != iconv_t(-1), "the code page is there");
+  return 0;
+}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const MemoryPath file(data, size);

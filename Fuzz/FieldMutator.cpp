@@ -1,116 +1,180 @@
 // A mutator that knows fields: most of what it makes is still a sequence of
-// structured fields, or of self-defining fields, with lengths that fit, so that
-// the fuzzer spends its time behind the first check.
+// structured fields with lengths that fit, and within them of self-defining fields
+// or control sequences, so that the fuzzer spends its time behind the first check.
+// KZ_SELECTOR bytes before them choose what the target does.
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <random>
 #include <vector>
 
-#include "API/Filters/Ica/Common/Ica.h"
+#include "API/Filters/Ica/Common/Ioca/FormatCodes.h"
+#include "Fuzz/FieldKinds.h"
 
 extern "C" size_t LLVMFuzzerMutate(uint8_t* data, size_t size, size_t maxSize);
 
 namespace {
 
-using Bytes = std::vector<uint8_t>;
+// The most bytes that a field's data grow by at once.
+constexpr size_t kMaxGrowth = 64;
+constexpr size_t kMaxFieldData = 32000;
 
-struct Span {
-  size_t start;
-  size_t length;
-};
+size_t Below(Random& random, size_t limit) { return random() % limit; }
 
-constexpr uint16_t kKnownFields[] = {
-    SF_BEGIN_DOCUMENT,   SF_END_DOCUMENT,       SF_BEGIN_PAGE,
-    SF_END_PAGE,         SF_IMAGE_PICTURE_DATA, SF_PRESENTATION_TEXT,
-    SF_END_IMAGE_OBJECT, SF_BEGIN_IMAGE_OBJECT, SF_PAGE_DESCRIPTOR};
+void MutateBytes(Bytes& bytes, Random& random) {
+  const size_t room = std::min(bytes.size() + 1 + Below(random, kMaxGrowth), kMaxFieldData);
+  const size_t size = std::min(bytes.size(), room);
+  bytes.resize(room);
+  bytes.resize(LLVMFuzzerMutate(bytes.data(), size, room));
+}
 
-// The structured fields at the start of the data, as far as they hold together.
-std::vector<Span> Fields(const Bytes& data) {
-  std::vector<Span> fields;
-  size_t at = 0;
-  while (at + 9 <= data.size()) {
-    const size_t prefix = data[at] == CARRIAGE_CONTROL ? 1 : 0;
-    const size_t length = size_t{data[at + prefix]} << 8 | data[at + prefix + 1];
-    if (length < 8 || data[at + prefix + 2] != SF_CLASS || at + prefix + length > data.size())
+bool MutateFields(const FieldKind& kind, Bytes& bytes, Random& random);
+
+// Changes the data of a field, mostly by what is known of them.
+void MutateData(const FieldKind& kind, Bytes& field, Random& random) {
+  const size_t head = kind.Head(field.data());
+  Bytes data(field.begin() + static_cast<ptrdiff_t>(head), field.end());
+  const FieldKind* within = kind.Within(field);
+  const bool known =
+      Below(random, 8) != 0 && ((within != nullptr && MutateFields(*within, data, random)) ||
+                                kind.FillData(field, data, random));
+  if (!known) MutateBytes(data, random);
+  field.resize(head);
+  field.insert(field.end(), data.begin(), data.end());
+  kind.PutLength(field);
+}
+
+Bytes NewField(const FieldKind& kind, Random& random) {
+  Bytes field = kind.New(random);
+  if (Below(random, 4) != 0) MutateData(kind, field, random);
+  return field;
+}
+
+void Insert(Bytes& bytes, size_t at, const Bytes& what) {
+  bytes.insert(bytes.begin() + static_cast<ptrdiff_t>(at), what.begin(), what.end());
+}
+
+void Replace(Bytes& bytes, Span span, const Bytes& by) {
+  const auto begin = bytes.begin() + static_cast<ptrdiff_t>(span.start);
+  bytes.erase(begin, begin + static_cast<ptrdiff_t>(span.length));
+  Insert(bytes, span.start, by);
+}
+
+Bytes Part(const Bytes& bytes, Span span) {
+  const auto begin = bytes.begin() + static_cast<ptrdiff_t>(span.start);
+  return {begin, begin + static_cast<ptrdiff_t>(span.length)};
+}
+
+// One field becomes two with its head, the data being shared between them.
+Bytes CutInTwo(const FieldKind& kind, const Bytes& field, Random& random) {
+  const size_t head = kind.Head(field.data());
+  const size_t first = head + Below(random, field.size() - head + 1);
+  Bytes left = Part(field, {0, first});
+  Bytes right = Part(field, {0, head});
+  right.insert(right.end(), field.begin() + static_cast<ptrdiff_t>(first), field.end());
+  kind.PutLength(left);
+  kind.PutLength(right);
+  left.insert(left.end(), right.begin(), right.end());
+  return left;
+}
+
+// The data of the second go behind those of the first.
+Bytes Join(const FieldKind& kind, Bytes field, const Bytes& next) {
+  field.insert(field.end(), next.begin() + static_cast<ptrdiff_t>(kind.Head(next.data())),
+               next.end());
+  kind.PutLength(field);
+  return field;
+}
+
+// Changes one of the fields that the bytes begin with. False when there is none.
+bool MutateFields(const FieldKind& kind, Bytes& bytes, Random& random) {
+  const std::vector<Span> fields = kind.Split(bytes);
+  if (fields.empty()) return false;
+  const size_t chosen = Below(random, fields.size());
+  const Span span = fields[chosen];
+  Bytes field = Part(bytes, span);
+  switch (Below(random, 16)) {
+    case 0:  // twice, or somewhere else once more
+      Insert(bytes, fields[Below(random, fields.size())].start, field);
       break;
-    fields.push_back({at, prefix + length});
-    at += prefix + length;
+    case 1:
+      Replace(bytes, span, {});
+      break;
+    case 2: {  // elsewhere
+      const size_t to = fields[Below(random, chosen + 1)].start;
+      Replace(bytes, span, {});
+      Insert(bytes, to, field);
+      break;
+    }
+    case 3:
+    case 4:
+      kind.Rename(field, random);
+      Replace(bytes, span, field);
+      break;
+    case 5:
+      Replace(bytes, span, CutInTwo(kind, field, random));
+      break;
+    case 6:
+      if (chosen + 1 < fields.size()) {
+        const Span next = fields[chosen + 1];
+        Replace(bytes, {span.start, span.length + next.length},
+                Join(kind, field, Part(bytes, next)));
+        break;
+      }
+      [[fallthrough]];
+    case 7:
+      Insert(bytes, span.start, NewField(kind, random));
+      break;
+    default:
+      MutateData(kind, field, random);
+      Replace(bytes, span, field);
+      break;
   }
-  return fields;
+  return true;
 }
 
-void PutLength(Bytes* field) {
-  const size_t prefix = (*field)[0] == CARRIAGE_CONTROL ? 1 : 0;
-  const size_t length = field->size() - prefix;
-  (*field)[prefix] = static_cast<uint8_t>(length >> 8);
-  (*field)[prefix + 1] = static_cast<uint8_t>(length);
-}
-
-// Changes the data of a field and mends its length.
-void MutateData(Bytes* field, std::mt19937* random) {
-  const size_t head = 8u + ((*field)[0] == CARRIAGE_CONTROL ? 1u : 0u);
-  if (field->size() < head) return;
-  Bytes body(field->begin() + static_cast<ptrdiff_t>(head), field->end());
-  const size_t room = std::min<size_t>(body.size() + 1 + (*random)() % 64, 32000);
-  body.resize(std::max(room, body.size()));
-  body.resize(LLVMFuzzerMutate(body.data(), std::min(body.size(), room), room));
-  field->resize(head);
-  field->insert(field->end(), body.begin(), body.end());
-  PutLength(field);
+// What the bytes behind the selector begin with.
+const FieldKind& KindOf(const Bytes& bytes) {
+  return !bytes.empty() && bytes[0] == SDF_BEGIN_SEGMENT ? kSelfDefiningFields : kStructuredFields;
 }
 
 }  // namespace
 
 extern "C" size_t LLVMFuzzerCustomMutator(uint8_t* data, size_t size, size_t maxSize,
                                           unsigned int seed) {
-  std::mt19937 random(seed);
-  Bytes bytes(data, data + size);
-  const std::vector<Span> fields = Fields(bytes);
-  if (fields.empty() || random() % 4 == 0) return LLVMFuzzerMutate(data, size, maxSize);
+  Random random(seed);
+  constexpr size_t selector = KZ_SELECTOR;
+  if (size <= selector || Below(random, 6) == 0) return LLVMFuzzerMutate(data, size, maxSize);
+  Bytes bytes(data + selector, data + size);
+  if (!MutateFields(KindOf(bytes), bytes, random) || selector + bytes.size() > maxSize) {
+    return LLVMFuzzerMutate(data, size, maxSize);
+  }
+  std::copy(bytes.begin(), bytes.end(), data + selector);
+  return selector + bytes.size();
+}
 
-  const Span span = fields[random() % fields.size()];
-  const auto begin = bytes.begin() + static_cast<ptrdiff_t>(span.start);
-  Bytes field(begin, begin + static_cast<ptrdiff_t>(span.length));
-  const size_t prefix = field[0] == CARRIAGE_CONTROL ? 1 : 0;
-  size_t insertAt = span.start;
-  bool keepOld = false;
-  switch (random() % 6) {
-    case 0:
-      keepOld = true;  // twice
-      break;
-    case 1:
-      field.clear();  // gone
-      break;
-    case 2: {
-      const uint16_t id = kKnownFields[random() % std::size(kKnownFields)];
-      field[prefix + 3] = static_cast<uint8_t>(id >> 8);
-      field[prefix + 4] = static_cast<uint8_t>(id);
-      break;
-    }
-    case 3:
-      if (prefix == 1) {
-        field.erase(field.begin());
-      } else {
-        field.insert(field.begin(), CARRIAGE_CONTROL);
-      }
-      break;
-    case 4: {  // elsewhere
-      const Span other = fields[random() % fields.size()];
-      insertAt = other.start;
-      keepOld = true;
-      break;
-    }
-    default:
-      MutateData(&field, &random);
-      break;
-  }
-  if (!keepOld) {
-    bytes.erase(begin, begin + static_cast<ptrdiff_t>(span.length));
-  }
-  bytes.insert(bytes.begin() + static_cast<ptrdiff_t>(std::min(insertAt, bytes.size())),
-               field.begin(), field.end());
-  const size_t result = std::min(bytes.size(), maxSize);
-  std::memcpy(data, bytes.data(), result);
-  return result;
+// Puts a run of fields of one input between the fields of the other.
+extern "C" size_t LLVMFuzzerCustomCrossOver(const uint8_t* data1, size_t size1,
+                                            const uint8_t* data2, size_t size2, uint8_t* out,
+                                            size_t maxSize, unsigned int seed) {
+  constexpr size_t selector = KZ_SELECTOR;
+  if (size1 <= selector || size2 <= selector) return 0;
+  Random random(seed);
+  Bytes bytes(data1 + selector, data1 + size1);
+  const Bytes other(data2 + selector, data2 + size2);
+  const std::vector<Span> fields = KindOf(bytes).Split(bytes);
+  const std::vector<Span> donors = KindOf(other).Split(other);
+  if (fields.empty() || donors.empty()) return 0;
+  const Span first = donors[Below(random, donors.size())];
+  const Span last = donors[Below(random, donors.size())];
+  const size_t begin = std::min(first.start, last.start);
+  const size_t end = std::max(first.start + first.length, last.start + last.length);
+  const Span at = fields[Below(random, fields.size())];
+  Insert(bytes, Below(random, 2) == 0 ? at.start : at.start + at.length,
+         Part(other, {begin, end - begin}));
+  if (selector + bytes.size() > maxSize) return 0;
+  std::copy_n(data1, selector, out);
+  std::copy(bytes.begin(), bytes.end(), out + selector);
+  return selector + bytes.size();
 }
