@@ -44,36 +44,64 @@ class Documents : public testing::Test {
     return m_folder.File(name, FileBytes(Sample(sample)));
   }
 
+  // Runs a command line; capitals stand for the files of the folder and the samples.
+  Result Run(const std::string& line, const Conditions& conditions = {}) {
+    return Kzica(Words(line, {{"FILE", m_folder / "file.mda"},
+                              {"BARE", m_folder / "bare.ica"},
+                              {"BROKEN", m_folder / "broken.mda"},
+                              {"OPEN", m_folder / "open.mda"},
+                              {"PICTURE", m_folder / "picture"},
+                              {"TEXT", m_folder / "text"},
+                              {"NONE", m_folder / "none"},
+                              {"OUT", m_folder / "out"},
+                              {"ODD", Sample("odd.png")},
+                              {"LETTER", Sample("letter.png")},
+                              {"HALFTONE", Sample("halftone.png")}}),
+                 conditions);
+  }
+
+  // All files of the folder.
+  std::map<std::string, Bytes> Contents() const {
+    std::map<std::string, Bytes> contents;
+    for (const auto& entry : std::filesystem::directory_iterator(m_folder / "")) {
+      contents[entry.path().filename()] = FileBytes(entry.path());
+    }
+    return contents;
+  }
+
   TemporaryFolder m_folder;
   std::map<char, Bytes> m_pictures;
 };
 
 TEST_F(Documents, AnyPageIsInsertedReplacedAndDeleted) {
   const std::string file = Copy("report-g4.mda", "file.mda");
-  const std::string letter = Sample("letter.png"), halftone = Sample("halftone.png"),
-                    odd = Sample("odd.png");
   const struct {
-    std::vector<std::string> arguments;
+    const char* command;
     const char* expected;
   } cases[] = {
-      {{"insert", file, odd, letter, "--after", "3"}, "lhool"},
-      {{"insert", file, halftone, "--after", "0"}, "hlhool"},
-      {{"insert", file, odd, "--after", "z"}, "hlhoolo"},
-      {{"insert", file, odd, "--after", "1"}, "holhoolo"},
-      {{"replace", file, letter, "--page", "1"}, "lolhoolo"},
-      {{"replace", file, halftone, "--page", "z"}, "lolhoolh"},
-      {{"replace", file, halftone, "--page", "2"}, "lhlhoolh"},
-      {{"delete", file, "--page", "2"}, "llhoolh"},
-      {{"delete", file, "--page", "4-5"}, "llhlh"},
-      {{"delete", file, "-p", "z,1"}, "lhl"},
+      {"append FILE ODD LETTER", "lhool"},
+      {"insert FILE HALFTONE --after 0", "hlhool"},
+      {"insert FILE ODD --after z", "hlhoolo"},
+      {"insert FILE ODD LETTER --after 1", "hollhoolo"},
+      {"replace FILE LETTER --page 1", "lollhoolo"},
+      {"replace FILE HALFTONE --page z", "lollhoolh"},
+      {"replace FILE HALFTONE --page 2", "lhllhoolh"},
+      {"delete FILE --page 2", "lllhoolh"},
+      {"delete FILE --page 5-6", "lllhlh"},
+      {"delete FILE -p z,1", "llhl"},
   };
   for (const auto& c : cases) {
-    const Result run = Kzica(c.arguments);
+    const Result run = Run(c.command);
     EXPECT_EQ(run.exit, 0) << run.err;
     EXPECT_EQ(run.err, "");
     EXPECT_EQ(Pages(file), c.expected);
     kz::test::Walk(FileBytes(file));
   }
+  // In place or through a copy, the same bytes come out.
+  const std::string copied = m_folder.File("copied.mda", FileBytes(file));
+  EXPECT_EQ(Kzica({"append", copied, Sample("odd.png")}).exit, 0);
+  EXPECT_EQ(Run("append FILE ODD --in-place").exit, 0);
+  EXPECT_EQ(FileBytes(file), FileBytes(copied));
 }
 
 TEST_F(Documents, PageTwoGoesThroughTheFilterUnlessSomethingStandsBeforeIt) {
@@ -119,59 +147,94 @@ TEST_F(Documents, PagesAreAssembledAndSplit) {
 }
 
 TEST_F(Documents, WhatCannotBeDoneIsRefusedAndStays) {
-  const std::string file = Copy("report-g4.mda", "file.mda");
-  const std::string bare = Copy("letter-g4.ica", "bare.ica");
-  const std::string broken = Copy("damaged-length.mda", "broken.mda");
-  const std::string out = m_folder / "out";
-  const std::string odd = Sample("odd.png");
+  Copy("letter-g4.ica", "bare.ica");
+  Copy("damaged-length.mda", "broken.mda");
+  Copy("odd.png", "picture");
+  m_folder.File("text", {'n', 'o', 'n', 'e'});
+  Bytes open = FileBytes(Copy("report-g4.mda", "file.mda"));
+  open.resize(open.size() - 16);  // without End Document
+  m_folder.File("open.mda", open);
   const struct {
-    std::vector<std::string> arguments;
+    const char* command;
     int exit;
     const char* message;
   } cases[] = {
-      {{"delete", file, "-p", "4"}, 1, "there is no page 4, the last is page 3 (status -9)"},
-      {{"delete", file, "-p", "1-z"}, 1, "can't be removed (status -9)"},
-      {{"delete", file, "-p", "one"}, 2, "'one' names no pages"},
-      {{"delete", file}, 2, "--page"},
-      {{"delete", bare, "-p", "1"}, 1, "a bare IOCA file is a single image"},
-      {{"delete", broken, "-p", "1"}, 1, "no valid structured field at byte 64 (status -9)"},
-      {{"insert", file, odd, "--after", "4"}, 1, "there is no page 4"},
-      {{"insert", file, odd, "--after", "1-2"}, 2, "one place"},
-      {{"insert", bare, odd, "--after", "0"}, 1, "a bare IOCA file is one page"},
-      {{"replace", file, odd, "-p", "1,2"}, 2, "one page"},
-      {{"replace", file, odd, "-p", "7"}, 1, "there is no page 7"},
-      {{"assemble", out, file + ":4"}, 1, "there is no page 4"},
-      {{"assemble", out, file, broken}, 1, "broken.mda: there is no valid"},
-      {{"assemble", out, m_folder / "none:1"}, 1, "No such file or directory (status -10)"},
-      {{"assemble", out}, 2, "FILE"},
-      {{"split", file, out}, 2, "%d"},
-      {{"split", file, file, "-p", "1"}, 2, "the file to split"},
-      {{"text", file, "-p", "4"}, 1, "there is no page 4"},
-      {{"text", file, "-e", "no-such"}, 1, "there is no encoding 'no-such'"},
-      {{"dump", m_folder / "none"}, 1, "No such file or directory (status -10)"},
-      {{"check", m_folder / "none"}, 1, "No such file or directory (status -10)"},
+      {"delete FILE -p 4", 1, "there is no page 4, the last is page 3 (status -9)"},
+      {"delete FILE -p 1-z", 1, "can't be removed (status -9)"},
+      {"delete FILE -p one", 2, "'one' names no pages"},
+      {"delete FILE", 2, "--page"},
+      {"delete BARE -p 1", 1, "a bare IOCA file is a single image"},
+      {"delete BROKEN -p 1", 1, "no valid structured field at byte 64 (status -9)"},
+      {"append OPEN ODD", 1, "doesn't end with End Document (status -9)"},
+      {"append OPEN ODD --in-place", 1, "doesn't end with End Document (status -9)"},
+      {"append BARE ODD", 1, "a bare IOCA file is one page"},
+      {"append BROKEN ODD", 1, "(status -9)"},
+      {"append PICTURE ODD", 1, "neither an IOCA image nor a MO:DCA document"},
+      {"append NONE ODD", 1, "No such file or directory (status -10)"},
+      {"append FILE ODD TEXT", 1, "text: not a png, tif, pnm or jpg picture (status -9)"},
+      {"insert FILE ODD TEXT --after 1", 1, "text: not a png, tif, pnm or jpg picture"},
+      {"insert FILE ODD --after 4", 1, "there is no page 4"},
+      {"insert FILE ODD --after 1-2", 2, "one place"},
+      {"insert FILE ODD", 2, "--after"},
+      {"insert BARE ODD --after 0", 1, "a bare IOCA file is one page"},
+      {"replace FILE TEXT -p 2", 1, "text: not a png, tif, pnm or jpg picture"},
+      {"replace FILE ODD -p 1,2", 2, "one page"},
+      {"replace FILE ODD -p 0", 2, "--page"},
+      {"replace FILE ODD -p 7", 1, "there is no page 7"},
+      {"create FILE ODD -c g4 --bits 8", 1, "carries 1 bit per pixel, not 8 (status -27)"},
+      {"create FILE ODD -c none --bits 8", 1, "can't be read back (status -27)"},
+      {"create FILE ODD -c abic --bits 8", 1, "1 or 4 bits per pixel, not 8 (status -27)"},
+      {"create FILE ODD -c jpeg --bits 1", 1, "8 or 24 bits per pixel, not 1 (status -27)"},
+      {"create FILE ODD --dpi 6554", 1, "at most 6553 dots per inch, not 6554 x 6554 (status -9)"},
+      {"create FILE ODD --dpi 0", 2, "no resolution"},
+      {"create FILE ODD --dpi 100x", 2, "no resolution"},
+      {"create FILE ODD --quality 101", 2, "--quality"},
+      {"create FILE ODD --compression lzw", 2, "--compression"},
+      {"create FILE ODD --bits 2", 2, "--bits"},
+      {"assemble OUT FILE:4", 1, "there is no page 4"},
+      {"assemble OUT FILE BROKEN", 1, "broken.mda: there is no valid"},
+      {"assemble OUT NONE:1", 1, "No such file or directory (status -10)"},
+      {"assemble OUT", 2, "FILE"},
+      {"split FILE OUT", 2, "%d"},
+      {"split FILE FILE -p 1", 2, "the file to split"},
+      {"text FILE -p 4", 1, "there is no page 4"},
+      {"text FILE -e no-such", 1, "there is no encoding 'no-such'"},
+      {"dump NONE", 1, "No such file or directory (status -10)"},
+      {"check NONE", 1, "No such file or directory (status -10)"},
   };
-  const Bytes before = FileBytes(file);
+  const auto before = Contents();
   for (const auto& c : cases) {
-    const Result run = Kzica(c.arguments);
-    EXPECT_EQ(run.exit, c.exit) << testing::PrintToString(c.arguments);
-    EXPECT_THAT(run.err, HasSubstr(c.message));
-    EXPECT_FALSE(std::filesystem::exists(out));
-    EXPECT_TRUE(FileBytes(file) == before);
+    const Result run = Run(c.command);
+    EXPECT_EQ(run.exit, c.exit) << c.command;
+    EXPECT_THAT(run.err, HasSubstr(c.message)) << c.command;
+    EXPECT_TRUE(Contents() == before) << c.command;
   }
-  // The disk is full.
-  for (const std::vector<std::string>& edit :
-       std::vector<std::vector<std::string>>{{"delete", file, "-p", "1"},
-                                             {"delete", file, "-p", "2"},
-                                             {"insert", file, odd, "--after", "2"},
-                                             {"replace", file, odd, "-p", "3"},
-                                             {"assemble", file, file + ":z-1"},
-                                             {"split", file, out, "-p", "1"}}) {
-    const Result run = Kzica(edit, {.fileSize = 5000});
-    EXPECT_EQ(run.exit, 1) << edit[0];
-    EXPECT_THAT(run.err, HasSubstr("(status -5)")) << edit[0];
-    EXPECT_TRUE(FileBytes(file) == before) << edit[0];
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(m_folder / ""), {}), 3);
+}
+
+// Wherever in the new document, and in the temporary files, the disk gets full.
+TEST_F(Documents, AFullDiskLeavesTheDocumentAsItWas) {
+  const std::string file = Copy("report-g4.mda", "file.mda");
+  const Bytes document = FileBytes(file);
+  const auto before = Contents();
+  for (const char* edit :
+       {"append FILE LETTER", "insert FILE LETTER --after 1", "insert FILE LETTER --after 2",
+        "replace FILE LETTER -p 2", "replace FILE LETTER -p 3", "delete FILE -p 1",
+        "delete FILE -p 2", "assemble FILE FILE:z-1", "create FILE LETTER HALFTONE",
+        "split FILE OUT -p 2", "extract FILE FILE.raw -p 2", "extract FILE FILE.tif --all"}) {
+    ASSERT_EQ(Run(edit).exit, 0) << edit;
+    rlim_t size = 0;  // of the largest file that it writes
+    for (const auto& [name, content] : Contents()) {
+      if (!before.contains(name) || before.at(name) != content) size = content.size();
+      if (!before.contains(name)) std::filesystem::remove(m_folder / name);
+    }
+    m_folder.File("file.mda", document);
+    // The least room is what the message takes.
+    for (rlim_t room = 300; room < size; room += size / 12) {
+      const Result run = Run(edit, {.fileSize = room});
+      EXPECT_EQ(run.exit, 1) << edit << " in " << room << " bytes";
+      EXPECT_THAT(run.err, HasSubstr("(status -5)")) << edit;
+      EXPECT_TRUE(Contents() == before) << edit << " in " << room << " bytes";
+    }
   }
 }
 

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <random>
 
 #include "Host/Toolkit/Document.h"
 #include "Tests/Command/PictureFiles.h"
@@ -15,15 +14,6 @@ using testing::HasSubstr;
 
 class Edit : public testing::Test {
  protected:
-  // A document of the sample pictures named.
-  std::string Create(const std::string& name, const std::vector<std::string>& pictures) {
-    std::vector<std::string> arguments = {"create", m_folder / name};
-    for (const std::string& picture : pictures) arguments.push_back(Sample(picture + ".png"));
-    const Result run = Kzica(arguments);
-    EXPECT_EQ(run.exit, 0) << run.err;
-    return m_folder / name;
-  }
-
   // Which of the sample pictures the pages show.
   std::vector<std::string> Pages(const std::string& file) {
     const Result run = Kzica({"extract", file, m_folder / "page%d.png", "--all"});
@@ -46,14 +36,6 @@ class Edit : public testing::Test {
     const kz::Outcome outcome = kz::DescribePage(file, page, true, info);
     EXPECT_TRUE(outcome.Ok() && info.structure.Ok()) << outcome.what << info.structure.what;
     return info;
-  }
-
-  std::vector<std::string> Names() {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(m_folder / "")) {
-      names.push_back(entry.path().filename());
-    }
-    return names;
   }
 
   TemporaryFolder m_folder;
@@ -155,35 +137,6 @@ TEST_F(Edit, ColoursStayAndDepthsAreChosen) {
   EXPECT_LT(difference, 2);
 }
 
-TEST_F(Edit, WhatAPictureCannotBecomeIsRefusedBeforeAnythingIsWritten) {
-  const struct {
-    std::vector<std::string> options;
-    int exit;
-    const char* message;
-  } cases[] = {
-      {{"-c", "g4", "--bits", "8"}, 1, "carries 1 bit per pixel, not 8 (status -27)"},
-      {{"-c", "none", "--bits", "8"}, 1, "can't be read back (status -27)"},
-      {{"-c", "abic", "--bits", "8"}, 1, "1 or 4 bits per pixel, not 8 (status -27)"},
-      {{"-c", "jpeg", "--bits", "1"}, 1, "8 or 24 bits per pixel, not 1 (status -27)"},
-      {{"--dpi", "6554"}, 1, "at most 6553 dots per inch, not 6554 x 6554 (status -9)"},
-      {{"--dpi", "0"}, 2, "no resolution"},
-      {{"--dpi", "100x"}, 2, "no resolution"},
-      {{"--quality", "101"}, 2, "--quality"},
-      {{"--compression", "lzw"}, 2, "--compression"},
-      {{"--bits", "2"}, 2, "--bits"},
-  };
-  const std::string file = m_folder.File("file", {'o', 'l', 'd'});
-  for (const auto& c : cases) {
-    std::vector<std::string> arguments = {"create", file, Sample("odd.png")};
-    arguments.insert(arguments.end(), c.options.begin(), c.options.end());
-    const Result run = Kzica(arguments);
-    EXPECT_EQ(run.exit, c.exit) << run.err;
-    EXPECT_THAT(run.err, HasSubstr(c.message));
-    EXPECT_EQ(FileBytes(file), (Bytes{'o', 'l', 'd'}));
-  }
-  EXPECT_THAT(Names(), testing::ElementsAre("file"));
-}
-
 TEST_F(Edit, CreateTakesAllPagesOfATifAndWritesToStandardOutput) {
   const std::string tif = m_folder / "all.tif";
   ASSERT_EQ(Kzica({"extract", Sample("report-g4.mda"), tif, "--all"}).exit, 0);
@@ -205,25 +158,6 @@ TEST_F(Edit, CreateTakesAllPagesOfATifAndWritesToStandardOutput) {
   EXPECT_THAT(bare.err, HasSubstr("all.tif: page 2: a bare IOCA file holds one page only"));
 }
 
-TEST_F(Edit, PagesAreAppendedInsertedAndReplaced) {
-  const std::string file = Create("file.mda", {"letter", "halftone"});
-  ASSERT_EQ(Kzica({"append", file, Sample("odd.png"), Sample("letter.png")}).exit, 0);
-  EXPECT_THAT(Pages(file), testing::ElementsAre("letter", "halftone", "odd", "letter"));
-  ASSERT_EQ(Kzica({"insert", file, Sample("odd.png"), Sample("halftone.png"), "--after", "1"}).exit,
-            0);
-  EXPECT_THAT(Pages(file),
-              testing::ElementsAre("letter", "odd", "halftone", "halftone", "odd", "letter"));
-  ASSERT_EQ(Kzica({"replace", file, Sample("letter.png"), "--page", "2"}).exit, 0);
-  EXPECT_THAT(Pages(file),
-              testing::ElementsAre("letter", "letter", "halftone", "halftone", "odd", "letter"));
-
-  // In place or through a copy, the same bytes come out.
-  const std::string copied = m_folder.File("copied.mda", FileBytes(file));
-  ASSERT_EQ(Kzica({"append", copied, Sample("odd.png")}).exit, 0);
-  ASSERT_EQ(Kzica({"append", file, Sample("odd.png"), "--in-place"}).exit, 0);
-  EXPECT_EQ(FileBytes(file), FileBytes(copied));
-}
-
 TEST_F(Edit, DocumentsOfOthersKeepTheirContainer) {
   for (const char* sample : {"report-mixed.afp", "formatter.afp", "letter-scattered.afp"}) {
     const std::string file = m_folder.File("file.afp", FileBytes(Sample(sample)));
@@ -239,103 +173,6 @@ TEST_F(Edit, DocumentsOfOthersKeepTheirContainer) {
     EXPECT_EQ(jpeg.exit, 1);
     EXPECT_THAT(jpeg.err, HasSubstr("can't be written into MO:DCA with carriage control"));
   }
-}
-
-TEST_F(Edit, WhatCannotBeEditedIsRefusedAndStays) {
-  Bytes open = FileBytes(Sample("report-g4.mda"));
-  open.resize(open.size() - 16);  // without End Document
-  const std::string unfinished = m_folder.File("unfinished.mda", open);
-  const std::string bare = m_folder.File("bare.ica", FileBytes(Sample("letter-g4.ica")));
-  const std::string damaged = m_folder.File("damaged", FileBytes(Sample("damaged-truncated.mda")));
-  const std::string picture = m_folder.File("picture.png", FileBytes(Sample("odd.png")));
-  const std::string one = Create("one.mda", {"letter"});
-  const struct {
-    std::vector<std::string> arguments;
-    int exit;
-    const char* message;
-  } cases[] = {
-      {{"append", unfinished}, 1, "doesn't end with End Document (status -9)"},
-      {{"append", unfinished, "--in-place"}, 1, "doesn't end with End Document (status -9)"},
-      {{"append", bare}, 1, "a bare IOCA file is one page"},
-      {{"append", damaged}, 1, "(status -9)"},
-      {{"append", picture}, 1, "neither an IOCA image nor a MO:DCA document"},
-      {{"append", m_folder / "none"}, 1, "No such file or directory (status -10)"},
-      {{"append", "/dev/null"}, 1, "only regular files can be read"},
-      {{"insert", bare, "--after", "1"}, 1, "a bare IOCA file is one page"},
-      {{"insert", one, "--after", "2"}, 1, "there is no page 2, the last is page 1"},
-      {{"insert", one}, 2, "--after"},
-      {{"replace", one, "--page", "2"}, 1, "there is no page 2, the last is page 1 (status -9)"},
-      {{"replace", one, "--page", "0"}, 2, "--page"},
-  };
-  for (const auto& c : cases) {
-    std::vector<std::string> arguments = c.arguments;
-    arguments.insert(arguments.begin() + 2, Sample("halftone.png"));
-    const Bytes before = FileBytes(arguments[1]);
-    const Result run = Kzica(arguments);
-    EXPECT_EQ(run.exit, c.exit) << testing::PrintToString(arguments);
-    EXPECT_THAT(run.err, HasSubstr(c.message));
-    EXPECT_EQ(FileBytes(arguments[1]), before);
-  }
-  EXPECT_EQ(Names().size(), 5u);
-}
-
-TEST_F(Edit, AFailureLeavesTheDocumentAsItWas) {
-  const std::string file = Create("file.mda", {"halftone", "odd", "halftone"});
-  const Bytes before = FileBytes(file);
-  const std::string text = m_folder.File("text.png", {'n', 'o', 'n', 'e'});
-  const std::string letter = Sample("letter.png");
-  const std::vector<std::vector<std::string>> edits = {{"append", file, letter},
-                                                       {"insert", file, letter, "--after", "1"},
-                                                       {"replace", file, letter, "--page", "2"}};
-  for (const auto& edit : edits) {
-    // The disk is full while copying, and while writing the page.
-    for (const rlim_t size : {rlim_t{1000}, rlim_t{before.size() + 100}}) {
-      const Result run = Kzica(edit, {.fileSize = size});
-      EXPECT_EQ(run.exit, 1) << edit[0];
-      EXPECT_THAT(run.err, HasSubstr("(status -5)"));
-      EXPECT_TRUE(FileBytes(file) == before) << edit[0];
-    }
-    std::vector<std::string> unreadable = edit;
-    unreadable[2] = text;
-    if (edit[0] != "replace") unreadable.insert(unreadable.begin() + 2, letter);
-    const Result run = Kzica(unreadable);
-    EXPECT_EQ(run.exit, 1) << edit[0];
-    EXPECT_EQ(run.err, "kzica: " + text + ": not a png, tif, pnm or jpg picture (status -9)\n");
-    EXPECT_TRUE(FileBytes(file) == before) << edit[0];
-  }
-  EXPECT_THAT(Names(), testing::UnorderedElementsAre("file.mda", "text.png"));
-}
-
-TEST_F(Edit, AKilledEditLeavesTheOldOrTheNewDocument) {
-  const std::string file = Create("file.mda", {"letter", "halftone"});
-  const Bytes before = FileBytes(file);
-  const std::vector<std::string> append = {"append", file, Sample("letter.png"),
-                                           Sample("halftone.png")};
-  ASSERT_EQ(Kzica(append).exit, 0);
-  const Bytes after = FileBytes(file);
-  std::mt19937 random(1);
-  std::uniform_int_distribution<int> delay(0, 40000);
-  int killed = 0;
-  for (int i = 0; i < 60; ++i) {
-    m_folder.File("file.mda", before);
-    killed += Kzica(append, {.killAfter = delay(random)}).signal == SIGKILL;
-    const Bytes found = FileBytes(file);
-    ASSERT_TRUE(found == before || found == after);
-  }
-  EXPECT_GT(killed, 0);
-  m_folder.File("file.mda", before);
-  ASSERT_EQ(Kzica(append).exit, 0);
-  EXPECT_THAT(Names(), testing::ElementsAre("file.mda"));
-}
-
-TEST_F(Edit, LinksAndModesStay) {
-  const std::string file = Create("file.mda", {"letter"});
-  std::filesystem::permissions(file, std::filesystem::perms(0640));
-  std::filesystem::create_symlink("file.mda", m_folder / "link");
-  ASSERT_EQ(Kzica({"append", m_folder / "link", Sample("odd.png")}).exit, 0);
-  EXPECT_TRUE(std::filesystem::is_symlink(m_folder / "link"));
-  EXPECT_EQ(std::filesystem::status(file).permissions(), std::filesystem::perms(0640));
-  EXPECT_THAT(Pages(file), testing::ElementsAre("letter", "odd"));
 }
 
 TEST_F(Edit, AMissingCodecLibraryIsNamed) {

@@ -6,7 +6,6 @@
 
 #include "Host/Kernel/KernelTesting.h"
 #include "Host/Toolkit/Document.h"
-#include "Host/Toolkit/PageRange.h"
 #include "Host/Toolkit/RowConversion.h"
 #include "Host/Toolkit/SavePage.h"
 #include "Tests/Filter/FileBuilder.h"
@@ -181,17 +180,13 @@ TEST(PageLoad, JpegWithoutDepthAndWithAnotherSizeIsWhatItsDataSay) {
 TEST(PageLoad, TheContainerOfAJpegPageIsFound) {
   const Bytes segment = Segment(ImageSize(8, 8) + Encoding(kJpeg), {0xFF, 0xD8});
   const TemporaryFolder folder;
-  const struct {
-    Bytes file;
-    Container container;
-  } cases[] = {
-      {segment, Container::Ioca},
-      {Document({segment}), Container::Modca},
-      {Document({segment}, {4000}, {.carriageControl = true}), Container::ModcaCarriageControl}};
-  for (const auto& c : cases) {
+  for (const auto& [file, container] :
+       {std::pair{segment, Container::Ioca},
+        {Document({segment}), Container::Modca},
+        {Document({segment}, {4000}, {true, {}}), Container::ModcaCarriageControl}}) {
     kz::PageInfo info;
-    EXPECT_TRUE(kz::DescribePage(folder.File("file", c.file), 1, false, info).Ok());
-    EXPECT_EQ(info.container, c.container);
+    EXPECT_TRUE(kz::DescribePage(folder.File("file", file), 1, false, info).Ok());
+    EXPECT_EQ(info.container, container);
   }
 }
 
@@ -285,31 +280,6 @@ TEST(Document, PagesFoundByTheIndexAreTheSamePages) {
     }
   }
   EXPECT_EQ(K_OpenFiles(), 0u);
-}
-
-TEST(PageRange, FollowsItsGrammar) {
-  const struct {
-    const char* text;
-    std::vector<int> pages;  // of five
-  } cases[] = {
-      {"1", {1}},        {"5", {5}},         {"z", {5}},         {"1,3-5", {1, 3, 4, 5}},
-      {"3-", {3, 4, 5}}, {"z-3", {5, 4, 3}}, {"4-2", {4, 3, 2}}, {"2,2,1-2", {2, 2, 1, 2}},
-      {"6", {}},         {"1-6", {}},        {"z,9", {}},
-  };
-  for (const auto& c : cases) {
-    kz::PageRange range;
-    ASSERT_TRUE(range.Parse(c.text).Ok()) << c.text;
-    std::vector<int> pages;
-    EXPECT_EQ(range.Resolve(5, pages).Ok(), !c.pages.empty()) << c.text;
-    if (!c.pages.empty()) {
-      EXPECT_EQ(pages, c.pages) << c.text;
-    }
-  }
-  for (const char* text :
-       {"", "0", "-1", "1,", ",1", "1--2", "1-2-3", "a", "1 2", "zz", "1z", "99999999999"}) {
-    kz::PageRange range;
-    EXPECT_FALSE(range.Parse(text).Ok()) << text;
-  }
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <sstream>
 #include <stdexcept>
 
 namespace {
@@ -57,6 +58,18 @@ void Limit(decltype(RLIMIT_AS) resource, rlim_t value) {
 }
 
 }  // namespace
+
+std::vector<std::string> Words(const std::string& line,
+                               const std::map<std::string, std::string>& names) {
+  std::istringstream stream(line);
+  std::vector<std::string> words;
+  for (std::string word; stream >> word; words.push_back(word)) {
+    for (const auto& [name, meaning] : names) {
+      if (word.starts_with(name)) word.replace(0, name.size(), meaning);
+    }
+  }
+  return words;
+}
 
 Result Kzica(const std::vector<std::string>& arguments, const Conditions& conditions) {
   std::string program = conditions.program.empty() ? KZ_COMMAND : conditions.program;

@@ -3,6 +3,7 @@
 
 #include <sys/resource.h>
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,11 @@ struct Result {
   std::string out;
   std::string err;
 };
+
+// The words of a command line. A word that begins with one of the names begins with
+// what the name stands for: FILE:z-1.
+std::vector<std::string> Words(const std::string& line,
+                               const std::map<std::string, std::string>& names = {});
 
 // Runs kzica with these arguments. Throws when that can't be done.
 Result Kzica(const std::vector<std::string>& arguments, const Conditions& conditions = {});
