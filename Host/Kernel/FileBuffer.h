@@ -11,8 +11,9 @@
 
 class FileBuffer {
  public:
-  // Reads and writes of this size and above go straight to the caller's memory.
-  static constexpr size_t kCapacity = 32768;
+  // Reads of this size and above go straight to the caller's memory, and whole
+  // blocks of this size go straight from there.
+  static constexpr size_t kCapacity = 65536;
   // Positions are what a 32-bit signed integer holds.
   static constexpr int64_t kMaxPosition = INT32_MAX;
 

@@ -20,7 +20,7 @@ namespace {
 
 constexpr int kUpdateCreate = K_OPEN_UPDATE | K_OPEN_CREATE;
 constexpr int kLast = INT32_MAX;
-constexpr unsigned kBuffer = 32768;
+constexpr unsigned kBuffer = 65536;
 
 // Closes at the end of a test that doesn't.
 struct OpenFile {
@@ -58,10 +58,10 @@ TEST_P(RandomSteps, ShowAndLeaveWhatAPlainFileWould) {
   std::mt19937 random(GetParam());
   const auto below = [&](size_t n) { return static_cast<size_t>(random() % n); };
   const auto size = [&]() -> size_t {
-    constexpr size_t kSizes[] = {0, 1, 8, 511, 512, 513, 32767, 32768, 32769, 65000, 65536, 70001};
+    constexpr size_t kSizes[] = {0, 1, 8, 511, 512, 513, 32768, 65000, 65535, 65536, 65537, 140001};
     return below(3) == 0 ? kSizes[below(std::size(kSizes))] : below(700);
   };
-  Bytes model = Pattern(below(150000));
+  Bytes model = Pattern(below(300000));
   size_t position = 0;
   const std::string path = folder.File("file", model);
   for (int reopened = 0; reopened < 4; ++reopened) {
@@ -206,10 +206,10 @@ TEST(RedirectedFile, SmallStepsAndSkipsDoNotAskTheSystem) {
   change(path, 150008);
   EXPECT_EQ(file.Read(8), changed) << "the skip must not have read what it passed";
   // A read of the buffer's size goes straight to the caller and holds nothing.
-  EXPECT_EQ(file.Seek(40000), 40000);
-  EXPECT_EQ(file.Read(kBuffer), Slice(content, 40000, kBuffer));
-  change(path, 40000);
-  EXPECT_EQ(file.Seek(40000), 40000);
+  EXPECT_EQ(file.Seek(30000), 30000);
+  EXPECT_EQ(file.Read(kBuffer), Slice(content, 30000, kBuffer));
+  change(path, 30000);
+  EXPECT_EQ(file.Seek(30000), 30000);
   EXPECT_EQ(file.Read(8), changed);
 }
 
