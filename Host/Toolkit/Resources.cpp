@@ -71,12 +71,15 @@ void ResourceCatalogue::AddNames(uint16_t code, std::string_view data) {
 void ResourceCatalogue::Note(FileWindow& file, const ScannedField& field, int depth) {
   const uint16_t code = field.Code();
   Resource& resource = m_resources.back();
+  resource.hasPages |= code == SF_BEGIN_DOCUMENT || code == SF_END_DOCUMENT ||
+                       code == SF_BEGIN_PAGE || code == SF_END_PAGE;
   if (code >> 8 == kBegin && depth <= 1) {
     // A resource is named by Begin Resource and by the Begin field within.
     AddNames(code, FieldData(file, field));
-    if (code == SF_BEGIN_IMAGE_OBJECT) resource.image.begin = field.offset;
+    if (code == SF_BEGIN_IMAGE_OBJECT) resource.image = {field.offset, field.offset};
   } else if (code == SF_END_IMAGE_OBJECT && depth <= 2) {
-    resource.image.end = field.End();
+    // One that wasn't begun ends nothing: no resource begins at the file's start.
+    if (resource.image.begin > 0) resource.image.end = field.End();
   } else if (code == SF_OBJECT_AREA_DESCRIPTOR) {
     resource.hasArea = true;
   } else if (code == SF_OBJECT_AREA_POSITION) {

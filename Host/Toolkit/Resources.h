@@ -44,7 +44,8 @@ class ResourceCatalogue {
     ByteRange image;
     bool hasArea = false;      // Object Area Descriptor
     bool hasPosition = false;  // Object Area Position, whole
-    bool IsPlacedImage() const { return image.Size() > 0 && hasArea && hasPosition; }
+    bool hasPages = false;     // or a document: nothing that can stand in a page
+    bool IsPlacedImage() const { return image.Size() > 0 && hasArea && hasPosition && !hasPages; }
   };
   void Note(FileWindow& file, const ScannedField& field, int depth);
   void AddNames(uint16_t code, std::string_view data);
