@@ -14,6 +14,9 @@ namespace {
 
 // A reader that jumps will mostly jump again: it gets this much at a time.
 constexpr size_t kFillAfterJump = 512;
+// To pass over so few bytes costs more than to read them: who walks over short
+// fields gets as much at a time as who reads on.
+constexpr int64_t kShortJump = 12288;
 
 // Moves count bytes at a file position, whatever the kernel gives at once.
 // Returns the bytes moved; -1 when a failure moved none.
@@ -50,8 +53,8 @@ bool FileBuffer::HoldsPosition() const { return m_position >= m_start && m_posit
 
 bool FileBuffer::Fill() {
   if (!Flush()) return false;
-  const bool sequential = m_position == WindowEnd();
-  if (sequential) {
+  const int64_t jump = m_position - m_lastUse;
+  if (jump >= 0 && jump <= kShortJump) {
     m_fill = std::min(m_fill * 2, kCapacity);
   } else {
     m_fill = kFillAfterJump;
@@ -75,14 +78,14 @@ int FileBuffer::Read(unsigned char* to, unsigned count) {
       const size_t n = std::min(wanted, m_length - offset);
       std::memcpy(to + done, m_window.get() + offset, n);
       done += n;
-      m_position += static_cast<int64_t>(n);
+      Advance(static_cast<int64_t>(n));
     } else if (wanted >= kCapacity) {
       if (!Flush()) return done == 0 ? -1 : static_cast<int>(done);
       const int64_t n = MoveAll(::pread, m_descriptor, to + done, wanted, m_position);
       if (n < 0 && done == 0) return -1;
       if (n > 0) {
         done += static_cast<size_t>(n);
-        m_position += n;
+        Advance(n);
         // What follows continues here. Who takes big pieces needs the window for
         // little more than the fields between them.
         m_start = m_position;
@@ -120,7 +123,7 @@ int FileBuffer::Write(const unsigned char* from, unsigned count) {
       m_dirtyEnd = std::max(m_dirtyEnd, offset + n);
       m_length = std::max(m_length, offset + n);
       done += n;
-      m_position += static_cast<int64_t>(n);
+      Advance(static_cast<int64_t>(n));
       continue;
     }
     if (!Flush()) return done == 0 ? -1 : static_cast<int>(done);
@@ -129,7 +132,7 @@ int FileBuffer::Write(const unsigned char* from, unsigned count) {
       const int64_t n = MoveAll(::pwrite, m_descriptor, from + done, blocks, m_position);
       if (n < 0) return done == 0 ? -1 : static_cast<int>(done);
       done += static_cast<size_t>(n);
-      m_position += n;
+      Advance(n);
       m_start = m_position;
       m_length = 0;
       if (static_cast<size_t>(n) < blocks) break;
