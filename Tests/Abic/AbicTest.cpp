@@ -258,33 +258,6 @@ TEST_F(Abic, CutDataFailOrGiveTheWholePicture) {
   EXPECT_EQ(Decode(Code(taller), shorter), 1);
 }
 
-TEST_F(Abic, AnyBytesDecodeOrFail) {
-  std::mt19937 random(5);
-  const Bytes good = Code(Draw(Kind::Runs, 300, 40, 4, 6));
-  int decoded = 0;
-  for (int round = 0; round < 3000; ++round) {
-    Bytes code = good;
-    if (round % 2 == 0) {
-      code.resize(random() % 200 + 1);
-      for (unsigned char& byte : code) byte = static_cast<unsigned char>(random());
-      code.insert(code.end(), {0xFF, 0xAC});
-    } else {
-      for (int flips = 0; flips < 4; ++flips) {
-        code[random() % code.size()] ^= static_cast<unsigned char>(1 << random() % 8);
-      }
-    }
-    const int depth = round % 3 == 0 ? 1 : 4;
-    Image image = MakeImage(static_cast<int>(random() % 310) + 1, 1 + round % 30, depth);
-    const int status = Decode(code, image);
-    ASSERT_TRUE(status == 1 || status == K_ERROR_READ) << status;
-    decoded += status == 1;
-    Image cleared = image;
-    cleared.FillPadding(0);
-    ASSERT_TRUE(cleared.rows == image.rows);
-  }
-  EXPECT_GT(decoded, 300);
-}
-
 TEST_F(Abic, FewBytesNeverAskForABigImage) {
   const Bytes code = {0x00, 0x00, 0xFF, 0xAC};
   Image image{0x7FFF, 0x7FFF, 4, {}};

@@ -15,14 +15,6 @@ constexpr int kKills = 60;  // of each edit
 
 std::string Sample(const std::string& name) { return std::string(KZ_SAMPLES "/") + name; }
 
-std::vector<std::string> Names(const std::string& folder) {
-  std::vector<std::string> names;
-  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-    names.push_back(entry.path().filename());
-  }
-  return names;
-}
-
 struct EditCase {
   const char* name;
   std::vector<std::string> arguments;  // FILE stands for the document
@@ -59,14 +51,14 @@ TEST_P(Killed, EditLeavesTheOldOrTheNewDocument) {
     kills += killed;
     const Bytes found = FileBytes(file);
     ASSERT_TRUE(found == after || (killed && found == before)) << "after " << delay << " us";
-    if (Names(folder / "").size() > 1) {
+    if (folder.Names().size() > 1) {
       ++temporary;
       // A later run, successful, takes away what the killed one left.
       if (temporary % 4 == 1) {
         folder.File("file.mda", before);
         ASSERT_EQ(Kzica(edit).exit, 0);
         ASSERT_TRUE(FileBytes(file) == after);
-        ASSERT_EQ(Names(folder / ""), std::vector<std::string>{"file.mda"});
+        ASSERT_EQ(folder.Names(), std::vector<std::string>{"file.mda"});
       }
     }
   }
@@ -76,7 +68,7 @@ TEST_P(Killed, EditLeavesTheOldOrTheNewDocument) {
   RecordProperty("kills-with-temporary-file", temporary);
   folder.File("file.mda", before);
   ASSERT_EQ(Kzica(edit).exit, 0);
-  EXPECT_EQ(Names(folder / ""), std::vector<std::string>{"file.mda"});
+  EXPECT_EQ(folder.Names(), std::vector<std::string>{"file.mda"});
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -1,6 +1,5 @@
 #include <gmock/gmock.h>
 
-#include <random>
 #include <string>
 
 #include "Host/Kernel/Kernel.h"
@@ -227,24 +226,6 @@ TEST(Decode, DamagedAnywhere) {
       }
     }
     EXPECT_GE(nFew * 100 / nBits, c.nTimes) << c.nCode;
-  }
-}
-
-// Bytes that no encoder made end somehow, and soon.
-TEST(Decode, RandomBytes) {
-  std::mt19937 random(1);
-  for (int n = 0; n < 3000; ++n) {
-    Bytes data(random() % 400);
-    // Half of them with many zeros, as EOL has.
-    for (unsigned char& byte : data)
-      byte = static_cast<unsigned char>(n % 2 == 0 ? random() : random() & random() & random());
-    const int nWidth = 1 + static_cast<int>(random() % (n % 3 == 0 ? 0x8000 : 100));
-    for (const int nCode : {K_FAX_G3_1D, K_FAX_G3_2D, K_FAX_G4, K_FAX_IBM_MMR}) {
-      const RawFaxLoad load = LoadRaw(data, nWidth, 100, nCode);
-      ASSERT_THAT(load.nResult, testing::AnyOf(K_SUCCESS, K_ERROR_INVALID_FORMAT, K_ERROR_READ));
-      ASSERT_TRUE(load.bRowsAsPromised);
-      ASSERT_EQ(load.nRows == 100, load.nResult == K_SUCCESS);
-    }
   }
 }
 

@@ -92,6 +92,11 @@ const std::vector<Road>& Roads() {
                  {"G3 2D", 0x81, group32D},
                  {"G4", 0x82, "001 10011 000101 1" + below + eol + eol},
                  {"IBM MMR", 0x01, runs + eol + "0" + below}};
+    // Lines of a whole number of bytes in a picture that says three pixels less: the
+    // white at their end is a run of 16.
+    const std::string whole = "001 10011 000101 001 101010 0000110111" + below + eol + eol;
+    all.push_back(
+        {"G4 in bytes", Segment(sized(29, 6, 0x82), Bits(whole)), 29, 6, 1, picture, 4, false});
     for (const auto& fax : faxes) {
       all.push_back({fax.name, Segment(sized(32, 6, fax.compression), Bits(fax.code)), 32, 6, 1,
                      picture, 4, true});

@@ -15,6 +15,7 @@ struct Road {
   size_t bytesPerRow;
   bool fromTarget;
 };
-// Uncompressed, the four fax codings, ABIC, concatenated ABIC, grey and colour JPEG.
-constexpr size_t kRoads = 9;
+// Uncompressed, the fax codings and Group 4 on its second road, ABIC, concatenated ABIC, grey and
+// colour JPEG.
+constexpr size_t kRoads = 10;
 const std::vector<Road>& Roads();

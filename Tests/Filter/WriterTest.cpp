@@ -248,25 +248,18 @@ TEST(Writers, RequestsOfAnySizeMakeTheSameFields) {
 
 TEST(Writers, ImageDataThatCantBeWrittenSayWhy) {
   Bytes data = Pattern(9000);
-  const auto seek = FailingFiles::kSeek;
-  const auto write = FailingFiles::kWrite;
-  // 0x5A, introducer, data header and data; then the second field's.
-  for (const auto& [operation, nth] : {std::pair{write, 1},
-                                       {write, 2},
-                                       {write, 3},
-                                       {write, 4},
-                                       {write, 7},
-                                       {seek, 1},
-                                       {seek, 2}}) {
-    SCOPED_TRACE(testing::Message() << (operation == seek ? "seek " : "write ") << nth);
-    for (const bool raw : {false, true}) {
-      Output out(true);
-      out.files.Fail(operation, nth);
-      int status = 99;
-      EXPECT_EQ(raw ? WriteRawIMG(out.handle, data.data(), 9000, &status)
-                    : WriteIMG(out.handle, data.data(), 9000, nullptr),
-                -1);
-      EXPECT_EQ(status, !raw ? 99 : operation == seek ? K_ERROR_SEEK : K_ERROR_WRITE);
+  for (const auto operation : {FailingFiles::kSeek, FailingFiles::kWrite}) {
+    for (const int nth : {1, 2}) {
+      for (const bool raw : {false, true}) {
+        Output out(true);
+        out.files.Fail(operation, nth);
+        int status = 99;
+        EXPECT_EQ(raw ? WriteRawIMG(out.handle, data.data(), 9000, &status)
+                      : WriteIMG(out.handle, data.data(), 9000, nullptr),
+                  -1);
+        const int expected = operation == FailingFiles::kSeek ? K_ERROR_SEEK : K_ERROR_WRITE;
+        EXPECT_EQ(status, raw ? expected : 99);
+      }
     }
   }
   Output out;

@@ -4,6 +4,7 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
@@ -37,6 +38,15 @@ class TemporaryFolder {
 
   // The path of a name in the folder.
   std::string operator/(const std::string& name) const { return (m_path / name).string(); }
+  // What is in it, sorted.
+  std::vector<std::string> Names() const {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(m_path)) {
+      names.push_back(entry.path().filename());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+  }
   // Writes a new file, in the place of any old one, and returns its path.
   std::string File(const std::string& name, const Bytes& content) const {
     const std::string path = *this / name;

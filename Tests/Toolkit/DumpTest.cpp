@@ -2,10 +2,7 @@
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
-#include <random>
 
-#include "Host/Toolkit/Check.h"
-#include "Host/Toolkit/Text.h"
 #include "Tests/Toolkit/EditedDocuments.h"
 
 namespace kz::test {
@@ -180,38 +177,6 @@ TEST(Dump, EndsWhenTheSinkHasEnough) {
   EXPECT_EQ(lines, 3);
   EXPECT_EQ(DumpFile(Sample("none"), {}, *sink).status, -10);
   EXPECT_EQ(DumpFile(Sample("report-g4.mda"), {"no-such-code-page"}, *sink).status, -9);
-}
-
-// Whatever is in a file, everything that looks into it comes to an end and says so.
-TEST(Dump, DamagedFilesComeToAnEnd) {
-  const TemporaryFolder folder;
-  const Bytes text = {0x2B, 0xD3, 0x05, 0xDB, 0xC8, 0x89, 0x5A, 0x03, 0x72, 0x00};
-  const Bytes sound = Field(0xA8C6) + Field(0xA8CE, Name("RES1")) + Field(0xA9CE) + Field(0xA9C6) +
-                      Begin("DOC") + NumberedPage(1, {true, {}, false}) + Field(0xEE9B, text) +
-                      NumberedPage(2) + End("DOC");
-  std::mt19937 random(5);
-  int indexed = 0;
-  for (int round = 0; round < 400; ++round) {
-    Bytes damaged = sound;
-    for (unsigned i = 0; i < 1 + random() % 4; ++i) {
-      damaged[random() % damaged.size()] = static_cast<unsigned char>(random());
-    }
-    if (random() % 4 == 0) damaged.resize(random() % damaged.size());
-    const std::string file = folder.File("damaged", damaged);
-    const std::vector<nlohmann::json> events = Events(file);
-    EXPECT_LE(events.size(), damaged.size() + 1);
-    std::string ignored;
-    (void)ReadText(file, 0, kDefaultEncoding, ignored);
-    (void)CheckFile(file, {}, [](const CheckResult&) {});
-    PageIndex index;
-    if (!IndexPages(file, index).Ok() || index.bare || round % 8 != 0) continue;
-    ++indexed;
-    const std::string out = folder / "out";
-    const Outcome outcome = InsertPages(index, 0, {{&index, 1}}, out);
-    if (!outcome.Ok()) continue;
-    EXPECT_EQ(Pages(FileBytes(out)).size(), index.pages.size() + 1);
-  }
-  EXPECT_GT(indexed, 5);
 }
 
 }  // namespace

@@ -189,36 +189,6 @@ TEST(MemorySaver, Refusals) {
   EXPECT_EQ(status, K_ERROR_INVALID_FORMAT);
 }
 
-TEST(MemoryJpeg, FailedAllocationsLeaveNothing) {
-  Bitmap bitmap = RandomBitmap(300, 300, 24);  // more than the first buffer
-  const size_t before = K_LiveBlocks();
-  int failures = 0;
-  for (int status = 0, nth = 1; status != K_SUCCESS; ++nth) {
-    K_FailAllocation(nth);
-    Save(bitmap, kJpeg444, 24, 2, &status);
-    K_FailAllocation(0);
-    EXPECT_EQ(K_LiveBlocks(), before);
-    if (status != K_SUCCESS) {
-      EXPECT_EQ(status, K_ERROR_NO_MEMORY);
-      ++failures;
-    }
-  }
-  EXPECT_GE(failures, 6);  // context, row, table, buffer, larger buffer, block
-  const Bytes data = Save(bitmap, kJpeg444, 24, 2);
-  for (const int bits : {24, 4}) {
-    failures = -1;
-    for (int status = 0, nth = 1; status != K_SUCCESS; ++nth, ++failures) {
-      Bitmap loaded;
-      K_FailAllocation(nth);
-      status = Load(data, bits, loaded);
-      K_FailAllocation(0);
-      EXPECT_TRUE(status == K_SUCCESS || status == K_ERROR_NO_MEMORY);
-    }
-    EXPECT_EQ(failures, bits == 24 ? 1 : 5);
-    EXPECT_EQ(K_LiveBlocks(), before);
-  }
-}
-
 TEST(MemoryLoader, PixelsAreThoseOfThePlainDecoder) {
   Bitmap bitmap = SmoothBitmap(83, 61, 24);
   for (const int format : {kJpeg444, kJpeg420, kJpeg422}) {

@@ -2,12 +2,13 @@
 #include "Host/Toolkit/MemoryLoader.h"
 
 #include <gtest/gtest.h>
-#include <tiffio.h>
 
 #include <thread>
 
 #include "Host/Kernel/Kernel.h"
 #include "Host/Kernel/KernelTesting.h"
+#include "Host/Toolkit/Document.h"
+#include "Host/Toolkit/SavePage.h"
 #include "Tests/Toolkit/TestPictures.h"
 
 namespace kz::test {
@@ -17,26 +18,12 @@ namespace {
 constexpr int kWidth = 70;
 constexpr int kHeight = 40;
 
-// The strip that libtiff makes of the picture as a Group 4 page.
-Bytes Group4Data(const Bitmap& bitmap) {
-  const Folder folder;
-  const std::string path = folder / "page.tif";
-  TIFF* tiff = TIFFOpen(path.c_str(), "w");
-  TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, kWidth);
-  TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, kHeight);
-  TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, 1);
-  TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISWHITE);
-  TIFFSetField(tiff, TIFFTAG_COMPRESSION, COMPRESSION_CCITTFAX4);
-  TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, kHeight);
-  for (int y = 0; y < kHeight; ++y) {
-    Bytes row(bitmap.TopDownRow(y), bitmap.TopDownRow(y) + bitmap.BytesPerLine());
-    TIFFWriteScanline(tiff, row.data(), static_cast<uint32_t>(y));
-  }
-  TIFFClose(tiff);
-  tiff = TIFFOpen(path.c_str(), "r");
-  Bytes data(static_cast<size_t>(TIFFRawStripSize(tiff, 0)));
-  TIFFReadRawStrip(tiff, 0, data.data(), static_cast<tmsize_t>(data.size()));
-  TIFFClose(tiff);
+// The picture's Group 4 data.
+Bytes Group4Data(Bitmap& bitmap) {
+  const TemporaryFolder folder;
+  Bytes data;
+  EXPECT_TRUE(SavePage(folder / "page", bitmap, {}).Ok());
+  EXPECT_TRUE(ReadImageData(folder / "page", 1, data).Ok());
   return data;
 }
 
@@ -138,34 +125,6 @@ TEST_F(DescribedData, WhatCannotBeDecodedLeavesNoBitmap) {
     EXPECT_EQ(Load(), c.status) << c.what;
     EXPECT_EQ(K_LiveBlocks(), before) << c.what;
   }
-}
-
-int HostRead(tagHANDLE*, unsigned char*, unsigned int, void*) { return -1; }
-
-TEST_F(DescribedData, TheHostsReadRoutineAndItsDataStay) {
-  int hostData = 0;
-  K_ReadRoutine routine = HostRead;
-  K_FilterIO(nullptr, &routine, nullptr, nullptr, nullptr, nullptr, &hostData, nullptr, nullptr,
-             nullptr);
-  for (const bool damaged : {false, true}) {
-    if (damaged) std::fill(data.begin(), data.end(), 0x01);
-    int status = K_ERROR_NO_MEMORY;
-    for (int nth = 1; status == K_ERROR_NO_MEMORY; ++nth) {
-      K_FailAllocation(nth);
-      status = Load();
-      K_FailAllocation(0);
-      K_ReadRoutine inForce = nullptr;
-      void* userData = nullptr;
-      K_FilterIO(nullptr, &inForce, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-                 nullptr);
-      K_GetFilterIOData(nullptr, &userData, nullptr, nullptr, nullptr);
-      EXPECT_EQ(inForce, HostRead);
-      EXPECT_EQ(userData, &hostData);
-    }
-    EXPECT_EQ(status, damaged ? K_ERROR_INVALID_FORMAT : K_SUCCESS);
-  }
-  K_FilterIO(nullptr, &routine, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-             nullptr);
 }
 
 TEST_F(DescribedData, CallbacksAreTheThreadsOwnAndComeBackWithTheirData) {

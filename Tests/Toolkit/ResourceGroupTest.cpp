@@ -40,6 +40,10 @@ TEST(ResourceGroups, ComeAlongWithThePagesThatNeedThem) {
   const PageIndex other =
       file("other", OverlayGroup("LOGO") + Begin("O") + NumberedPage(8) + End("O"));
 
+  const Bytes group = OverlayGroup("STAMP"), logoGroup = OverlayGroup("LOGO");
+  const auto plainWith = [](const Bytes& before, const Bytes& added) {
+    return Comment("c") + before + Begin("P") + NumberedPage(5) + added + End("P");
+  };
   struct Case {
     const char* what;
     const PageIndex* target;
@@ -47,31 +51,19 @@ TEST(ResourceGroups, ComeAlongWithThePagesThatNeedThem) {
     Bytes expected;  // empty: refused
   };
   const Case cases[] = {
-      {"no group there",
-       &plain,
-       {&source, 1},
-       Comment("c") + OverlayGroup("STAMP") + Begin("P") + NumberedPage(5) + stamped + End("P")},
-      {"a qualified name",
-       &plain,
-       {&source, 3},
-       Comment("c") + OverlayGroup("STAMP") + Begin("P") + NumberedPage(5) + mapped + End("P")},
-      {"not in the group",
-       &plain,
-       {&source, 2},
-       Comment("c") + Begin("P") + NumberedPage(5) + elsewhere + End("P")},
+      {"no group there", &plain, {&source, 1}, plainWith(group, stamped)},
+      {"a qualified name", &plain, {&source, 3}, plainWith(group, mapped)},
+      {"not in the group", &plain, {&source, 2}, plainWith({}, elsewhere)},
+      {"a group that isn't needed", &plain, {&other, 1}, plainWith({}, NumberedPage(8))},
       {"the same group",
        &same,
        {&source, 1},
-       OverlayGroup("STAMP") + Begin("T") + NumberedPage(6) + stamped + End("T")},
-      {"a group that isn't needed",
-       &plain,
-       {&other, 1},
-       Comment("c") + Begin("P") + NumberedPage(5) + NumberedPage(8) + End("P")},
+       group + Begin("T") + NumberedPage(6) + stamped + End("T")},
       {"another group", &other, {&source, 1}, {}},
       {"another group, not needed",
        &other,
        {&source, 2},
-       OverlayGroup("LOGO") + Begin("O") + NumberedPage(8) + elsewhere + End("O")},
+       logoGroup + Begin("O") + NumberedPage(8) + elsewhere + End("O")},
   };
   for (const Case& c : cases) {
     const Outcome outcome = InsertPages(*c.target, 1, {c.pick}, out);

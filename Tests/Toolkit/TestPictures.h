@@ -1,58 +1,19 @@
-// Pictures, folders and file contents for the toolkit's tests.
+// Pictures and their pixels for the toolkit's tests.
 #pragma once
-
-#include <stdlib.h>
 
 #include <algorithm>
 #include <array>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <random>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "Host/Toolkit/Bitmap.h"
+#include "Tests/Kernel/TemporaryFolder.h"
 
 namespace kz::test {
 
-using Bytes = std::vector<unsigned char>;
 using Color = std::array<int, 3>;  // red, green, blue
-
-// A folder of its own that goes with the object.
-class Folder {
- public:
-  Folder() {
-    std::string name = std::filesystem::temp_directory_path() / "toolkit-test-XXXXXX";
-    m_path = ::mkdtemp(name.data());
-  }
-  ~Folder() { std::filesystem::remove_all(m_path); }
-  std::string operator/(const std::string& name) const { return m_path / name; }
-  const std::filesystem::path& Path() const { return m_path; }
-  std::vector<std::string> Names() const {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(m_path)) {
-      names.push_back(entry.path().filename());
-    }
-    std::sort(names.begin(), names.end());
-    return names;
-  }
-
- private:
-  std::filesystem::path m_path;
-};
-
-inline Bytes ReadFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return Bytes(std::istreambuf_iterator<char>(file), {});
-}
-
-inline void WriteFile(const std::string& path, const Bytes& bytes) {
-  std::ofstream(path, std::ios::binary)
-      .write(reinterpret_cast<const char*>(bytes.data()),
-             static_cast<std::streamsize>(bytes.size()));
-}
 
 inline Bytes AsBytes(std::string_view text) { return Bytes(text.begin(), text.end()); }
 
