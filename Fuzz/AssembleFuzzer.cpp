@@ -1,8 +1,70 @@
-// The page index, and documents made from what it finds: the pages in reverse, one
-// of them twice, must be pages of the new document.
+// The page index, and documents made from what it finds, alone and together with a
+// document that has 0x5A before its fields and resources that its pages include:
+// each page asked for must be a page of the new document.
+#include "API/Filters/Ica/Common/Ica.h"
 #include "Fuzz/MemoryDisk.h"
 #include "Fuzz/MemoryPath.h"
 #include "Host/Toolkit/Assemble.h"
+
+namespace {
+
+// With data of one byte, repeated.
+std::string Field(uint16_t code, char byte = 0, size_t count = 0) {
+  std::string field{'\x5A', 0, static_cast<char>(SF_INTRODUCER_LENGTH + count), '\xD3'};
+  field += static_cast<char>(code >> 8);
+  field += static_cast<char>(code);
+  return field.append(3, 0).append(count, byte);
+}
+
+std::string IncludeObject(char name) {
+  std::string field = Field(0xAFC3, name, 27);
+  field[9 + 9] = '\xFB';  // an IOCA image
+  return field;
+}
+
+// One page includes an image, which can be put into it, the other an overlay, so
+// that it needs the resource group.
+std::string OtherDocument() {
+  constexpr char name = '\xC1';
+  constexpr char overlay = '\xC2';
+  return Field(0xA8C6) + Field(0xA8CE, name, 8) + Field(SF_BEGIN_IMAGE_OBJECT, name, 8) +
+         Field(SF_OBJECT_AREA_DESCRIPTOR) + Field(SF_OBJECT_AREA_POSITION, 0, 24) +
+         Field(SF_IMAGE_PICTURE_DATA, 0x70, 1) + Field(SF_END_IMAGE_OBJECT) + Field(0xA9CE) +
+         Field(0xA8CE, overlay, 8) + Field(0xA8DF) + Field(0xA9DF) + Field(0xA9CE) + Field(0xA9C6) +
+         Field(SF_BEGIN_DOCUMENT) + Field(SF_BEGIN_PAGE) + IncludeObject(name) +
+         Field(SF_END_PAGE) + Field(SF_BEGIN_PAGE) + Field(0xAFD8, overlay, 8) +
+         Field(SF_END_PAGE) + Field(SF_END_DOCUMENT);
+}
+
+const kz::PageIndex& OtherIndex() {
+  static const std::string bytes = OtherDocument();
+  static const MemoryPath file(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
+  static const kz::PageIndex index = [] {
+    kz::PageIndex made;
+    Require(kz::IndexPages(file.Path(), made).Ok(), "the other document is one");
+    return made;
+  }();
+  return index;
+}
+
+// Whether that could be done.
+bool Assemble(const std::vector<kz::PagePick>& picks) {
+  const MemoryPath out(nullptr, 0);
+  if (!kz::AssembleDocument(picks, out.Descriptor()).Ok()) return false;
+  kz::PageIndex made;
+  Require(kz::IndexPages(out.Path(), made).Ok(), "what was assembled can be indexed");
+  Require(made.pages.size() == picks.size(), "every page that was asked for is there");
+  return true;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  const kz::PageIndex& other = OtherIndex();
+  Require(Assemble({{&other, 1}, {&other, 2}}) && Assemble({{&other, 2}, {&other, 1}}),
+          "the other document's pages can be assembled");
+  return 0;
+}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const MemoryPath file(data, size);
@@ -17,13 +79,19 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Require(end <= static_cast<int64_t>(size), "pages lie in the file");
   if (index.pages.empty() || index.pages.size() > 64) return 0;
 
+  // In reverse, one of them twice.
   const int count = static_cast<int>(index.pages.size());
   std::vector<kz::PagePick> picks{{&index, count}};
   for (int page = count; page >= 1; --page) picks.push_back({&index, page});
-  const MemoryPath out(nullptr, 0);
-  if (!kz::AssembleDocument(picks, out.Descriptor()).Ok()) return 0;
-  kz::PageIndex made;
-  Require(kz::IndexPages(out.Path(), made).Ok(), "what was assembled can be indexed");
-  Require(made.pages.size() == picks.size(), "every page that was asked for is there");
+  Assemble(picks);
+
+  // All, which keeps the document as it is, between others, and behind one.
+  const kz::PagePick other{&OtherIndex(), 1 + static_cast<int>(size % 2)};
+  picks.clear();
+  for (int page = 1; page <= count; ++page) picks.push_back({&index, page});
+  picks.push_back(other);
+  Assemble(picks);
+  picks.insert(picks.begin(), other);
+  Assemble(picks);
   return 0;
 }
