@@ -12,6 +12,7 @@
 #include "API/Filters/Ica/Common/Ica.h"
 #include "Benchmarks/FileInputs.h"
 #include "Host/Fax/Fax.h"
+#include "Host/Toolkit/PageIndex.h"
 
 namespace {
 
@@ -51,9 +52,16 @@ void Save(benchmark::State& state, const std::string& file, int format, int bits
   }
 }
 
+void Index(benchmark::State& state, const std::string& file) {
+  for (auto _ : state) {
+    kz::PageIndex index;
+    if (!kz::IndexPages(file, index).Ok()) state.SkipWithError("no index");
+  }
+}
+
 // fltSave of a page of text as a new file.
-void SavePage(benchmark::State& state, const std::string& file, int format, bool gray) {
-  const BitmapPointer bitmap = gray ? MakeGrayPage() : MakePage();
+void SavePage(benchmark::State& state, const std::string& file, int format, int rows, bool gray) {
+  const BitmapPointer bitmap = gray ? MakeGrayPage() : MakePage(rows);
   for (auto _ : state) {
     if (SaveBitmap(file, bitmap.get(), format, 1) != K_SUCCESS) state.SkipWithError("not saved");
   }
@@ -151,7 +159,7 @@ int main(int argc, char** argv) {
   const Inputs in = MakeInputs(folder);
   const std::string out = folder / "out";
   if (argc > 2 && argv[2] == std::string("--peak-memory"))
-    return PrintPeakMemory(in.growing[0], in.text);
+    return PrintPeakMemory(in.growing[0].file, in.text);
 
   Add("load-g4/ours", Load, in.text, 1);
   Add("load-g4/decoder-alone", DecodeAlone, in.text);
@@ -163,13 +171,13 @@ int main(int argc, char** argv) {
   Add("count-pages-1GiB/read-once", ReadOnce, in.documents.back(), size_t{1} << 20);
   Add("save-uncompressed/ours", Save, out, 254, 1);
   Add("save-uncompressed/write-once", WriteOnce, out);
-  Add("save-page/g4", SavePage, out, 73, false);
-  Add("save-page/g3-2d", SavePage, out, 72, false);
-  Add("save-page/g3", SavePage, out, 71, false);
-  Add("save-page/mmr", SavePage, out, 117, false);
-  Add("save-page/abic", SavePage, out, 190, false);
-  Add("save-page/uncompressed", SavePage, out, 253, false);
-  Add("save-page/jpeg", SavePage, out, 377, true);
+  Add("save-page/g4", SavePage, out, 73, kTextHeight, false);
+  Add("save-page/g3-2d", SavePage, out, 72, kTextHeight, false);
+  Add("save-page/g3", SavePage, out, 71, kTextHeight, false);
+  Add("save-page/mmr", SavePage, out, 117, kTextHeight, false);
+  Add("save-page/abic", SavePage, out, 190, kTextHeight, false);
+  Add("save-page/uncompressed", SavePage, out, 253, kTextHeight, false);
+  Add("save-page/jpeg", SavePage, out, 377, kTextHeight, true);
   Add("append-1GiB/ours", Append, in.documents.back());
   Add("append-1GiB/1MiB", Append, in.documents.front());
   Add("threads/two", LoadOnThreads, in.text, 2);
@@ -177,13 +185,19 @@ int main(int argc, char** argv) {
   const std::string kzica = std::string(KZ_BINARY_DIR "/bin/kzica extract --all ");
   Add("extract-200-g4/ours", Run, kzica + in.pages200 + " " + out + ".tif");
   Add("extract-200-g4/tiffcp", Run, "tiffcp -c g4 " + in.tiff200 + " " + out + "2.tif");
-  for (size_t i = 0; i < in.growing.size(); ++i) {
-    const std::string size = std::to_string(in.growingPages[i]);
-    Add("grow-count/" + size, Describe, in.growing[i]);
-    Add("grow-load-last/" + size, Load, in.growing[i], in.growingPages[i]);
-    Add("grow-append/" + size, Append, in.growing[i]);
+  for (const auto& [file, pages] : in.growing) {
+    const std::string size = std::to_string(pages);
+    Add("grow-count/" + size, Describe, file);
+    Add("grow-index/" + size, Index, file);
+    Add("grow-load-last/" + size, Load, file, pages);
+    Add("grow-append/" + size, Append, file);
     Add("grow-assemble/" + size, Run,
-        std::string(KZ_BINARY_DIR "/bin/kzica assemble ") + out + ".mda " + in.growing[i]);
+        std::string(KZ_BINARY_DIR "/bin/kzica assemble ") + out + ".mda " + file);
+  }
+  for (const auto& [file, rows] : in.tall) {
+    const std::string size = std::to_string(rows);
+    Add("grow-load/" + size, Load, file, 1);
+    Add("grow-save/" + size, SavePage, out, 73, rows, false);
   }
   --argc;
   argv[1] = argv[0];

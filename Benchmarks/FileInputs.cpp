@@ -24,7 +24,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr int kTextWidth = 2550;
-constexpr int kTextHeight = 3300;
 constexpr int kBareGroup4 = 79;
 constexpr int kDocumentGroup4 = 73;
 constexpr int kDocumentJpeg = 377;
@@ -82,14 +81,14 @@ void BitmapDeleter::operator()(_BITMAPHANDLE* bitmap) const {
 
 BitmapPointer MakeBitmap(int bitsPerPixel) { return NewBitmap(32767, 8000, bitsPerPixel); }
 
-BitmapPointer MakePage() {
-  BitmapPointer bitmap = NewBitmap(kTextWidth, kTextHeight, 1);
+BitmapPointer MakePage(int height) {
+  BitmapPointer bitmap = NewBitmap(kTextWidth, height, 1);
   Tile(bitmap.get(), "letter.png");
   return bitmap;
 }
 
 BitmapPointer MakeGrayPage() {
-  const BitmapPointer page = MakePage();
+  const BitmapPointer page = MakePage(kTextHeight);
   BitmapPointer gray = NewBitmap(kTextWidth, kTextHeight, 8);
   for (int y = 0; y < kTextHeight; ++y) {
     const unsigned char* from = page->pRows + static_cast<ptrdiff_t>(y) * page->nBytesPerLine;
@@ -258,15 +257,17 @@ Inputs MakeInputs(const fs::path& folder) {
   in.pages200 = named("pages200.mda");
   in.tiff200 = named("pages200.tif");
   const std::string onePage = named("one.mda");
-  const std::string smallPage = named("small.mda");
+  const std::string smallPage = named("tiny.mda");
   if (!fs::exists(in.text)) {
-    const BitmapPointer page = MakePage();
+    const BitmapPointer page = MakePage(kTextHeight);
     Check(SaveBitmap(in.text, page.get(), kBareGroup4, 1) == K_SUCCESS, in.text);
     Check(SaveBitmap(onePage, page.get(), kDocumentGroup4, 1) == K_SUCCESS, onePage);
-    const BitmapPointer small = NewBitmap(600, 400, 1);
+    Repeat(onePage, in.pages200, 200);
+  }
+  if (!fs::exists(smallPage)) {
+    const BitmapPointer small = NewBitmap(100, 60, 1);
     Tile(small.get(), "letter.png");
     Check(SaveBitmap(smallPage, small.get(), kDocumentGroup4, 1) == K_SUCCESS, smallPage);
-    Repeat(onePage, in.pages200, 200);
   }
   if (!fs::exists(in.uncompressed)) {
     const BitmapPointer wide = MakeBitmap(1);
@@ -293,10 +294,15 @@ Inputs MakeInputs(const fs::path& folder) {
     const int pages = std::max(1, static_cast<int>(mebibytes * 1048576.0 / pageBytes));
     if (!fs::exists(in.documents.back())) Repeat(onePage, in.documents.back(), pages);
   }
-  for (const int pages : {1000, 2000, 4000, 8000}) {
-    in.growing.push_back(named("small" + std::to_string(pages) + ".mda"));
-    in.growingPages.push_back(pages);
-    if (!fs::exists(in.growing.back())) Repeat(smallPage, in.growing.back(), pages);
+  for (const int pages : {4000, 8000, 16000, 32000}) {
+    in.growing.push_back({named("tiny" + std::to_string(pages) + ".mda"), pages});
+    if (!fs::exists(in.growing.back().file)) Repeat(smallPage, in.growing.back().file, pages);
+  }
+  for (const int rows : {1000, 2000, 4000, 8000}) {
+    in.tall.push_back({named("tall" + std::to_string(rows) + ".ica"), rows});
+    const std::string& file = in.tall.back().file;
+    if (fs::exists(file)) continue;
+    Check(SaveBitmap(file, MakePage(rows).get(), kBareGroup4, 1) == K_SUCCESS, file);
   }
   if (!fs::exists(in.tiff200)) {
     kz::PictureWriter writer;

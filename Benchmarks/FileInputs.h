@@ -9,13 +9,21 @@
 
 #include "API/Filters/Ica/Common/Ica.h"
 
+constexpr int kTextHeight = 3300;
+
+// One of several inputs that grow.
+struct GrowingInput {
+  std::string file;
+  int size;  // pages, or rows
+};
+
 struct Inputs {
   std::string text;                    // bare, one Group 4 page of text, 2550 x 3300
   std::string uncompressed;            // bare, 32767 x 8000
   std::string jpeg;                    // document, one colour page of 4000 x 3000
   std::vector<std::string> documents;  // 1 MiB to 1 GiB of Group 4 pages
-  std::vector<std::string> growing;    // documents of small pages ...
-  std::vector<int> growingPages;       // ... as many as this
+  std::vector<GrowingInput> growing;   // documents of tiny pages
+  std::vector<GrowingInput> tall;      // bare Group 4 pages of text, 2550 wide
   std::string pages200;                // document of 200 Group 4 pages of text
   std::string tiff200;                 // the same pages as a Group 4 tif
 };
@@ -28,10 +36,10 @@ struct BitmapDeleter {
 };
 using BitmapPointer = std::unique_ptr<_BITMAPHANDLE, BitmapDeleter>;
 
-// A 32767 x 8000 bitmap; a page of text of 2550 x 3300 at 300 dpi with 1 bit, and
+// A 32767 x 8000 bitmap; a page of text, 2550 wide, with 1 bit, and, of kTextHeight,
 // with 8 bits per pixel.
 BitmapPointer MakeBitmap(int bitsPerPixel);
-BitmapPointer MakePage();
+BitmapPointer MakePage(int height = kTextHeight);
 BitmapPointer MakeGrayPage();
 
 // A page of a file and a bitmap for it, which every load fills anew.
