@@ -99,6 +99,7 @@ TEST(Cost, PicturesAboveTheLimitAreRefused) {
     std::vector<std::string> none = load;
     none.insert(none.end(), {"--max-pixels", "0"});
     EXPECT_EQ(Kzica(none).exit, 2);
+    EXPECT_THAT(Kzica(none).err, HasSubstr("'0' is no number of pixels"));
   }
 }
 

@@ -33,6 +33,7 @@ std::string OnOneLine(const std::string& text) {
 void SayLine(const Subject& subject, const std::string& text) {
   std::string line = "kzica: ";
   line += subject.file == "-" ? "standard output" : OnOneLine(subject.file);
+  if (subject.file.empty()) line += "''";
   if (subject.page > 0) line += ": page " + std::to_string(subject.page);
   line += ": " + OnOneLine(text) + "\n";
   (void)std::fputs(line.c_str(), stderr);
@@ -65,7 +66,13 @@ void RefuseTerminal(const std::string& out) {
 void AddMaxPixels(CLI::App& command, int64_t& maxPixels) {
   maxPixels = kz::kDefaultMaxPixels;
   command.add_option("--max-pixels", maxPixels, "Refuse pictures of more pixels")
-      ->check(CLI::PositiveNumber)
+      ->check(CLI::Validator(
+          [](const std::string& text) {
+            const bool positive = text.find_first_not_of("0123456789") == std::string::npos &&
+                                  text.find_first_not_of('0') != std::string::npos;
+            return positive ? "" : "'" + text + "' is no number of pixels";
+          },
+          ""))
       ->type_name("N")
       ->capture_default_str();
 }
