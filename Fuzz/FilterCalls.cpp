@@ -1,7 +1,9 @@
 #include "Fuzz/FilterCalls.h"
 
+#include <algorithm>
 #include <cstring>
 
+#include "Fuzz/FieldKinds.h"
 #include "Fuzz/MemoryDisk.h"
 #include "Host/Kernel/DllLoader.h"
 #include "Host/Toolkit/MemoryLoader.h"
@@ -110,4 +112,29 @@ int SavePicture(int format, uint32_t flags, int page, uint32_t seed) {
   const int status = fltSave(&dispatch);
   K_FreeBitmap(&bitmap);
   return status;
+}
+
+size_t KeptBytes(const std::vector<uint8_t>& one, const std::vector<uint8_t>& other) {
+  const auto begin = std::mismatch(one.begin(), one.end(), other.begin(), other.end()).first;
+  const auto end = std::mismatch(one.rbegin(), one.rend(), other.rbegin(), other.rend()).first;
+  const auto kept = static_cast<size_t>((begin - one.begin()) + (end - one.rbegin()));
+  return std::min({kept, one.size(), other.size()});
+}
+
+int EndPages(const std::vector<uint8_t>& file) {
+  int pages = 0;
+  size_t end = 0;
+  bool ended = false;
+  for (const Span& field : kStructuredFields.Split(file)) {
+    if (ended) return -1;
+    const size_t start = field.start + (file[field.start] == CARRIAGE_CONTROL ? 1 : 0);
+    const int code = file[start + 3] << 8 | file[start + 4];
+    pages += code == SF_END_PAGE ? 1 : 0;
+    ended = code == SF_END_DOCUMENT;
+    end = field.start + field.length;
+    if ((file[start + 5] & SF_FLAG_EXTENSION) == 0) continue;
+    const size_t data = start + SF_INTRODUCER_LENGTH;
+    if (data == end || file[data] == 0 || file[data] > end - data) return -1;
+  }
+  return end == file.size() ? pages : -1;
 }

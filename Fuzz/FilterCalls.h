@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "API/Filters/Ica/Common/Ica.h"
 #include "Host/Abic/Abic.h"
@@ -20,3 +21,11 @@ int LoadDescribed(int page, const _IMAGEFILEINFO& info);
 // Saves a small picture that depends on `seed` into the file. Returns fltSave's
 // status.
 int SavePicture(int format, uint32_t flags, int page, uint32_t seed);
+
+// How many bytes the two have in common at their beginning and their end, at most
+// all of the shorter: all of a file when something was inserted into it.
+size_t KeptBytes(const std::vector<uint8_t>& one, const std::vector<uint8_t>& other);
+
+// The End Page fields of a file that is readable structured fields to its end and no
+// more than one document; -1 for others.
+int EndPages(const std::vector<uint8_t>& file);

@@ -5,6 +5,28 @@
 #include "Fuzz/FilterCalls.h"
 #include "Fuzz/MemoryDisk.h"
 
+namespace {
+
+// What a save that succeeds leaves of the file, and how many pages it has then.
+void RequireOnePage(const std::vector<uint8_t>& before, const std::vector<uint8_t>& after,
+                    uint32_t splice) {
+  if (after[0] == SDF_BEGIN_SEGMENT) return;  // a new file
+  const size_t kept = KeptBytes(before, after);
+  constexpr size_t endDocument = 17;  // with 0x5A; is written anew
+  if (splice == K_SAVE_INSERT_PAGE) {
+    Require(kept == before.size(), "an insertion keeps every byte");
+  } else if (splice == 0) {
+    Require(kept + endDocument >= before.size(), "an append keeps all but the end");
+  }
+  // An append looks at the file's end only, where data can look like a field.
+  const int pages = splice == 0 ? -1 : EndPages(before);
+  if (pages < 0) return;
+  const bool replaced = splice == K_SAVE_REPLACE_PAGE && pages > 1;
+  Require(EndPages(after) == pages + (replaced ? 0 : 1), "a save makes or replaces one page");
+}
+
+}  // namespace
+
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
   PinCodecLibrary();
   return 0;
@@ -19,6 +41,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const int format = formats[data[0] % std::size(formats)];
   const int status = SavePicture(format, splice, 2, data[0]);
   Require(status == K_SUCCESS || status < 0, "a save succeeds or fails");
+  if (status == K_SUCCESS) RequireOnePage({data + 1, data + size}, disk.content(), splice);
   if (status == K_SUCCESS && size > 1 && splice == 0) {
     constexpr unsigned char end[] = {0x00, 0x10, 0xD3, 0xA9, 0xA8, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
     const auto& content = disk.content();
