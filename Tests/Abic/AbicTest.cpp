@@ -208,22 +208,6 @@ TEST_F(Abic, AnotherDecoderOfTheStandardReadsTheSame) {
   }
 }
 
-TEST_F(Abic, IsSmallerThanGroup4) {
-  const struct {
-    const char* sample;
-    size_t times;
-  } cases[] = {{"letter.png", 2}, {"halftone.png", 20}};
-  for (const auto& [sample, times] : cases) {
-    PIX* picture = pixRead((std::string(KZ_SAMPLES "/") + sample).c_str());
-    l_uint8* tiff = nullptr;
-    size_t tiffSize = 0;
-    ASSERT_EQ(pixWriteMem(&tiff, &tiffSize, picture, IFF_TIFF_G4), 0);
-    EXPECT_LT(Code(LoadSample(sample)).size() * times, tiffSize) << sample;
-    lept_free(tiff);
-    pixDestroy(&picture);
-  }
-}
-
 TEST_F(Abic, RefusesWhatItCannotCode) {
   const struct {
     int align, width, height;

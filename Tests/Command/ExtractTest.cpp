@@ -3,7 +3,6 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <csignal>
 #include <filesystem>
 
@@ -14,45 +13,29 @@
 namespace {
 
 using testing::HasSubstr;
-using testing::MatchesRegex;
-
-size_t Lines(const std::string& text) {
-  return static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));
-}
 
 TEST(Extract, EveryPageOfTheSamplesIsItsPicture) {
   const struct {
-    const char* file;
-    std::vector<std::pair<const char*, std::pair<int, int>>> pages;  // picture and resolution
-  } samples[] = {
-      {"letter-g4.ica", {{"letter", {200, 200}}}},
-      {"report-mixed.afp",
-       {{"letter", {200, 200}},
-        {"letter", {200, 200}},
-        {"odd", {150, 100}},
-        {"odd", {150, 100}},
-        {"odd", {150, 100}},
-        {"halftone", {96, 96}}}},
-      {"formatter.afp", {{"letter", {200, 200}}, {"odd", {200, 200}}}},
-  };
+    const char* picture;
+    int x, y;
+  } pages[] = {{"letter", 200, 200}, {"letter", 200, 200}, {"odd", 150, 100},
+               {"odd", 150, 100},    {"odd", 150, 100},    {"halftone", 96, 96}};
   const TemporaryFolder folder;
-  for (const auto& sample : samples) {
-    for (size_t page = 1; page <= sample.pages.size(); ++page) {
-      SCOPED_TRACE(testing::Message() << sample.file << " page " << page);
-      const auto& [picture, resolution] = sample.pages[page - 1];
-      const PixPointer expected = ReadPix(Sample(std::string(picture) + ".png"));
-      for (const char* ending : {"png", "tif", "pbm"}) {
-        const std::string out = folder / (std::string("page.") + ending);
-        const Result run = Kzica({"extract", Sample(sample.file), out, "-p", std::to_string(page)});
-        ASSERT_EQ(run.exit, 0) << run.err;
-        EXPECT_EQ(run.out + run.err, "");
-        const PixPointer extracted = ReadPix(out);
-        EXPECT_EQ(pixGetDepth(extracted.get()), 1);
-        EXPECT_TRUE(SamePicture(extracted.get(), expected.get())) << ending;
-        if (std::string(ending) == "pbm") continue;  // it has no place for it
-        EXPECT_EQ(pixGetXRes(extracted.get()), resolution.first) << ending;
-        EXPECT_EQ(pixGetYRes(extracted.get()), resolution.second) << ending;
-      }
+  for (int page = 1; page <= 6; ++page) {
+    const auto& expected = pages[page - 1];
+    for (const char* ending : {"png", "tif", "pbm"}) {
+      SCOPED_TRACE(testing::Message() << "page " << page << " as " << ending);
+      const std::string out = folder / (std::string("page.") + ending);
+      const Result run =
+          Kzica({"extract", Sample("report-mixed.afp"), out, "-p", std::to_string(page)});
+      ASSERT_EQ(run.exit, 0) << run.err;
+      EXPECT_EQ(run.out + run.err, "");
+      const PixPointer extracted = ReadPix(out), known = ReadPix(Sample(expected.picture) + ".png");
+      EXPECT_EQ(pixGetDepth(extracted.get()), 1);
+      EXPECT_TRUE(SamePicture(extracted.get(), known.get()));
+      if (std::string(ending) == "pbm") continue;  // it has no place for the resolution
+      EXPECT_EQ(pixGetXRes(extracted.get()), expected.x);
+      EXPECT_EQ(pixGetYRes(extracted.get()), expected.y);
     }
   }
 }
@@ -104,32 +87,26 @@ TEST(Extract, SeveralPagesGoIntoOneFileOrIntoNumberedOnes) {
 }
 
 TEST(Extract, DamagedFilesAndMissingPagesGiveOneLineAndNoFile) {
-  const std::string nothing = Sample("nothing.mda");
   const struct {
-    std::string file;
-    std::string page;
+    const char* file;
+    const char* page;
     const char* message;
   } cases[] = {
-      {Sample("damaged-truncated.mda"), "1", "page 1: the data end too early \\(status -7\\)"},
-      {Sample("damaged-length.mda"), "1",
-       "page 1: there is no valid structured field at byte 64 \\(status -9\\)"},
-      {Sample("letter.png"), "1",
-       "page 1: this is neither an IOCA image nor a MO:DCA document \\(status -9\\)"},
-      {Sample("report-g4.mda"), "4",
-       "page 4: there is no such page, the last is page 3 \\(status -9\\)"},
-      {Sample("report-g4.mda"), "2-4", "there is no page 4, the last is page 3 \\(status -9\\)"},
-      {nothing, "1", "page 1: No such file or directory \\(status -10\\)"},
-      {KZ_SAMPLES, "1", "page 1: Is a directory \\(status -10\\)"},
-      {"/dev/null", "1", "page 1: only regular files can be read \\(status -10\\)"},
+      {"damaged-truncated.mda", "1", "page 1: the data end too early (status -7)"},
+      {"damaged-length.mda", "1",
+       "page 1: there is no valid structured field at byte 64 (status -9)"},
+      {"letter.png", "1",
+       "page 1: this is neither an IOCA image nor a MO:DCA document (status -9)"},
+      {"report-g4.mda", "4", "page 4: there is no such page, the last is page 3 (status -9)"},
+      {"report-g4.mda", "2-4", "there is no page 4, the last is page 3 (status -9)"},
   };
   const TemporaryFolder folder;
   for (const auto& wrong : cases) {
     for (const char* name : {"out.tif", "out.raw"}) {
-      if (wrong.page == "2-4" && std::string(name) == "out.raw") continue;
-      const Result run = Kzica({"extract", wrong.file, folder / name, "-p", wrong.page});
+      if (wrong.page == std::string("2-4") && std::string(name) == "out.raw") continue;
+      const Result run = Kzica({"extract", Sample(wrong.file), folder / name, "-p", wrong.page});
       EXPECT_EQ(run.exit, 1) << wrong.file;
-      EXPECT_EQ(Lines(run.err), 1u) << run.err;
-      EXPECT_THAT(run.err, MatchesRegex("kzica: " + wrong.file + ": " + wrong.message + "\n"));
+      EXPECT_EQ(run.err, "kzica: " + Sample(wrong.file) + ": " + wrong.message + "\n");
     }
   }
   EXPECT_TRUE(std::filesystem::is_empty(folder / ""));

@@ -176,6 +176,7 @@ TEST_F(Files, AnyNameWillDo) {
     EXPECT_THAT(info.out, HasSubstr("\"pages\":4"));
     const Result none = Kzica({"info", file + "?"}, kPatient);
     EXPECT_EQ(std::count(none.err.begin(), none.err.end(), '\n'), 1) << none.err;
+    EXPECT_EQ(none.err.find("new\\x0Aline") != std::string::npos, name == "new\nline");
   }
 }
 

@@ -90,17 +90,6 @@ TEST(Info, PagesThatAreNotThereAreErrors) {
   }
 }
 
-TEST(Info, NamesOfAnyBytesStayOnOneLineAndInJson) {
-  const TemporaryFolder folder;
-  const std::string name = folder.File("two\nlines \xFF", FileBytes(Sample("letter-g4.ica")));
-  const Result json = Kzica({"info", "--json", name});
-  EXPECT_EQ(json.exit, 0);
-  EXPECT_EQ(nlohmann::json::parse(json.out)["width"], 1728);
-  const Result missing = Kzica({"info", name + "?"});
-  EXPECT_EQ(missing.exit, 1);
-  EXPECT_THAT(missing.err, HasSubstr("two\\x0Alines"));
-}
-
 TEST(Command, HelpAndVersionGoToStandardOutput) {
   for (const char* line : {"--help", "info --help", "extract --help", "create --help",
                            "append --help", "insert --help", "replace --help", "--version"}) {

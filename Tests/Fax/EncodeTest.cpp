@@ -19,7 +19,7 @@ TEST(Encode, DecodesToTheSame) {
       const RawFaxSave save = SaveRaw(picture, nCode);
       ASSERT_EQ(save.nResult, K_SUCCESS);
       ASSERT_EQ(save.nConversions, 0);
-      ASSERT_TRUE(SaveRaw(picture, nCode, {}, {.bZeroIsBlack = true}).data == save.data);
+      ASSERT_TRUE(SaveRaw(picture, nCode, {}, true).data == save.data);
       const RawFaxLoad load = LoadRaw(save.data, picture.nWidth, picture.nHeight, nCode);
       ASSERT_EQ(load.nResult, K_SUCCESS);
       ASSERT_EQ(load.nLoadError, 0);
@@ -77,6 +77,7 @@ TEST(Encode, Refusals) {
   EXPECT_EQ(SaveRaw(empty, K_FAX_G4).nResult, K_ERROR_INVALID_FORMAT);
 }
 
+// Data of several pieces; the filter's tests fail all else that a save asks of its host.
 TEST(Encode, FailingHost) {
   Picture picture = MakePicture(Kind::Noise, 2550, 800, 1);
   const size_t nBlocks = K_LiveBlocks();
@@ -92,22 +93,6 @@ TEST(Encode, FailingHost) {
       ASSERT_EQ(save.nResult, K_ERROR_WRITE);
     }
     EXPECT_GT(nFailed, 2);
-    for (nFailed = 0;; ++nFailed) {
-      const RawFaxSave save = SaveRaw(picture, nCode, {.nFailingAllocation = nFailed + 1});
-      EXPECT_EQ(save.nConversions, 0);
-      if (save.nResult == K_SUCCESS) break;
-      ASSERT_EQ(save.nResult, K_ERROR_NO_MEMORY);
-    }
-    EXPECT_GT(nFailed, 0);
-    for (const int nResult : {0, -1, -62}) {
-      for (const RawFaxRows& rows : {RawFaxRows{.nBeginResult = nResult},
-                                     RawFaxRows{.nFailingRow = 0, .nRowResult = nResult},
-                                     RawFaxRows{.nFailingRow = 799, .nRowResult = nResult}}) {
-        const RawFaxSave save = SaveRaw(picture, nCode, {}, rows);
-        EXPECT_EQ(save.nResult, nResult);
-        EXPECT_EQ(save.nConversions, 0);
-      }
-    }
   }
   EXPECT_EQ(K_LiveBlocks(), nBlocks);
 }

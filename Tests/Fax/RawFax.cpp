@@ -85,7 +85,7 @@ int TakeRow(void* pContext, _BITMAPHANDLE* pBitmap, unsigned char* pRows, uint32
 // What the row routines work on; they find it at the bitmap's rows.
 struct Source {
   Picture* pPicture;
-  const RawFaxRows* pRows;
+  bool bZeroIsBlack;
   int nConversions;
   Bytes row;
   Bytes colorTable;
@@ -97,9 +97,9 @@ int BeginRows(_BITMAPHANDLE* pBitmap, void** ppContext, int nBitsPerPixel, uint3
               unsigned char** ppRow, int, void*, void*, unsigned char** ppColorTable) {
   Source& source = SourceOf(pBitmap);
   ++source.nConversions;
-  if (source.pRows->nBeginResult <= 0 || nBitsPerPixel != 1) return source.pRows->nBeginResult;
+  if (nBitsPerPixel != 1) return 1;
   source.row.resize(source.pPicture->RowBytes());
-  source.colorTable.resize(16, source.pRows->bZeroIsBlack ? 0x00 : 0xFF);
+  source.colorTable.resize(16, source.bZeroIsBlack ? 0x00 : 0xFF);
   *ppContext = &source;
   *ppRow = source.row.data();
   *ppColorTable = source.colorTable.data();
@@ -109,9 +109,9 @@ int BeginRows(_BITMAPHANDLE* pBitmap, void** ppContext, int nBitsPerPixel, uint3
 int GetRow(_BITMAPHANDLE* pBitmap, void* pContext, unsigned char* pRow, int nRow, int, uint32_t,
            void*, void*, unsigned char*) {
   Source& source = SourceOf(pBitmap);
-  if (nRow == source.pRows->nFailingRow || pContext != &source) return source.pRows->nRowResult;
+  if (pContext != &source) return -1;
   Picture& picture = *source.pPicture;
-  const unsigned char uInvert = source.pRows->bZeroIsBlack ? 0xFF : 0x00;
+  const unsigned char uInvert = source.bZeroIsBlack ? 0xFF : 0x00;
   std::transform(picture.Row(nRow), picture.Row(nRow) + picture.RowBytes(), pRow,
                  [&](unsigned char byte) { return static_cast<unsigned char>(byte ^ uInvert); });
   const int nPadding = static_cast<int>(picture.RowBytes()) * 8 - picture.nWidth;
@@ -165,19 +165,16 @@ RawFaxLoad LoadRaw(const Bytes& data, int nWidth, int nHeight, int nCode,
   transfers.pInput = &data;
   transfers.nFailing = options.nFailingTransfer;
   const Redirection redirection(transfers);
-  K_FailAllocation(options.nFailingAllocation);
   load.nResult = K_LoadRawFax(&dispatch, nullptr, &info, &target.nContext, &target.bitmap, TakeRow,
                               options.nBitsPerPixel, &target);
-  K_FailAllocation(0);
   load.nLoadError = dispatch.nLoadError;
   load.nLargestRead = transfers.nLargest;
   return load;
 }
 
-RawFaxSave SaveRaw(Picture& picture, int nCode, const RawFaxOptions& options,
-                   const RawFaxRows& rows) {
+RawFaxSave SaveRaw(Picture& picture, int nCode, const RawFaxOptions& options, bool bZeroIsBlack) {
   RawFaxSave save;
-  Source source{&picture, &rows, 0, {}, {}};
+  Source source{&picture, bZeroIsBlack, 0, {}, {}};
   _BITMAPHANDLE bitmap{};
   bitmap.nWidth = picture.nWidth;
   bitmap.nHeight = picture.nHeight;
@@ -190,10 +187,8 @@ RawFaxSave SaveRaw(Picture& picture, int nCode, const RawFaxOptions& options,
   Transfers transfers;
   transfers.nFailing = options.nFailingTransfer;
   const Redirection redirection(transfers);
-  K_FailAllocation(options.nFailingAllocation);
   save.nResult = K_SaveRawFax(&dispatch, nullptr, &bitmap, options.nBitsPerPixel, nCode, 0, nullptr,
                               nullptr, nullptr, 0, nullptr, nullptr);
-  K_FailAllocation(0);
   save.data = transfers.output;
   save.nLargestWrite = transfers.nLargest;
   save.nConversions = source.nConversions;

@@ -17,8 +17,7 @@ struct RawFaxOptions {
   int nBytesPerLine = 0;  // of the target bitmap
   int nStopAtRow = -1;    // the callback of this row returns nStopResult
   int nStopResult = 0;
-  int nFailingTransfer = 0;    // this read or write fails, counted from 1
-  int nFailingAllocation = 0;  // likewise
+  int nFailingTransfer = 0;  // this read or write fails, counted from 1
 };
 
 struct RawFaxLoad {
@@ -44,11 +43,5 @@ struct RawFaxSave {
 // K_SaveRawFax of `picture`. The row routines hand its rows out through a buffer
 // whose bits behind the width are 1; with bZeroIsBlack inverted, and with a colour
 // table that says so.
-struct RawFaxRows {
-  bool bZeroIsBlack = false;
-  int nBeginResult = 1;
-  int nFailingRow = -1;  // its row routine returns nRowResult
-  int nRowResult = -1;
-};
 RawFaxSave SaveRaw(Picture& picture, int nCode, const RawFaxOptions& options = {},
-                   const RawFaxRows& rows = {});
+                   bool bZeroIsBlack = false);

@@ -75,41 +75,43 @@ _BITMAPHANDLE Sized(int width, int height, int xResolution, int yResolution) {
   return bitmap;
 }
 
-_SAVEDISPATCH SaveOf(_BITMAPHANDLE* bitmap) {
+using Writer = std::function<int(tagHANDLE*)>;
+
+Writer Record(uint16_t code, const Bytes& data = {}) {
+  return [=](tagHANDLE* handle) { return WriteRecord(handle, code, data); };
+}
+Writer InSegment(uint16_t id, uint16_t length, const Bytes& parameters) {
+  return [=](tagHANDLE* handle) { return WriteSegmentField(handle, id, length, parameters); };
+}
+Writer ForBitmap(int (*write)(tagHANDLE*, _BITMAPHANDLE*), int width, int height, int x, int y) {
+  return [=](tagHANDLE* handle) {
+    _BITMAPHANDLE bitmap = Sized(width, height, x, y);
+    return write(handle, &bitmap);
+  };
+}
+int StartPage(tagHANDLE* handle, _BITMAPHANDLE* bitmap) {
   _SAVEDISPATCH save = {};
   save.pBitmap = bitmap;
-  return save;
+  return WriteMODCAStartPage(&save, handle);
 }
 
 struct WriterCase {
   const char* what;
-  std::function<int(tagHANDLE*)> write;
+  Writer write;
   const char* bytes;
 };
 
 // 16-bit numbers of the records are native, little-endian here.
 const WriterCase kWriters[] = {
-    {"Begin Page", [](tagHANDLE* h) { return WriteRecord(h, 0xA8AF); }, "*0008D3A8AF000000"},
-    {"Page Descriptor",
-     [](tagHANDLE* h) {
-       return WriteRecord(h, 0xA6AF, {0, 0, 0x40, 0x38, 0x34, 0x12, 0, 1, 2, 0, 3, 4, 0, 0, 0});
-     },
+    {"Begin Page", Record(0xA8AF), "*0008D3A8AF000000"},
+    {"Page Descriptor", Record(0xA6AF, {0, 0, 0x40, 0x38, 0x34, 0x12, 0, 1, 2, 0, 3, 4, 0, 0, 0}),
      "*0017D3A6AF000000 0000 3840 1234 000102 000304 000000"},
-    {"other data",
-     [](tagHANDLE* h) {
-       return WriteRecord(h, 0xA8C9, {1, 2, 3, 4, 5, 6});
-     },
-     "*000ED3A8C9000000 010203040506"},
+    {"other data", Record(0xA8C9, {1, 2, 3, 4, 5, 6}), "*000ED3A8C9000000 010203040506"},
     {"Begin Document", WriteMODCAStartDoc,
      "*0040D3A8A8000000 4040404040404040 0000 060102B901F4 0518010C00 23020100"
      "C2F0F0F1F1F1F64B C2F2F5F6F3F24B D4F2F9F1F0F9F1C44B C6D6C4D4F0F14B"},
     {"End Document", WriteMODCAEndDoc, "0010D3A9A8000000 0000000000000000"},
-    {"start of page",
-     [](tagHANDLE* h) {
-       _BITMAPHANDLE bitmap = Sized(2550, 3300, 300, 300);
-       _SAVEDISPATCH save = SaveOf(&bitmap);
-       return WriteMODCAStartPage(&save, h);
-     },
+    {"start of page", ForBitmap(StartPage, 2550, 3300, 300, 300),
      "*0008D3A8AF000000 *0008D3A8C9000000"
      "*0017D3A6AF000000 0000 38403840 002FD0 003DE0 000000"
      "*0008D3A9C9000000 *0008D3A8FB000000 *0008D3A8C7000000"
@@ -119,40 +121,17 @@ const WriterCase kWriters[] = {
      "*0008D3A9C7000000"},
     {"end of page", WriteMODCAEndPage, "*0008D3A9FB000000 *0008D3A9AF000000"},
     {"picture data", [](tagHANDLE* h) { return WriteIPD(h, 23); }, "*001FD3EEFB000000"},
-    {"image descriptor",
-     [](tagHANDLE* h) {
-       _BITMAPHANDLE bitmap = Sized(1728, 32767, 6553, 200);
-       return WriteIDD(h, &bitmap);
-     },
+    {"image descriptor", ForBitmap(WriteIDD, 1728, 32767, 6553, 200),
      "*0011D3A6FB000000 00 FFFA 07D0 06C0 7FFF"},
     {"bare data header", [](tagHANDLE* h) { return WriteImageDataHdr(h, 65535, 0); }, "FE92FFFF"},
     {"wrapped data header", [](tagHANDLE* h) { return WriteImageDataHdr(h, 8176, 1); },
      "*1FFCD3EEFB000000 FE921FF0"},
-    {"no parameters",
-     [](tagHANDLE* h) {
-       return WriteSegmentField(h, 0x70, 0, {9, 9});
-     },
-     "7000"},
-    {"segment name",
-     [](tagHANDLE* h) {
-       return WriteSegmentField(h, 0x70, 4, {0x78, 0x56, 0x34, 0x12});
-     },
-     "700412345678"},
-    {"image size",
-     [](tagHANDLE* h) {
-       return WriteSegmentField(h, 0x94, 9, {2, 0xD0, 7, 0xE8, 3, 0xC0, 6, 0x98, 8});
-     },
+    {"no parameters", InSegment(0x70, 0, {9, 9}), "7000"},
+    {"segment name", InSegment(0x70, 4, {0x78, 0x56, 0x34, 0x12}), "700412345678"},
+    {"image size", InSegment(0x94, 9, {2, 0xD0, 7, 0xE8, 3, 0xC0, 6, 0x98, 8}),
      "9409 02 07D0 03E8 06C0 0898"},
-    {"plain parameters",
-     [](tagHANDLE* h) {
-       return WriteSegmentField(h, 0x95, 3, {0x82, 1, 1});
-     },
-     "9503820101"},
-    {"image data",
-     [](tagHANDLE* h) {
-       return WriteSegmentField(h, 0xFE92, 0x1234, {7, 7});
-     },
-     "FE921234"},
+    {"plain parameters", InSegment(0x95, 3, {0x82, 1, 1}), "9503820101"},
+    {"image data", InSegment(0xFE92, 0x1234, {7, 7}), "FE921234"},
 };
 
 TEST(Writers, EachWritesItsBytesAndReportsAShortWrite) {
@@ -203,9 +182,8 @@ TEST(Writers, PagesAreMeasuredIn1440thsOfAnInch) {
   for (const Case& c : cases) {
     SCOPED_TRACE(testing::Message() << c.width << " by " << c.height);
     _BITMAPHANDLE bitmap = Sized(c.width, c.height, c.xResolution, c.yResolution);
-    _SAVEDISPATCH save = SaveOf(&bitmap);
     Output out;
-    EXPECT_EQ(WriteMODCAStartPage(&save, out.handle), 1);
+    EXPECT_EQ(StartPage(out.handle, &bitmap), 1);
     EXPECT_EQ(bitmap.nXResolution, c.resolutions[0]);
     EXPECT_EQ(bitmap.nYResolution, c.resolutions[1]);
     const Bytes size = Bytes{0} + Big16(static_cast<unsigned>(c.units[0]) & 0xFFFF) + Bytes{0} +

@@ -42,15 +42,6 @@ inline std::vector<WalkedField> Walk(const Bytes& file) {
   return fields;
 }
 
-// The codes of the fields, without all but the first of neighbours that are the same.
-inline std::vector<unsigned> Codes(const Bytes& file) {
-  std::vector<unsigned> codes;
-  for (const WalkedField& field : Walk(file)) {
-    if (codes.empty() || codes.back() != field.code) codes.push_back(field.code);
-  }
-  return codes;
-}
-
 // The pages from Begin Page to End Page, 0x5A left out.
 inline std::vector<Bytes> Pages(const Bytes& file) {
   std::vector<Bytes> pages;

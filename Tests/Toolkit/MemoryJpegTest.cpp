@@ -61,28 +61,6 @@ std::vector<int> Sampling(const Bytes& data) {
   return {};
 }
 
-// Decodes with libjpeg-turbo's defaults.
-Bytes PlainDecode(const Bytes& data, J_COLOR_SPACE space) {
-  jpeg_decompress_struct jpeg;
-  jpeg_error_mgr errors;
-  jpeg.err = jpeg_std_error(&errors);
-  jpeg_create_decompress(&jpeg);
-  jpeg_mem_src(&jpeg, data.data(), data.size());
-  jpeg_read_header(&jpeg, TRUE);
-  jpeg.out_color_space = space;
-  jpeg_start_decompress(&jpeg);
-  const size_t rowBytes =
-      static_cast<size_t>(jpeg.output_width) * static_cast<size_t>(jpeg.output_components);
-  Bytes rows(rowBytes * jpeg.output_height);
-  while (jpeg.output_scanline < jpeg.output_height) {
-    unsigned char* row = rows.data() + rowBytes * jpeg.output_scanline;
-    jpeg_read_scanlines(&jpeg, &row, 1);
-  }
-  jpeg_finish_decompress(&jpeg);
-  jpeg_destroy_decompress(&jpeg);
-  return rows;
-}
-
 // Encodes one flat ink colour with libjpeg-turbo.
 Bytes PlainEncode(const std::vector<int>& color, J_COLOR_SPACE space, bool progressive) {
   jpeg_compress_struct jpeg;
@@ -187,32 +165,6 @@ TEST(MemorySaver, Refusals) {
   ASSERT_EQ(wide.Create(70000, 1, 8), K_SUCCESS);
   Save(wide, kJpeg444, 8, 2, &status);
   EXPECT_EQ(status, K_ERROR_INVALID_FORMAT);
-}
-
-TEST(MemoryLoader, PixelsAreThoseOfThePlainDecoder) {
-  Bitmap bitmap = SmoothBitmap(83, 61, 24);
-  for (const int format : {kJpeg444, kJpeg420, kJpeg422}) {
-    const Bytes data = Save(bitmap, format, 24, 60);
-    const struct {
-      int bits, order;
-      J_COLOR_SPACE space;
-    } cases[] = {{24, K_ORDER_RGB, JCS_EXT_RGB},
-                 {24, K_ORDER_BGR, JCS_EXT_BGR},
-                 {8, K_ORDER_BGR, JCS_GRAYSCALE}};
-    for (const auto& c : cases) {
-      Bitmap loaded;
-      ASSERT_EQ(Load(data, c.bits, loaded, c.order), K_SUCCESS);
-      ASSERT_EQ(loaded.BitsPerPixel(), c.bits);
-      EXPECT_EQ(loaded.ColorOrder(), c.order);
-      const Bytes plain = PlainDecode(data, c.space);
-      const size_t rowBytes = plain.size() / 61;
-      for (int y = 0; y < 61; ++y) {
-        ASSERT_EQ(0, memcmp(loaded.TopDownRow(y), plain.data() + rowBytes * static_cast<size_t>(y),
-                            rowBytes))
-            << y;
-      }
-    }
-  }
 }
 
 TEST(MemoryLoader, InksBecomeColours) {

@@ -177,25 +177,6 @@ TEST(RowConversion, RefusesWhatItCannotDo) {
   EXPECT_EQ(Conversion(empty, 8).status, K_ERROR_NO_MEMORY);
 }
 
-TEST(RowConversion, FailedAllocationsLeaveNothing) {
-  const Bitmap bitmap = RandomBitmap(40, 2, 8);
-  const size_t before = K_LiveBlocks();
-  int failures = 0;
-  for (int nth = 1;; ++nth) {
-    Bitmap out;
-    K_FailAllocation(nth);
-    const Outcome outcome = ConvertBitmap(bitmap, 1, true, out);
-    K_FailAllocation(0);
-    if (outcome.Ok()) break;
-    ++failures;
-    EXPECT_EQ(outcome.status, K_ERROR_NO_MEMORY);
-    EXPECT_TRUE(out.Empty());
-    EXPECT_EQ(K_LiveBlocks(), before);
-  }
-  EXPECT_EQ(failures, 4);  // context, row, colour table, rows of the result
-  EXPECT_EQ(K_LiveBlocks(), before);
-}
-
 TEST(Bitmap, MovesAndCopiesOwnTheirRows) {
   const size_t before = K_LiveBlocks();
   {
