@@ -43,6 +43,7 @@ struct ModeEntry {
 constexpr int kModeBits = 7;
 constexpr int kPassBits = 4;
 constexpr int kHorizontalBits = 3;
+constexpr uint32_t kHorizontalCode = 0b001;
 extern const std::array<ModeEntry, 1 << kModeBits> kModes;
 
 // The codes of Vertical mode that the bits begin with.

@@ -1,6 +1,7 @@
 #include "Host/Fax/LineDecoder.h"
 
 #include <algorithm>
+#include <bit>
 
 #include "Host/Fax/DecodeTables.h"
 
@@ -84,6 +85,24 @@ inline bool DecodeVerticals(const VerticalsEntry& entry, const uint16_t* b1, int
   return (aWrong[0] | aWrong[1]) == 0 && *pNext > a0;
 }
 
+// The next b1 behind a code of Vertical mode, which has the other colour: the
+// element behind the old one or, for VL, the one before; two further on if that is
+// not right of a1, and only behind VR(3) that may be so twice.
+inline const uint16_t* NextB1(const uint16_t* b1, int a1, int nOffset) {
+  b1 += nOffset < 0 ? -1 : 1;
+  b1 += 2 * static_cast<ptrdiff_t>(*b1 <= a1);
+  if (nOffset == 3) [[unlikely]]
+    b1 += 2 * static_cast<ptrdiff_t>(*b1 <= a1);
+  return b1;
+}
+
+// How many codes of Pass mode follow each other, of those at hand. There are many
+// where the line above has dots and this one has none.
+inline int PassesInARow(const BitReader& in) {
+  constexpr uint64_t kPassCodes = 0x1111'1111'1111'1111;
+  return std::min(std::countl_zero(in.buffer ^ kPassCodes), kBitsAtHand) / kPassBits;
+}
+
 }  // namespace
 
 LineResult DecodeOneDimensional(BitReader& reader, int nWidth, Line& line) {
@@ -128,13 +147,14 @@ LineResult DecodeTwoDimensional(BitReader& reader, int nWidth, const Line& refer
   uint16_t* const pFirst = line.pElements;
   uint16_t* pNext = pFirst;                  // where a1 goes
   const uint16_t* b1 = reference.pElements;  // b2 stands behind it
+  const uint16_t* const pEnd = b1 + reference.nElements;
   int a0 = -1;
   LineResult result = LineResult::Complete;
   while (a0 < nWidth && result == LineResult::Complete) {
     in.Refill();
-    // Codes of Vertical mode, up to seven of them.
+    // Two to seven codes of Vertical mode.
     const VerticalsEntry& verticals = kVerticals[in.Peek(kVerticalsBits)];
-    if (verticals.nCodes != 0) {
+    if (verticals.nCodes > 1) {
       if (DecodeVerticals(verticals, b1, a0, pNext)) [[likely]] {
         in.Skip(verticals.nBits);
         pNext += verticals.nCodes;
@@ -143,56 +163,62 @@ LineResult DecodeTwoDimensional(BitReader& reader, int nWidth, const Line& refer
         continue;
       }
     }
-    // One code of any mode.
-    const ModeEntry& code = kModes[in.Peek(kModeBits)];
-    if (code.mode == Mode::Vertical) {
-      const int a1 = *b1 + code.nOffset;
-      if (a1 <= a0 || a1 > nWidth) [[unlikely]] {
-        result = LineResult::BadCode;
-        break;
-      }
-      in.Skip(code.nBits);
-      *pNext++ = static_cast<uint16_t>(a1);
-      a0 = a1;
-      if (a1 == nWidth) break;
-      // The next b1 has the other colour. It is the element behind the old one or,
-      // for VL, the one before; two further on if that is not right of a1, and only
-      // behind VR(3) that may be so twice.
-      b1 += code.nOffset < 0 ? -1 : 1;
-      b1 += 2 * static_cast<ptrdiff_t>(*b1 <= a1);
-      if (code.nOffset == 3) [[unlikely]]
-        b1 += 2 * static_cast<ptrdiff_t>(*b1 <= a1);
-    } else if (code.mode == Mode::Pass) {
-      // a0' is put below b2; the colour stays.
-      in.Skip(kPassBits);
-      a0 = b1[1];
-      b1 += 2;
-    } else if (code.mode == Mode::Horizontal) {
-      // The runs a0a1 and a1a2 follow; the first run of a line begins at its first
-      // pixel, not at the imaginary a0 before it.
-      in.Skip(kHorizontalBits);
-      const bool bBlack = (pNext - pFirst) % 2 != 0;
-      a0 = std::max(a0, 0);
-      const RunsEntry& runs = (bBlack ? kRunsFromBlack : kRunsFromWhite)[in.Peek(kRunsBits)];
-      if (runs.nRuns != 0 && a0 + runs.aEnds[1] <= nWidth) [[likely]] {
-        in.Skip(runs.nBitsOfTwo);
-        pNext[0] = static_cast<uint16_t>(a0 + runs.aEnds[0]);
-        pNext[1] = static_cast<uint16_t>(a0 + runs.aEnds[1]);
-        pNext += 2;
-        a0 += runs.aEnds[1];
-      } else {
-        in.Refill();
-        const int nRun1 = TakeRun(in, bBlack);
-        in.Refill();
-        const int nRun2 = nRun1 < 0 ? kNoRunLength : TakeRun(in, !bBlack);
-        if (nRun2 < 0 || nRun1 + nRun2 > nWidth - a0) {
+    const Mode mode = kModes[in.Peek(kModeBits)].mode;
+    if (mode == Mode::Vertical) {
+      // One code, and another one: where b1 was not the element behind the one
+      // before, the next is often not either.
+      for (int i = 0; i < 2; ++i) {
+        const ModeEntry& code = kModes[in.Peek(kModeBits)];
+        if (code.mode != Mode::Vertical) break;
+        const int a1 = *b1 + code.nOffset;
+        if (a1 <= a0 || a1 > nWidth) [[unlikely]] {
           result = LineResult::BadCode;
           break;
         }
-        pNext = AddElement(pNext, pFirst, a0 + nRun1);
-        a0 += nRun1 + nRun2;
-        pNext = AddElement(pNext, pFirst, a0);
+        in.Skip(code.nBits);
+        *pNext++ = static_cast<uint16_t>(a1);
+        a0 = a1;
+        if (a1 == nWidth) break;
+        b1 = NextB1(b1, a1, code.nOffset);
       }
+    } else if (mode == Mode::Pass) {
+      // a0' is put below b2; the colour stays. The line is at its end when b2 is.
+      const auto nToEnd = static_cast<int>((pEnd - b1) / 2) + 1;
+      const int nPasses = std::min(PassesInARow(in), nToEnd);
+      in.Skip(nPasses * kPassBits);
+      b1 += ptrdiff_t{2} * nPasses;
+      a0 = b1[-1];
+    } else if (mode == Mode::Horizontal) {
+      // The runs a0a1 and a1a2 follow; the first run of a line begins at its first
+      // pixel, not at the imaginary a0 before it. The next mode is often the same:
+      // new dots under white.
+      const bool bBlack = (pNext - pFirst) % 2 != 0;
+      const auto& table = bBlack ? kRunsFromBlack : kRunsFromWhite;
+      a0 = std::max(a0, 0);
+      do {
+        in.Skip(kHorizontalBits);
+        const RunsEntry& runs = table[in.Peek(kRunsBits)];
+        if (runs.nRuns != 0 && a0 + runs.aEnds[1] <= nWidth) [[likely]] {
+          in.Skip(runs.nBitsOfTwo);
+          pNext[0] = static_cast<uint16_t>(a0 + runs.aEnds[0]);
+          pNext[1] = static_cast<uint16_t>(a0 + runs.aEnds[1]);
+          pNext += 2;
+          a0 += runs.aEnds[1];
+        } else {
+          in.Refill();
+          const int nRun1 = TakeRun(in, bBlack);
+          in.Refill();
+          const int nRun2 = nRun1 < 0 ? kNoRunLength : TakeRun(in, !bBlack);
+          if (nRun2 < 0 || nRun1 + nRun2 > nWidth - a0) {
+            result = LineResult::BadCode;
+            break;
+          }
+          pNext = AddElement(pNext, pFirst, a0 + nRun1);
+          a0 += nRun1 + nRun2;
+          pNext = AddElement(pNext, pFirst, a0);
+        }
+        in.Refill();
+      } while (in.Peek(kHorizontalBits) == kHorizontalCode && a0 < nWidth);
       while (*b1 <= a0 && a0 < nWidth) b1 += 2;
     } else {
       result = NoCode(in, kUncompressedIn2D);
