@@ -80,26 +80,24 @@ TEST(Cost, TheLargestPictureInFortyBytesTakesItsBitmapOnly) {
 
 TEST(Cost, PicturesAboveTheLimitAreRefused) {
   const TemporaryFolder folder;
-  const std::string file = folder.File("file.ica", Segment(ImageSize(1000, 1000) + Encoding(0x82),
-                                                           {0x00, 0x10, 0x01, 0x00, 0x10, 0x01}));
-  const std::string out = folder / "out.png";
-  for (const std::vector<std::string>& load :
-       std::vector<std::vector<std::string>>{{"check", file}, {"extract", file, out}}) {
-    for (const char* limit : {"1000000", "999999"}) {
-      std::vector<std::string> arguments = load;
-      arguments.insert(arguments.end(), {"--max-pixels", limit});
-      const Result run = Kzica(arguments);
-      const bool enough = limit[0] == '1';
-      EXPECT_EQ(run.exit, enough ? 0 : 1) << run.err;
-      if (!enough) {
-        EXPECT_THAT(run.err, HasSubstr("the picture of 1000 x 1000 pixels is above the limit of "
-                                       "999999 pixels (status -9)"));
-      }
+  folder.File("file.ica", Segment(ImageSize(1000, 1000) + Encoding(0x82),
+                                  {0x00, 0x10, 0x01, 0x00, 0x10, 0x01}));
+  const struct {
+    const char* limit;
+    int exit;
+    const char* message;
+  } cases[] = {
+      {"1000000", 0, ""},
+      {"999999", 1, "the picture of 1000 x 1000 pixels is above the limit of 999999 pixels"},
+      {"0", 2, "'0' is no number of pixels"},
+      {"many", 2, "'many' is no number of pixels"}};
+  for (const char* command : {"check FILE --max-pixels ", "extract FILE FILE.png --max-pixels "}) {
+    for (const auto& c : cases) {
+      const Result run =
+          Kzica(Words(std::string(command) + c.limit, {{"FILE", folder / "file.ica"}}));
+      EXPECT_EQ(run.exit, c.exit) << run.err;
+      EXPECT_THAT(run.err, HasSubstr(c.message));
     }
-    std::vector<std::string> none = load;
-    none.insert(none.end(), {"--max-pixels", "0"});
-    EXPECT_EQ(Kzica(none).exit, 2);
-    EXPECT_THAT(Kzica(none).err, HasSubstr("'0' is no number of pixels"));
   }
 }
 

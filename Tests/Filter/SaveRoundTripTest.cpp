@@ -142,29 +142,4 @@ TEST(SaveRoundTrip, EveryKindOfPageInOneDocument) {
   }
 }
 
-TEST(SaveRoundTrip, JpegPagesAreWhatTheirDataAre) {
-  const TemporaryFolder folder;
-  for (const int format : {377, 378, 379}) {
-    for (const int depth : {8, 24}) {
-      SCOPED_TRACE(testing::Message() << format << " at " << depth);
-      SaveRequest request(Drawing(201, 77, depth, 3));
-      UseToolkit(request);
-      ASSERT_EQ(request(folder / "f", format), 1);
-      const std::vector<WrittenImage> images = WrittenPages(FileBytes(folder / "f"));
-      ASSERT_EQ(images.size(), 1u);
-      EXPECT_EQ(Slice(images[0].data, 0, 2), Hex("FFD8"));
-
-      _BITMAPHANDLE decoded = {};
-      Bytes data = images[0].data;
-      ASSERT_EQ(kz::LoadMemory(data.data(), &decoded, sizeof decoded, depth, K_ORDER_BGR,
-                               data.size(), nullptr, nullptr),
-                1);
-      SaveRequest expected(decoded);
-      expected.bitmap.nXResolution = 200;
-      expected.bitmap.nYResolution = 100;
-      ExpectPage(folder / "f", 1, 1, 377, expected);
-    }
-  }
-}
-
 }  // namespace

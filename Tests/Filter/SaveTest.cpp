@@ -188,8 +188,8 @@ TEST(Save, NewFilesHoldJustWhatWasWritten) {
       EXPECT_EQ(WrittenSegment(expected).data, request.PackedRows());
     } else {
       ASSERT_EQ(WrittenPages(expected).size(), 1u);
-      for (const WrittenField& field : WrittenFields(expected)) {
-        EXPECT_EQ(field.prefixed, format == 312 && field.type != 0xA9A8);
+      for (const WalkedField& field : Walk(expected)) {
+        EXPECT_EQ(field.prefixed, format == 312 && field.code != 0xA9A8);
       }
     }
     for (const size_t size : {size_t{0}, size_t{1}, expected.size() - 1, size_t{50000}}) {

@@ -188,12 +188,13 @@ TEST(Writers, PagesAreMeasuredIn1440thsOfAnInch) {
     EXPECT_EQ(bitmap.nYResolution, c.resolutions[1]);
     const Bytes size = Bytes{0} + Big16(static_cast<unsigned>(c.units[0]) & 0xFFFF) + Bytes{0} +
                        Big16(static_cast<unsigned>(c.units[1]) & 0xFFFF);
-    const std::vector<WrittenField> fields = WrittenFields(out.Close());
+    const std::vector<WalkedField> fields = Walk(out.Close());
     ASSERT_EQ(fields.size(), 10u);
-    EXPECT_EQ(Slice(fields[2].data, 6, 6), size);
-    EXPECT_EQ(Slice(fields[6].data, 14, 6), size);
-    EXPECT_EQ(Slice(fields[8].data, 1, 4), Big16(static_cast<unsigned>(c.resolutions[0]) * 10) +
-                                               Big16(static_cast<unsigned>(c.resolutions[1]) * 10));
+    EXPECT_EQ(Slice(fields[2].Data(), 6, 6), size);
+    EXPECT_EQ(Slice(fields[6].Data(), 14, 6), size);
+    EXPECT_EQ(Slice(fields[8].Data(), 1, 4),
+              Big16(static_cast<unsigned>(c.resolutions[0]) * 10) +
+                  Big16(static_cast<unsigned>(c.resolutions[1]) * 10));
   }
 }
 

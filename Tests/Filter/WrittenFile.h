@@ -1,16 +1,13 @@
 // A second reader: takes files apart by the rules of their formats, shares no code
-// with the filter, and fails the test at the first byte that is out of place.
+// with the filter or the toolkit, and fails the test at the first byte that is out of
+// place.
 #pragma once
 
 #include <gtest/gtest.h>
 
-#include "Tests/Filter/FileBuilder.h"
+#include <stdexcept>
 
-struct WrittenField {
-  unsigned type;
-  bool prefixed;
-  Bytes data;
-};
+#include "Tests/Filter/FileBuilder.h"
 
 struct WrittenImage {
   Bytes size;                  // parameters of Image Size
@@ -20,20 +17,24 @@ struct WrittenImage {
   Bytes data;                  // of all of them
 };
 
-// Structured fields without extension, up to the last byte of the file.
-inline std::vector<WrittenField> WrittenFields(const Bytes& file) {
-  std::vector<WrittenField> fields;
-  size_t at = 0;
-  while (at < file.size()) {
+struct WalkedField {
+  unsigned code;
+  bool prefixed;
+  Bytes bytes;  // without 0x5A
+  Bytes Data() const { return Slice(bytes, 8, bytes.size()); }
+};
+
+// The structured fields up to the last byte of a file; throws where there is none.
+inline std::vector<WalkedField> Walk(const Bytes& file) {
+  std::vector<WalkedField> fields;
+  for (size_t at = 0; at < file.size();) {
     const bool prefixed = file[at] == 0x5A;
-    const Bytes head = Slice(file, at + (prefixed ? 1 : 0), 8);
-    const size_t length = head.size() == 8 ? head[0] * 256u + head[1] : 0;
-    const bool sound = length >= 8 && head[2] == 0xD3 && head[5] == 0 && head[6] + head[7] == 0 &&
-                       at + (prefixed ? 1 : 0) + length <= file.size();
-    EXPECT_TRUE(sound) << "no structured field at " << at << " of " << file.size();
-    if (!sound) break;
     at += prefixed ? 1 : 0;
-    fields.push_back({head[3] * 256u + head[4], prefixed, Slice(file, at + 8, length - 8)});
+    if (at + 8 > file.size() || file[at + 2] != 0xD3) throw std::runtime_error("no field");
+    const size_t length = static_cast<size_t>(file[at] << 8 | file[at + 1]);
+    if (length < 8 || at + length > file.size()) throw std::runtime_error("bad length");
+    fields.push_back({static_cast<unsigned>(file[at + 3] << 8 | file[at + 4]), prefixed,
+                      Slice(file, at, length)});
     at += length;
   }
   return fields;
@@ -73,26 +74,27 @@ inline WrittenImage WrittenSegment(const Bytes& segment) {
 // Picture Data field of its own.
 inline std::vector<WrittenImage> WrittenPages(const Bytes& file) {
   std::vector<WrittenImage> images;
-  const std::vector<WrittenField> fields = WrittenFields(file);
+  const std::vector<WalkedField> fields = Walk(file);
   if (fields.empty()) return images;
-  EXPECT_EQ(fields.front().type, 0xA8A8u);
-  EXPECT_EQ(fields.back().type, 0xA9A8u);
+  EXPECT_EQ(fields.front().code, 0xA8A8u);
+  EXPECT_EQ(fields.back().code, 0xA9A8u);
   Bytes segment;
   bool inPage = false;
   for (size_t i = 1; i + 1 < fields.size(); ++i) {
-    const WrittenField& field = fields[i];
-    EXPECT_EQ(inPage, field.type != 0xA8AF) << "field " << i;
-    if (field.type == 0xA8AF) {
+    const WalkedField& field = fields[i];
+    EXPECT_EQ(Slice(field.bytes, 5, 3), Bytes(3)) << "no extension, no number";
+    EXPECT_EQ(inPage, field.code != 0xA8AF) << "field " << i;
+    if (field.code == 0xA8AF) {
       inPage = true;
       segment.clear();
-    } else if (field.type == 0xEEFB) {
-      const Bytes head = Slice(field.data + Bytes(4), 0, 4);
+    } else if (field.code == 0xEEFB) {
+      const Bytes head = Slice(field.Data() + Bytes(4), 0, 4);
       const size_t expected = head[0] == 0x70   ? 23
                               : head[0] == 0x93 ? 4
                                                 : 4u + head[2] * 256u + head[3];
-      EXPECT_EQ(field.data.size(), expected) << "field " << i;
-      segment = segment + field.data;
-    } else if (field.type == 0xA9AF) {
+      EXPECT_EQ(field.Data().size(), expected) << "field " << i;
+      segment = segment + field.Data();
+    } else if (field.code == 0xA9AF) {
       inPage = false;
       images.push_back(WrittenSegment(segment));
     }

@@ -1,46 +1,21 @@
-// Documents for the tests of indexing and editing, and a plain reader of their
-// framing that shares nothing with the toolkit.
+// Documents for the tests of indexing and editing.
 #pragma once
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "Host/Toolkit/Assemble.h"
 #include "Host/Toolkit/Document.h"
 #include "Host/Toolkit/PageIndex.h"
-#include "Tests/Filter/FileBuilder.h"
+#include "Tests/Filter/WrittenFile.h"
 
 namespace kz::test {
 
 inline std::string Sample(const std::string& name) { return std::string(KZ_SAMPLES) + "/" + name; }
-
-struct WalkedField {
-  unsigned code;
-  bool prefixed;
-  Bytes bytes;  // without 0x5A
-  Bytes Data() const { return Slice(bytes, 8, bytes.size()); }
-};
-
-// The fields of a document; throws where there is none.
-inline std::vector<WalkedField> Walk(const Bytes& file) {
-  std::vector<WalkedField> fields;
-  for (size_t at = 0; at < file.size();) {
-    const bool prefixed = file[at] == 0x5A;
-    at += prefixed ? 1 : 0;
-    if (at + 8 > file.size() || file[at + 2] != 0xD3) throw std::runtime_error("no field");
-    const size_t length = static_cast<size_t>(file[at] << 8 | file[at + 1]);
-    if (length < 8 || at + length > file.size()) throw std::runtime_error("bad length");
-    fields.push_back({static_cast<unsigned>(file[at + 3] << 8 | file[at + 4]), prefixed,
-                      Slice(file, at, length)});
-    at += length;
-  }
-  return fields;
-}
 
 // The pages from Begin Page to End Page, 0x5A left out.
 inline std::vector<Bytes> Pages(const Bytes& file) {
