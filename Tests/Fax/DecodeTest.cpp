@@ -90,6 +90,7 @@ TEST(Decode, LinesAndMarkers) {
       {"G4, H past the end", g4, line2D + "001 1111 11" + ones, -9, -62, "B"},
       {"G4, uncompressed", g4, line2D + raw2D + ones, -9, -62, "B"},
       {"G4, pass to the end", g4, "0001", 1, 0, "W"},
+      {"G4, passes in a row", g4, line2D + Times(4, "0001") + line2D + eofb, 1, 0, "BWWWB"},
       {"G4, empty runs", g4, "001" + white0 + black0 + line2D, 1, 0, "B"},
       {"G4, black at once", g4, "001" + white0 + "000101" + eofb, 1, 0, "A"},
       {"MMR, as written", mmr, line + eol0 + again + again + eop, 1, 0, "BBB"},
