@@ -95,7 +95,7 @@ TEST_F(Documents, AnyPageIsInsertedReplacedAndDeleted) {
     EXPECT_EQ(run.exit, 0) << run.err;
     EXPECT_EQ(run.err, "");
     EXPECT_EQ(Pages(file), c.expected);
-    kz::test::Walk(FileBytes(file));
+    Walk(FileBytes(file));
   }
   // In place or through a copy, the same bytes come out.
   const std::string copied = m_folder.File("copied.mda", FileBytes(file));
