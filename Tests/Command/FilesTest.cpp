@@ -17,7 +17,7 @@ namespace {
 namespace fs = std::filesystem;
 using testing::HasSubstr;
 
-constexpr Conditions kPatient = {.patience = 60};
+const Conditions kPatient = {.patience = 60};
 
 std::string Sample(const std::string& name) { return std::string(KZ_SAMPLES "/") + name; }
 
