@@ -283,7 +283,8 @@ Inputs MakeInputs(const fs::path& folder) {
       for (int x = 0; x < 4000 * 3; ++x) {
         noise = noise * 1664525u + 1013904223u;
         colour->pRows[static_cast<ptrdiff_t>(y) * colour->nBytesPerLine + x] =
-            static_cast<unsigned char>((x / 9 * (1 + x % 3) + y) / 16 % 200 + (noise >> 29));
+            static_cast<unsigned char>((x / 9 * (1 + x % 3) + y) / 16 % 200 +
+                                       static_cast<int>(noise >> 29));
       }
     }
     Check(SaveBitmap(in.jpeg, colour.get(), kDocumentJpeg, 1) == K_SUCCESS, in.jpeg);
