@@ -63,7 +63,8 @@ using DumpOutput = std::function<bool(std::string_view)>;
 // indented by depth, values. Begins with a line of headings.
 K_EXPORT std::unique_ptr<DumpSink> MakeTextDump(DumpOutput output);
 // One JSON object for each event, each on a line: "kind", "offset", "length" and the
-// others of DumpEvent that have something to say.
+// others of DumpEvent that have something to say; "values" by their names, several of
+// one name as a list.
 K_EXPORT std::unique_ptr<DumpSink> MakeJsonDump(DumpOutput output);
 
 struct DumpOptions {

@@ -105,6 +105,16 @@ const char* KindName(DumpKind kind) {
   return "";
 }
 
+// A field may have several values of one name: these become a list.
+void AddValue(nlohmann::ordered_json& values, nlohmann::ordered_json value) {
+  if (values.is_null()) {
+    values = std::move(value);
+    return;
+  }
+  if (!values.is_array()) values = nlohmann::ordered_json::array({std::move(values)});
+  values.push_back(std::move(value));
+}
+
 class JsonDump : public DumpSink {
  public:
   explicit JsonDump(DumpOutput output) : m_output(std::move(output)) {}
@@ -125,11 +135,8 @@ class JsonDump : public DumpSink {
     add("extension", event.extension);
     nlohmann::ordered_json values;
     for (const DumpValue& value : event.values) {
-      if (value.isNumber) {
-        values[value.name] = value.number;
-      } else {
-        values[value.name] = value.words;
-      }
+      AddValue(values[value.name], value.isNumber ? nlohmann::ordered_json(value.number)
+                                                  : nlohmann::ordered_json(value.words));
     }
     if (!values.empty()) object["values"] = std::move(values);
     add("data", event.data);
