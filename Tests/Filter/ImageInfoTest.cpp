@@ -5,7 +5,6 @@
 
 #include <cstring>
 
-#include "API/Filters/Ica/Common/Ioca/ImageDataReader.h"
 #include "Host/Kernel/KernelTesting.h"
 #include "Tests/Filter/FileBuilder.h"
 #include "Tests/Filter/OpenBytes.h"
@@ -32,7 +31,6 @@ TEST(ImageInfo, ParametersBecomeTheDescription) {
   const auto structure = [](unsigned char first) { return Bytes{0x9B, 6, first, 0, 0, 0, 0, 0}; };
   const Case cases[] = {
       {"plain", kG4, 1, 1, 200, 100, 1},
-      {"encoding first", Encoding(0x82) + size, 1, 1, 200, 100, 1},
       {"ten inches", resolution(0, 2409, 3000), 1, 1, 240, 300, 1},
       {"ten centimetres", resolution(1, 1181, 1000), 1, 1, 299, 254, 1},
       {"logical units", resolution(2, 300, 1), 1, 1, 300, 1, 1},
@@ -46,35 +44,27 @@ TEST(ImageInfo, ParametersBecomeTheDescription) {
       {"bottom to top", size + Encoding(0x82, 3), 1, 1, 200, 100, 0},
       {"unpadded keeps top down", size + Encoding(0x82, 4), 1, 1, 200, 100, 1},
       {"unpadded keeps bottom up", size + Encoding(0x82, 3) + Encoding(0x82, 4), 1, 1, 200, 100, 0},
-      {"top down again", size + Encoding(0x82, 3) + Encoding(0x82, 1), 1, 1, 200, 100, 1},
       {"reversed bits", size + reversed, 1, 1, 200, 100, 9},
       {"reversed and back", size + reversed + Encoding(0x82), 1, 1, 200, 100, 1},
-      {"structure flag", kG4 + structure(0x01), 1, 1, 200, 100, 5},
+      {"structure flag", kG4 + structure(0xFE) + structure(0x01), 1, 1, 200, 100, 5},
       {"structure flag off", kG4 + structure(0xFF) + structure(0xFE), 1, 1, 200, 100, 1},
       {"look-up table", kG4 + Bytes{0x97, 1, 9}, 1, 1, 200, 100, 1},
-      {"G4 of 1 bit", kG4 + IdeSize(1), 1, 1, 200, 100, 1},
       {"1 bit before encoding", IdeSize(1) + kG4, 1, 1, 200, 100, 1},
-      {"JPEG", size + Encoding(0x83), 1, 1, 200, 100, 1},
       {"JPEG grey", size + Encoding(0x83) + IdeSize(8), 1, 8, 200, 100, 1},
       {"JPEG colour", size + Encoding(0x83) + IdeSize(24), 1, 24, 200, 100, 1},
       {"JPEG of 1 bit", size + Encoding(0x83) + IdeSize(8) + IdeSize(1), 1, 1, 200, 100, 1},
-      {"ABIC", size + Encoding(0x08), 1, 1, 200, 100, 1},
       {"ABIC of 4 bits", size + Encoding(0x08) + IdeSize(4), 1, 4, 200, 100, 1},
       {"concatenated ABIC", size + Encoding(0x0A), 1, 4, 200, 100, 1},
       {"concatenated keeps 4", size + Encoding(0x0A) + IdeSize(1), 1, 4, 200, 100, 1},
       {"size after a depth", Encoding(0x0A) + size, 1, 4, 200, 100, 1},
       // Refused, whatever field comes too early, is missing or does not fit.
       {"4 bits before encoding", IdeSize(4) + kG4, -9, 0, 0, 0, 0},
-      {"8 bits before encoding", IdeSize(8) + size + Encoding(0x83), -9, 0, 0, 0, 0},
       {"G4 of 4 bits", kG4 + IdeSize(4), -9, 0, 0, 0, 0},
-      {"G4 of 8 bits", kG4 + IdeSize(8), -9, 0, 0, 0, 0},
       {"JPEG of 4 bits", size + Encoding(0x83) + IdeSize(4), -9, 0, 0, 0, 0},
       {"ABIC of 8 bits", size + Encoding(0x08) + IdeSize(8), -9, 0, 0, 0, 0},
       {"none of 24 bits", size + Encoding(0x03) + IdeSize(24), -9, 0, 0, 0, 0},
       {"JPEG of 16 bits", size + Encoding(0x83) + IdeSize(16), -9, 0, 0, 0, 0},
-      {"0 bits", kG4 + IdeSize(0), -9, 0, 0, 0, 0},
       {"RL4", size + Encoding(0x06), -9, 0, 0, 0, 0},
-      {"unassigned compression", size + Encoding(0x0B), -9, 0, 0, 0, 0},
       {"recording 0xFE", size + Encoding(0x82, 0xFE), -9, 0, 0, 0, 0},
       {"no size", Encoding(0x82), -9, 0, 0, 0, 0},
       {"no encoding", size, -9, 0, 0, 0, 0},
@@ -83,7 +73,6 @@ TEST(ImageInfo, ParametersBecomeTheDescription) {
       {"a second segment", kG4 + Bytes{0x70, 0}, -9, 0, 0, 0, 0},
       {"end of content", kG4 + Bytes{0x93, 0}, -9, 0, 0, 0, 0},
       {"unknown field", kG4 + Bytes{0x98, 0}, -9, 0, 0, 0, 0},
-      {"field fault", kG4 + Bytes{0x96, 2, 1, 1}, -9, 0, 0, 0, 0},
   };
   for (const Case& c : cases) {
     const Bytes segment = Segment(c.parameters, Pattern(20));
@@ -108,6 +97,38 @@ TEST(ImageInfo, ParametersBecomeTheDescription) {
   }
 }
 
+TEST(ImageInfo, FieldsOfAnotherLengthOrValueAreRefused) {
+  const auto describe = [](const Bytes& field) {
+    OpenBytes file(Segment(kG4 + field, Pattern(9)));
+    _LOADINFO info;
+    int page = 1;
+    return ReadImageInfo(file, &info, &page, 0, 0);
+  };
+  struct Field {
+    unsigned char id;
+    Bytes parameters;  // of the longest field tried
+    std::vector<size_t> lengths;
+  };
+  const Field fields[] = {{0x94, {0, 7, 0, 7, 0, 0, 100, 0, 50, 0}, {9}},
+                          {0x95, {0x82, 1, 0, 0}, {2, 3}},
+                          {0x96, {1, 0}, {1}},
+                          {0x97, {1, 0}, {1}},
+                          {0x9B, Bytes(12), {6, 7, 8}}};
+  for (const Field& field : fields) {
+    for (size_t length = 0; length <= field.parameters.size(); ++length) {
+      const bool allowed = std::count(field.lengths.begin(), field.lengths.end(), length) > 0;
+      EXPECT_EQ(describe(Parameter(field.id, Slice(field.parameters, 0, length))), allowed ? 1 : -9)
+          << int{field.id} << " of " << length;
+    }
+  }
+  EXPECT_EQ(describe(ImageSize(0x7FFF, 0x7FFF)), 1);
+  for (const Bytes& field :
+       {ImageSize(1, 1, 3), ImageSize(0x8000, 1), ImageSize(1, 0x8000), Encoding(0x02),
+        Encoding(0x0B), Encoding(0x82, 2), Bytes{0x95, 3, 0x82, 1, 2}}) {
+    EXPECT_EQ(describe(field), -9) << testing::PrintToString(field);
+  }
+}
+
 TEST(ImageInfo, SegmentsMustOpenProperly) {
   const Bytes rest = kG4 + ImageData(Pattern(20)) + kEpilogue;
   struct Case {
@@ -119,6 +140,7 @@ TEST(ImageInfo, SegmentsMustOpenProperly) {
       {"named segment in a document", Document({Bytes{0x70, 4, 1, 2, 3, 4, 0x91, 1, 0xFF} + rest}),
        1},
       {"named segment alone", Bytes{0x70, 4, 1, 2, 3, 4, 0x91, 1, 0xFF} + rest, -9},
+      {"other content", Document({Bytes{0x70, 0, 0x91, 1, 0xFE} + rest}), -9},
       {"content first", Document({Bytes{0x91, 1, 0xFF} + rest}), -9},
       {"no content", Document({Bytes{0x70, 0} + rest}), -9},
       {"empty picture data", Document({{}}) + Field(0xEEFB), -7},
@@ -161,31 +183,6 @@ TEST(ImageInfo, PagesThatAreNotThereFallBackToOneThatIs) {
     int page = asked;
     ASSERT_EQ(ReadImageInfo(bare, &info, &page, 0, 0), 1);
     EXPECT_EQ(page, 1);
-  }
-}
-
-// Wherever the writer cut the segment, also inside the first Image Data header.
-TEST(ImageInfo, TheStreamIsLeftAtTheFirstImageDataField) {
-  const Bytes data = Pattern(100);
-  const Bytes segment = Segment(kG4, data, 30);
-  const size_t header = kPrologue.size() + kG4.size();
-  for (size_t cut = 1; cut <= segment.size() + 1; ++cut) {
-    SCOPED_TRACE(cut);
-    const bool bare = cut > segment.size();
-    const Bytes bytes = bare ? segment : Document({segment}, {cut, 2, 0, 3}, {true, {1}, true});
-    OpenBytes file(bytes);
-    _LOADINFO info;
-    int page = 1;
-    ASSERT_EQ(ReadImageInfo(file, &info, &page, 0, 0), 1);
-    EXPECT_EQ(static_cast<uint64_t>(file.Position()), info.nDataOffset);
-    if (bare || cut >= header + 4) {
-      EXPECT_EQ(Slice(bytes, info.nDataOffset, 4), (Bytes{0xFE, 0x92, 0, 30}));
-    }
-    ThreadState()->nImageDataLeft = 0;
-    Bytes read(101);
-    int status = 1;
-    EXPECT_EQ(ReadRawIMG(file, read.data(), 101, &status), 100);
-    EXPECT_EQ(Slice(read, 0, 100), data);
   }
 }
 

@@ -10,21 +10,6 @@
 
 namespace {
 
-// The codec's own functions, for making data.
-Bytes AbicData(const Bytes& rows, int width, int height, bool bilevel) {
-  K_DllLoader loader;
-  if (loader.LoadLib(KV_LIBID_ABIC, 0, nullptr) != 1 || loader.AddFunction("K_EncodeABIC") != 1) {
-    return {};
-  }
-  const auto encode = reinterpret_cast<K_EncodeAbicRoutine>(loader.GetFunction("K_EncodeABIC"));
-  unsigned char* data = nullptr;
-  uint64_t size = 0;
-  if (encode(rows.data(), 4, width, height, &data, &size, bilevel ? 1 : 0) != 1) return {};
-  const Bytes bytes(data, data + size);
-  WinGlobalFree(WinGlobalHandle(data));
-  return bytes;
-}
-
 // Rows of whole words whose padding is 0.
 Bytes PaddedRows(size_t usedBytes, size_t rowBytes, size_t height) {
   Bytes rows;
@@ -64,6 +49,20 @@ Bytes Bits(std::string bits) {
 }
 
 }  // namespace
+
+Bytes AbicData(const Bytes& rows, int width, int height, bool bilevel) {
+  K_DllLoader loader;
+  if (loader.LoadLib(KV_LIBID_ABIC, 0, nullptr) != 1 || loader.AddFunction("K_EncodeABIC") != 1) {
+    return {};
+  }
+  const auto encode = reinterpret_cast<K_EncodeAbicRoutine>(loader.GetFunction("K_EncodeABIC"));
+  unsigned char* data = nullptr;
+  uint64_t size = 0;
+  if (encode(rows.data(), 4, width, height, &data, &size, bilevel ? 1 : 0) != 1) return {};
+  const Bytes bytes(data, data + size);
+  WinGlobalFree(WinGlobalHandle(data));
+  return bytes;
+}
 
 const std::vector<Road>& Roads() {
   static const std::vector<Road> roads = [] {

@@ -19,3 +19,6 @@ struct Road {
 // colour JPEG.
 constexpr size_t kRoads = 10;
 const std::vector<Road>& Roads();
+
+// The code string that the codec library makes of rows padded to four bytes.
+Bytes AbicData(const Bytes& rows, int width, int height, bool bilevel);

@@ -9,8 +9,8 @@ class OpenBytes {
   explicit OpenBytes(const Bytes& bytes) {
     thread_local const TemporaryFolder folder;
     m_handle = K_RedirectedOpen(folder.File("file", bytes).c_str(), K_OPEN_READ, 0);
-    *State() = {};
-    BindRead(State());
+    *ThreadState() = {};
+    BindRead(ThreadState());
   }
   ~OpenBytes() { K_RedirectedClose(m_handle); }
   OpenBytes(const OpenBytes&) = delete;
@@ -19,8 +19,6 @@ class OpenBytes {
   operator tagHANDLE*() const { return m_handle; }
   int Position() const { return K_RedirectedSeek(m_handle, 0, K_SEEK_CURRENT); }
   FailingFiles& Files() { return m_files; }
-  // The calling thread's record.
-  static FilterThreadState* State() { return ThreadState(); }
 
  private:
   FailingFiles m_files;

@@ -9,12 +9,6 @@
 #include "API/Filters/Ica/Common/Thread.h"
 #include "Tests/Filter/FileBuilder.h"
 
-// The calling thread's record.
-inline FilterThreadState* State() {
-  return static_cast<FilterThreadState*>(
-      K_MyGetThreadData(&g_kzicaTls, kzicaAllocateThreadData, kzicaFreeThreadData, g_kzicaMutex));
-}
-
 inline _BITMAPHANDLE MakeBitmap(int width, int height, int depth = 1, unsigned seed = 1) {
   _BITMAPHANDLE bitmap;
   if (K_CreateBitmap(&bitmap, sizeof bitmap, width, height, depth, K_ORDER_RGB, K_VIEW_TOP_DOWN) !=
