@@ -72,10 +72,4 @@ TEST(Exports, AreThePromisedNames) {
               testing::Contains(testing::ContainsRegex("SONAME +libkzica.so.19$")));
 }
 
-TEST(Exports, TableOfLibraries) {
-  EXPECT_STREQ(aFilters[0].pszFileName, "KZABI.so");
-  EXPECT_EQ(aFilters[0].nError, -823);
-  EXPECT_STREQ(aCrLf, "\r\n");
-}
-
 }  // namespace

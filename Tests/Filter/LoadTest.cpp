@@ -5,8 +5,6 @@
 #include <cstring>
 
 #include "API/Filters/Ica/Common/Ioca/CodecLoader.h"
-#include "API/Filters/Ica/Common/Ioca/Decoders.h"
-#include "API/Filters/Ica/Common/Ioca/RowDelivery.h"
 #include "Tests/Filter/FailingFiles.h"
 #include "Tests/Filter/LoadRequest.h"
 #include "Tests/Filter/LoadRoads.h"
@@ -24,8 +22,6 @@ TEST(Load, UncompressedRowsAreTheDataDividedByTheHeight) {
     size_t row;
   };
   for (const Case& c : {Case{1, 2, 2},
-                        {2, 4, 2},
-                        {3, 6, 2},
                         {3, 1000, 334},
                         {4, 10, 3},
                         {4, 5, 2},
@@ -67,6 +63,7 @@ TEST_P(LoadRoad, GivesThePictureFromEveryContainer) {
   const std::pair<Bytes, int> containers[] = {
       {road.segment, 1},
       {Document({other, road.segment}), 2},
+      {Document({other, road.segment}, {1}, {true, {}, false}), 2},
       {Document({other, road.segment}, {5, 0, 33}, {true, {1, 2}, true}), 9},
   };
   for (const auto& [bytes, page] : containers) {
@@ -233,74 +230,6 @@ TEST(Load, MemoryLoaderIsToldWhatTheJpegDataAre) {
   EXPECT_EQ(size, 150000u);
   EXPECT_EQ(asked[0], 8);
   EXPECT_EQ(asked[1], K_ORDER_BGR);
-}
-
-TEST(RowDelivery, OneRowAtATime) {
-  struct Case {
-    int height, row, callback, result;
-    uint32_t flags;
-  };
-  for (const Case& c : {Case{3, 1, 1, 105, 7},
-                        {3, 2, 1, 105, 3},
-                        {3, 3, 1, 1, 11},
-                        {1, 1, 1, 1, 15},
-                        {3, 2, 0, 0, 3},
-                        {3, 1, -4, -4, 7},
-                        {3, 3, 5, 5, 11}}) {
-    LoadRequest load(16, c.height);
-    load.rows.resize(static_cast<size_t>(c.row) - 1);
-    load.stopAt = 1;
-    load.stopResult = c.callback;
-    unsigned char row[4] = {};
-    EXPECT_EQ(K_SendRawData(&load.dispatch, row, c.row), c.result);
-    ASSERT_FALSE(load.rows.empty());
-    EXPECT_EQ(load.rows.back().flags, c.flags);
-  }
-  LoadRequest load(16, 3);
-  EXPECT_EQ(SendBitmapRows(&load.dispatch, nullptr), 0);
-  _BITMAPHANDLE without = {};
-  EXPECT_EQ(SendBitmapRows(&load.dispatch, &without), -1) << "no access";
-  EXPECT_EQ(load.calls, 0u);
-  for (const size_t stopAt : {SIZE_MAX, size_t{2}}) {
-    LoadRequest sent(16, 3);
-    sent.stopAt = stopAt;
-    sent.stopResult = -4;
-    EXPECT_EQ(SendBitmapRows(&sent.dispatch, &sent.bitmap), stopAt == 2 ? -4 : 1);
-    EXPECT_EQ(sent.bitmap.nAccess, 0) << "the access is given back";
-  }
-}
-
-TEST(Decoders, TheLoadInfoCallbackDescribesRawData) {
-  struct Case {
-    uint32_t bits, perspective, order, flag800, reverse, flags;
-  };
-  const Case cases[] = {
-      {1, 4, 1, 0, 0, 0x1040}, {1, 1, 0, 0, 0, 0x1003},  {4, 2, 1, 0, 0, 0x1200},
-      {8, 3, 2, 0, 0, 0x1080}, {24, 5, 1, 0, 0, 0x0100}, {24, 6, 1, 1, 1, 0x0818},
-      {1, 7, 1, 0, 0, 0x1400}, {1, 8, 1, 0, 0, 0x1020},  {1, 0, 1, 0, 0, 0x1000},
-      {1, 9, 1, 0, 0, 0x1000},
-  };
-  for (const Case& c : cases) {
-    _RAWDATAINFO raw = {68, 11, 12, c.bits, c.perspective, c.order, 0, c.flag800, c.reverse};
-    _LOADINFO info;
-    std::memset(&info, 0xCC, sizeof info);
-    EXPECT_EQ(MyLoadInfoCallBack(5, &info, &raw), 1);
-    EXPECT_EQ(info.uFlags, c.flags);
-    EXPECT_EQ(info.nFormat, 68u);
-    EXPECT_EQ(info.nWidth, 11u);
-    EXPECT_EQ(info.nHeight, 12u);
-    EXPECT_EQ(info.nBitsPerPixel, c.bits);
-    EXPECT_EQ(info.nXResolution, 150u);
-    EXPECT_EQ(info.nYResolution, 150u);
-    EXPECT_EQ(info.nDataOffset, 0xCCCCCCCCCCCCCCCCu);
-    const unsigned entries = c.bits <= 8 ? 1u << c.bits : 0;
-    for (unsigned i = 0; i < 256; ++i) {
-      const unsigned grey = i < entries ? i * 256 / entries : 0xCC;
-      EXPECT_EQ(info.aPalette[i][0], grey);
-      EXPECT_EQ(info.aPalette[i][2], grey);
-      EXPECT_EQ(info.aPalette[i][3], i < entries ? 0u : 0xCCu);
-    }
-  }
 }
 
 }  // namespace

@@ -13,8 +13,6 @@
 
 namespace {
 
-const Style kPrefixed = {true, {}, false};
-
 Bytes Introducer(unsigned length, unsigned char flags = 0, const Bytes& rest = {}) {
   return Big16(length) + Bytes{0xD3, 0xA8, 0xAF, flags, 0x12, 0x34} + rest;
 }
@@ -30,30 +28,22 @@ TEST(StructuredField, IntroducersAreReadOrRefused) {
   };
   const Bytes many = Pattern(254);
   const Case cases[] = {
-      {"no data", Introducer(8), 1, 8, 0, 8},
-      {"data", Introducer(12), 1, 8, 4, 12},
       {"0x5A before it", Bytes{0x5A} + Introducer(12), 1, 9, 4, 13},
       {"longest", Introducer(32767), 1, 8, 32759, 32767},
-      {"0x5A and longest", Bytes{0x5A} + Introducer(32767), 1, 9, 32759, 32768},
       {"0x5B as high length byte", Introducer(0x5B00), 1, 8, 0x5AF8, 0x5B00},
       {"other flags", Introducer(12, 0x7F), 1, 8, 4, 12},
-      {"empty extension", Introducer(12, 0x80, {1}), 1, 9, 3, 12},
       {"extension", Introducer(20, 0x80, {4, 7, 8, 9}), 1, 12, 8, 20},
       {"extension and no data", Introducer(12, 0x80, {4, 7, 8, 9}), 1, 12, 0, 12},
       {"longest extension", Bytes{0x5A} + Introducer(300, 0xFF, Bytes{255} + many), 1, 264, 37,
        301},
-      {"nothing", {}, -7, 0, 0, 0},
       {"0x5A alone", {0x5A}, -7, 0, 0, 0},
-      {"seven bytes", Slice(Introducer(12), 0, 7), -7, 0, 0, 0},
       {"0x5A and seven bytes", Bytes{0x5A} + Slice(Introducer(12), 0, 7), -7, 0, 0, 0},
       {"no extension length", Introducer(12, 0x80), -7, 0, 0, 0},
       {"short extension", Introducer(20, 0x80, {5, 7, 8, 9}), -7, 0, 0, 0},
       {"extension length 0", Introducer(12, 0x80, {0}), -9, 0, 0, 0},
       {"extension past the field", Introducer(12, 0x80, Bytes{5} + many), -9, 0, 0, 0},
-      {"length 0", Introducer(0), -9, 0, 0, 0},
       {"length 7", Introducer(7), -9, 0, 0, 0},
       {"length 0x8000", Introducer(0x8000), -9, 0, 0, 0},
-      {"length 0xFFFF", Introducer(0xFFFF), -9, 0, 0, 0},
       {"0x5A as high length byte", Introducer(0x5A10), -7, 0, 0, 0},
       {"the same, more bytes", Introducer(0x5A10) + many, -9, 0, 0, 0},
       {"0x5A twice", Bytes{0x5A, 0x5A} + Introducer(12), -9, 0, 0, 0},
@@ -85,14 +75,6 @@ TEST(StructuredField, IntroducersAreReadOrRefused) {
     file.Files().Fail(FailingFiles::kSeek, 1);
     EXPECT_EQ(SkipSFData(file, &sfi), K_ERROR_SEEK);
   }
-}
-
-TEST(StructuredField, CarriageControlIsRememberedUntilSomebodyClearsIt) {
-  OpenBytes file(Field(0xA8A8, {}, kPrefixed) + Field(0xA8AF));
-  _SFI sfi;
-  EXPECT_EQ(ReadSFI(file, &sfi), 1);
-  EXPECT_EQ(ReadSFI(file, &sfi), 1);
-  EXPECT_EQ(ThreadState()->bReadCC, 1u);
 }
 
 // Fields by a letter each; small letters have data, 0x5A and an extension as well.
@@ -154,46 +136,6 @@ TEST(Navigation, EndPageIsFoundRightBehindItsIntroducer) {
   OpenBytes file(Spell("Bpq"));
   EXPECT_EQ(K_GetEndPage(file, 1), 1);
   EXPECT_EQ(file.Position(), static_cast<int>(Spell("Bpq").size()) - 300);
-}
-
-TEST(Navigation, ImageObjectsAreFoundOneAfterAnother) {
-  struct Case {
-    const char* fields;
-    std::vector<const char*> before;  // what precedes each object found
-    int last;                         // status of the search behind the last
-  };
-  const Case cases[] = {
-      {"BPINQE", {"BP"}, -7},
-      {"bpiiINqPnIINQE", {"bp", "bpiiINqPn"}, -7},
-      {"IINII", {"", "IIN"}, -7},
-      {"BPQEPi", {"BPQEP"}, -7},  // End Document doesn't end the search
-      {"INX", {""}, -9},
-      {"BPQE", {}, -7},
-      {"BX", {}, -9},
-  };
-  for (const Case& c : cases) {
-    OpenBytes file(Spell(c.fields));
-    int position = -1;
-    for (size_t i = 0; i < c.before.size(); ++i) {
-      SCOPED_TRACE(testing::Message() << c.fields << " object " << i);
-      ASSERT_EQ(FindImageObject(file, &position, i > 0), 1);
-      const Bytes before = Spell(c.before[i]);
-      const int prefix = Spell(c.fields)[before.size()] == 0x5A ? 1 : 0;
-      EXPECT_EQ(position, static_cast<int>(before.size()) + prefix);
-      EXPECT_EQ(file.Position(), position);
-      _SFI sfi;
-      EXPECT_EQ(ReadSFI(file, &sfi), 1) << "it can be read again from there";
-      EXPECT_EQ(+sfi.wTypeCategory, 0xEEFB);
-      EXPECT_EQ(K_RedirectedSeek(file, position, K_SEEK_START), position);
-    }
-    const int found = position;
-    EXPECT_EQ(FindImageObject(file, &position, c.before.empty() ? 0 : 1), c.last) << c.fields;
-    EXPECT_EQ(position, found) << "only a success is stored";
-  }
-  OpenBytes file(Spell("BPI"));
-  int position = 0;
-  file.Files().Fail(FailingFiles::kSeek, 2);  // the first steps back from the length byte
-  EXPECT_EQ(FindImageObject(file, &position, 0), K_ERROR_SEEK);
 }
 
 }  // namespace
