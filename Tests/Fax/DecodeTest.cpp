@@ -1,9 +1,8 @@
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <string>
 
 #include "Host/Kernel/Kernel.h"
-#include "Host/Kernel/KernelTesting.h"
 #include "Tests/Fax/Pictures.h"
 #include "Tests/Fax/RawFax.h"
 
@@ -146,25 +145,6 @@ TEST(Decode, CallbackAndPadding) {
   }
 }
 
-TEST(Decode, FailingHost) {
-  Picture picture = MakePicture(Kind::Noise, 2550, 500, 1);
-  for (const int nCode : {K_FAX_G3_1D, K_FAX_G3_2D, K_FAX_G4}) {
-    const Bytes data = EncodeWithTiff(picture, nCode);
-    const size_t nBlocks = K_LiveBlocks();
-    int nFailed = 0;
-    for (int n = 1;; ++n) {
-      const RawFaxLoad load = LoadRaw(data, 2550, 500, nCode, {.nFailingTransfer = n});
-      if (load.nResult == K_SUCCESS) break;
-      ++nFailed;
-      EXPECT_EQ(load.nResult, K_ERROR_READ);
-      EXPECT_LT(load.nRows, 500);
-      EXPECT_LE(load.nLargestRead, 64 * 1024);
-    }
-    EXPECT_GT(nFailed, 2);
-    EXPECT_EQ(K_LiveBlocks(), nBlocks);
-  }
-}
-
 // Data that end anywhere: the rows up to there come out, then -7. (Behind the last
 // row only an end marker is missing.)
 TEST(Decode, TruncatedAnywhere) {
@@ -183,45 +163,6 @@ TEST(Decode, TruncatedAnywhere) {
       nRows = load.nRows;
     }
     EXPECT_EQ(nRows, 40);
-  }
-}
-
-// One inverted bit, anywhere: no row in front of it changes. Group 3 mostly loses
-// one line, or as many as stand up to the next one-dimensional line; Group 4 ends
-// with its own error.
-TEST(Decode, DamagedAnywhere) {
-  Picture picture = MakePicture(Kind::Text, 200, 30, 3);
-  const struct {
-    int nCode;
-    int nLines;  // may be lost
-    int nTimes;  // of a hundred they are all
-  } aCases[] = {{K_FAX_G3_1D, 1, 90}, {K_FAX_G3_2D, 4, 90}, {K_FAX_G4, 30, 100}};
-  for (const auto& c : aCases) {
-    const Bytes data = EncodeWithTiff(picture, c.nCode);
-    int nFew = 0;
-    const int nBits = static_cast<int>(data.size()) * 8;
-    for (int n = 0; n < nBits; ++n) {
-      SCOPED_TRACE(testing::Message() << "code " << c.nCode << ", bit " << n);
-      const auto damage = data.begin() + n / 8;
-      const int nBefore = LoadRaw(Bytes(data.begin(), damage), 200, 30, c.nCode).nRows;
-      Bytes damaged = data;
-      damaged[static_cast<size_t>(n) / 8] ^= static_cast<unsigned char>(0x80 >> n % 8);
-      RawFaxLoad load = LoadRaw(damaged, 200, 30, c.nCode);
-      int nWrong = 0;
-      for (int y = 0; y < 30; ++y) {
-        const bool bRight = std::equal(picture.Row(y), picture.Row(y) + 25, load.picture.Row(y));
-        ASSERT_TRUE(bRight || y >= nBefore - 1);
-        nWrong += bRight ? 0 : 1;
-      }
-      nFew += nWrong <= c.nLines ? 1 : 0;
-      if (load.nResult != K_SUCCESS) {
-        ASSERT_THAT(load.nResult, testing::AnyOf(K_ERROR_INVALID_FORMAT, K_ERROR_READ));
-      }
-      if (c.nCode == K_FAX_G4) {
-        ASSERT_EQ(load.nLoadError, load.nResult == K_ERROR_INVALID_FORMAT ? K_ERROR_G4_DATA : 0);
-      }
-    }
-    EXPECT_GE(nFew * 100 / nBits, c.nTimes) << c.nCode;
   }
 }
 

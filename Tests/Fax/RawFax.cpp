@@ -19,8 +19,6 @@ struct Transfers {
 
 int ReadMemory(tagHANDLE*, unsigned char* pBuffer, unsigned int nCount, void* pUserData) {
   auto& transfers = *static_cast<Transfers*>(pUserData);
-  if (++transfers.nTransfers == transfers.nFailing) return -1;
-  transfers.nLargest = std::max(transfers.nLargest, static_cast<int>(nCount));
   const size_t nRead = std::min(transfers.pInput->size() - transfers.nPosition, size_t{nCount});
   std::copy_n(transfers.pInput->data() + transfers.nPosition, nRead, pBuffer);
   transfers.nPosition += nRead;
@@ -163,12 +161,10 @@ RawFaxLoad LoadRaw(const Bytes& data, int nWidth, int nHeight, int nCode,
 
   Transfers transfers;
   transfers.pInput = &data;
-  transfers.nFailing = options.nFailingTransfer;
   const Redirection redirection(transfers);
   load.nResult = K_LoadRawFax(&dispatch, nullptr, &info, &target.nContext, &target.bitmap, TakeRow,
                               options.nBitsPerPixel, &target);
   load.nLoadError = dispatch.nLoadError;
-  load.nLargestRead = transfers.nLargest;
   return load;
 }
 

@@ -17,7 +17,7 @@ struct RawFaxOptions {
   int nBytesPerLine = 0;  // of the target bitmap
   int nStopAtRow = -1;    // the callback of this row returns nStopResult
   int nStopResult = 0;
-  int nFailingTransfer = 0;  // this read or write fails, counted from 1
+  int nFailingTransfer = 0;  // this write fails, counted from 1
 };
 
 struct RawFaxLoad {
@@ -25,7 +25,6 @@ struct RawFaxLoad {
   int nLoadError = 0;
   int nRows = 0;                // rows delivered
   bool bRowsAsPromised = true;  // numbers, flags, arguments and padding of all rows
-  int nLargestRead = 0;
   Picture picture;
 };
 

@@ -93,24 +93,4 @@ TEST(Memory, GlobalBlocksKnowTheirSizeHandleAndPointer) {
   EXPECT_EQ(K_LiveBlocks(), before);
 }
 
-TEST(Memory, ComparisonFoldsAsciiLettersOnly) {
-  struct Case {
-    const char* left;
-    const char* right;
-    size_t count;
-    int sign;
-  };
-  const Case cases[] = {
-      // clang-format off
-      {"abcZ", "ABCz", 4, 0}, {"abc", "abd", 3, -1}, {"abd", "ABC", 3, 1}, {"abc", "xyz", 0, 0},
-      {"a\0b", "A\0c", 3, -1}, {"[", "{", 1, -1}, {"@", "`", 1, -1}, {"\xC4", "\xE4", 1, -1},
-      {"\xFF", "\x01", 1, 1}, {"p\0\x91", "P\0\x91", 3, 0},
-      // clang-format on
-  };
-  for (const Case& c : cases) {
-    const int result = _memicmp(c.left, c.right, c.count);
-    EXPECT_EQ((result > 0) - (result < 0), c.sign) << c.left << " / " << c.right;
-  }
-}
-
 }  // namespace

@@ -182,37 +182,6 @@ TEST(RedirectedFile, CreatedFilesAre0666LessTheUmaskWhateverTheMode) {
   }
 }
 
-// What happened behind the buffer's back shows whether it asked the system.
-TEST(RedirectedFile, SmallStepsAndSkipsDoNotAskTheSystem) {
-  const TemporaryFolder folder;
-  const Bytes content = Pattern(200000);
-  const auto change = [&](const std::string& path, int at) {
-    FILE* out = ::fopen(path.c_str(), "r+b");
-    ::fseek(out, at, SEEK_SET);
-    ::fwrite("changed!", 8, 1, out);
-    ::fclose(out);
-  };
-  const Bytes changed = {'c', 'h', 'a', 'n', 'g', 'e', 'd', '!'};
-  const std::string path = folder.File("file", content);
-  OpenFile file(path, K_OPEN_READ);
-  for (const int start : {0, 100000}) {
-    EXPECT_EQ(file.Seek(start), start);
-    EXPECT_EQ(file.Read(1).size(), 1u);
-    change(path, start);
-    EXPECT_EQ(file.Seek(-1, K_SEEK_CURRENT), start);
-    EXPECT_EQ(file.Read(8), Slice(content, static_cast<size_t>(start), 8)) << "held already";
-  }
-  EXPECT_EQ(file.Seek(50000, K_SEEK_CURRENT), 150008);
-  change(path, 150008);
-  EXPECT_EQ(file.Read(8), changed) << "the skip must not have read what it passed";
-  // A read of the buffer's size goes straight to the caller and holds nothing.
-  EXPECT_EQ(file.Seek(30000), 30000);
-  EXPECT_EQ(file.Read(kBuffer), Slice(content, 30000, kBuffer));
-  change(path, 30000);
-  EXPECT_EQ(file.Seek(30000), 30000);
-  EXPECT_EQ(file.Read(8), changed);
-}
-
 TEST(RedirectedFile, SmallWritesGoOutTogether) {
   const TemporaryFolder folder;
   OpenFile file(folder / "new", kUpdateCreate);
