@@ -123,6 +123,11 @@ TEST(Load, FilesThatCanNotBeLoaded) {
   folder.File("rl4", Segment(ImageSize(16, 6) + Encoding(0x06), Pattern(12)));
   folder.File("jpeg", Segment(ImageSize(16, 6) + Encoding(0x83), Pattern(12)));
   folder.File("g4", Segment(ImageSize(32, 6) + Encoding(0x82), {0x00, 0x40, 0x55}));
+  for (const unsigned char compression : Bytes{0x03, 0x08, 0x83}) {
+    const Bytes start = kPrologue + ImageSize(16, 6) + Encoding(compression);
+    folder.File("cut" + std::to_string(compression), start + Bytes{0xFE, 0x92, 0, 9, 1, 2});
+    folder.File("odd" + std::to_string(compression), start + ImageData({1, 2}) + Bytes{0x98, 0});
+  }
   struct Case {
     const char* file;
     int status;
@@ -133,7 +138,13 @@ TEST(Load, FilesThatCanNotBeLoaded) {
                         {"no image", -9},
                         {"rl4", -9},
                         {"jpeg", -14},
-                        {"g4", -9}}) {
+                        {"g4", -9},
+                        {"cut3", -7},
+                        {"cut8", -7},
+                        {"cut131", -7},
+                        {"odd3", -9},
+                        {"odd8", -9},
+                        {"odd131", -9}}) {
     LoadRequest load(32, 6);
     EXPECT_EQ(load(folder / c.file), c.status) << c.file;
     EXPECT_TRUE(files.InForce());
