@@ -21,8 +21,7 @@ Outcome Read(const std::string& path, Bitmap& bitmap, int page = 1) {
 // A 4 x 3 page as a TIFF of one sample or more.
 struct TiffPage {
   uint16_t bits = 8, samples = 1, photometric = PHOTOMETRIC_MINISBLACK;
-  uint16_t planar = PLANARCONFIG_CONTIG, orientation = ORIENTATION_TOPLEFT;
-  bool tiled = false;
+  uint16_t orientation = ORIENTATION_TOPLEFT;
   uint32_t kind = 0;
 };
 
@@ -35,7 +34,7 @@ void WriteTiffPage(TIFF* tiff, const TiffPage& page, const Bytes& rows,
   TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, page.bits);
   TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, page.samples);
   TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, page.photometric);
-  TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, page.planar);
+  TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
   TIFFSetField(tiff, TIFFTAG_ORIENTATION, page.orientation);
   TIFFSetField(tiff, TIFFTAG_SUBFILETYPE, page.kind);
   TIFFSetField(tiff, TIFFTAG_XRESOLUTION, 100.0);
@@ -43,26 +42,10 @@ void WriteTiffPage(TIFF* tiff, const TiffPage& page, const Bytes& rows,
   TIFFSetField(tiff, TIFFTAG_RESOLUTIONUNIT, RESUNIT_CENTIMETER);
   if (map != nullptr) TIFFSetField(tiff, TIFFTAG_COLORMAP, map, map, map);
   Bytes copy = rows;
-  if (page.tiled) {
-    TIFFSetField(tiff, TIFFTAG_TILEWIDTH, 16);
-    TIFFSetField(tiff, TIFFTAG_TILELENGTH, 16);
-    const size_t rowBytes = rows.size() / kHeight,
-                 tileBytes = static_cast<size_t>(TIFFTileRowSize(tiff));
-    Bytes tile(tileBytes * 16);
-    for (size_t y = 0; y < kHeight; ++y) {
-      std::copy_n(rows.data() + y * rowBytes, rowBytes, tile.data() + y * tileBytes);
-    }
-    TIFFWriteTile(tiff, tile.data(), 0, 0, 0, 0);
-  } else {
-    TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, kHeight);
-    const size_t planes = page.planar == PLANARCONFIG_SEPARATE ? page.samples : 1;
-    const size_t rowBytes = rows.size() / planes / kHeight;
-    for (size_t p = 0; p < planes; ++p) {
-      for (size_t y = 0; y < kHeight; ++y) {
-        TIFFWriteScanline(tiff, copy.data() + (p * kHeight + y) * rowBytes,
-                          static_cast<uint32_t>(y), static_cast<uint16_t>(p));
-      }
-    }
+  TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, kHeight);
+  const size_t rowBytes = rows.size() / kHeight;
+  for (size_t y = 0; y < kHeight; ++y) {
+    TIFFWriteScanline(tiff, copy.data() + y * rowBytes, static_cast<uint32_t>(y));
   }
   TIFFWriteDirectory(tiff);
 }
@@ -80,47 +63,34 @@ TEST(PictureReader, TiffPagesOfManyKinds) {
   } cases[] = {
       {"min is black", {.bits = 1}, {0x50}, 1, {0, 255, 0, 255}},
       {"min is white", {.bits = 1, .photometric = kMinIsWhite}, {0x50}, 1, {255, 0, 255, 0}},
-      {"tiled bits", {.bits = 1, .tiled = true}, {0x50}, 1, {0, 255, 0, 255}},
       {"2 bits", {.bits = 2}, {0x1B}, 8, {0, 85, 170, 255}},
       {"2 bits, white", {.bits = 2, .photometric = kMinIsWhite}, {0x1B}, 8, {255, 170, 85, 0}},
       {"2 bits mapped", {.bits = 2, .photometric = kPalette}, {0x1B}, 8, {0, 20, 40, 255}},
       {"4 bits", {.bits = 4}, {0x01, 0xF8}, 4, {0, 17, 255, 136}},
       {"white", {.photometric = kMinIsWhite}, {255, 254, 155, 0}, 8, {0, 1, 100, 255}},
-      {"tiled grey", {.tiled = true}, {0, 1, 100, 255}, 8, {0, 1, 100, 255}},
+      {"two samples", {.samples = 2}, {0, 9, 1, 9, 100, 9, 255, 9}, 8, {0, 1, 100, 255}},
       {"16 bits", {.bits = 16}, {0, 0, 0, 1, 9, 100, 255, 255}, 8, {0, 1, 100, 255}},
   };
   const TemporaryFolder folder;
-  const auto read = [&](const TiffPage& page, const Bytes& rows, Bitmap& bitmap) {
-    TIFF* tiff = TIFFOpen((folder / "a.tif").c_str(), "w");
-    WriteTiffPage(tiff, page, rows, page.photometric == kPalette ? map : nullptr);
-    TIFFClose(tiff);
-    const Outcome outcome = Read(folder / "a.tif", bitmap);
-    EXPECT_TRUE(outcome.Ok()) << outcome.what;
-    ASSERT_EQ(bitmap.Width(), kWidth);
-    EXPECT_EQ(bitmap.XResolution(), 254);
-    EXPECT_EQ(bitmap.YResolution(), 127);
-  };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     Bitmap bitmap;
     Bytes rows = c.row;
     rows.resize(3 * rows.size());
-    read(c.page, rows, bitmap);
+    TIFF* tiff = TIFFOpen((folder / "a.tif").c_str(), "w");
+    WriteTiffPage(tiff, c.page, rows, c.page.photometric == kPalette ? map : nullptr);
+    TIFFClose(tiff);
+    const Outcome outcome = Read(folder / "a.tif", bitmap);
+    ASSERT_TRUE(outcome.Ok()) << outcome.what;
+    ASSERT_EQ(bitmap.Width(), kWidth);
+    EXPECT_EQ(bitmap.XResolution(), 254);
+    EXPECT_EQ(bitmap.YResolution(), 127);
     EXPECT_EQ(bitmap.BitsPerPixel(), c.bits);
     for (int x = 0; x < kWidth; ++x) {
       const int grey = c.greys[static_cast<size_t>(x)];
       EXPECT_EQ(ColorAt(bitmap, x, 0), (Color{grey, grey, grey})) << x;
     }
   }
-  Bytes planes(36);
-  for (const size_t i : {0u, 1u, 2u, 3u, 12u, 13u, 14u, 15u, 24u, 25u, 26u, 27u}) {
-    planes[i] = static_cast<unsigned char>(i + 1);
-  }
-  Bitmap bitmap;
-  read({.samples = 3, .photometric = PHOTOMETRIC_RGB, .planar = PLANARCONFIG_SEPARATE}, planes,
-       bitmap);
-  EXPECT_EQ(bitmap.BitsPerPixel(), 24);
-  for (int x = 0; x < kWidth; ++x) EXPECT_EQ(ColorAt(bitmap, x, 0), (Color{x + 1, x + 13, x + 25}));
 }
 
 TEST(PictureReader, Group4StripsOfEveryKind) {
@@ -172,6 +142,8 @@ TEST(PictureReader, TurnedPagesStandUpright) {
                {5, 1, 3}, {6, 3, 1}, {7, 4, 2}, {8, 2, 4}};
   for (const auto& c : cases) {
     TIFF* tiff = TIFFOpen((folder / "a.tif").c_str(), "w");
+    // A thumbnail is no page.
+    WriteTiffPage(tiff, {.kind = FILETYPE_REDUCEDIMAGE}, Bytes(12, 99));
     WriteTiffPage(tiff, {.orientation = static_cast<uint16_t>(c.orientation)},
                   {1, 0, 0, 2, 0, 0, 0, 0, 3, 0, 0, 4});
     TIFFClose(tiff);
@@ -182,22 +154,6 @@ TEST(PictureReader, TurnedPagesStandUpright) {
     EXPECT_EQ(ColorAt(bitmap, bitmap.Width() - 1, 0)[0], c.topRight) << c.orientation;
     EXPECT_EQ(bitmap.XResolution(), c.orientation < 5 ? 254 : 127);
   }
-}
-
-TEST(PictureReader, ThumbnailsAreNoPages) {
-  const TemporaryFolder folder;
-  TIFF* tiff = TIFFOpen((folder / "a.tif").c_str(), "w");
-  for (const unsigned char gray : Bytes{10, 20, 30, 40}) {
-    WriteTiffPage(tiff, {.kind = gray == 20 ? static_cast<uint32_t>(FILETYPE_REDUCEDIMAGE) : 0},
-                  Bytes(12, gray));
-  }
-  TIFFClose(tiff);
-  PictureReader reader;
-  ASSERT_TRUE(reader.Open(folder / "a.tif").Ok());
-  ASSERT_EQ(reader.Pages(), 3);
-  Bitmap bitmap;
-  ASSERT_TRUE(reader.Read(2, bitmap).Ok());
-  EXPECT_EQ(ColorAt(bitmap, 0, 0)[0], 30);
 }
 
 TEST(PictureReader, PngWithAlphaShowsPaper) {
@@ -219,7 +175,8 @@ TEST(PictureReader, PngWithAlphaShowsPaper) {
   EXPECT_EQ(ColorAt(bitmap, 2, 0), (Color{255, 255, 255}));
 }
 
-TEST(PictureReader, PnmOfEveryKind) {
+// The kinds that PictureWriter doesn't make.
+TEST(PictureReader, PnmAsTextAndOfWideSamples) {
   const TemporaryFolder folder;
   const struct {
     std::string_view text;
@@ -229,10 +186,7 @@ TEST(PictureReader, PnmOfEveryKind) {
       {"P1\n# a comment\n2 1\n1 0\n", 1, {0, 0, 0}, {255, 255, 255}},
       {"P2\n2 1\n255\n7 200\n", 8, {7, 7, 7}, {200, 200, 200}},
       {"P3\n2 1\n255\n1 2 3 4 5 6\n", 24, {1, 2, 3}, {4, 5, 6}},
-      {std::string_view("P4\n2 1\n\x80", 8), 1, {0, 0, 0}, {255, 255, 255}},
-      {std::string_view("P5\n2 1\n255\n\x07\xC8", 13), 8, {7, 7, 7}, {200, 200, 200}},
       {std::string_view("P5\n2 1\n65535\n\x07\xFF\xC8\x01", 17), 8, {8, 8, 8}, {199, 199, 199}},
-      {std::string_view("P6\n2 1\n255\n\x01\x02\x03\x04\x05\x06", 17), 24, {1, 2, 3}, {4, 5, 6}},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.text);
@@ -261,6 +215,7 @@ TEST(PictureReader, ACamerasOrientationIsFollowed) {
   Bitmap bitmap;
   ASSERT_TRUE(Read(folder / "a.jpg", bitmap).Ok());
   ASSERT_EQ(bitmap.Width(), 32);
+  EXPECT_EQ(bitmap.XResolution(), 300);
   const Color corner = ColorAt(bitmap, 31, 0), stored = ColorAt(page, 0, 0);
   for (size_t c = 0; c < 3; ++c) EXPECT_NEAR(corner[c], stored[c], 12);
 }
@@ -269,7 +224,6 @@ TEST(PictureReader, WhatIsNoPictureIsRefused) {
   const TemporaryFolder folder;
   Bitmap bitmap;
   EXPECT_EQ(Read(folder / "missing.png", bitmap).status, K_ERROR_OPEN_READ);
-  EXPECT_EQ(Read(folder / "", bitmap).status, K_ERROR_OPEN_READ);
   for (const char* text : {"", "P", "P9 1 1", "GIF89a", "II*", "hello world"}) {
     folder.File("a.png", AsBytes(text));
     EXPECT_EQ(Read(folder / "a.png", bitmap).status, K_ERROR_INVALID_FORMAT) << text;

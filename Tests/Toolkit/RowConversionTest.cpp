@@ -3,10 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <memory>
 
 #include "Host/Kernel/Kernel.h"
-#include "Host/Kernel/KernelTesting.h"
 #include "Tests/Toolkit/TestPictures.h"
 
 namespace kz::test {
@@ -132,6 +130,15 @@ TEST(RowConversion, PaddingIsZeroAndTheBufferHoldsBothRows) {
   }
 }
 
+TEST(RowConversion, RefusesWhatItCannotDo) {
+  Bitmap bitmap = RandomBitmap(5, 2, 8), empty;
+  EXPECT_EQ(Conversion(bitmap, 2).status, K_ERROR_BITS_PER_PIXEL);
+  EXPECT_EQ(Conversion(empty, 8).status, K_ERROR_NO_MEMORY);
+  Conversion rows(bitmap, 8);
+  EXPECT_EQ(rows.Get(-1), K_ERROR_INVALID_FORMAT);
+  EXPECT_EQ(rows.Get(2), K_ERROR_INVALID_FORMAT);
+}
+
 TEST(RowConversion, DitheringKeepsTheMeanGrey) {
   for (const int gray : {1, 16, 64, 100, 127, 128, 200, 254}) {
     Bitmap field;
@@ -159,48 +166,6 @@ TEST(RowConversion, DitheredRowsDoNotDependOnTheOrderOfAsking) {
   Bitmap cut;
   ASSERT_TRUE(ConvertBitmap(bitmap, 1, false, cut).Ok());
   EXPECT_NE(inOrder[10], Bytes(cut.TopDownRow(10), cut.TopDownRow(10) + 8));
-}
-
-TEST(RowConversion, RefusesWhatItCannotDo) {
-  Bitmap bitmap = RandomBitmap(5, 2, 8);
-  for (const int bits : {-1, 0, 2, 16, 32}) {
-    Conversion rows(bitmap, bits);
-    EXPECT_EQ(rows.status, K_ERROR_BITS_PER_PIXEL) << bits;
-    EXPECT_EQ(rows.context, nullptr);
-    EXPECT_EQ(rows.row, nullptr);
-    EXPECT_EQ(rows.colors, nullptr);
-  }
-  Conversion rows(bitmap, 8);
-  EXPECT_EQ(rows.Get(-1), K_ERROR_INVALID_FORMAT);
-  EXPECT_EQ(rows.Get(2), K_ERROR_INVALID_FORMAT);
-  Bitmap empty;
-  EXPECT_EQ(Conversion(empty, 8).status, K_ERROR_NO_MEMORY);
-}
-
-TEST(Bitmap, MovesAndCopiesOwnTheirRows) {
-  const size_t before = K_LiveBlocks();
-  {
-    Bitmap first = RandomBitmap(9, 3, 4, Colors::kColored, K_VIEW_BOTTOM_UP);
-    Bitmap copy;
-    ASSERT_EQ(copy.CopyFrom(first), K_SUCCESS);
-    Bitmap moved = std::move(first);
-    EXPECT_EQ(LargestDifference(copy, moved), 0);
-    moved.TopDownRow(0)[0] ^= 0xFF;
-    EXPECT_NE(copy.TopDownRow(0)[0], moved.TopDownRow(0)[0]);
-    copy = std::move(moved);
-    EXPECT_EQ(K_LiveBlocks(), before + 2);
-  }
-  EXPECT_EQ(K_LiveBlocks(), before);
-}
-
-TEST(Bitmap, RefusesInsaneSizes) {
-  Bitmap bitmap;
-  EXPECT_EQ(bitmap.Create(0, 5, 1), K_ERROR_INVALID_FORMAT);
-  EXPECT_EQ(bitmap.Create(5, -1, 1), K_ERROR_INVALID_FORMAT);
-  EXPECT_EQ(bitmap.Create(5, 5, 2), K_ERROR_BITS_PER_PIXEL);
-  EXPECT_EQ(bitmap.Create(32767, 32767, 24), K_ERROR_INVALID_FORMAT);
-  EXPECT_EQ(bitmap.Create(32767, 32767, 1), K_SUCCESS);
-  EXPECT_FALSE(IsSanePicture(int64_t{1} << 32, 1, 1));
 }
 
 }  // namespace

@@ -38,7 +38,7 @@ inline Color ColorAt(const Bitmap& bitmap, int x, int y) {
   return {gray, gray, gray};
 }
 
-enum class Colors { kNone, kGray, kColored, kBlackWhite };
+enum class Colors { kNone, kColored, kBlackWhite };
 
 // Random pixels; bits behind the width are set, as nobody promises otherwise.
 inline Bitmap RandomBitmap(int width, int height, int bits, Colors colors = Colors::kNone,

@@ -1,6 +1,5 @@
 #include "Host/Toolkit/Text.h"
 
-#include "Host/Toolkit/Check.h"
 #include "Tests/Toolkit/EditedDocuments.h"
 
 namespace kz::test {
@@ -67,32 +66,6 @@ TEST(Text, IsInTheEncodingOfTheDocument) {
   EXPECT_EQ(ReadText(file, 1, "no-such-code-page", text).status, -9);
 }
 
-TEST(Text, OfTheFormatterAndOfFilesWithout) {
-  struct Case {
-    const char* name;
-    int page;
-    int status;
-    const char* text;
-  };
-  const Case cases[] = {
-      {"formatter.afp", 0, 1, "First page of\ntext\nSecond page of text\n"},
-      {"formatter.afp", 1, 1, "First page of\ntext\n"},
-      {"formatter.afp", 2, 1, "Second page of text\n"},
-      {"formatter.afp", 3, -9, ""},
-      {"report-g4.mda", 3, 1, ""},
-      {"letter-g4.ica", 0, 1, ""},
-      {"letter-g4.ica", 2, -9, ""},
-      {"damaged-length.mda", 0, -9, ""},
-      {"damaged-truncated.mda", 0, -7, ""},
-      {"none", 0, -10, ""},
-  };
-  for (const Case& c : cases) {
-    std::string text;
-    EXPECT_EQ(ReadText(Sample(c.name), c.page, kDefaultEncoding, text).status, c.status) << c.name;
-    EXPECT_EQ(text, c.text) << c.name;
-  }
-}
-
 TEST(Text, IsWholeHoweverLong) {
   const TemporaryFolder folder;
   // Ends of the buffer, and of the text, that could be taken for one another.
@@ -119,50 +92,6 @@ TEST(Text, IsWholeHoweverLong) {
   std::string text;
   EXPECT_EQ(ReadText(cut, 1, kAscii, text).status, -7);
   EXPECT_EQ(text, "here\n");
-  EXPECT_EQ(ReadComment(cut, 1, text).status, -7);
-  EXPECT_EQ(text, "here\r\n");
-}
-
-TEST(Check, NamesThePageAndTheReason) {
-  const TemporaryFolder folder;
-  const Bytes g4 = Segment(ImageSize(16, 4) + Encoding(0x82) + Parameter(0x96, {1}), {0, 0, 0, 0});
-  const Bytes damagedPage = Page(Field(0xA8FB) + PictureData(g4) + Field(0xA9FB));
-  struct Case {
-    std::string file;
-    std::vector<std::pair<int, int>> statuses;  // page (0: the file) and status
-    const char* words;                          // of the last that isn't right
-  };
-  const Case cases[] = {
-      {Sample("report-g4.mda"), {{1, 1}, {2, 1}, {3, 1}, {0, 1}}, ""},
-      {Sample("letter-g4.ica"), {{1, 1}, {0, 1}}, ""},
-      {Sample("formatter.afp"), {{1, 1}, {2, 1}, {0, 1}}, "page 1 has no image of its own"},
-      {Sample("damaged-length.mda"), {{0, -9}}, "byte 64"},
-      {Sample("damaged-truncated.mda"), {{1, -7}, {0, -7}}, "byte 8431"},
-      {folder.File("g4", Begin("D") + NumberedPage(1) + damagedPage + NumberedPage(2) + End("D")),
-       {{1, 1}, {2, -9}, {3, 1}, {0, 1}},
-       ""},
-      {folder.File("unended", Begin("D") + NumberedPage(1)),
-       {{1, 1}, {0, 1}},
-       "its pages can't be edited: the file ends without an End Document field"},
-      {folder.File("gone", Begin("D") + NumberedPage(1) + Bytes{1, 2, 3, 4, 5, 6, 7, 8, 9}),
-       {{1, 1}, {0, -9}},
-       "byte"},
-      {folder / "none", {{0, -10}}, ""},
-  };
-  for (const Case& c : cases) {
-    std::vector<std::pair<int, int>> statuses;
-    std::string words;
-    const Outcome outcome = CheckFile(c.file, {}, [&](const CheckResult& result) {
-      statuses.emplace_back(result.page, result.outcome.status);
-      words += result.outcome.what;
-      for (const std::string& warning : result.warnings) words += warning;
-    });
-    EXPECT_EQ(statuses, c.statuses) << c.file;
-    EXPECT_THAT(words, testing::HasSubstr(c.words)) << c.file;
-    const bool sound = std::all_of(c.statuses.begin(), c.statuses.end(),
-                                   [](const auto& page) { return page.second == 1; });
-    EXPECT_EQ(outcome.Ok(), sound) << c.file;
-  }
 }
 
 }  // namespace
