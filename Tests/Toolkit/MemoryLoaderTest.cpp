@@ -142,19 +142,6 @@ TEST_F(DescribedData, CallbacksAreTheThreadsOwnAndComeBackWithTheirData) {
   EXPECT_EQ(elsewhere, K_ERROR_INVALID_FORMAT);
 }
 
-TEST(MemoryLoaderArguments, AreChecked) {
-  unsigned char byte = 0;
-  _BITMAPHANDLE record{};
-  EXPECT_EQ(LoadMemory(&byte, &record, 4, 1, 0, 1, nullptr, nullptr), K_ERROR_INVALID_FORMAT);
-  EXPECT_EQ(LoadMemory(nullptr, &record, sizeof(record), 1, 0, 0, nullptr, nullptr),
-            K_ERROR_INVALID_FORMAT);
-  // Said to be JPEG, it is decoded as JPEG or not at all.
-  _IMAGEFILEINFO info{};
-  info.nFormat = 10;
-  info.uFlags = K_FILEINFO_FORMAT_KNOWN;
-  EXPECT_LT(LoadMemory(&byte, &record, sizeof(record), 1, 0, 1, nullptr, &info), 0);
-}
-
 }  // namespace
 
 }  // namespace kz::test
