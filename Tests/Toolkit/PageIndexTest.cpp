@@ -27,54 +27,6 @@ TEST(PageRange, NamesPagesInOrder) {
     const Outcome outcome = PageRange().Parse(text);
     EXPECT_TRUE(!outcome.Ok() && !outcome.what.empty()) << text;
   }
-  for (const char* text : {"10", "3-10", "10-", "z,11", "1-2147483647"}) {
-    PageRange range;
-    std::vector<int> numbers;
-    EXPECT_TRUE(range.Parse(text).Ok()) << text;
-    EXPECT_FALSE(range.Resolve(9, numbers).Ok()) << text;
-  }
-}
-
-TEST(PageIndex, FindsThePagesOfEverySample) {
-  struct Case {
-    const char* name;
-    FieldPrefix prefix;
-    const char* note;
-    size_t groups;
-  };
-  const Case cases[] = {
-      {"report-g4.mda", FieldPrefix::None, "", 0},
-      {"report-mixed.afp", FieldPrefix::All, "", 0},
-      {"letter-scattered.afp", FieldPrefix::Some, "", 1},
-      {"formatter.afp", FieldPrefix::All, "page 1 has no image of its own", 1},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    const Bytes file = FileBytes(Sample(c.name));
-    const PageIndex index = Indexed(Sample(c.name));
-    EXPECT_FALSE(index.bare);
-    EXPECT_EQ(index.prefix, c.prefix);
-    EXPECT_EQ(index.NumberingNote(), c.note);
-    EXPECT_EQ(index.resourceGroups.size(), c.groups);
-    EXPECT_EQ(index.imageObjects, CountImages(Sample(c.name)));
-    // No sample has anything between its pages.
-    std::vector<Bytes> pages;
-    int64_t end = index.Head().end;
-    for (const auto& page : index.pages) {
-      EXPECT_EQ(page.bytes.begin, end);
-      end = page.bytes.end;
-      pages.push_back(Pages(Slice(file, static_cast<size_t>(page.bytes.begin),
-                                  static_cast<size_t>(page.bytes.Size())))
-                          .at(0));
-    }
-    EXPECT_EQ(pages, Pages(file));
-    EXPECT_EQ(index.Tail().begin, end);
-    EXPECT_EQ(index.Size(), static_cast<int64_t>(file.size()));
-  }
-  const PageIndex bare = Indexed(Sample("letter-g4.ica"));
-  EXPECT_TRUE(bare.bare);
-  ASSERT_EQ(bare.pages.size(), 1u);
-  EXPECT_EQ(bare.pages[0].bytes.Size(), bare.Size());
 }
 
 TEST(PageIndex, KnowsWhereImagesAndPagesDiffer) {

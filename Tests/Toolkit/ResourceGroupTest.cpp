@@ -40,7 +40,7 @@ TEST(ResourceGroups, ComeAlongWithThePagesThatNeedThem) {
   const PageIndex other =
       file("other", OverlayGroup("LOGO") + Begin("O") + NumberedPage(8) + End("O"));
 
-  const Bytes group = OverlayGroup("STAMP"), logoGroup = OverlayGroup("LOGO");
+  const Bytes group = OverlayGroup("STAMP");
   const auto plainWith = [](const Bytes& before, const Bytes& added) {
     return Comment("c") + before + Begin("P") + NumberedPage(5) + added + End("P");
   };
@@ -60,10 +60,6 @@ TEST(ResourceGroups, ComeAlongWithThePagesThatNeedThem) {
        {&source, 1},
        group + Begin("T") + NumberedPage(6) + stamped + End("T")},
       {"another group", &other, {&source, 1}, {}},
-      {"another group, not needed",
-       &other,
-       {&source, 2},
-       logoGroup + Begin("O") + NumberedPage(8) + elsewhere + End("O")},
   };
   for (const Case& c : cases) {
     const Outcome outcome = InsertPages(*c.target, 1, {c.pick}, out);
