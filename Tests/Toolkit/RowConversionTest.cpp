@@ -118,18 +118,6 @@ TEST(RowConversion, OneBitRowsGoOutAsStoredAndTheTableSaysWhichIsWhite) {
   }
 }
 
-TEST(RowConversion, PaddingIsZeroAndTheBufferHoldsBothRows) {
-  for (const int from : kDepths) {
-    for (const int to : kDepths) {
-      Bitmap bitmap = RandomBitmap(5, 1, from);
-      Conversion rows(bitmap, to);
-      ASSERT_EQ(rows.Get(0), K_SUCCESS);
-      const int all = std::max(bitmap.BytesPerLine(), K_BitmapBytesPerLine(5, to));
-      for (int i = (5 * to + 7) / 8; i < all; ++i) EXPECT_EQ(rows.row[i], 0) << from << to << i;
-    }
-  }
-}
-
 TEST(RowConversion, RefusesWhatItCannotDo) {
   Bitmap bitmap = RandomBitmap(5, 2, 8), empty;
   EXPECT_EQ(Conversion(bitmap, 2).status, K_ERROR_BITS_PER_PIXEL);
