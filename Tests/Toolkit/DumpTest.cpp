@@ -148,4 +148,13 @@ TEST(Dump, LeavesNothingOut) {
 }
 
 }  // namespace
+TEST(Dump, ListsSeveralValuesOfOneName) {
+  const TemporaryFolder folder;
+  const Bytes data = Name("A") + Bytes{0, 0} + Bytes{5, 2, 1, 0, 0xC1} + Bytes{5, 2, 1, 0, 0xC2} +
+                     Bytes{5, 2, 1, 0, 0xC3};
+  const auto events = Events(folder.File("file", Field(0xA8A8, data) + End("A")));
+  EXPECT_EQ(events.at(0)["values"]["qualifiedName"], (nlohmann::json{"A", "B", "C"}));
+  EXPECT_EQ(events.at(0)["values"]["name"], "A");
+}
+
 }  // namespace kz::test
