@@ -183,7 +183,7 @@ TEST_F(Documents, WhatCannotBeDoneIsRefusedAndStays) {
   Copy("odd.png", "picture");
   m_folder.File("text", {'n', 'o', 'n', 'e'});
   Bytes open = FileBytes(Copy("report-g4.mda", "file.mda"));
-  open.resize(open.size() - 16);  // without End Document
+  open.erase(open.end() - 16, open.end());  // without End Document
   m_folder.File("open.mda", open);
   const struct {
     const char* command;
