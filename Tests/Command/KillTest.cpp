@@ -49,11 +49,12 @@ TEST_P(Killed, EditLeavesTheOldOrTheNewDocument) {
 
   const int wanted = Kills();
   // Only kills that meet the edit count: the span of delays follows how long the
-  // edit takes at the moment.
+  // edit takes at the moment. Some must come while the new document is being written,
+  // a short time where the program takes long to begin.
   std::mt19937 random(1);
   double span = taken.count();
   int kills = 0, temporary = 0, tries = 0;
-  for (; kills < wanted && tries < 10 * wanted; ++tries) {
+  for (; (kills < wanted || temporary == 0) && tries < 20 * wanted; ++tries) {
     folder.File("file.mda", before);
     const int delay = std::uniform_int_distribution<int>(0, static_cast<int>(span))(random);
     const Result run = Kzica(edit, {.killAfter = delay});
@@ -74,7 +75,7 @@ TEST_P(Killed, EditLeavesTheOldOrTheNewDocument) {
       }
     }
   }
-  EXPECT_EQ(kills, wanted);
+  EXPECT_GE(kills, wanted);
   EXPECT_GT(temporary, 0) << "no kill came while the new document was being written";
   RecordProperty("kills", kills);
   RecordProperty("kills-with-temporary-file", temporary);
