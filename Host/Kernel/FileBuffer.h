@@ -2,7 +2,7 @@
 //
 // Structured fields are read in steps of a byte or a few and mostly skipped, so
 // the window must make small reads, small writes and short seeks free, and a
-// skip must not read what it passes.
+// long skip must not read what it passes.
 #pragma once
 
 #include <cstddef>
