@@ -1,0 +1,24 @@
+// Code pages: the encodings of a document's text and names ("Code pages" of
+// docs/format.md).
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+namespace kz {
+
+// The code page of documents that say nothing else: EBCDIC, international.
+constexpr const char* kDefaultEncoding = "cp500";
+
+// The name by which iconv knows a code page, or a coded character set of the same
+// number; null for one that isn't known.
+const char* EncodingOfCodePage(unsigned codePage);
+// The encoding that the resource name of a code page stands for, in ASCII: "T1V10500"
+// is code page 500. Null for other names.
+const char* EncodingOfResource(std::string_view name);
+
+// A character of ASCII in code page 500; a question mark for what isn't a printable
+// one.
+unsigned char EbcdicOf(char ascii);
+
+}  // namespace kz

@@ -1,0 +1,120 @@
+// The one table of compressions ("Compressions" of docs/format.md): who adds one gives
+// it an enumerator and a row here, and a coding of its own if a new coder does it.
+#pragma once
+
+#include <cstdint>
+#include <iterator>
+#include <string_view>
+
+#include "Format/Container.h"
+
+namespace kz {
+
+// How the image data of a page are coded: a row of the table each, in its order.
+enum class Compression : uint8_t {
+  Group4,
+  Group3,
+  Group3TwoDimensional,
+  IbmMmr,
+  Abic,
+  ConcatenatedAbic,
+  None,
+  Jpeg,
+  Jpeg420,
+  Jpeg422,
+  Rl4,
+  Unassigned,
+  Count,  // of the above
+};
+
+// Who codes and decodes the data. A switch over it has no default, so that the
+// compiler finds all places that a new one concerns.
+enum class Coding : uint8_t {
+  Unknown,  // nobody: the compression only has a name
+  Fax,
+  Abic,
+  Uncompressed,
+  Jpeg,
+};
+
+// A set of bits per pixel: bit n stands for depth n.
+using Depths = uint32_t;
+
+template <typename... Depth>
+constexpr Depths DepthsOf(Depth... depth) {
+  return (Depths{0} | ... | (Depths{1} << depth));
+}
+
+constexpr bool HasDepth(Depths depths, int bitsPerPixel) {
+  return bitsPerPixel > 0 && bitsPerPixel < 32 && (depths >> bitsPerPixel & 1) != 0;
+}
+
+// A row of the table. A format code of 0 means that the container can't hold it.
+struct CompressionRow {
+  Compression compression;
+  uint8_t id;       // in the Image Encoding field
+  uint8_t idDepth;  // bits per pixel that the identifier stands for; 0: any
+  Coding coding;
+  uint16_t ioca;  // the host's format code for each container
+  uint16_t modca;
+  uint16_t modcaCarriageControl;
+  uint16_t raw;  // the code under which the host's coders know the data
+  Depths read;
+  Depths written;
+  const char* name;       // that the filter reports
+  const char* shortName;  // in a dump
+  const char* option;     // of the command; null when it can't be asked for
+};
+
+// Of the rows with one identifier or code the first is meant. A JPEG page is read as
+// the first of its kind; the others are asked for on saving only. ABIC rows share
+// their codes: the bits per pixel tell them apart.
+inline constexpr CompressionRow kCompressions[] = {
+    // clang-format off
+    {Compression::Group4,               0x82, 0, Coding::Fax,           79,  73, 311,  68, DepthsOf(1),        DepthsOf(1),           "CCITT Group 4 Fax",   "G4 MMR",            "g4"},
+    {Compression::Group3,               0x80, 0, Coding::Fax,           77,  71, 309,  66, DepthsOf(1),        DepthsOf(1),           "CCITT Group 3 Fax",   "G3 MH",             "g3"},
+    {Compression::Group3TwoDimensional, 0x81, 0, Coding::Fax,           78,  72, 310,  67, DepthsOf(1),        DepthsOf(1),           "CCITT Group 3 Fax",   "G3 MR",             "g3-2d"},
+    {Compression::IbmMmr,               0x01, 0, Coding::Fax,          118, 117, 313, 117, DepthsOf(1),        DepthsOf(1),           "IBM MMR Group 3 Fax", "IBM MMR",           "mmr"},
+    {Compression::Abic,                 0x08, 1, Coding::Abic,         184, 190, 191, 185, DepthsOf(1, 4),     DepthsOf(1, 4),        "ABIC compression",    "ABIC",              "abic"},
+    {Compression::ConcatenatedAbic,     0x0A, 4, Coding::Abic,         184, 190, 191, 185, DepthsOf(1, 4),     DepthsOf(1, 4),        "ABIC compression",    "concatenated ABIC", nullptr},
+    {Compression::None,                 0x03, 0, Coding::Uncompressed, 254, 253, 312, 253, DepthsOf(1),        DepthsOf(1, 4, 8, 24), "Uncompressed IOCA",   "none",              "none"},
+    {Compression::Jpeg,                 0x83, 0, Coding::Jpeg,           0, 377,   0,  10, DepthsOf(1, 8, 24), DepthsOf(8, 24),       "JPEG",                "JPEG",              "jpeg"},
+    {Compression::Jpeg420,              0x83, 0, Coding::Jpeg,           0, 378,   0,  21, DepthsOf(1, 8, 24), DepthsOf(8, 24),       "JPEG",                "JPEG",              "jpeg-420"},
+    {Compression::Jpeg422,              0x83, 0, Coding::Jpeg,           0, 379,   0,  23, DepthsOf(1, 8, 24), DepthsOf(8, 24),       "JPEG",                "JPEG",              "jpeg-422"},
+    {Compression::Rl4,                  0x06, 0, Coding::Unknown,        0,   0,   0,   0, 0,                  0,                     "",                    "RL4",               nullptr},
+    {Compression::Unassigned,           0x0B, 0, Coding::Unknown,        0,   0,   0,   0, 0,                  0,                     "",                    "unassigned",        nullptr},
+    // clang-format on
+};
+
+constexpr const CompressionRow& RowOf(Compression compression) {
+  return kCompressions[static_cast<size_t>(compression)];
+}
+
+// The row and the container of a format code; a null row for other codes.
+struct FormatCode {
+  const CompressionRow* row;
+  Container container;
+};
+
+// The row of an Image Encoding field's compression; null when it can't be loaded.
+const CompressionRow* FindCompression(unsigned id);
+FormatCode FindFormatCode(uint32_t nFormat);
+// The row of a raw code; null for another code.
+const CompressionRow* FindRawCode(uint32_t raw);
+// The row of the command's name for it; null for another name.
+const CompressionRow* FindCompressionOption(std::string_view option);
+
+// The row's format code for saving into a container; 0 when there is none.
+uint32_t FormatCodeIn(const CompressionRow& row, Container container);
+// The format code of a page as read: a compression that is saved into one container
+// only has that one's code everywhere.
+uint32_t DescribedFormatCode(const CompressionRow& row, Container container);
+
+// The identifier to write for a row and its bits per pixel; 0 when no identifier
+// stands for that depth.
+unsigned CompressionIdAt(const CompressionRow& row, int bitsPerPixel);
+// The depth at which a coding's data are written unless somebody wants another;
+// 0 for a coding that isn't written.
+int DefaultDepth(Coding coding, int pictureBits, bool gray);
+
+}  // namespace kz

@@ -1,0 +1,84 @@
+// Control sequences ("Presentation text" of docs/format.md).
+#include "Format/ControlSequence.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace kz {
+
+namespace {
+
+// Length and function type.
+constexpr size_t kHeader = 2;
+
+using enum SequenceParameters;
+
+// Names and acronyms are those of the PTOCA reference.
+constexpr ControlSequenceRow kSequences[] = {
+    {0x72, "OVS", "Overstrike", Bytes},
+    {0x74, "STC", "Set Text Color", Bytes},
+    {0x76, "USC", "Underscore", Bytes},
+    {0x78, "TBM", "Temporary Baseline Move", Bytes},
+    {0x80, "SEC", "Set Extended Text Color", Bytes},
+    {0xC0, "SIM", "Set Inline Margin", Number},
+    {0xC2, "SIA", "Set Intercharacter Adjustment", Bytes},
+    {0xC4, "SVI", "Set Variable Space Character Increment", Number},
+    {0xC6, "AMI", "Absolute Move Inline", Number},
+    {0xC8, "RMI", "Relative Move Inline", Number},
+    {0xD0, "SBI", "Set Baseline Increment", Number},
+    {ptx::kAbsoluteMoveBaseline, "AMB", "Absolute Move Baseline", Number},
+    {ptx::kRelativeMoveBaseline, "RMB", "Relative Move Baseline", Number},
+    {ptx::kBeginLine, "BLN", "Begin Line", Bytes},
+    {ptx::kTransparentData, "TRN", "Transparent Data", Text},
+    {0xE4, "DIR", "Draw I-axis Rule", Number},
+    {0xE6, "DBR", "Draw B-axis Rule", Number},
+    {0xEE, "RPS", "Repeat String", Bytes},
+    {0xF0, "SCFL", "Set Coded Font Local", Number},
+    {0xF2, "BSU", "Begin Suppression", Number},
+    {0xF4, "ESU", "End Suppression", Number},
+    {0xF6, "STO", "Set Text Orientation", Orientations},
+    {0xF8, "NOP", "No Operation", Bytes},
+};
+
+}  // namespace
+
+const ControlSequenceRow* FindControlSequence(unsigned type) {
+  const auto* row =
+      std::find_if(std::begin(kSequences), std::end(kSequences),
+                   [type](const ControlSequenceRow& known) { return known.type == type; });
+  return row != std::end(kSequences) ? row : nullptr;
+}
+
+bool ControlSequences::Next(ControlSequence& sequence) {
+  if (m_at == m_data.size()) return false;
+  sequence = {};
+  sequence.offset = m_at;
+  const std::string_view rest = m_data.substr(m_at);
+  const size_t prefix = m_chained ? 0 : kSequencePrefix.size();
+  m_chained = false;
+  if (prefix != 0 && !rest.starts_with(kSequencePrefix)) {
+    sequence.fault = ControlSequence::Fault::NoSequence;
+    sequence.length = std::min(rest.find(kSequencePrefix), rest.size());
+    m_at += sequence.length;
+    return true;
+  }
+  const size_t length = rest.size() > prefix ? static_cast<unsigned char>(rest[prefix]) : 0;
+  if (length < kHeader || rest.size() < prefix + kHeader) {
+    sequence.fault = ControlSequence::Fault::Length;
+    sequence.length = rest.size();
+    m_at = m_data.size();
+    return true;
+  }
+  sequence.code = static_cast<unsigned char>(rest[prefix + 1]);
+  sequence.parameters = rest.substr(prefix + kHeader, length - kHeader);
+  sequence.length = prefix + length;
+  if (sequence.length > rest.size()) {
+    sequence.fault = ControlSequence::Fault::Cut;
+    sequence.length = rest.size();
+  }
+  m_chained = sequence.Chained();
+  m_at += sequence.length;
+  return true;
+}
+
+}  // namespace kz

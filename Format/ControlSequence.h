@@ -1,0 +1,77 @@
+// The control sequences of presentation text, one after the other ("Presentation text"
+// of docs/format.md).
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+namespace kz {
+
+// Prefix and class of a control sequence that isn't chained to the one before.
+constexpr std::string_view kSequencePrefix("\x2B\xD3", 2);
+
+// Function types, without the bit that chains.
+namespace ptx {
+constexpr unsigned kAbsoluteMoveBaseline = 0xD2;
+constexpr unsigned kRelativeMoveBaseline = 0xD4;
+constexpr unsigned kBeginLine = 0xD8;
+constexpr unsigned kTransparentData = 0xDA;
+}  // namespace ptx
+
+// What the parameters of a control sequence are.
+enum class SequenceParameters : uint8_t {
+  Bytes,
+  Number,        // of one byte, or a signed one of two that more may follow
+  Orientations,  // two angles, in degrees above seven bits of fraction
+  Text,
+};
+
+// A row of the table of control sequences.
+struct ControlSequenceRow {
+  uint8_t type;
+  const char* acronym;
+  const char* words;
+  SequenceParameters parameters;
+};
+
+// The row of a function type; null for one that isn't known.
+const ControlSequenceRow* FindControlSequence(unsigned type);
+
+struct ControlSequence {
+  enum class Fault {
+    None,
+    NoSequence,  // bytes that begin none, up to where one begins
+    Length,      // a length that none can have; the rest of the data isn't understood
+    Cut,         // the data end within it
+  };
+  size_t offset = 0;
+  size_t length = 0;  // of all of it, the prefix of an unchained one included
+  unsigned code = 0;  // function type as it stands
+  std::string_view parameters;
+  Fault fault = Fault::None;
+
+  // The lowest bit of the code says that the next sequence is chained to this one and
+  // has no prefix.
+  bool Chained() const { return (code & 1) != 0; }
+  unsigned Type() const { return code & ~1u; }
+  bool MovesBaseline() const {
+    return Type() == ptx::kAbsoluteMoveBaseline || Type() == ptx::kRelativeMoveBaseline ||
+           Type() == ptx::kBeginLine;
+  }
+};
+
+// Walks over the data of a Presentation Text Data field, which must stay.
+class ControlSequences {
+ public:
+  explicit ControlSequences(std::string_view data) : m_data(data) {}
+  // The next sequence, or what stands in the place of one. False at the end.
+  bool Next(ControlSequence& sequence);
+
+ private:
+  std::string_view m_data;
+  size_t m_at = 0;
+  bool m_chained = false;
+};
+
+}  // namespace kz

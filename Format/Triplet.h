@@ -1,0 +1,61 @@
+// Triplets: the optional parameters at the end of many structured fields ("Triplets" of
+// docs/format.md).
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+namespace kz {
+
+namespace triplet {
+constexpr uint8_t kCharacterSet = 0x01;
+constexpr uint8_t kQualifiedName = 0x02;
+constexpr uint8_t kMappingOption = 0x04;
+constexpr uint8_t kObjectClassification = 0x10;
+constexpr uint8_t kInterchangeSet = 0x18;
+constexpr uint8_t kAttributeValue = 0x36;
+constexpr uint8_t kDescriptorPosition = 0x43;
+constexpr uint8_t kMeasurementUnits = 0x4B;
+constexpr uint8_t kObjectAreaSize = 0x4C;
+}  // namespace triplet
+
+// What a triplet is called; null for one that isn't in common use.
+const char* TripletName(uint8_t id);
+
+enum class TripletFault {
+  None,
+  Length,  // a length that none can have, or a single byte
+  Cut,     // longer than the bytes that are there
+};
+
+struct Triplet {
+  uint8_t id = 0;
+  std::string_view whole;     // with length and identifier
+  std::string_view contents;  // without
+  TripletFault fault = TripletFault::None;
+};
+
+// Walks over triplets, whose bytes must stay.
+class Triplets {
+ public:
+  explicit Triplets(std::string_view bytes) : m_rest(bytes) {}
+  // The next triplet. False at the end, where its fault is None, and at a length that
+  // leads nowhere; then `contents` of one that is cut are what is there of it.
+  bool Next(Triplet& triplet);
+
+ private:
+  std::string_view m_rest;
+};
+
+// The first triplet of the identifier; with an empty `whole` when there is none.
+Triplet FindTriplet(std::string_view triplets, uint8_t id);
+
+// The name in a Fully Qualified Name triplet; empty when it has none.
+constexpr std::string_view QualifiedName(const Triplet& triplet) {
+  // Its type and its format stand before.
+  constexpr size_t name = 2;
+  const bool named = triplet.id == triplet::kQualifiedName && triplet.contents.size() > name;
+  return named ? triplet.contents.substr(name) : std::string_view();
+}
+
+}  // namespace kz

@@ -1,0 +1,300 @@
+// Structured fields and what they hold: parsed, walked and built.
+#include <gtest/gtest.h>
+#include <iconv.h>
+
+#include <string>
+#include <vector>
+
+#include "Format/CodePage.h"
+#include "Format/Container.h"
+#include "Format/ControlSequence.h"
+#include "Format/FieldBuilder.h"
+#include "Format/FieldScan.h"
+#include "Format/Triplet.h"
+
+namespace {
+
+using namespace std::string_view_literals;
+
+kz::ByteSpan Bytes(std::string_view text) {
+  return {reinterpret_cast<const unsigned char*>(text.data()), text.size()};
+}
+
+TEST(ScannedField, SaysWhatIsWrongWithItAndWhereItEnds) {
+  using enum kz::FieldFault;
+  const struct {
+    std::string_view bytes;
+    kz::FieldFault fault;
+    int64_t data;  // of those that can be read, with their data cut or not
+    int64_t end;
+  } fields[] = {
+      {""sv, Cut, 0, 0},
+      {"\x5A"sv, Cut, 0, 0},
+      {"\x00\x08\xD3\xA8\xAF\x00\x00"sv, Cut, 0, 0},
+      {"\x00\x08\xD3\xA8\xAF\x00\x00\x00"sv, None, 8, 8},
+      {"\x5A\x00\x08\xD3\xA8\xAF\x00\x00\x00"sv, None, 9, 9},
+      {"\x00\x09\xD3\xA8\xAF\x00\x00\x00"sv, CutData, 8, 9},
+      {"\x00\x00\xD4\xA8\xAF\x00\x00\x00"sv, Class, 0, 0},
+      {"\x00\x07\xD3\xA8\xAF\x80\x00\x00"sv, Length, 0, 0},
+      {"\x80\x00\xD3\xA8\xAF\x00\x00\x00"sv, Length, 0, 0},
+      {"\x7F\xFF\xD3\xA8\xAF\x00\x00\x00"sv, CutData, 8, 0x7FFF},
+      {"\x00\x0A\xD3\xA8\xAF\x80\x00\x00"sv, Cut, 0, 0},
+      {"\x5A\x00\x0A\xD3\xA8\xAF\x80\x00\x00\x02\x77"sv, None, 11, 11},
+      {"\x00\x0A\xD3\xA8\xAF\x80\x00\x00\x00\x77"sv, Extension, 0, 0},
+      {"\x00\x0A\xD3\xA8\xAF\x80\x00\x00\x03\x77"sv, Extension, 0, 0},
+  };
+  for (const auto& row : fields) {
+    SCOPED_TRACE(testing::PrintToString(row.bytes));
+    const kz::MemorySource source(Bytes(row.bytes));
+    const kz::ScannedField field = kz::ScanField(source, 0);
+    EXPECT_EQ(field.fault, row.fault);
+    if (row.end == 0) continue;
+    EXPECT_EQ(field.code, kz::sf::kBeginPage);
+    EXPECT_EQ(field.DataOffset(), row.data);
+    EXPECT_EQ(field.End(), row.end);
+    EXPECT_EQ(field.DataLength(), field.End() - field.DataOffset());
+  }
+}
+
+// Where a field is read again from its length on, a length that looks like a 0x5A is none.
+TEST(Introducer, IsReadAgainWithoutTakingItsLengthForAPrefix) {
+  const kz::ByteSpan bytes = Bytes("\x5A\x08\xD3\xEE\xFB\x00\x00\x00"sv);
+  EXPECT_EQ(kz::ParseIntroducer(bytes).length, 0x5A08u);
+  EXPECT_EQ(kz::ParseIntroducer(bytes).fault, kz::FieldFault::None);
+  EXPECT_EQ(kz::ParseField(bytes).fault, kz::FieldFault::Cut);
+  // Who reads eight bytes learns that one more is needed.
+  EXPECT_EQ(kz::ParseIntroducer(Bytes("\0\x0A\xD3\xEE\xFB\x80\0\0"sv)).fault, kz::FieldFault::Cut);
+}
+
+TEST(FieldWalk, StopsAtTheFirstFieldThatGoesBeyondItsEnd) {
+  const std::string file = kz::FieldBuilder(kz::sf::kBeginPage, true).PutName("P").Finish() +
+                           kz::FieldBuilder(kz::sf::kEndPage).Put24(7).Finish();
+  const kz::MemorySource source(Bytes(file));
+  const struct {
+    int64_t end;
+    std::vector<uint16_t> codes;
+    kz::FieldFault fault;
+    int64_t at;
+  } walks[] = {
+      {28, {kz::sf::kBeginPage, kz::sf::kEndPage}, kz::FieldFault::None, 28},
+      {27, {kz::sf::kBeginPage}, kz::FieldFault::CutData, 17},
+      {17, {kz::sf::kBeginPage}, kz::FieldFault::None, 17},
+      {16, {}, kz::FieldFault::CutData, 0},
+  };
+  for (const auto& row : walks) {
+    SCOPED_TRACE(row.end);
+    kz::FieldWalk walk(source, 0, row.end);
+    std::vector<uint16_t> codes;
+    kz::ScannedField field;
+    while (walk.Next(field)) codes.push_back(field.code);
+    EXPECT_EQ(codes, row.codes);
+    EXPECT_EQ(field.fault, row.fault);
+    EXPECT_EQ(walk.At(), row.at);
+  }
+}
+
+TEST(StructuredFieldTable, KnowsWordsPartnersAndReferences) {
+  EXPECT_EQ(kz::FieldWords(kz::sf::kBeginPage), "Begin Page (BPG)");
+  EXPECT_EQ(kz::FieldWords(0xA8EE), "field D3A8EE");
+  EXPECT_EQ(kz::PartnerOf(kz::sf::kBeginPage), kz::sf::kEndPage);
+  EXPECT_EQ(kz::PartnerOf(kz::sf::kEndPage), kz::sf::kBeginPage);
+  EXPECT_EQ(kz::PartnerOf(kz::sf::kIncludeObject), 0);
+  // Those that a page of another document may need something for.
+  std::vector<unsigned> references;
+  for (unsigned code = 0; code <= 0xFFFF; ++code) {
+    if (kz::RefersToResource(static_cast<uint16_t>(code))) references.push_back(code);
+  }
+  EXPECT_EQ(references, (std::vector<unsigned>{0xAB77, 0xAB8A, 0xABC3, 0xABCC, 0xABD8, 0xADC3,
+                                               0xAF5F, 0xAFAF, 0xAFC3, 0xAFD8, 0xB15F, 0xB18A}));
+}
+
+TEST(FieldBuilder, BuildsFieldsWithTripletsAndGroupsOfTheRightLengths) {
+  const std::string begin = kz::FieldBuilder(kz::sf::kBeginDocument)
+                                .PutName("")
+                                .Put16(0)
+                                .BeginTriplet(kz::triplet::kCharacterSet)
+                                .Put16(697)
+                                .Put16(500)
+                                .EndTriplet()
+                                .BeginTriplet(kz::triplet::kQualifiedName)
+                                .Put16(0x0100)
+                                .PutText("M29.")
+                                .EndTriplet()
+                                .Finish();
+  EXPECT_EQ(begin,
+            "\x00\x20\xD3\xA8\xA8\x00\x00\x00\x40\x40\x40\x40\x40\x40\x40\x40\x00\x00"
+            "\x06\x01\x02\xB9\x01\xF4\x08\x02\x01\x00\xD4\xF2\xF9\x4B"sv);
+  EXPECT_EQ(kz::FieldBuilder(kz::sf::kMapImageObject, true)
+                .BeginGroup()
+                .BeginTriplet(kz::triplet::kMappingOption)
+                .Put8(0x60)
+                .EndTriplet()
+                .EndGroup()
+                .Finish(),
+            "\x5A\x00\x0D\xD3\xAB\xFB\x00\x00\x00\x00\x05\x03\x04\x60"sv);
+}
+
+TEST(FieldBuilder, GivesNothingThatItsLengthsOrItsRoomCantHold) {
+  const auto sized = [](size_t data, size_t following) {
+    const std::string bytes(data, '\x01');
+    return kz::FieldBuilder(kz::sf::kNoOperation, true).PutBytes(bytes).Finish(following).size();
+  };
+  EXPECT_EQ(sized(32759, 0), 32768u);
+  EXPECT_EQ(sized(32760, 0), 0u);
+  EXPECT_EQ(sized(10, 32749), 19u) << "the caller writes the rest";
+  EXPECT_EQ(sized(10, 32750), 0u);
+  for (const size_t length : {253u, 254u}) {
+    const std::string contents(length, 'a');
+    kz::FieldBuilder builder(kz::sf::kTagLogicalElement);
+    builder.BeginTriplet(kz::triplet::kAttributeValue).PutBytes(contents).EndTriplet();
+    EXPECT_EQ(builder.Finish().empty(), length == 254);
+  }
+  const auto fixed = [](unsigned count) {
+    kz::FixedFieldBuilder<16> builder(kz::sf::kPageDescriptor);
+    for (unsigned i = 0; i < count; i += 2) builder.BeginTriplet(0x80).EndTriplet();
+    return builder.Finish().size();
+  };
+  EXPECT_EQ(fixed(8), 16u);
+  EXPECT_EQ(fixed(10), 0u) << "one triplet more than there is room for";
+}
+
+TEST(Triplets, EndSafelyAtLengthsThatLeadNowhere) {
+  using enum kz::TripletFault;
+  const struct {
+    std::string_view bytes;
+    std::string_view ids;
+    kz::TripletFault fault;
+    std::string_view cut;
+  } rows[] = {
+      {""sv, ""sv, None, ""sv},
+      {"\x02\x36"sv, "\x36"sv, None, ""sv},
+      {"\x03\x02\xC1\x02\x36"sv, "\x02\x36"sv, None, ""sv},
+      {"\x03\x02\xC1\x02"sv, "\x02"sv, Length, ""sv},
+      {"\x03\x02\xC1\x01\x36\x00"sv, "\x02"sv, Length, ""sv},
+      {"\x00\x02\xC1"sv, ""sv, Length, ""sv},
+      {"\x05\x02\xC1\xC2"sv, ""sv, Cut, "\xC1\xC2"sv},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(testing::PrintToString(row.bytes));
+    kz::Triplets walk(row.bytes);
+    kz::Triplet triplet;
+    std::string ids;
+    while (walk.Next(triplet)) ids += static_cast<char>(triplet.id);
+    EXPECT_EQ(ids, row.ids);
+    EXPECT_EQ(triplet.fault, row.fault);
+    EXPECT_EQ(triplet.contents, row.cut);
+  }
+  constexpr std::string_view named = "\x03\x36\x01\x06\x02\x84\x00\xC1\xC2\x04\x02\x84\x00"sv;
+  const kz::Triplet name = kz::FindTriplet(named, kz::triplet::kQualifiedName);
+  EXPECT_EQ(name.whole, named.substr(3, 6));
+  EXPECT_EQ(kz::QualifiedName(name), "\xC1\xC2"sv);
+  EXPECT_TRUE(kz::FindTriplet(named, kz::triplet::kMappingOption).whole.empty());
+  EXPECT_EQ(kz::QualifiedName(kz::FindTriplet("\x04\x02\x84\x00"sv, 2)), ""sv);
+}
+
+TEST(ControlSequences, AreFollowedThroughChainsAndFoundAgainAfterOtherBytes) {
+  using enum kz::ControlSequence::Fault;
+  constexpr std::string_view data =
+      "\x2B\xD3\x04\xD3\x00\x10\x03\xDA\xC1??\x2B\xD3\x02\xF8\x2B\xD3\x05\xDA\xC1\xC2"sv;
+  const struct {
+    size_t offset;
+    size_t length;
+    unsigned type;
+    std::string_view parameters;
+    kz::ControlSequence::Fault fault;
+  } expected[] = {
+      {0, 6, 0xD2, "\x00\x10"sv, None}, {6, 3, 0xDA, "\xC1"sv, None},
+      {9, 2, 0, ""sv, NoSequence},      {11, 4, 0xF8, ""sv, None},
+      {15, 6, 0xDA, "\xC1\xC2"sv, Cut},
+  };
+  kz::ControlSequences walk(data);
+  kz::ControlSequence sequence;
+  for (const auto& row : expected) {
+    SCOPED_TRACE(row.offset);
+    ASSERT_TRUE(walk.Next(sequence));
+    EXPECT_EQ(sequence.offset, row.offset);
+    EXPECT_EQ(sequence.length, row.length);
+    EXPECT_EQ(sequence.Type(), row.type);
+    EXPECT_EQ(sequence.parameters, row.parameters);
+    EXPECT_EQ(sequence.fault, row.fault);
+  }
+  EXPECT_FALSE(walk.Next(sequence));
+  kz::ControlSequences none("\x2B\xD3\x01\xDA\xC1"sv);
+  ASSERT_TRUE(none.Next(sequence));
+  EXPECT_EQ(sequence.fault, Length);
+  EXPECT_FALSE(none.Next(sequence)) << "nothing after it can be understood";
+}
+
+std::string Converted(const char* to, const char* from, std::string text) {
+  iconv_t converter = ::iconv_open(to, from);
+  if (converter == reinterpret_cast<iconv_t>(-1)) return "no such encoding";
+  char room[400];
+  char* in = text.data();
+  char* out = room;
+  size_t inLeft = text.size();
+  size_t outLeft = sizeof room;
+  const size_t failed = ::iconv(converter, &in, &inLeft, &out, &outLeft);
+  ::iconv_close(converter);
+  return failed == static_cast<size_t>(-1) ? "no text" : std::string(room, sizeof room - outLeft);
+}
+
+TEST(CodePages, AreThoseThatIconvMeansByTheNumber) {
+  int known = 0;
+  for (unsigned codePage = 0; codePage <= 0xFFFF; ++codePage) {
+    const char* encoding = kz::EncodingOfCodePage(codePage);
+    if (encoding == nullptr) continue;
+    SCOPED_TRACE(encoding);
+    ++known;
+    // Digits stand at F0 in EBCDIC and at 30 in all others.
+    const std::string zero = Converted(encoding, "UTF-8", "0");
+    EXPECT_TRUE(zero == "\xF0" || zero == "0" || zero == "\0000"sv) << testing::PrintToString(zero);
+  }
+  EXPECT_GT(known, 60);
+  const struct {
+    unsigned codePage;
+    const char* text;
+    std::string_view bytes;
+  } pages[] = {{37, "[", "\xBA"sv},        {500, "[", "\x4A"sv},
+               {273, "\u00C4", "\x4A"sv},  {1140, "\u20AC", "\x9F"sv},
+               {1252, "\u20AC", "\x80"sv}, {1200, "\u20AC", "\x20\xAC"sv}};
+  for (const auto& row : pages) {
+    EXPECT_EQ(Converted(kz::EncodingOfCodePage(row.codePage), "UTF-8", row.text), row.bytes);
+  }
+  EXPECT_STREQ(kz::EncodingOfResource("T1V10500"), kz::kDefaultEncoding);
+  EXPECT_STREQ(kz::EncodingOfResource("T1001252"), "CP1252");
+  for (const char* other : {"C1V10500", "T1V105", "T1V1050A", "T1V19999"}) {
+    EXPECT_EQ(kz::EncodingOfResource(other), nullptr) << other;
+  }
+  std::string ascii, ebcdic;
+  for (char c = ' '; c <= '~'; ++c) {
+    ascii += c;
+    ebcdic += static_cast<char>(kz::EbcdicOf(c));
+  }
+  EXPECT_EQ(Converted(kz::kDefaultEncoding, "UTF-8", ascii), ebcdic);
+  EXPECT_EQ(kz::EbcdicOf('\n'), kz::EbcdicOf('?'));
+}
+
+TEST(Containers, AreToldByTheirFirstBytes) {
+  const struct {
+    std::string_view start;
+    bool bare, document;
+  } files[] = {
+      {"\x70\x00\x91\x01\xFF"sv, true, false},
+      {"\x70\x00\x91\x01"sv, false, false},
+      {"\x70\x00\xD3\x01\xFF"sv, false, true},
+      {"\x00\x10\xD3"sv, false, true},
+      {"\x5A\x00\x10\xD3\xA8"sv, false, true},
+      {"\x5A\x00\xD3\x10"sv, false, false},
+      {"\x00\x10"sv, false, false},
+      {""sv, false, false},
+  };
+  for (const auto& row : files) {
+    SCOPED_TRACE(testing::PrintToString(row.start));
+    EXPECT_EQ(kz::StartsBareImage(Bytes(row.start)), row.bare);
+    EXPECT_EQ(kz::StartsStructuredField(Bytes(row.start)), row.document);
+  }
+  EXPECT_EQ(kz::FindContainer("afp")->container, kz::Container::ModcaCarriageControl);
+  EXPECT_EQ(kz::FindContainer("pdf"), nullptr);
+}
+
+}  // namespace
