@@ -1,9 +1,9 @@
 // The file that docs/format.md shows byte by byte, taken apart and built again.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <fstream>
 #include <map>
-#include <regex>
 #include <string>
 
 #include "Format/ControlSequence.h"
@@ -19,19 +19,21 @@ struct Listing {
   std::map<size_t, std::string> words;  // by offset
 };
 
+// Lines of offset, bytes and words, which begin in the columns 0, 5 and 33.
 Listing ReadListing() {
+  constexpr size_t bytesAt = 5;
+  constexpr size_t wordsAt = 33;
   Listing listing;
   std::ifstream document(KZ_DOCS "/format.md");
-  const std::regex row(" *([0-9]+)  ((?:[0-9A-F]{2}| (?! ))+)  +(.*)");
   std::string line;
   while (std::getline(document, line) && line != "## A small file, byte by byte") {
   }
   while (std::getline(document, line)) {
-    std::smatch parts;
-    if (!std::regex_match(line, parts, row)) continue;
-    EXPECT_EQ(std::stoul(parts[1]), listing.bytes.size()) << line;
-    listing.words[listing.bytes.size()] = parts[3];
-    const std::string digits = std::regex_replace(parts[2].str(), std::regex(" "), "");
+    if (line.size() < wordsAt || line[bytesAt - 1] != ' ') continue;
+    EXPECT_EQ(std::strtoul(line.c_str(), nullptr, 10), listing.bytes.size()) << line;
+    listing.words[listing.bytes.size()] = line.substr(wordsAt);
+    std::string digits = line.substr(bytesAt, wordsAt - bytesAt);
+    std::erase(digits, ' ');
     for (size_t at = 0; at < digits.size(); at += 2) {
       listing.bytes += static_cast<char>(std::stoi(digits.substr(at, 2), nullptr, 16));
     }
