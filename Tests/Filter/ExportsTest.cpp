@@ -1,4 +1,4 @@
-// The library exports what hosts and the toolkit are promised, and nothing else.
+// The library exports what hosts are promised, and nothing else.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -56,10 +56,6 @@ TEST(Exports, AreThePromisedNames) {
       "WriteMODCA_SDF(tagHANDLE*, _MODCA_SDF*)",
       "WriteRawIMG(tagHANDLE*, unsigned char*, unsigned int, int*)", "kzicaAllocateThreadData()",
       "kzicaFreeThreadData(void*)",
-      // What the toolkit uses besides.
-      "BindRead(FilterThreadState*)", "DescribedFormatCode(FormatRow const*, Container)",
-      "FindCompression(unsigned char)", "FindFormatCode(unsigned int)",
-      "FormatCodeIn(FormatRow const*, Container)", "FormatRows(int*)", "ThreadState()",
       // clang-format on
   };
   std::vector<std::string> exported;

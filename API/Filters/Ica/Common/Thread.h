@@ -1,5 +1,5 @@
-// The per-thread state record: its globals, its making and freeing, and the
-// binding of the host's I/O routines.
+// The per-thread state record: its globals, its making and freeing, which are
+// exported, and the binding of the host's I/O routines, which isn't.
 #pragma once
 
 #include "API/Filters/Ica/Common/Ica.h"
@@ -19,10 +19,10 @@ K_EXPORT void kzicaFreeThreadData(void* record);
 
 // The calling thread's record, or the static one where the host gives none.
 // Never fails.
-K_EXPORT FilterThreadState* ThreadState();
+FilterThreadState* ThreadState();
 
 // Makes the host's read routine, with its user data, the one of the record.
-K_EXPORT void BindRead(FilterThreadState* state);
+void BindRead(FilterThreadState* state);
 // The same for the read and the write routine.
 void BindReadWrite(FilterThreadState* state);
 

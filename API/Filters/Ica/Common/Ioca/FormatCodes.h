@@ -5,8 +5,6 @@
 
 #include <cstdint>
 
-#include "Host/Kernel/Export.h"
-
 // Compression algorithms of the Image Encoding field.
 constexpr unsigned char COMPRESSION_IBM_MMR = 0x01;
 constexpr unsigned char COMPRESSION_NONE = 0x03;
@@ -53,13 +51,15 @@ struct FormatCode {
   Container container;
 };
 
+// The functions are no exports: the filter and the toolkit have them each for itself.
+
 // The rows, for whoever lists them.
-K_EXPORT const FormatRow* FormatRows(int* pnCount);
+const FormatRow* FormatRows(int* pnCount);
 // The row for a compression as read from a file; null when it can't be loaded.
-K_EXPORT const FormatRow* FindCompression(unsigned char compression);
+const FormatRow* FindCompression(unsigned char compression);
 // Row and container of a format code; a null row for other codes.
-K_EXPORT FormatCode FindFormatCode(uint32_t nFormat);
+FormatCode FindFormatCode(uint32_t nFormat);
 // The row's format code for saving into a container; 0 when there is none.
-K_EXPORT uint32_t FormatCodeIn(const FormatRow* row, Container container);
+uint32_t FormatCodeIn(const FormatRow* row, Container container);
 // The format code of a page as read: JPEG pages have one in every container.
-K_EXPORT uint32_t DescribedFormatCode(const FormatRow* row, Container container);
+uint32_t DescribedFormatCode(const FormatRow* row, Container container);

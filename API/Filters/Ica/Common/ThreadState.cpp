@@ -1,0 +1,66 @@
+// The calling thread's record, and the host's routines in it. This uses what the
+// library exports and nothing of its own, so that the toolkit may have it as well.
+#include "API/Filters/Ica/Common/Thread.h"
+
+FilterThreadState* ThreadState() {
+  void* record =
+      K_MyGetThreadData(&g_kzicaTls, kzicaAllocateThreadData, kzicaFreeThreadData, g_kzicaMutex);
+  return record != nullptr ? static_cast<FilterThreadState*>(record) : &g_kzicaThreadData;
+}
+
+void BindRead(FilterThreadState* state) {
+  K_GetFilterIOData(nullptr, &state->pReadUserData, nullptr, nullptr, nullptr);
+  state->pfnRead = nullptr;
+  K_FilterIO(nullptr, &state->pfnRead, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+             nullptr, nullptr);
+}
+
+void BindReadWrite(FilterThreadState* state) {
+  K_GetFilterIOData(nullptr, &state->pReadUserData, &state->pWriteUserData, nullptr, nullptr);
+  state->pfnRead = nullptr;
+  state->pfnWrite = nullptr;
+  K_FilterIO(nullptr, &state->pfnRead, &state->pfnWrite, nullptr, nullptr, nullptr, nullptr,
+             nullptr, nullptr, nullptr);
+}
+
+bool ReadBound(const FilterThreadState* state, tagHANDLE* handle, void* pBuffer, unsigned nCount) {
+  return state->pfnRead(handle, static_cast<unsigned char*>(pBuffer), nCount,
+                        state->pReadUserData) == static_cast<int>(nCount);
+}
+
+bool WriteBound(const FilterThreadState* state, tagHANDLE* handle, const void* pBuffer,
+                unsigned nCount) {
+  auto* bytes = static_cast<unsigned char*>(const_cast<void*>(pBuffer));
+  return state->pfnWrite(handle, bytes, nCount, state->pWriteUserData) == static_cast<int>(nCount);
+}
+
+InstalledReadRoutine::InstalledReadRoutine(FilterThreadState* state, K_ReadRoutine pfnFilter)
+    : m_state(state) {
+  state->pfnRead = pfnFilter;
+  K_GetFilterIOData(nullptr, &state->pReadUserData, nullptr, nullptr, nullptr);
+  K_FilterIO(nullptr, &state->pfnRead, nullptr, nullptr, nullptr, nullptr, state->pReadUserData,
+             nullptr, nullptr, nullptr);
+}
+
+void InstalledReadRoutine::Restore() {
+  if (!m_installed) return;
+  m_installed = false;
+  // The record keeps the host's routine: what is exchanged is a copy.
+  K_ReadRoutine routine = m_state->pfnRead;
+  K_FilterIO(nullptr, &routine, nullptr, nullptr, nullptr, nullptr, m_state->pReadUserData, nullptr,
+             nullptr, nullptr);
+}
+
+InstalledWriteRoutine::InstalledWriteRoutine(FilterThreadState* state, K_WriteRoutine pfnFilter)
+    : m_state(state) {
+  state->pfnWrite = pfnFilter;
+  K_FilterIO(nullptr, nullptr, &state->pfnWrite, nullptr, nullptr, nullptr, nullptr, nullptr,
+             nullptr, nullptr);
+}
+
+InstalledWriteRoutine::~InstalledWriteRoutine() {
+  K_WriteRoutine routine = m_state->pfnWrite;
+  K_GetFilterIOData(nullptr, nullptr, &m_state->pWriteUserData, nullptr, nullptr);
+  K_FilterIO(nullptr, nullptr, &routine, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+             nullptr);
+}
