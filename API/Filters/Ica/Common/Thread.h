@@ -12,7 +12,8 @@ K_EXPORT extern pthread_mutex_t g_kzicaMutex;
 // then.
 K_EXPORT extern FilterThreadState g_kzicaThreadData;
 
-// A zero-filled record, or null when out of memory.
+// A zero-filled record, or null when out of memory. When the library is unloaded,
+// it goes with it.
 K_EXPORT void* kzicaAllocateThreadData();
 // Null is ignored.
 K_EXPORT void kzicaFreeThreadData(void* record);
