@@ -67,15 +67,14 @@ class TemporaryBitmap {
   _BITMAPHANDLE m_bitmap = {};
 };
 
-// Has the host's memory loader load the data and sends the rows.
-int SendFromMemory(_LOADDISPATCH* dispatch, const CollectedData& data, int bitsPerPixel,
-                   _IMAGEFILEINFO* fileInfo) {
+// Has the host's memory loader make a bitmap of the data. Returns 1 or -14.
+int LoadMemory(const _LOADDISPATCH* dispatch, const CollectedData& data, int bitsPerPixel,
+               _IMAGEFILEINFO* fileInfo, _BITMAPHANDLE* bitmap) {
   if (dispatch->pfnLoadMemory == nullptr) return K_ERROR_OPEN_WRITE;
-  TemporaryBitmap temporary;
-  const int loaded = dispatch->pfnLoadMemory(
-      data.bytes.get(), temporary.get(), sizeof(_BITMAPHANDLE), bitsPerPixel,
-      dispatch->pBitmap->nColorOrder, data.size, nullptr, fileInfo);
-  return loaded == K_SUCCESS ? SendBitmapRows(dispatch, temporary.get()) : K_ERROR_OPEN_WRITE;
+  const int loaded =
+      dispatch->pfnLoadMemory(data.bytes.get(), bitmap, sizeof(_BITMAPHANDLE), bitsPerPixel,
+                              dispatch->pBitmap->nColorOrder, data.size, nullptr, fileInfo);
+  return loaded == K_SUCCESS ? K_SUCCESS : K_ERROR_OPEN_WRITE;
 }
 
 int LoadFax(Loading* load, int bitsPerPixel) {
@@ -93,7 +92,7 @@ int LoadWidenedGroup4(Loading* load, const ImageDataStart& start) {
   load->readRoutine->Restore();
   if (!start.Return()) return K_ERROR_READ;
   CollectedData data;
-  const int status = CollectImageData(load->file, load->state, &data);
+  int status = CollectImageData(load->file, load->state, &data);
   if (status != K_SUCCESS) return status;
   if (dispatch->pfnSetLoadInfoCallback == nullptr) return K_ERROR_OPEN_WRITE;
 
@@ -105,9 +104,11 @@ int LoadWidenedGroup4(Loading* load, const ImageDataStart& start) {
   raw.nViewPerspective = static_cast<uint32_t>(dispatch->pBitmap->nViewPerspective);
   raw.nColorOrder = static_cast<uint32_t>(dispatch->pBitmap->nColorOrder);
   const K_LoadInfoCallback former = dispatch->pfnSetLoadInfoCallback(MyLoadInfoCallBack, &raw);
-  const int result = SendFromMemory(dispatch, data, 1, nullptr);
+  TemporaryBitmap temporary;
+  status = LoadMemory(dispatch, data, 1, nullptr, temporary.get());
+  // Before the rows go out: who takes them may load from memory as well.
   dispatch->pfnSetLoadInfoCallback(former, nullptr);
-  return result;
+  return status == K_SUCCESS ? SendBitmapRows(dispatch, temporary.get()) : status;
 }
 
 int LoadFaxRoad(Loading* load, int bitsPerPixel) {
@@ -126,7 +127,10 @@ int LoadJpegRoad(Loading* load, const CollectedData& data) {
   fileInfo.uStructSize = sizeof(fileInfo);
   fileInfo.nFormat = load->info.nFormat;
   fileInfo.uFlags = K_FILEINFO_FORMAT_KNOWN;
-  return SendFromMemory(load->dispatch, data, load->dispatch->pBitmap->nBitsPerPixel, &fileInfo);
+  TemporaryBitmap temporary;
+  const int status = LoadMemory(load->dispatch, data, load->dispatch->pBitmap->nBitsPerPixel,
+                                &fileInfo, temporary.get());
+  return status == K_SUCCESS ? SendBitmapRows(load->dispatch, temporary.get()) : status;
 }
 
 // Rows that are read at once, so that most bytes go from the file to where the rows
@@ -173,7 +177,7 @@ int SetAbicPalette(_BITMAPHANDLE* bitmap) {
   bitmap->nColors = 16;
   if (bitmap->pPalette != nullptr) K_GlobalFree(bitmap->pPalette, __LINE__, KZICA_SOURCE);
   bitmap->pPalette = nullptr;
-  return K_CreateBitmapGrayPalette(bitmap) > 0 ? K_SUCCESS : K_ERROR_NO_MEMORY;
+  return K_CreateBitmapGrayPalette(bitmap) >= 0 ? K_SUCCESS : K_ERROR_NO_MEMORY;
 }
 
 int LoadAbicRoad(_LOADDISPATCH* dispatch, CollectedData* data) {
@@ -211,7 +215,7 @@ int LoadWithoutFax(Loading* load) {
   if (bitmap->nHeight <= 0 || bitmap->nWidth <= 0) return K_ERROR_INVALID_FORMAT;
   if (load->info.nFormat != RAW_JPEG_444) {
     constexpr unsigned char whiteBlack[] = {0xFF, 0xFF, 0xFF, 0, 0, 0, 0, 0};
-    if (K_SetBitmapNewPalette(bitmap, whiteBlack, 2) <= 0) return K_ERROR_NO_MEMORY;
+    if (K_SetBitmapNewPalette(bitmap, whiteBlack, 2) < 0) return K_ERROR_NO_MEMORY;
   }
   bitmap->nViewPerspective = K_VIEW_TOP_DOWN;
   if (load->info.nFormat == RAW_UNCOMPRESSED) return LoadUncompressedRoad(load);
