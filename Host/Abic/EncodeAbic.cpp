@@ -17,7 +17,8 @@ class GrowingBytes {
   bool Reserve(size_t used, size_t bytes) {
     if (m_capacity >= used + bytes) return true;
     const size_t capacity = std::max({kFirstCapacity, 2 * m_capacity, used + bytes});
-    void* grown = K_LocalRealloc(m_bytes.get(), capacity, __LINE__, kSource);
+    void* grown = m_bytes == nullptr ? K_LocalAlloc(capacity, 1, __LINE__, kSource)
+                                     : K_LocalRealloc(m_bytes.get(), capacity, __LINE__, kSource);
     if (grown == nullptr) return false;
     (void)m_bytes.release();
     m_bytes.reset(static_cast<unsigned char*>(grown));

@@ -204,12 +204,6 @@ TEST(Load, Group4CodedWiderThanDeclaredTakesTheSecondRoad) {
       EXPECT_TRUE(inForce);
     }
   }
-  // The load-info callback of before is in force again.
-  const auto other = [](int, _LOADINFO*, void*) { return 0; };
-  const K_LoadInfoCallback former = kz::SetLoadInfoCallback(other, nullptr);
-  LoadRequest load(1727, 2200);
-  EXPECT_EQ(load(folder / "file"), 1);
-  EXPECT_EQ(kz::SetLoadInfoCallback(former, nullptr), K_LoadInfoCallback{other});
   // Of whole bytes, bad data have no second chance of being something else.
   folder.File("bad",
               Letter(1728, Slice(data, 0, 20000) + Bytes(9, 0) + Slice(data, 20000, 100000)));

@@ -60,7 +60,11 @@ InstalledWriteRoutine::InstalledWriteRoutine(FilterThreadState* state, K_WriteRo
 
 InstalledWriteRoutine::~InstalledWriteRoutine() {
   K_WriteRoutine routine = m_state->pfnWrite;
-  K_GetFilterIOData(nullptr, nullptr, &m_state->pWriteUserData, nullptr, nullptr);
-  K_FilterIO(nullptr, nullptr, &routine, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-             nullptr);
+  void* current = nullptr;
+  K_GetFilterIOData(nullptr, nullptr, &current, nullptr, nullptr);
+  if (current != nullptr) m_state->pWriteUserData = current;
+  // The routine came without user data: a host that took that literally gets its
+  // own back with its routine.
+  K_FilterIO(nullptr, nullptr, &routine, nullptr, nullptr, nullptr, nullptr,
+             m_state->pWriteUserData, nullptr, nullptr);
 }

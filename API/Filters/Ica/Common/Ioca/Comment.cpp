@@ -71,8 +71,9 @@ constexpr int kNoMemoryForText = 0;
 int ReadText(PTOKADECODERSTATE* state) {
   FreeText(state);
   state->nTextDataLen = SFDataLength(state->sfiCur);
-  state->pTextData =
-      static_cast<unsigned char*>(K_LocalAlloc(state->nTextDataLen, 1, __LINE__, KZICA_SOURCE));
+  // Not every host has a block of no bytes.
+  const size_t size = std::max(state->nTextDataLen, 1u);
+  state->pTextData = static_cast<unsigned char*>(K_LocalAlloc(size, 1, __LINE__, KZICA_SOURCE));
   if (state->pTextData == nullptr) return kNoMemoryForText;
   const int read = K_RedirectedRead(state->hFile, state->pTextData, state->nTextDataLen);
   return read == static_cast<int>(state->nTextDataLen) ? K_SUCCESS : K_ERROR_READ;
