@@ -148,7 +148,12 @@ Outcome PageReader::FindImages(std::vector<ImagePlace>& places) {
   State()->bReadCC = 0;
   int position = 0;
   while (FindImageObject(m_file, &position, places.empty() ? 0 : 1) == K_SUCCESS) {
-    places.push_back({position, ContainerMet()});
+    // Seen as a file that begins there, a length that begins with 0x5A would be taken
+    // for that prefix: it goes along.
+    unsigned char length = 0;
+    K_RedirectedRead(m_file, &length, 1);
+    places.push_back({length == CARRIAGE_CONTROL ? position - 1 : position, ContainerMet()});
+    if (K_RedirectedSeek(m_file, position, K_SEEK_START) < 0) return Failure(K_ERROR_READ);
   }
   return {};
 }

@@ -252,6 +252,9 @@ TEST(Document, PagesFoundByTheIndexAreTheSamePages) {
   const Bytes late = Document({segment, {0x70, 0x00, 0x92}, segment}) + Field(0xA8AF, {}, {true}) +
                      PictureData(segment) + Field(0xA9AF);
   files.push_back(folder.File("late", late));
+  // Lengths that begin like a 0x5A before a field.
+  const Bytes large = Uncompressed(320, 800, Pattern(32000));
+  files.push_back(folder.File("0x5A", Document({large, large}, {0x5A00 - 8}, {true, {}, false})));
   for (const std::string& file : files) {
     SCOPED_TRACE(file);
     kz::Document document(file);

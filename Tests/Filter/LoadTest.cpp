@@ -58,6 +58,30 @@ class LoadRoad : public testing::TestWithParam<size_t> {
   const Road& road = Roads()[GetParam()];
 };
 
+// After a 0x5A they are like any others; without it no reader can know them.
+TEST(Load, PicturesInFieldsWhoseLengthBeginsWith0x5A) {
+  for (const size_t length : {0x59FFu, 0x5A00u, 0x5A10u, 0x5AFFu, 0x5B00u}) {
+    for (const bool prefixed : {true, false}) {
+      const Style style = {prefixed, {}, false};
+      std::vector<Bytes> segments;
+      for (unsigned page = 1; page <= 3; ++page) {
+        segments.push_back(Uncompressed(page, Pattern(60000, page)));
+      }
+      const Bytes text = Field(0xEE9B, Bytes(length - 8, 0x5A), style);
+      FailingFiles files;
+      const TemporaryFolder folder;
+      folder.File("file", text + Document(segments, {length - 8}, style) + text);
+      const bool readable = prefixed || length >> 8 != 0x5A;
+      for (unsigned page = 1; page <= 3; ++page) {
+        SCOPED_TRACE(testing::Message() << length << ", page " << page << ", 0x5A " << prefixed);
+        LoadRequest load(16, static_cast<int>(page));
+        ASSERT_EQ(load(folder / "file", static_cast<int>(page)), readable ? 1 : -9);
+        EXPECT_EQ(load.Picture(60000 / page), readable ? Pattern(60000, page) : Bytes{});
+      }
+    }
+  }
+}
+
 TEST_P(LoadRoad, GivesThePictureFromEveryContainer) {
   const Bytes other = Uncompressed(2, Pattern(4));
   const std::pair<Bytes, int> containers[] = {

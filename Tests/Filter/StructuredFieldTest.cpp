@@ -7,6 +7,7 @@
 #include <cstring>
 #include <map>
 
+#include "API/Filters/Ica/Common/Ioca/ImageDataReader.h"
 #include "API/Filters/Ica/Common/Ioca/Navigation.h"
 #include "Tests/Filter/FileBuilder.h"
 #include "Tests/Filter/OpenBytes.h"
@@ -74,6 +75,73 @@ TEST(StructuredField, IntroducersAreReadOrRefused) {
     EXPECT_EQ(file.Position(), c.afterSkip);
     file.Files().Fail(FailingFiles::kSeek, 1);
     EXPECT_EQ(SkipSFData(file, &sfi), K_ERROR_SEEK);
+  }
+}
+
+// A length that begins with 0x5A is one after a 0x5A only, but however often and
+// however late such a field is read again.
+TEST(StructuredField, LengthsThatBeginWith0x5AAreReadAgain) {
+  const auto picture = [](unsigned length, const Style& style) {
+    const size_t head = style.extended ? 10 : 8;
+    return Field(0xEEFB, Bytes(length - head, 0x5A), style) + Field(0xA9FB, {}, style);
+  };
+  for (const bool extended : {false, true}) {
+    const Style style = {true, {9}, extended};
+    Bytes document = Field(0xA8A8, {}, style);
+    const unsigned lengths[] = {0x5A00, 0x59FF, 0x5A0A, 0x5AFF, 0x5B00, 0x5AD3};
+    for (const unsigned length : lengths) document = document + picture(length, style);
+    // The last has no 0x5A of its own: a data byte before it is none.
+    const Bytes bare = Field(0xEEEE, Bytes(9, 0x5A)) + picture(0x5A0A, {});
+    std::vector<std::pair<unsigned, int>> found;
+    PassedPrefixes passed;
+    {
+      OpenBytes file(document + bare);
+      const auto read = [&](unsigned length, int position) {
+        _SFI sfi;
+        EXPECT_EQ(ReadSFI(file, &sfi), 1);
+        EXPECT_EQ(+sfi.wLength, length);
+        EXPECT_EQ(+sfi.wTypeCategory, 0xEEFB);
+        EXPECT_EQ(sfi.bExtLength, extended ? 2 : 0);
+        EXPECT_EQ(file.Position(), position + 8 + sfi.bExtLength);
+      };
+      int position = 0;
+      for (const unsigned length : lengths) {
+        ASSERT_EQ(FindImageObject(file, &position, found.empty() ? 0 : 1), 1) << length;
+        EXPECT_EQ(document[static_cast<size_t>(position)], length >> 8);
+        found.push_back({length, position});
+        // By a host's own hand, too.
+        for (int round = 0; round < 2; ++round) {
+          read(length, position);
+          EXPECT_EQ(K_RedirectedSeek(file, extended ? -10 : -8, K_SEEK_CURRENT), position);
+        }
+      }
+      EXPECT_EQ(FindImageObject(file, &position, 1), -9);
+      for (const auto& [length, at] : found) {
+        ASSERT_EQ(K_RedirectedSeek(file, at, K_SEEK_START), at);
+        read(length, at);
+      }
+      passed = ThreadState()->passed;
+    }
+    {
+      // The same handle may be another file's, where a 0x5A is one.
+      const int first = found.front().second;
+      OpenBytes file(Field(0xEEEE, Bytes(static_cast<size_t>(first) - 8)) + picture(20, style));
+      ThreadState()->passed = passed;
+      ThreadState()->passed.hFile = file;
+      int position = 0;
+      EXPECT_EQ(FindImageObject(file, &position, 0), 1);
+      EXPECT_EQ(position, first + 1);
+    }
+    // The field that ends a picture's data is met again by whoever reads next.
+    const Bytes data(0x5A20 - (extended ? 10 : 8));
+    OpenBytes file(Field(0xEEFB, Bytes(5), style) + Field(0xEE9B, data, style));
+    ThreadState()->bReadIPD = 1;
+    Bytes room(9);
+    EXPECT_EQ(ReadIPD(file, room.data(), 9), 5);
+    EXPECT_EQ(ReadIPD(file, room.data(), 9), 0);
+    _SFI sfi;
+    EXPECT_EQ(ReadSFI(file, &sfi), 1);
+    EXPECT_EQ(+sfi.wTypeCategory, 0xEE9B);
   }
 }
 

@@ -118,6 +118,16 @@ static_assert(sizeof(_ICA_SDF) == 13);
 
 #pragma pack(pop)
 
+// Where the length bytes of structured fields lie whose length begins with 0x5A and
+// which had a 0x5A before them: the byte there is no such prefix when they are read
+// again. Without a prefix no field of such a length is ever read. 0 is none.
+struct PassedPrefixes {
+  tagHANDLE* hFile;
+  int32_t nRead;        // of the field last read
+  int32_t anFound[16];  // of those sought back to last, for whoever keeps positions
+  uint32_t nNext;       // index of the next one found, before wrapping round
+};
+
 // What a thread's calls of the filter share.
 struct FilterThreadState {
   uint32_t nMaxSegmentData;  // data bytes of a written Image Data field
@@ -136,6 +146,7 @@ struct FilterThreadState {
   K_WriteRoutine pfnWrite;
   void* pReadUserData;
   void* pWriteUserData;
+  PassedPrefixes passed;  // of the file being read
 };
 
 // The load-info callback's user data: raw image data that the host can't

@@ -22,7 +22,8 @@ K_EXPORT void kzicaFreeThreadData(void* record);
 // Never fails.
 FilterThreadState* ThreadState();
 
-// Makes the host's read routine, with its user data, the one of the record.
+// Makes the host's read routine, with its user data, the one of the record, for a
+// file of which nothing has been read yet.
 void BindRead(FilterThreadState* state);
 // The same for the read and the write routine.
 void BindReadWrite(FilterThreadState* state);

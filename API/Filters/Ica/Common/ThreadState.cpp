@@ -9,6 +9,7 @@ FilterThreadState* ThreadState() {
 }
 
 void BindRead(FilterThreadState* state) {
+  state->passed = {};
   K_GetFilterIOData(nullptr, &state->pReadUserData, nullptr, nullptr, nullptr);
   state->pfnRead = nullptr;
   K_FilterIO(nullptr, &state->pfnRead, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
@@ -16,6 +17,7 @@ void BindRead(FilterThreadState* state) {
 }
 
 void BindReadWrite(FilterThreadState* state) {
+  state->passed = {};
   K_GetFilterIOData(nullptr, &state->pReadUserData, &state->pWriteUserData, nullptr, nullptr);
   state->pfnRead = nullptr;
   state->pfnWrite = nullptr;

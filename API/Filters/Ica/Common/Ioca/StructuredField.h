@@ -5,8 +5,9 @@
 #include "API/Filters/Ica/Common/Ica.h"
 
 // Reads the introducer of the next structured field, with its 0x5A if it has
-// one. Returns 1, the file then standing at the field's data; -7 for a short
-// read; -9 for bytes that are no introducer.
+// one, or once more of a field that it has read after its 0x5A. Returns 1, the
+// file then standing at the field's data; -7 for a short read; -9 for bytes that
+// are no introducer.
 K_EXPORT int ReadSFI(tagHANDLE* handle, _SFI* sfi);
 
 // Passes over the data of the field whose introducer has just been read. Returns
