@@ -1,6 +1,6 @@
-// Loads a 20 x 3 ABIC image, saves one and says what came of it: the statuses, the
-// rows, the blocks left over and whether the codec library is still loaded. A program of its
-// own, since where the kernel library lies decides which codec is found.
+// Loads a 20 x 3 ABIC image into rows so many times as long, saves one and says what came of it:
+// the statuses, the rows, the blocks left over and whether the codec library is still loaded. A
+// program of its own, since where the kernel library lies decides which codec is found.
 #include <cstdio>
 
 #include "API/Filters/Ica/Common/Ioca/CodecLoader.h"
@@ -15,6 +15,7 @@ int main(int, char** arguments) {
   for (int round = 0; round < 2; ++round) {  // the first leaves the thread's record
     blocks = K_LiveBlocks();
     LoadRequest load(20, 3, depth);
+    load.bitmap.nBytesPerLine *= arguments[3][0] - '0';
     status = load(arguments[1]);
     rows = load.rows.size();
     kz::Bitmap picture;

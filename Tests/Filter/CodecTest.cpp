@@ -11,9 +11,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string Probe(const std::string& libraryPath, const std::string& file, int depth) {
+std::string Probe(const std::string& libraryPath, const std::string& file, int depth, int longer) {
   const std::string command = "LD_LIBRARY_PATH='" + libraryPath + "' '" KZ_PROBE "' '" + file +
-                              "' " + std::to_string(depth);
+                              "' " + std::to_string(depth) + " " + std::to_string(longer);
   FILE* out = ::popen(command.c_str(), "r");
   if (out == nullptr) return "not started";
   char text[200] = {};
@@ -41,6 +41,7 @@ TEST(Codec, IsFoundBesideTheKernelThenOnTheLoadersPath) {
     const char* data;
     int depth;
     const char* result;
+    int longer = 1;  // rows of the target than the codec's
   };
   const Case cases[] = {
       {"none", "good", 1, "-823 -822 0 0 0 0"},
@@ -50,6 +51,9 @@ TEST(Codec, IsFoundBesideTheKernelThenOnTheLoadersPath) {
       {"stub", "good", 4, "1 -822 3 0 0 0"},
       {"stub", "no block", 1, "-9 -822 0 0 0 0"},
       {"stub", "short block", 1, "-9 -822 0 0 0 0"},
+      {"stub", "long block", 1, "1 -822 3 0 0 0", 2},
+      {"stub", "long block", 4, "-9 -822 0 0 0 0", 3},
+      {"stub", "good", 4, "-9 -822 0 0 0 0", 2},
       {"stub", "fails with a block", 1, "-55 -822 0 0 0 0"},
       {"path", "no block", 4, "-9 -822 0 0 0 0"},
       {"real", "fails with a block", 1, "1 1 3 0 0 0"},
@@ -58,7 +62,7 @@ TEST(Codec, IsFoundBesideTheKernelThenOnTheLoadersPath) {
     SCOPED_TRACE(testing::Message() << c.folders << ", " << c.data << ", " << c.depth);
     EXPECT_EQ(Probe(c.folders == std::string("path") ? folder / "none" + ":" + (folder / "path")
                                                      : folder / c.folders,
-                    file(c.data), c.depth),
+                    file(c.data), c.depth, c.longer),
               c.result);
   }
 }

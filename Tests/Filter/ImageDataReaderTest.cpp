@@ -86,6 +86,8 @@ TEST(ImageDataReader, BufferDataIsGatheredWithinItsRoom) {
       {"another field", fields + kEpilogue, 500, 1, 120, 134},
       {"file ends at a header", fields, 121, -7, 120, 132},
       {"file ends in the data", Slice(fields, 0, 100), 121, -7, 88, 100},
+      {"and in what does not fit", Slice(fields, 0, 131), 100, -7, 100, 131},
+      {"the same, one byte", Slice(fields, 0, 131), 119, -7, 119, 131},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);

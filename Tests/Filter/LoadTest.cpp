@@ -82,6 +82,27 @@ TEST(Load, PicturesInFieldsWhoseLengthBeginsWith0x5A) {
   }
 }
 
+// A size of the target that nothing depends on is the host's own affair.
+TEST(Load, TargetsOfNoSizeAreRefusedWhereTheirRowsAreCounted) {
+  FailingFiles files;
+  const TemporaryFolder folder;
+  for (const Road& road : Roads()) {
+    folder.File("file", road.segment);
+    const std::string name = road.name;
+    const bool jpeg = name.ends_with("JPEG");
+    if (!jpeg && name != "uncompressed" && !name.ends_with("ABIC")) continue;
+    for (const auto& [width, height] : {std::pair{0, 6}, {-1, 6}, {16, 0}, {16, -1}, {0, 0}}) {
+      SCOPED_TRACE(testing::Message() << name << ", " << width << " x " << height);
+      LoadRequest load(road.width, road.height, road.depth);
+      load.bitmap.nWidth = width;
+      load.bitmap.nHeight = height;
+      const bool loads = jpeg || (height > 0 && name == "uncompressed");
+      EXPECT_EQ(load(folder / "file") == 1, loads);
+      EXPECT_EQ(load.Picture(road.bytesPerRow), loads ? road.picture : Bytes{});
+    }
+  }
+}
+
 TEST_P(LoadRoad, GivesThePictureFromEveryContainer) {
   const Bytes other = Uncompressed(2, Pattern(4));
   const std::pair<Bytes, int> containers[] = {

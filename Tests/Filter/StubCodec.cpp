@@ -9,7 +9,8 @@ int K_DecodeABIC(const unsigned char* pData, unsigned int nSize, unsigned char**
                  int nWidth, int nHeight, int bBilevel) {
   if (nSize == 0 || nAlign != 4) return -2;
   const int depth = bBilevel != 0 ? 1 : 4;
-  const auto size = static_cast<size_t>((nWidth * depth + 31) / 32 * 4 * nHeight);
+  const int longer = pData[0] == 'l' ? 2 : 1;
+  const auto size = static_cast<size_t>((nWidth * depth + 31) / 32 * 4 * nHeight * longer);
   const bool whole = pData[0] != 's';
   if (pData[0] != 'n') {
     *ppRows =

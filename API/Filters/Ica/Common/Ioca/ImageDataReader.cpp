@@ -112,8 +112,11 @@ int GetBufferData(tagHANDLE* handle, unsigned char* buffer, unsigned int size) {
       return K_ERROR_READ;
     }
     gathered += kept;
-    const int rest = static_cast<int>(length - kept);
-    if (rest > 0 && K_RedirectedSeek(handle, rest, K_SEEK_CURRENT) < 0) return K_ERROR_READ;
+    if (length == kept) continue;
+    // A seek would go past the end of the file: the last byte is read.
+    const int rest = static_cast<int>(length - kept) - 1;
+    if (K_RedirectedSeek(handle, rest, K_SEEK_CURRENT) < 0) return K_ERROR_READ;
+    if (K_RedirectedRead(handle, bytes, 1) != 1) return K_ERROR_READ;
   }
   return K_SUCCESS;
 }

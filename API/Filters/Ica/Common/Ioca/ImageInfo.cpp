@@ -81,11 +81,13 @@ void SetFlag(_LOADINFO* info, uint32_t flag, bool on) {
 
 int ApplyImageEncoding(const _ICA_SDF& field, Container container, _LOADINFO* info,
                        const RawResolution& raw) {
-  const FormatRow* row = FindCompression(field.abParam[0]);
-  if (row == nullptr) return K_ERROR_INVALID_FORMAT;
-  info->nFormat = DescribedFormatCode(row, container);
-  if (row->compression == COMPRESSION_ABIC) info->nBitsPerPixel = 1;
-  if (row->compression == COMPRESSION_CONCATENATED_ABIC) info->nBitsPerPixel = kConcatenatedBits;
+  // A compression that can't be loaded is no fault before the image data are reached:
+  // another Image Encoding may come.
+  const unsigned char compression = field.abParam[0];
+  const FormatRow* row = FindCompression(compression);
+  info->nFormat = row != nullptr ? DescribedFormatCode(row, container) : 0;
+  if (compression == COMPRESSION_ABIC) info->nBitsPerPixel = 1;
+  if (compression == COMPRESSION_CONCATENATED_ABIC) info->nBitsPerPixel = kConcatenatedBits;
   RepairResolution(info, raw);
 
   switch (field.abParam[1]) {

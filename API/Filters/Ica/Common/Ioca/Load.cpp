@@ -180,6 +180,17 @@ int SetAbicPalette(_BITMAPHANDLE* bitmap) {
   return K_CreateBitmapGrayPalette(bitmap) >= 0 ? K_SUCCESS : K_ERROR_NO_MEMORY;
 }
 
+// The bytes of the codec's block. The codec knows the size and the alignment of the
+// rows, not the target's row length, and it is a library that anyone may replace.
+size_t BlockSize(const unsigned char* block, const _BITMAPHANDLE& bitmap) {
+  if (WinGlobalSize != nullptr) return WinGlobalSize(WinGlobalHandle(block));
+  const int depth = bitmap.nBitsPerPixel == 1 ? 1 : 4;
+  constexpr int64_t alignedBits = int64_t{8} * CODEC_ROW_ALIGNMENT;
+  const int64_t rowBits = int64_t{depth} * std::max(bitmap.nWidth, 0);
+  const int64_t coded = (rowBits + alignedBits - 1) / alignedBits * CODEC_ROW_ALIGNMENT;
+  return static_cast<size_t>(coded * bitmap.nHeight);
+}
+
 int LoadAbicRoad(_LOADDISPATCH* dispatch, CollectedData* data) {
   _BITMAPHANDLE* bitmap = dispatch->pBitmap;
   int status = SetAbicPalette(bitmap);
@@ -190,16 +201,9 @@ int LoadAbicRoad(_LOADDISPATCH* dispatch, CollectedData* data) {
   data->bytes.Reset();
   if (status != K_SUCCESS) return status;
 
-  // The codec knows the size and the alignment of the rows, not the target's row
-  // length, and it is a library that anyone may replace.
+  if (rows.get() == nullptr || bitmap->nBytesPerLine < 0) return K_ERROR_INVALID_FORMAT;
   const auto rowSize = static_cast<size_t>(bitmap->nBytesPerLine);
-  const int depth = bitmap->nBitsPerPixel == 1 ? 1 : 4;
-  constexpr size_t alignedBits = size_t{8} * CODEC_ROW_ALIGNMENT;
-  const size_t rowBits = static_cast<size_t>(bitmap->nWidth) * static_cast<size_t>(depth);
-  const size_t coded = (rowBits + alignedBits - 1) / alignedBits * CODEC_ROW_ALIGNMENT;
-  const size_t size = rowSize * static_cast<size_t>(bitmap->nHeight);
-  if (rows.get() == nullptr || rowSize > coded ||
-      (WinGlobalSize != nullptr && WinGlobalSize(WinGlobalHandle(rows.get())) < size)) {
+  if (BlockSize(rows.get(), *bitmap) < rowSize * static_cast<size_t>(bitmap->nHeight)) {
     return K_ERROR_INVALID_FORMAT;
   }
   int result = K_MORE_ROWS;
@@ -212,8 +216,9 @@ int LoadAbicRoad(_LOADDISPATCH* dispatch, CollectedData* data) {
 int LoadWithoutFax(Loading* load) {
   _LOADDISPATCH* dispatch = load->dispatch;
   _BITMAPHANDLE* bitmap = dispatch->pBitmap;
-  if (bitmap->nHeight <= 0 || bitmap->nWidth <= 0) return K_ERROR_INVALID_FORMAT;
   if (load->info.nFormat != RAW_JPEG_444) {
+    // The number of rows is the target's.
+    if (bitmap->nHeight <= 0) return K_ERROR_INVALID_FORMAT;
     constexpr unsigned char whiteBlack[] = {0xFF, 0xFF, 0xFF, 0, 0, 0, 0, 0};
     if (K_SetBitmapNewPalette(bitmap, whiteBlack, 2) < 0) return K_ERROR_NO_MEMORY;
   }
