@@ -1,26 +1,41 @@
 // Appending to, inserting into and replacing in a fuzzed file; the first byte
 // chooses what is done.
+#include <algorithm>
 #include <cstddef>
 
+#include "Fuzz/FieldKinds.h"
 #include "Fuzz/FilterCalls.h"
 #include "Fuzz/MemoryDisk.h"
 
 namespace {
 
+// Bytes of the End Document field that a file ends with.
+size_t EndDocument(const std::vector<uint8_t>& file) {
+  constexpr size_t named = 16;
+  const auto ends = [&](size_t length) {
+    const uint8_t field[] = {0, static_cast<uint8_t>(length), 0xD3, 0xA9, 0xA8};
+    return file.size() >= length && std::equal(std::begin(field), std::end(field),
+                                               file.end() - static_cast<ptrdiff_t>(length));
+  };
+  return ends(named) ? named : ends(SF_INTRODUCER_LENGTH) ? SF_INTRODUCER_LENGTH : 0;
+}
+
 // What a save that succeeds leaves of the file, and how many pages it has then.
 void RequireOnePage(const std::vector<uint8_t>& before, const std::vector<uint8_t>& after,
                     uint32_t splice) {
-  if (after[0] == SDF_BEGIN_SEGMENT) return;  // a new file
-  const size_t kept = KeptBytes(before, after);
-  constexpr size_t endDocument = 17;  // with 0x5A; is written anew
+  if (before.empty()) return;  // a new file
   if (splice == K_SAVE_INSERT_PAGE) {
-    Require(kept == before.size(), "an insertion keeps every byte");
+    Require(KeptBytes(before, after) == before.size(), "an insertion keeps every byte");
   } else if (splice == 0) {
-    Require(kept + endDocument >= before.size(), "an append keeps all but the end");
+    const auto kept = static_cast<ptrdiff_t>(before.size() - EndDocument(before));
+    Require(std::equal(before.begin(), before.begin() + kept, after.begin()),
+            "an append keeps every byte before End Document");
   }
-  // An append looks at the file's end only, where data can look like a field.
-  const int pages = splice == 0 ? -1 : EndPages(before);
+  const int pages = EndPages(before);
   if (pages < 0) return;
+  // An append looks at the file's end only, where data can look like a field.
+  const size_t last = kStructuredFields.Split(before).back().length;
+  if (splice == 0 && last != EndDocument(before) && last != EndDocument(before) + 1) return;
   const bool replaced = splice == K_SAVE_REPLACE_PAGE && pages > 1;
   Require(EndPages(after) == pages + (replaced ? 0 : 1), "a save makes or replaces one page");
 }

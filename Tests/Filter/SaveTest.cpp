@@ -30,6 +30,13 @@ Bytes OtherPage(unsigned char content, const Bytes& name = {}, const Style& styl
 
 const Bytes kBang = Hex("404040404040405A");  // a name that ends in an exclamation mark
 
+// The End Page fields of a document that can be read to its end.
+long EndPages(const Bytes& document) {
+  const std::vector<WalkedField> fields = Walk(document);
+  return std::count_if(fields.begin(), fields.end(),
+                       [](const WalkedField& field) { return field.code == 0xA9AF; });
+}
+
 // A file that must come out of a refused save as it was.
 class Untouched {
  public:
@@ -211,23 +218,31 @@ TEST(Save, NewFilesHoldJustWhatWasWritten) {
 TEST(Save, APageIsAppendedOverTheEndOfAnyProducersDocument) {
   struct Case {
     const char* what;
-    Bytes kept;
-    Bytes end;
+    Bytes kept;  // without a 0x5A of End Document
+    bool prefixed = false;
+    Bytes name = {};  // of End Document
   };
   const Style cc = {true, {}, false};
   const Bytes name(8, 0xC1);
   const Bytes begin = Field(0xA8A8);
+  const Bytes two = begin + OtherPage(1) + OtherPage(2);
+  const Bytes tag = Hex("0702 0B00 C1C2 0536 0000 5A");
   const Case cases[] = {
-      {"no pages", begin, kEndDocument},
-      {"three pages", begin + OtherPage(1) + OtherPage(2) + OtherPage(3), kEndDocument},
-      {"0x5A but at the end", Bytes{0x5A} + begin + OtherPage(9, {}, cc), kEndDocument},
-      {"0x5A everywhere", Bytes{0x5A} + begin + OtherPage(9, {}, cc), Field(0xA9A8, name, cc)},
-      {"no name", begin + OtherPage(1), Field(0xA9A8)},
-      {"0x5A, no name", begin + OtherPage(1, name), Field(0xA9A8, {}, cc)},
-      {"name that ends in 0x5A", begin + OtherPage(1, kBang), Field(0xA9A8, kBang)},
-      {"name and no name", begin + OtherPage(1, kBang), Field(0xA9A8)},
-      {"both", begin + OtherPage(1, kBang, cc), Field(0xA9A8, kBang, cc)},
-      {"0x5A, no name behind one", begin + OtherPage(1, kBang, cc), Field(0xA9A8, {}, cc)},
+      {"no pages", begin, false, name},
+      {"three pages", two + OtherPage(3), false, Bytes(8)},
+      {"0x5A but at the end", Bytes{0x5A} + begin + OtherPage(9, {}, cc), false, Bytes(8)},
+      {"0x5A everywhere", Bytes{0x5A} + begin + OtherPage(9, {}, cc), true, name},
+      {"no name", begin + OtherPage(1)},
+      {"0x5A, no name", begin + OtherPage(1, name), true},
+      {"name that ends in 0x5A", begin + OtherPage(1, kBang), false, kBang},
+      {"name and no name", begin + OtherPage(1, kBang)},
+      {"both", begin + OtherPage(1, kBang, cc), true, kBang},
+      {"0x5A, no name behind one", begin + OtherPage(1, kBang, cc), true},
+      {"nothing but 0x5A in the data", two + Field(0xEEEE, Bytes(400, 0x5A)), false, Bytes(8)},
+      {"the same with 0x5A", two + Field(0xEEEE, Bytes(9, 0x5A), cc), true, Bytes(8)},
+      {"a tag's value ends in 0x5A", two + Field(0xA090, tag), false, Bytes(8)},
+      {"a triplet does", two + Field(0xA8AF) + Field(0xA9AF, name + tag), false, name},
+      {"a resource behind the page", two + Field(0xA9C6, kBang), true, name},
   };
   for (const Case& c : cases) {
     for (const int format : {253, 312}) {
@@ -235,11 +250,16 @@ TEST(Save, APageIsAppendedOverTheEndOfAnyProducersDocument) {
       SaveRequest request(30, 5, 1, 7);
       const Bytes page = PageOf(request, format);
       const TemporaryFolder folder;
-      const std::string path = folder.File("f", c.kept + c.end);
+      const Bytes kept = c.prefixed ? c.kept + Bytes{0x5A} : c.kept;
+      const std::string path = folder.File("f", kept + Field(0xA9A8, c.name));
+      // A 0x5A at the end is the page's own when it begins with one, whosever it was.
+      const bool shared = page[0] == 0x5A && kept.back() == 0x5A;
+      const Bytes one = kept + Slice(page, shared ? 1 : 0, page.size());
       EXPECT_EQ(request(path, format, 2), 1);
-      EXPECT_EQ(FileBytes(path), c.kept + page + kEndDocument);
+      EXPECT_EQ(FileBytes(path), one + kEndDocument);
       EXPECT_EQ(request(path, format, 0), 1);
-      EXPECT_EQ(FileBytes(path), c.kept + page + page + kEndDocument);
+      EXPECT_EQ(FileBytes(path), one + page + kEndDocument);
+      EXPECT_EQ(EndPages(FileBytes(path)), EndPages(kept + Field(0xA9A8)) + 2);
     }
   }
 }

@@ -67,33 +67,27 @@ int WriteMODCAEndDoc(tagHANDLE* handle) {
                                                                                : K_ERROR_WRITE;
 }
 
-namespace {
-
-bool IsField(const unsigned char* bytes, unsigned length, uint16_t wTypeCategory) {
-  return GetBig16(bytes) == length && bytes[2] == SF_CLASS && GetBig16(bytes + 3) == wTypeCategory;
-}
-
-}  // namespace
-
 int SeekEndDocument(tagHANDLE* handle) {
   const int size = K_RedirectedSeek(handle, 0, K_SEEK_END);
   if (size < 0) return K_ERROR_SEEK;
-  constexpr unsigned named = END_DOCUMENT_LENGTH;
-  unsigned char last[2 * named];  // the last field and what stands before it
+  unsigned char last[1 + END_DOCUMENT_LENGTH];  // the last field and the byte before it
   const auto count = std::min(static_cast<unsigned>(size), unsigned{sizeof(last)});
   if (K_RedirectedSeek(handle, -static_cast<int>(count), K_SEEK_END) < 0) return K_ERROR_SEEK;
-  if (!ReadBound(ThreadState(), handle, last, count)) return K_ERROR_READ;
+  const FilterThreadState* state = ThreadState();
+  if (!ReadBound(state, handle, last, count)) return K_ERROR_READ;
 
-  for (const unsigned length : {named, SF_INTRODUCER_LENGTH}) {
-    if (length > count) break;
+  for (const unsigned length : {END_DOCUMENT_LENGTH, SF_INTRODUCER_LENGTH}) {
+    if (length > count) continue;
     const unsigned before = count - length;
-    if (!IsField(last + before, length, SF_END_DOCUMENT)) continue;
-    // Other producers put 0x5A before this field as before any other, unless that
-    // byte is the end of the name in the field before it.
-    const bool afterName = before >= named && GetBig16(last + before - named) == named &&
-                           last[before - named + 2] == SF_CLASS;
-    const bool prefixed = before > 0 && last[before - 1] == CARRIAGE_CONTROL && !afterName;
-    const int start = size - static_cast<int>(length) - (prefixed ? 1 : 0);
+    const unsigned char* field = last + before;
+    if (GetBig16(field) != length || field[2] != SF_CLASS ||
+        GetBig16(field + 3) != SF_END_DOCUMENT) {
+      continue;
+    }
+    // A 0x5A before it may be its own, as other producers write it, or a data byte of
+    // what stands before: it stays, and where the page begins with one it is the same.
+    const bool shared = state->bWriteCC != 0 && before > 0 && last[before - 1] == CARRIAGE_CONTROL;
+    const int start = size - static_cast<int>(length) - (shared ? 1 : 0);
     return K_RedirectedSeek(handle, start, K_SEEK_START) < 0 ? K_ERROR_SEEK : K_SUCCESS;
   }
   return K_ERROR_INVALID_FORMAT;

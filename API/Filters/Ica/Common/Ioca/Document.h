@@ -20,7 +20,8 @@ K_EXPORT int WriteMODCAEndDoc(tagHANDLE* handle);
 // Writes a field that is nothing but an introducer. Returns 1 or -5.
 int WriteEmptyField(tagHANDLE* handle, uint16_t wCode);
 
-// Goes to where the document's last field, End Document, begins, with its 0x5A if
-// it has one. Returns 1; -9 when the file does not end with such a field of
-// the two lengths in use, 16 bytes (with a name) and 8 (without); -7 or -4.
+// Goes to where the document's last field, End Document, begins; to the 0x5A before
+// it when the thread's bWriteCC says that the next field begins with one as well.
+// Returns 1; -9 when the file does not end with such a field of the two lengths in
+// use, 16 bytes (with a name) and 8 (without); -7 or -4.
 int SeekEndDocument(tagHANDLE* handle);
