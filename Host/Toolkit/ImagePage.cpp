@@ -48,7 +48,7 @@ class FieldCapture {
 };
 
 // The largest resolution that the descriptor's ten inches can express.
-constexpr int kMaxResolution = UINT16_MAX / 10;
+constexpr int kMaxResolution = INT16_MAX / 10;
 
 }  // namespace
 

@@ -31,8 +31,8 @@ constexpr NamedCompression kCompressions[] = {
 };
 
 constexpr int kMaxSide = static_cast<int>(MAX_IMAGE_SIDE);
-// What tenths of dots per inch in 16 bits hold.
-constexpr int kMaxResolution = 6553;
+// Tenths of dots per inch from 0x8000 on are read as "none".
+constexpr int kMaxResolution = 0x7FFF / 10;
 
 const FormatRow* RowOf(Compression compression) {
   int count = 0;
@@ -79,7 +79,7 @@ Outcome CheckSize(const Bitmap& bitmap) {
   }
   const auto outside = [](int resolution) { return resolution < 0 || resolution > kMaxResolution; };
   if (outside(bitmap.XResolution()) || outside(bitmap.YResolution())) {
-    return Failure(K_ERROR_INVALID_FORMAT, "a page has at most 6553 dots per inch, not " +
+    return Failure(K_ERROR_INVALID_FORMAT, "a page has at most 3276 dots per inch, not " +
                                                std::to_string(bitmap.XResolution()) + " x " +
                                                std::to_string(bitmap.YResolution()));
   }

@@ -56,7 +56,7 @@ struct SaveRequest {
 // What SavePage would refuse about a picture, whatever the file: -16 for a
 // compression that the kind of container can't hold; -27 for a depth that the
 // compression can't carry, and for uncompressed pages of more than 1 bit per
-// pixel, which no reader takes; -9 for a picture above 32767 pixels or 6553 dpi.
+// pixel, which no reader takes; -9 for a picture above 32767 pixels or 3276 dpi.
 K_EXPORT Outcome CheckPicture(const Bitmap& bitmap, const SaveRequest& request);
 
 // Writes a picture as a page, converted to the depth asked for. The file is

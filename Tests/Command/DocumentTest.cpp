@@ -210,7 +210,7 @@ TEST_F(Documents, WhatCannotBeDoneIsRefusedAndStays) {
       {"create FILE ODD -c none --bits 8", 1, "can't be read back (status -27)"},
       {"create FILE ODD -c abic --bits 8", 1, "1 or 4 bits per pixel, not 8 (status -27)"},
       {"create FILE ODD -c jpeg --bits 1", 1, "8 or 24 bits per pixel, not 1 (status -27)"},
-      {"create FILE ODD --dpi 6554", 1, "at most 6553 dots per inch, not 6554 x 6554 (status -9)"},
+      {"create FILE ODD --dpi 3277", 1, "at most 3276 dots per inch, not 3277 x 3277 (status -9)"},
       {"create FILE ODD --dpi 0", 2, "no resolution"},
       {"create FILE ODD --quality 101", 2, "--quality"},
       {"create FILE ODD --compression lzw", 2, "--compression"},

@@ -118,8 +118,8 @@ TEST(Save, PicturesThatTheFormatCantHoldAreRefused) {
   };
   const Case cases[] = {
       {0, 5, 0, 0, -9},      {5, 0, 0, 0, -9},     {-1, 5, 0, 0, -9},    {0x8000, 1, 0, 0, -9},
-      {1, 0x8000, 0, 0, -9}, {5, 5, 6554, 1, -9},  {5, 5, 1, 6554, -9},  {5, 5, -1, 1, -9},
-      {5, 5, 6553, 6553, 1}, {0x7FFF, 1, 0, 0, 1}, {1, 0x7FFF, 0, 0, 1},
+      {1, 0x8000, 0, 0, -9}, {5, 5, 3277, 1, -9},  {5, 5, 1, 3277, -9},  {5, 5, -1, 1, -9},
+      {5, 5, 3276, 3276, 1}, {0x7FFF, 1, 0, 0, 1}, {1, 0x7FFF, 0, 0, 1},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(testing::Message() << c.width << " by " << c.height << " at " << c.xResolution);
@@ -131,6 +131,10 @@ TEST(Save, PicturesThatTheFormatCantHoldAreRefused) {
     if (c.status == 1) {
       const TemporaryFolder folder;
       EXPECT_EQ(request(folder / "new", 253), 1);
+      // From 0x8000 on the numbers mean that there is no resolution.
+      const Bytes size = WrittenPages(FileBytes(folder / "new"))[0].size;
+      EXPECT_EQ(Slice(size, 1, 2), Big16(static_cast<unsigned>(request.bitmap.nXResolution) * 10));
+      EXPECT_LT(size[1], 0x80);
       continue;
     }
     const Untouched file(kTwoPages);

@@ -17,8 +17,8 @@ namespace {
 constexpr uint32_t kDocumentSegmentData = 8176;
 constexpr uint32_t kBareSegmentData = 65535;
 
-// Resolutions are stored in tenths as 16-bit numbers.
-constexpr int kMaxResolution = 6553;
+// Resolutions are stored in tenths, and 0x8000 and above stand for "none".
+constexpr int kMaxResolution = 0x7FFF / 10;
 
 bool IsOneOf(int value, std::initializer_list<int> values) {
   for (const int candidate : values) {
