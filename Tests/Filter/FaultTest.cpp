@@ -34,7 +34,8 @@ struct Attempt {
   Fault fault = kFaults;
   int nth = 0;
   int status = 0;
-  Bytes result;  // of reading: what came out; of writing: the file afterwards
+  Bytes result;      // of reading: what came out; of writing: the file afterwards
+  int appended = 0;  // what a later append comes to
   int counts[kFaults] = {};
   // The call itself, behind the preparations whose allocations don't count.
   void Do(const std::function<int()>& call) {
@@ -51,6 +52,14 @@ struct Entry {
   bool writes = false;
   uint32_t flags = 0;
 };
+
+Bytes OtherPage(unsigned char content) {
+  const Bytes name(8, 0xC1);
+  return Field(0xA8AF, name) + Field(0xEE9B, Bytes(size_t{content} * 100, content)) +
+         Field(0xA9AF, name);
+}
+const Bytes kDocument =
+    Field(0xA8A8) + OtherPage(1) + OtherPage(250) + OtherPage(3) + Field(0xA9A8, Bytes(8));
 
 Attempt Perform(const Entry& entry, Fault fault = kFaults, int nth = 0) {
   const TemporaryFolder folder(TemporaryFolder::InMemory());
@@ -74,6 +83,7 @@ Attempt Perform(const Entry& entry, Fault fault = kFaults, int nth = 0) {
   EXPECT_EQ(K_OpenFiles(), open);
   EXPECT_EQ(EmbeddedLoaders::g_aLoaders.IsLoaded(), 0);
   if (entry.writes) attempt.result = FileBytes(attempt.file);
+  if (entry.before == kDocument) attempt.appended = SaveRequest(9, 2)(attempt.file, 253, 2);
   return attempt;
 }
 
@@ -123,14 +133,6 @@ Entry Commenting() {
             if (attempt.fault == kMemory) attempt.result = all;
           }};
 }
-
-Bytes OtherPage(unsigned char content) {
-  const Bytes name(8, 0xC1);
-  return Field(0xA8AF, name) + Field(0xEE9B, Bytes(size_t{content} * 100, content)) +
-         Field(0xA9AF, name);
-}
-const Bytes kDocument =
-    Field(0xA8A8) + OtherPage(1) + OtherPage(250) + OtherPage(3) + Field(0xA9A8, Bytes(8));
 
 Entry Deleting() {
   return {"delete", kDocument, kSave,
@@ -217,6 +219,8 @@ std::vector<Entry> Savings(const HostFault& host = {}) {
 int FailEach(const Entry& entry) {
   const Attempt good = Perform(entry);
   EXPECT_EQ(good.status, 1) << entry.what;
+  const bool cuts = entry.before == kDocument && good.result.size() < kDocument.size() &&
+                    entry.what.find("over another") == std::string::npos;
   int attempts = 0;
   for (int number = 0; number < kFaults; ++number) {
     const auto fault = static_cast<Fault>(number);
@@ -236,6 +240,12 @@ int FailEach(const Entry& entry) {
       }
       EXPECT_THAT(entry.statuses[fault], testing::Contains(attempt.status));
       if (!entry.writes) continue;
+      if (cuts) {
+        EXPECT_EQ(attempt.appended, 1) << "End Document ends the file";
+      }
+      if (entry.what == "delete" && fault != kClose) {
+        EXPECT_EQ(attempt.result, entry.before);
+      }
       // Before the first byte is written nothing has happened to the file, and all
       // that an insertion reads it has read by then.
       const bool cut = attempt.counts[kOpen] > 1;

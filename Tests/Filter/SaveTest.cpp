@@ -301,4 +301,57 @@ TEST(Save, PagesGoBehindTheFirstAndTakeThePlaceOfTheSecond) {
   }
 }
 
+// Between the writing of the new page and the cutting of the file every failure
+// leaves a document that can be read to its end and written on.
+TEST(Save, AReplacementThatCantCutTheFileLeavesAWholeDocument) {
+  std::vector<size_t> gaps = {255, 256, 0x3FFF, 0x4000, 0x4001, 0x4008, 0x4009, 0x5A10, 40000};
+  for (size_t gap = 1; gap <= 20; ++gap) gaps.push_back(gap);
+  for (const int format : {253, 312}) {
+    const Style style = {format == 312, {}, false};
+    SaveRequest request(9, 2);
+    const Bytes page = PageOf(request, format);
+    const Bytes head = Field(0xA8A8, {}, style) + OtherPage(1, {}, style);
+    const Bytes tail = OtherPage(3, {}, style) + kEndDocument;
+    for (const size_t gap : gaps) {
+      // An old page that is so much longer than the new one.
+      Bytes old = Field(0xA9AF, {}, style);
+      for (size_t left = page.size() + gap - old.size(); left > 0;) {
+        const size_t part = left > 20000 ? 10000 : left;
+        old = Field(0xEE9B, Bytes(part - (style.carriageControl ? 9 : 8)), style) + old;
+        left -= part;
+      }
+      const Bytes before = head + old + tail;
+      const TemporaryFolder folder;
+      const std::string path = folder.File("f", before);
+      FailingFiles good;
+      ASSERT_EQ(request(path, format, 1, kReplace), 1);
+      ASSERT_EQ(FileBytes(path), head + page + tail);
+      using Operation = FailingFiles::Operation;
+      const std::pair<Operation, int> faults[] = {
+          {Operation::kOpen, 2},
+          {Operation::kClose, 1},
+          {Operation::kRead, good.Count(Operation::kRead)},
+          {Operation::kWrite, good.Count(Operation::kWrite)},
+          {Operation::kWrite, good.Count(Operation::kWrite) - 1}};
+      for (const auto& [operation, nth] : faults) {
+        SCOPED_TRACE(testing::Message() << format << ", gap " << gap << ", " << operation);
+        folder.File("f", before);
+        good.Fail(operation, nth);
+        EXPECT_LT(request(path, format, 1, kReplace), 0);
+        const Bytes left = FileBytes(path);
+        const size_t whole = head.size() + page.size() - 8;
+        EXPECT_EQ(Slice(left, 0, whole), Slice(head + page, 0, whole));
+        EXPECT_EQ(Slice(left, left.size() - tail.size(), tail.size()), tail);
+        EXPECT_EQ(EndPages(left), 3);
+        EXPECT_EQ(request(path, format, 2), 1);
+        EXPECT_EQ(EndPages(FileBytes(path)), 4);
+        // The next replacement takes what was left over with it.
+        EXPECT_EQ(request(path, format, 1, kReplace), 1);
+        EXPECT_EQ(FileBytes(path),
+                  head + page + Slice(tail, 0, tail.size() - 16) + page + kEndDocument);
+      }
+    }
+  }
+}
+
 }  // namespace

@@ -39,6 +39,7 @@ constexpr uint16_t SF_OBJECT_AREA_POSITION = 0xAC6B;
 constexpr uint16_t SF_IMAGE_DATA_DESCRIPTOR = 0xA6FB;
 constexpr uint16_t SF_IMAGE_PICTURE_DATA = 0xEEFB;
 constexpr uint16_t SF_PRESENTATION_TEXT = 0xEE9B;
+constexpr uint16_t SF_NO_OPERATION = 0xEEEE;
 constexpr unsigned char SF_CLASS = 0xD3;
 constexpr unsigned char SF_FLAG_EXTENSION = 0x80;
 // Bytes of an introducer without extension.

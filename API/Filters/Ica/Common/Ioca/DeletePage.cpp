@@ -18,16 +18,6 @@ int fltDeletePage(_DELETEDISPATCH* pDispatch) {
   if (!failed(status)) status = FindEndOfPage(file.get(), 2, &end);
   if (failed(status)) return status;
   if (status != K_SUCCESS) end = start;
-
-  const int size = K_RedirectedSeek(file.get(), 0, K_SEEK_END);
-  if (size < end) return K_ERROR_READ;
-  const auto tailLength = static_cast<unsigned>(size - end);
-  LocalBuffer tail;
-  status = ReadInto(&tail, file.get(), state, end, tailLength);
-  if (status != K_SUCCESS) return status;
-  if (K_RedirectedSeek(file.get(), start, K_SEEK_START) < 0) return K_ERROR_SEEK;
-  if (!WriteBound(state, file.get(), tail.get(), tailLength)) return K_ERROR_WRITE;
-  tail.Reset();
-  status = CutFile(&file, name, state, static_cast<unsigned>(start) + tailLength);
+  status = CutFile(&file, name, state, start, end);
   return file.Close(status);
 }

@@ -138,13 +138,16 @@ int SaveSpliced(_SAVEDISPATCH* pSave, const FilterThreadState* state, bool inser
 
   if (K_RedirectedSeek(file.get(), splice.position, K_SEEK_START) < 0) return K_ERROR_SEEK;
   status = AppendPage(pSave, file.get(), 0);
-  if (status == K_SUCCESS && !WriteBound(state, file.get(), tail.get(), tailLength)) {
+  if (status != K_SUCCESS) return file.Close(status);
+  const int end = K_RedirectedSeek(file.get(), 0, K_SEEK_CURRENT);
+  if (end < 0) {
+    status = K_ERROR_SEEK;
+  } else if (end < tailStart) {
+    // The tail stays where it is until the bytes before it can be cut out.
+    tail.Reset();
+    status = CutAfterPage(&file, pSave->pszFileName, state, end, tailStart);
+  } else if (!WriteBound(state, file.get(), tail.get(), tailLength)) {
     status = K_ERROR_WRITE;
-  }
-  tail.Reset();
-  if (status == K_SUCCESS) {
-    const int end = K_RedirectedSeek(file.get(), 0, K_SEEK_CURRENT);
-    if (end < size) status = CutFile(&file, pSave->pszFileName, state, static_cast<unsigned>(end));
   }
   return file.Close(status);
 }
