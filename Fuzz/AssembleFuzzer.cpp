@@ -50,7 +50,7 @@ const kz::PageIndex& OtherIndex() {
 // Whether that could be done.
 bool Assemble(const std::vector<kz::PagePick>& picks) {
   const MemoryPath out(nullptr, 0);
-  if (!kz::AssembleDocument(picks, out.Descriptor()).Ok()) return false;
+  if (!kz::WriteDocument(kz::AssembleDocument(picks), out.Descriptor()).Ok()) return false;
   kz::PageIndex made;
   Require(kz::IndexPages(out.Path(), made).Ok(), "what was assembled can be indexed");
   Require(made.pages.size() == picks.size(), "every page that was asked for is there");

@@ -14,14 +14,17 @@ class OwnedDescriptor {
  public:
   OwnedDescriptor() = default;
   explicit OwnedDescriptor(int descriptor) : m_descriptor(descriptor) {}
-  ~OwnedDescriptor() {
-    if (m_descriptor >= 0) ::close(m_descriptor);
-  }
+  ~OwnedDescriptor() { Reset(-1); }
   OwnedDescriptor(const OwnedDescriptor&) = delete;
   OwnedDescriptor& operator=(const OwnedDescriptor&) = delete;
 
   // The descriptor, negative when there is none.
   int Get() const { return m_descriptor; }
+  // Takes another one in its place.
+  void Reset(int descriptor) {
+    if (m_descriptor >= 0) ::close(m_descriptor);
+    m_descriptor = descriptor;
+  }
   // Hands the descriptor over.
   int Release() { return std::exchange(m_descriptor, -1); }
 

@@ -83,7 +83,9 @@ std::string MakeBeginDocument() {
 
 std::string MakeEndDocument() {
   constexpr size_t nameLength = END_DOCUMENT_LENGTH - SF_INTRODUCER_LENGTH;
-  return MakeField(SF_END_DOCUMENT, std::string(nameLength, '\0'), false);
+  std::string field;
+  const Outcome outcome = MakeField(SF_END_DOCUMENT, std::string(nameLength, '\0'), false, field);
+  return outcome.Ok() ? field : std::string();
 }
 
 }  // namespace kz

@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "API/Filters/Ica/Common/Ioca/BigEndian.h"
+
 namespace kz {
 
 namespace {
@@ -75,9 +77,9 @@ std::string SizedDescriptor(std::string descriptor, std::string_view triplets) {
 
 // A mapping field's data: one repeating group, its length before the triplet.
 std::string MappingData(std::string_view triplet) {
-  std::string data(1, '\0');
-  data += static_cast<char>(2 + triplet.size());
-  return data.append(triplet);
+  unsigned char length[2];
+  PutBig16(length, static_cast<uint32_t>(sizeof(length) + triplet.size()));
+  return std::string(reinterpret_cast<const char*>(length), sizeof(length)).append(triplet);
 }
 
 }  // namespace
@@ -87,36 +89,42 @@ std::string_view IncludedImageName(std::string_view include) {
   return include.substr(0, 8);
 }
 
-void AddIncludedImage(PieceList& pieces, int source, ByteRange image, std::string_view include,
-                      PieceForm form, bool prefixed) {
+Outcome AddIncludedImage(PieceList& pieces, int source, ByteRange image, std::string_view include,
+                         PieceForm form, bool prefixed) {
   FileWindow& file = pieces.File(source);
   const std::string_view triplets = include.substr(kTriplets);
   const std::string_view mapping = FindTriplet(triplets, kTripletMappingOption);
-
+  Outcome outcome;
   int64_t copied = image.begin;
-  const auto replace = [&](const ScannedField& field, const std::string& data) {
+  const auto leaveOut = [&](const ScannedField& field) {
     pieces.Add(source, {copied, field.offset}, form);
-    pieces.Add(MakeField(field.Code(), data, prefixed));
     copied = field.End();
   };
-  for (int64_t at = image.begin; at < image.end;) {
+  const auto add = [&](uint16_t code, const std::string& data) {
+    std::string field;
+    if (outcome.Ok()) outcome = MakeField(code, data, prefixed, field);
+    pieces.Add(std::move(field));
+  };
+  for (int64_t at = image.begin; at < image.end && outcome.Ok();) {
     const ScannedField field = ScanField(file, at);
     const uint16_t code = field.Code();
     if (field.fault != FieldFault::None || code == SF_IMAGE_PICTURE_DATA) break;
     if (code == SF_OBJECT_AREA_DESCRIPTOR) {
-      replace(field, SizedDescriptor(FieldData(file, field), triplets));
+      leaveOut(field);
+      add(code, SizedDescriptor(FieldData(file, field), triplets));
     } else if (code == SF_OBJECT_AREA_POSITION) {
-      replace(field, PlacedPosition(FieldData(file, field), include));
+      leaveOut(field);
+      add(code, PlacedPosition(FieldData(file, field), include));
       // What the page says of the mapping takes the place of what the object says.
-      if (!mapping.empty()) pieces.Add(MakeField(kMapImageObject, MappingData(mapping), prefixed));
+      if (!mapping.empty()) add(kMapImageObject, MappingData(mapping));
     } else if (code == kMapImageObject && !mapping.empty()) {
-      pieces.Add(source, {copied, field.offset}, form);
-      copied = field.End();
+      leaveOut(field);
     }
     at = field.End();
     if (code == SF_END_OBJECT_ENVIRONMENT) break;
   }
   pieces.Add(source, {copied, image.end}, form);
+  return outcome;
 }
 
 }  // namespace kz

@@ -12,10 +12,11 @@ namespace kz {
 // for other objects.
 std::string_view IncludedImageName(std::string_view include);
 
-// Adds an image object that FindImage found to the pieces, placed and sized as the Include Object
-// data say (MO:DCA, Include Object): what they leave open stays as the object has it. `prefixed`:
-// the fields made anew get a 0x5A; `form` is that of all others.
-void AddIncludedImage(PieceList& pieces, int source, ByteRange image, std::string_view include,
-                      PieceForm form, bool prefixed);
+// Adds an image object that FindImage found to the pieces, placed and sized as the
+// Include Object data say: what they leave open stays as the object has it. `prefixed`:
+// the fields made anew get a 0x5A; `form` is that of all others. -9 when that makes
+// a field longer than fields can be.
+Outcome AddIncludedImage(PieceList& pieces, int source, ByteRange image, std::string_view include,
+                         PieceForm form, bool prefixed);
 
 }  // namespace kz

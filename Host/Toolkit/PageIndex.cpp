@@ -3,8 +3,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "API/Filters/Ica/Common/Ioca/StructuredField.h"
-#include "API/Filters/Ica/Common/Thread.h"
+#include "Host/Toolkit/FieldScan.h"
 #include "Host/Toolkit/Resources.h"
 #include "Host/Toolkit/StructuredFieldNames.h"
 
@@ -17,22 +16,6 @@ constexpr uint16_t kEndPageGroup = 0xA9AD;
 
 // Begin Segment without a name, Begin Image Content.
 constexpr unsigned char kBareStart[] = {0x70, 0x00, 0x91, 0x01, 0xFF};
-
-class OpenDocument {
- public:
-  explicit OpenDocument(const char* name)
-      : m_handle(K_RedirectedOpen(name, K_OPEN_READ, K_MODE_READABLE)) {}
-  ~OpenDocument() {
-    if (*this) K_RedirectedClose(m_handle);
-  }
-  OpenDocument(const OpenDocument&) = delete;
-  OpenDocument& operator=(const OpenDocument&) = delete;
-  explicit operator bool() const { return m_handle != K_InvalidHandle(); }
-  tagHANDLE* get() const { return m_handle; }
-
- private:
-  tagHANDLE* m_handle;
-};
 
 class PrefixCount {
  public:
@@ -51,77 +34,65 @@ Outcome At(int64_t offset, std::string what, int status = K_ERROR_INVALID_FORMAT
   return Failure(status, std::move(what) + " at byte " + std::to_string(offset));
 }
 
-struct Field {
-  ByteRange bytes;
-  uint16_t code;
-  bool prefixed;
-};
+// What fields begin and others end.
+enum class Bracket { Document, Page, PageGroup, ResourceGroup };
 
 class Indexer {
  public:
   explicit Indexer(PageIndex& index) : m_index(index) {}
 
-  Outcome Run(tagHANDLE* file) {
-    int64_t at = 0;
-    while (at < m_index.Size()) {
-      _SFI introducer;
-      const int status = ReadSFI(file, &introducer);
+  Outcome Run(FileWindow& file) {
+    for (int64_t at = 0; at < file.Size();) {
+      const ScannedField field = ScanField(file, at);
       // Files are padded behind their document.
-      if (status != K_SUCCESS && Outside() && m_index.endDocument.end > 0) break;
-      if (status == K_ERROR_READ) return CutAt(at);
-      if (status != K_SUCCESS) return At(at, "there is no valid structured field", status);
-      const int64_t data = K_RedirectedSeek(file, 0, K_SEEK_CURRENT);
-      const Field field{{at, data + SFDataLength(introducer)},
-                        introducer.wTypeCategory,
-                        data - at > int64_t{SF_INTRODUCER_LENGTH} + introducer.bExtLength};
-      if (field.bytes.end > m_index.Size()) return CutAt(at);
-      if (SkipSFData(file, &introducer) != K_SUCCESS) return CutAt(at);
+      if (field.fault != FieldFault::None && Outside() && m_index.endDocument.end > 0) break;
+      if (field.fault == FieldFault::Cut || field.fault == FieldFault::CutData) {
+        return At(at, "the file ends within the structured field", K_ERROR_READ);
+      }
+      if (field.fault != FieldFault::None) return At(at, "there is no valid structured field");
       Outcome outcome = Take(field);
       if (!outcome.Ok()) return outcome;
-      at = field.bytes.end;
+      at = field.End();
     }
     return Finish();
   }
 
  private:
-  enum class Place { Outside, Document, Page };
+  struct OpenBracket {
+    Bracket kind;
+    int64_t begin;
+  };
 
-  bool Outside() const { return m_place == Place::Outside && !m_inGroup; }
-  static Outcome CutAt(int64_t offset) {
-    return At(offset, "the file ends within the structured field", K_ERROR_READ);
-  }
+  bool Within(Bracket kind) const { return !m_open.empty() && m_open.back().kind == kind; }
+  bool InDocument() const { return m_document > 0; }
+  bool Outside() const { return !InDocument() && !Within(Bracket::ResourceGroup); }
+  void Open(Bracket kind, const ScannedField& field) { m_open.push_back({kind, field.offset}); }
+
   std::string PageWords() const {
     return "page " + std::to_string(m_index.pages.size()) + ", which begins at byte " +
            std::to_string(m_index.pages.back().bytes.begin) + ",";
   }
 
-  Outcome Misplaced(const Field& field, const char* where) const {
-    return At(field.bytes.begin, FieldWords(field.code) + " " + where);
+  static Outcome Misplaced(const ScannedField& field, const std::string& where) {
+    return At(field.offset, FieldWords(field.Code()) + " " + where);
   }
 
-  Outcome Take(const Field& field) {
-    if (field.code != SF_END_DOCUMENT) {
+  Outcome Take(const ScannedField& field) {
+    const bool inPage = Within(Bracket::Page);
+    if (field.Code() != SF_END_DOCUMENT) {
       m_prefix.Add(field.prefixed);
-      if (m_place == Place::Page) m_pagePrefix.Add(field.prefixed);
+      if (inPage) m_pagePrefix.Add(field.prefixed);
     }
-    CountImages(field.code);
-    if (m_inGroup) {
-      if (field.code == kBeginResourceGroup) return Misplaced(field, "within a resource group");
-      if (field.code == kEndResourceGroup) {
-        m_inGroup = false;
-        m_index.resourceGroups.back().end = field.bytes.end;
-      }
-      return {};
-    }
-    if (m_place == Place::Page) return TakeInPage(field);
-    return TakeBetweenPages(field);
+    CountImages(field.Code(), inPage);
+    if (Within(Bracket::ResourceGroup)) return TakeInResourceGroup(field);
+    return inPage ? TakeInPage(field) : TakeBetweenPages(field);
   }
 
-  void CountImages(uint16_t code) {
+  void CountImages(uint16_t code, bool inPage) {
     const bool pictureData = code == SF_IMAGE_PICTURE_DATA;
     if (pictureData && !m_inImage) {
       ++m_index.imageObjects;
-      if (m_place == Place::Page) {
+      if (inPage) {
         IndexedPage& page = m_index.pages.back();
         if (page.imageObjects++ == 0) page.firstImage = m_index.imageObjects;
       }
@@ -129,59 +100,72 @@ class Indexer {
     m_inImage = pictureData;
   }
 
-  Outcome TakeInPage(const Field& field) {
+  // What else stands in there, documents and pages too, is the resource's own.
+  Outcome TakeInResourceGroup(const ScannedField& field) {
+    if (field.Code() == kBeginResourceGroup) return Misplaced(field, "within a resource group");
+    if (field.Code() == kEndResourceGroup) {
+      m_index.resourceGroups.back().end = field.End();
+      m_open.pop_back();
+    }
+    return {};
+  }
+
+  Outcome TakeInPage(const ScannedField& field) {
     IndexedPage& page = m_index.pages.back();
-    switch (field.code) {
+    switch (field.Code()) {
       case SF_BEGIN_DOCUMENT:
-        return Misplaced(field, ("within " + PageWords() + " instead of outside").c_str());
+        return Misplaced(field, "within " + PageWords() + " instead of outside");
       case SF_BEGIN_PAGE:
       case SF_END_DOCUMENT:
-        return At(field.bytes.begin,
-                  PageWords() + " has no End Page field before " + FieldWords(field.code));
+        return At(field.offset,
+                  PageWords() + " has no End Page field before " + FieldWords(field.Code()));
       case SF_END_PAGE:
-        page.bytes.end = field.bytes.end;
+        page.bytes.end = field.End();
         page.prefix = m_pagePrefix.Result();
-        m_place = Place::Document;
+        m_open.pop_back();
         m_dividedSincePage = false;
         return {};
       default:
-        page.refersToResources |= RefersToResource(field.code);
+        page.refersToResources |= RefersToResource(field.Code());
         return {};
     }
   }
 
-  Outcome TakeBetweenPages(const Field& field) {
-    const bool outside = m_place == Place::Outside;
-    switch (field.code) {
+  Outcome TakeBetweenPages(const ScannedField& field) {
+    const ByteRange bytes = {field.offset, field.End()};
+    switch (field.Code()) {
       case SF_BEGIN_DOCUMENT:
-        if (!outside) return Misplaced(field, "within a document");
-        m_place = Place::Document;
+        if (InDocument()) return Misplaced(field, "within a document");
+        Open(Bracket::Document, field);
+        m_document = m_open.size();
         m_dividedSincePage = true;
-        m_openGroups = 0;  // those outside of it aren't its own
-        if (m_index.beginDocument.Size() == 0) m_index.beginDocument = field.bytes;
+        if (m_index.beginDocument.Size() == 0) m_index.beginDocument = bytes;
         return {};
       case SF_END_DOCUMENT:
-        if (outside) return Misplaced(field, "without Begin Document");
-        m_place = Place::Outside;
+        if (!InDocument()) return Misplaced(field, "without Begin Document");
+        // It ends the page groups, too, that nothing else has ended.
+        m_open.resize(m_document - 1);
+        m_document = 0;
         m_dividedSincePage = true;
-        if (m_index.endDocument.Size() == 0) m_index.endDocument = field.bytes;
+        if (m_index.endDocument.Size() == 0) m_index.endDocument = bytes;
+        m_index.appendAt = bytes.begin;
         return {};
       case SF_BEGIN_PAGE:
-        if (outside) return Misplaced(field, "outside of a document");
+        if (!InDocument()) return Misplaced(field, "outside of a document");
         BeginPage(field);
         return {};
       case SF_END_PAGE:
         return Misplaced(field, "without Begin Page");
       case kBeginResourceGroup:
-        m_inGroup = true;
-        m_index.resourceGroups.push_back(field.bytes);
+        Open(Bracket::ResourceGroup, field);
+        m_index.resourceGroups.push_back(bytes);
         return {};
       case kBeginPageGroup:
-        if (m_index.pages.empty() && m_openGroups++ == 0) m_firstGroup = field.bytes.begin;
+        Open(Bracket::PageGroup, field);
         m_dividedSincePage = true;
         return {};
       case kEndPageGroup:
-        if (m_index.pages.empty() && m_openGroups > 0) --m_openGroups;
+        if (Within(Bracket::PageGroup)) m_open.pop_back();
         m_dividedSincePage = true;
         return {};
       default:
@@ -189,27 +173,28 @@ class Indexer {
     }
   }
 
-  void BeginPage(const Field& field) {
+  void BeginPage(const ScannedField& field) {
     if (m_index.pages.empty()) {
-      m_index.plainHeadEnd = m_openGroups > 0 ? m_firstGroup : field.bytes.begin;
+      const bool grouped = m_open.size() > m_document;
+      m_index.plainHeadEnd = grouped ? m_open[m_document].begin : field.offset;
     } else {
       m_index.divided |= m_dividedSincePage;
     }
-    m_index.pages.push_back({field.bytes, 0, 0, FieldPrefix::None, false});
-    m_place = Place::Page;
+    Open(Bracket::Page, field);
+    m_index.pages.push_back({{field.offset, field.End()}, 0, 0, FieldPrefix::None, false});
     m_pagePrefix = {};
     m_pagePrefix.Add(field.prefixed);
   }
 
   Outcome Finish() {
     m_index.prefix = m_prefix.Result();
-    if (m_place == Place::Page) {
+    if (Within(Bracket::Page)) {
       return Failure(K_ERROR_READ, PageWords() + " has no End Page field before the file ends");
     }
-    if (m_inGroup) {
-      return At(m_index.resourceGroups.back().begin, "there is no end of the resource group");
+    if (Within(Bracket::ResourceGroup)) {
+      return At(m_open.back().begin, "there is no end of the resource group");
     }
-    if (m_place == Place::Document) {
+    if (InDocument()) {
       return Failure(K_ERROR_READ, "the file ends without an End Document field");
     }
     if (m_index.beginDocument.Size() == 0) {
@@ -220,15 +205,28 @@ class Indexer {
   }
 
   PageIndex& m_index;
-  Place m_place = Place::Outside;
-  bool m_inGroup = false;
+  std::vector<OpenBracket> m_open;
+  size_t m_document = 0;  // depth at which the open document stands; 0: none is open
   bool m_inImage = false;
   bool m_dividedSincePage = false;
-  int m_openGroups = 0;  // page groups, before the first page
-  int64_t m_firstGroup = 0;
   PrefixCount m_prefix;
   PrefixCount m_pagePrefix;
 };
+
+Outcome FindContainer(FileWindow& file, Container& container) {
+  if (file.Size() == 0) return Failure(K_ERROR_READ, "the file is empty");
+  const unsigned char* start = file.At(0, sizeof(kBareStart));
+  if (start != nullptr && std::memcmp(start, kBareStart, sizeof(kBareStart)) == 0) {
+    container = Container::Ioca;
+    return {};
+  }
+  const bool prefixed = start != nullptr && start[0] == CARRIAGE_CONTROL;
+  if (start == nullptr || start[prefixed ? 3 : 2] != SF_CLASS) {
+    return Failure(K_ERROR_INVALID_FORMAT, "this is neither an IOCA image nor a MO:DCA document");
+  }
+  container = prefixed ? Container::ModcaCarriageControl : Container::Modca;
+  return {};
+}
 
 void IndexBareFile(PageIndex& index) {
   index.bare = true;
@@ -238,34 +236,20 @@ void IndexBareFile(PageIndex& index) {
 }
 
 Outcome Index(PageIndex& index) {
-  if (::stat(index.file.c_str(), &index.found) != 0) {
+  FileWindow file;
+  Outcome outcome = file.Open(index.file);
+  if (!outcome.Ok()) return outcome;
+  if (::fstat(file.Descriptor(), &index.found) != 0) {
     return SystemFailure(K_ERROR_OPEN_READ, errno);
   }
-  if (S_ISDIR(index.found.st_mode)) return SystemFailure(K_ERROR_OPEN_READ, EISDIR);
-  if (!S_ISREG(index.found.st_mode)) {
-    return Failure(K_ERROR_OPEN_READ, "only regular files can be read");
-  }
-  if (index.Size() > INT32_MAX) {
-    return Failure(K_ERROR_SEEK, "the file is larger than 2 GiB, positions don't reach farther");
-  }
-  errno = 0;
-  const OpenDocument file(index.file.c_str());
-  if (!file) return SystemFailure(K_ERROR_OPEN_READ, errno != 0 ? errno : EIO);
-  if (index.Size() == 0) return Failure(K_ERROR_READ, "the file is empty");
-
-  unsigned char start[sizeof(kBareStart)] = {};
-  const int read = K_RedirectedRead(file.get(), start, sizeof(start));
-  if (read == sizeof(start) && std::memcmp(start, kBareStart, sizeof(start)) == 0) {
+  outcome = FindContainer(file, index.container);
+  if (!outcome.Ok()) return outcome;
+  if (index.container == Container::Ioca) {
     IndexBareFile(index);
     return {};
   }
-  const int classAt = start[0] == CARRIAGE_CONTROL ? 3 : 2;
-  if (read <= classAt || start[classAt] != SF_CLASS) {
-    return Failure(K_ERROR_INVALID_FORMAT, "this is neither an IOCA image nor a MO:DCA document");
-  }
-  if (K_RedirectedSeek(file.get(), 0, K_SEEK_START) < 0) return Failure(K_ERROR_READ);
-  BindRead(ThreadState());
-  return Indexer(index).Run(file.get());
+  outcome = Indexer(index).Run(file);
+  return file.Failed() ? Failure(K_ERROR_READ) : outcome;
 }
 
 }  // namespace
@@ -293,6 +277,12 @@ std::string PageIndex::NumberingNote() const {
   const int outside = imageObjects - inPages;
   return std::to_string(outside) + (outside == 1 ? " image stands" : " images stand") +
          " outside of the pages";
+}
+
+Outcome FindContainer(const std::string& file, Container& container) {
+  FileWindow window;
+  const Outcome outcome = window.Open(file);
+  return outcome.Ok() ? FindContainer(window, container) : outcome;
 }
 
 Outcome IndexPages(const std::string& file, PageIndex& index) {

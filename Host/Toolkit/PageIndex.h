@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "API/Filters/Ica/Common/Ioca/FormatCodes.h"
 #include "Host/Kernel/Export.h"
 #include "Host/Toolkit/Outcome.h"
 
@@ -40,6 +41,7 @@ struct K_EXPORT PageIndex {
   struct stat found = {};  // of the file when it was indexed
   // A bare IOCA file: the one page is the image segment, which is the whole file.
   bool bare = false;
+  Container container = Container::Modca;  // by its first field
   std::vector<IndexedPage> pages;
   int imageObjects = 0;  // of the whole file
   // Of the document's fields. End Document doesn't count, since whoever appends
@@ -53,6 +55,8 @@ struct K_EXPORT PageIndex {
   // Where the first page group begins that encloses the first page, or that page,
   // or End Document without any.
   int64_t plainHeadEnd = 0;
+  // Where pages behind all others go: before the last End Document.
+  int64_t appendAt = 0;
 
   int64_t Size() const { return found.st_size; }
   // What stands before the first page: resource groups, Begin Document and so on.
@@ -60,10 +64,6 @@ struct K_EXPORT PageIndex {
   ByteRange Head() const;
   // What stands behind the last page.
   ByteRange Tail() const;
-  // Whether there are two pages and nothing between the first two.
-  bool SecondFollowsFirst() const {
-    return pages.size() > 1 && pages[0].bytes.end == pages[1].bytes.begin;
-  }
   // Whether image object n is the picture of page n, for all pages.
   bool PagesAreImages() const;
   // In what the pages differ from the image objects, for people: "page 2 has no
@@ -71,9 +71,14 @@ struct K_EXPORT PageIndex {
   std::string NumberingNote() const;
 };
 
-// Indexes a file. Fails with -10 for a file that can't be opened, -4 for one beyond
-// 2 GiB, -7 for one that ends too early, -9 for a file that isn't a document of
-// pages, each time with the place and the reason; `index` is untouched then.
+// Tells a bare image from a document, with or without 0x5A before its first field, by
+// the first bytes of a file. Fails with -10 for a file that can't be opened, -7 for an
+// empty one, -9 for what is neither.
+K_EXPORT Outcome FindContainer(const std::string& file, Container& container);
+
+// Indexes a file of any size. Fails like FindContainer, with -7 for a file that ends
+// too early, -9 for one that isn't a document of pages, each time with the place and
+// the reason; `index` is untouched then.
 K_EXPORT Outcome IndexPages(const std::string& file, PageIndex& index);
 
 }  // namespace kz

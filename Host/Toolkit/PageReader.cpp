@@ -33,16 +33,6 @@ Container ContainerMet() {
   return state->bReadCC != 0 ? Container::ModcaCarriageControl : Container::Modca;
 }
 
-// Lets the filter's readers read through the host's routine, as its entry points
-// do.
-void BindRead() {
-  FilterThreadState* state = State();
-  K_GetFilterIOData(nullptr, &state->pReadUserData, nullptr, nullptr, nullptr);
-  state->pfnRead = nullptr;
-  K_FilterIO(nullptr, &state->pfnRead, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-             nullptr, nullptr);
-}
-
 }  // namespace
 
 Outcome NoSuchPage(int last) {
@@ -113,25 +103,6 @@ Outcome PageReader::DescribePage(int page, bool countPages, PageInfo& info) {
   // What a load before may have left there.
   State()->nImageDataLeft = 0;
   info = result;
-  return {};
-}
-
-Outcome PageReader::FindEndOfPage(int page) {
-  BindRead();
-  if (K_RedirectedSeek(m_file, 0, K_SEEK_START) < 0) return Failure(K_ERROR_READ);
-  const int status = K_GetEndPage(m_file, page);
-  if (status == K_SUCCESS) return {};
-  return status == K_END_OF_DOCUMENT ? NoSuchPage(0) : Failure(status);
-}
-
-Outcome PageReader::FindContainer(Container& container) {
-  PageInfo info;
-  Outcome outcome = DescribePage(1, false, info);
-  // A document may have no image yet.
-  if (!outcome.Ok() && (outcome.status != K_ERROR_READ || m_size == 0 || !CheckStructure().Ok())) {
-    return outcome;
-  }
-  container = ContainerMet();
   return {};
 }
 

@@ -38,10 +38,6 @@ class PageReader {
   Outcome FindImages(std::vector<ImagePlace>& places);
   // Walks over all structured fields of a document that was described.
   Outcome CheckStructure();
-  // Whether the document has an End Page field for the page.
-  Outcome FindEndOfPage(int page);
-  // What the file is, be it a document without images.
-  Outcome FindContainer(Container& container);
 
  private:
   // Finds words for a description that failed.

@@ -4,6 +4,7 @@
 
 #include "API/Filters/Ica/Common/Ioca/BigEndian.h"
 #include "Host/Toolkit/FieldScan.h"
+#include "Host/Toolkit/StructuredFieldNames.h"
 
 namespace kz {
 
@@ -25,8 +26,6 @@ class PieceWriter {
         m_capacity(static_cast<size_t>(std::clamp(planned, kMinBuffer, kMaxBuffer))),
         m_buffer(std::make_unique_for_overwrite<unsigned char[]>(m_capacity)) {}
 
-  static Outcome TooLarge() { return Failure(K_ERROR_SEEK, "the file would be larger than 2 GiB"); }
-
   Outcome Put(const void* bytes, size_t count) {
     const auto* from = static_cast<const unsigned char*>(bytes);
     while (count > 0) {
@@ -40,9 +39,7 @@ class PieceWriter {
       from += n;
       count -= n;
     }
-    m_total += static_cast<int64_t>(from - static_cast<const unsigned char*>(bytes));
-    // Nothing beyond can be read as a page again.
-    return m_total <= INT32_MAX ? Outcome{} : TooLarge();
+    return {};
   }
 
   Outcome Flush() {
@@ -53,8 +50,6 @@ class PieceWriter {
 
   Outcome Copy(FileWindow& from, ByteRange range) {
     if (range.Size() >= kKernelCopy) {
-      m_total += range.Size();
-      if (m_total > INT32_MAX) return TooLarge();
       const Outcome flushed = Flush();
       return flushed.Ok() ? KernelCopy(from, range) : flushed;
     }
@@ -101,7 +96,6 @@ class PieceWriter {
   size_t m_capacity;
   std::unique_ptr<unsigned char[]> m_buffer;
   size_t m_used = 0;
-  int64_t m_total = 0;
 };
 
 Outcome WriteFields(PieceWriter& writer, FileWindow& from, ByteRange range, bool prefixed) {
@@ -117,12 +111,21 @@ Outcome WriteFields(PieceWriter& writer, FileWindow& from, ByteRange range, bool
   return {};
 }
 
+// A structured field up to its data; the length is in range.
+std::string Introducer(uint16_t code, size_t dataLength, bool prefixed) {
+  unsigned char introducer[SF_INTRODUCER_LENGTH] = {};
+  PutBig16(introducer, static_cast<uint32_t>(SF_INTRODUCER_LENGTH + dataLength));
+  introducer[2] = SF_CLASS;
+  PutBig16(introducer + 3, code);
+  std::string field(prefixed ? 1 : 0, static_cast<char>(CARRIAGE_CONTROL));
+  return field.append(reinterpret_cast<const char*>(introducer), sizeof(introducer));
+}
+
 Outcome WriteWrapped(PieceWriter& writer, FileWindow& from, ByteRange range, bool prefixed) {
   while (range.Size() > 0) {
     const int64_t n = std::min(range.Size(), kPictureData);
-    std::string introducer = MakeField(SF_IMAGE_PICTURE_DATA, {}, prefixed);
-    PutBig16(reinterpret_cast<unsigned char*>(introducer.data()) + (prefixed ? 1 : 0),
-             static_cast<uint32_t>(n) + SF_INTRODUCER_LENGTH);
+    const std::string introducer =
+        Introducer(SF_IMAGE_PICTURE_DATA, static_cast<size_t>(n), prefixed);
     Outcome outcome = writer.Put(introducer.data(), introducer.size());
     if (outcome.Ok()) outcome = writer.Copy(from, {range.begin, range.begin + n});
     if (!outcome.Ok()) return outcome;
@@ -150,10 +153,7 @@ Outcome PieceList::OpenWindow(int source, FileWindow& window) const {
 }
 
 Outcome PieceList::Open(const PageIndex& index, int& source) {
-  const auto known = std::find_if(m_files.begin(), m_files.end(),
-                                  [&](const Source& file) { return file.name == index.file; });
-  source = static_cast<int>(known - m_files.begin());
-  if (known != m_files.end()) return {};
+  source = static_cast<int>(m_files.size());
   m_files.push_back({index.file, index.found});
   FileWindow window;
   return OpenWindow(source, window);
@@ -176,9 +176,7 @@ FileWindow& PieceList::File(int source) {
 
 void PieceList::Add(int source, ByteRange range, PieceForm form) {
   if (range.Size() <= 0) return;
-  // A field has nine bytes with its 0x5A, or more.
-  const bool shrinks = form == PieceForm::RemovePrefix;
-  m_planned += shrinks ? range.Size() / 9 * 8 : range.Size();
+  m_planned += range.Size();
   if (!m_pieces.empty()) {
     Piece& last = m_pieces.back();
     const bool wrapped = form == PieceForm::Wrap || form == PieceForm::WrapPrefixed;
@@ -198,7 +196,6 @@ void PieceList::Add(std::string literal) {
 }
 
 Outcome PieceList::Write(int descriptor) {
-  if (TooLarge()) return PieceWriter::TooLarge();
   PieceWriter writer(descriptor, m_planned);
   for (const Piece& piece : m_pieces) {
     Outcome outcome;
@@ -228,14 +225,14 @@ Outcome PieceList::Write(int descriptor) {
   return writer.Flush();
 }
 
-std::string MakeField(uint16_t code, const std::string& data, bool prefixed) {
-  unsigned char introducer[SF_INTRODUCER_LENGTH] = {};
-  PutBig16(introducer, static_cast<uint32_t>(SF_INTRODUCER_LENGTH + data.size()));
-  introducer[2] = SF_CLASS;
-  PutBig16(introducer + 3, code);
-  std::string field(prefixed ? 1 : 0, static_cast<char>(CARRIAGE_CONTROL));
-  field.append(reinterpret_cast<const char*>(introducer), sizeof(introducer));
-  return field + data;
+Outcome MakeField(uint16_t code, const std::string& data, bool prefixed, std::string& field) {
+  constexpr size_t maxData = INT16_MAX - SF_INTRODUCER_LENGTH;
+  if (data.size() > maxData) {
+    return Failure(K_ERROR_INVALID_FORMAT,
+                   FieldWords(code) + " would be longer than a structured field can be");
+  }
+  field = Introducer(code, data.size(), prefixed) + data;
+  return {};
 }
 
 }  // namespace kz

@@ -39,10 +39,7 @@ class PieceList {
   FileWindow& File(int source);
   void Add(int source, ByteRange range, PieceForm form = PieceForm::AsIs);
   void Add(std::string literal);
-  // Whether the pieces are beyond 2 GiB, so that no more need be added.
-  bool TooLarge() const { return m_planned > INT32_MAX; }
-  // Writes all pieces at the descriptor's position. -7 or -5 when that fails, -4 when
-  // the result would be beyond 2 GiB, where no page can be read.
+  // Writes all pieces at the descriptor's position. -7 or -5 when that fails.
   Outcome Write(int descriptor);
 
  private:
@@ -57,12 +54,13 @@ class PieceList {
   Outcome OpenWindow(int source, FileWindow& window) const;
 
   std::vector<Source> m_files;
-  int64_t m_planned = 0;         // bytes of the result at least
+  int64_t m_planned = 0;         // bytes of the result, about
   std::vector<OpenFile> m_open;  // the one used last comes last
   std::vector<Piece> m_pieces;
 };
 
-// A structured field of the code with the data, behind a 0x5A if asked for.
-std::string MakeField(uint16_t code, const std::string& data, bool prefixed);
+// Makes a structured field of the code with the data, behind a 0x5A if asked for. -9
+// when no field can be so long.
+Outcome MakeField(uint16_t code, const std::string& data, bool prefixed, std::string& field);
 
 }  // namespace kz

@@ -4,9 +4,8 @@
 #include <cerrno>
 
 #include "API/Filters/Ica/Common/Ica.h"
-#include "API/Filters/Ica/Common/Ioca/Navigation.h"
+#include "Host/Toolkit/Document.h"
 #include "Host/Toolkit/MemorySaver.h"
-#include "Host/Toolkit/PageReader.h"
 #include "Host/Toolkit/RowConversion.h"
 
 namespace kz {
@@ -108,20 +107,10 @@ Outcome FindFormat(const Bitmap& bitmap, const SaveRequest& request, Format& for
   return outcome.Ok() ? CheckSize(bitmap) : outcome;
 }
 
-// Where there is no page 2 the filter would append one.
-Outcome CheckSecondPage(const std::string& file) {
-  PageReader reader;
-  const Outcome outcome = reader.Open(file);
-  return outcome.Ok() ? reader.FindEndOfPage(2) : outcome;
-}
-
 // The filter's own words don't say which of the refusals of a valid request it was.
 Outcome ExplainFailure(int status, SaveMode mode, int errorNumber) {
   if (status == K_ERROR_INVALID_FORMAT && mode == SaveMode::kAppend) {
     return Failure(status, "the document doesn't end with End Document");
-  }
-  if (status == K_ERROR_INVALID_FORMAT && mode != SaveMode::kNewFile) {
-    return Failure(status, "the document's pages can't be found");
   }
   const bool system = status == K_ERROR_OPEN_WRITE || status == K_ERROR_WRITE;
   return system && errorNumber != 0 ? SystemFailure(status, errorNumber) : Failure(status);
@@ -130,8 +119,6 @@ Outcome ExplainFailure(int status, SaveMode mode, int errorNumber) {
 Outcome Save(const std::string& file, Bitmap& bitmap, const SaveRequest& request,
              const Format& format) {
   _SAVEOPTIONS options = {0, request.mode == SaveMode::kNewFile ? 1 : 2};
-  if (request.mode == SaveMode::kInsertAfterFirst) options.uFlags = K_SAVE_INSERT_PAGE;
-  if (request.mode == SaveMode::kReplaceSecond) options.uFlags = K_SAVE_REPLACE_PAGE;
   _SAVEDISPATCH dispatch = {};
   dispatch.pszFileName = file.c_str();
   dispatch.pBitmap = bitmap.Handle();
@@ -191,7 +178,6 @@ Outcome CheckPicture(const Bitmap& bitmap, const SaveRequest& request) {
 Outcome SavePage(const std::string& file, Bitmap& bitmap, const SaveRequest& request) {
   Format format;
   Outcome outcome = FindFormat(bitmap, request, format);
-  if (outcome.Ok() && request.mode == SaveMode::kReplaceSecond) outcome = CheckSecondPage(file);
   if (!outcome.Ok()) return outcome;
   if (format.coding != Coding::Abic || bitmap.BitsPerPixel() == format.bitsPerPixel) {
     return Save(file, bitmap, request, format);
@@ -200,18 +186,6 @@ Outcome SavePage(const std::string& file, Bitmap& bitmap, const SaveRequest& req
   Bitmap converted;
   outcome = ConvertBitmap(bitmap, format.bitsPerPixel, request.dither, converted);
   return outcome.Ok() ? Save(file, converted, request, format) : outcome;
-}
-
-Outcome EditableContainer(const std::string& file, Container& container) {
-  PageReader reader;
-  Outcome outcome = reader.Open(file);
-  if (!outcome.Ok()) return outcome;
-  outcome = reader.FindContainer(container);
-  if (outcome.Ok() && container == Container::Ioca) {
-    return Failure(K_ERROR_SAVE_FORMAT,
-                   "a bare IOCA file is one page and stays so; create a document instead");
-  }
-  return outcome;
 }
 
 }  // namespace kz

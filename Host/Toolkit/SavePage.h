@@ -38,10 +38,8 @@ K_EXPORT Compression DefaultCompression(const Bitmap& bitmap);
 K_EXPORT int DefaultDepth(Compression compression, const Bitmap& bitmap);
 
 enum class SaveMode {
-  kNewFile,           // whatever the file held is gone
-  kAppend,            // behind the last page; a new file when there is none
-  kInsertAfterFirst,  // behind page 1
-  kReplaceSecond,     // in the place of page 2
+  kNewFile,  // whatever the file held is gone
+  kAppend,   // behind the last page; a new file when there is none
 };
 
 struct SaveRequest {
@@ -64,13 +62,10 @@ K_EXPORT Outcome CheckPicture(const Bitmap& bitmap, const SaveRequest& request);
 // filter may store the bitmap's rows top row first and set a resolution of 0 to
 // 96 dpi.
 //
-// Before anything is written it refuses what CheckPicture refuses and, with -9, a
-// document that doesn't end with End Document and a page 2 that isn't there. Else
-// it returns the filter's status.
+// Before anything is written it refuses what CheckPicture refuses and, with -9, to
+// append to a document that doesn't end with End Document. Else it returns the filter's
+// status. A document that is more than pages just saved is better edited through
+// AppendPages (see Assemble), which looks at all of it.
 K_EXPORT Outcome SavePage(const std::string& file, Bitmap& bitmap, const SaveRequest& request);
-
-// The kind of container of a document that pages can be added to. Fails with -16
-// for a bare IOCA file, which is one page, else like DescribePage.
-K_EXPORT Outcome EditableContainer(const std::string& file, Container& container);
 
 }  // namespace kz

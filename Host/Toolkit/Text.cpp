@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "Host/Toolkit/ControlSequences.h"
-#include "Host/Toolkit/PageReader.h"
+#include "Host/Toolkit/PageIndex.h"
 #include "Host/Toolkit/Resources.h"
 
 namespace kz {
@@ -96,11 +96,7 @@ Outcome Read(const std::string& file, const std::string& encoding, PageTexts& te
   const bool raw = encoding == kRawEncoding;
   Outcome outcome = raw ? Outcome{} : decoder.Open(encoding);
   Container container = Container::Modca;
-  if (outcome.Ok()) {
-    PageReader reader;
-    outcome = reader.Open(file);
-    if (outcome.Ok()) outcome = reader.FindContainer(container);
-  }
+  if (outcome.Ok()) outcome = FindContainer(file, container);
   FileWindow window;
   if (outcome.Ok()) outcome = window.Open(file);
   if (!outcome.Ok()) return outcome;

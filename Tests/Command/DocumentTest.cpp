@@ -104,6 +104,33 @@ TEST_F(Documents, AnyPageIsInsertedReplacedAndDeleted) {
   EXPECT_EQ(FileBytes(file), FileBytes(copied));
 }
 
+TEST_F(Documents, OutputLeavesTheInputAlone) {
+  const std::string file = Copy("report-g4.mda", "file.mda");
+  const Bytes before = FileBytes(file);
+  const struct {
+    const char* command;
+    const char* expected;
+  } cases[] = {
+      {"append FILE ODD", "lhoo"},
+      {"insert FILE ODD --after 1", "loho"},
+      {"replace FILE ODD -p 2", "loo"},
+      {"delete FILE -p 2", "lo"},
+  };
+  for (const auto& c : cases) {
+    const std::string command = c.command;
+    ASSERT_EQ(Run(command + " -o OUT").exit, 0) << command;
+    EXPECT_EQ(Pages(m_folder / "out"), c.expected) << command;
+    ASSERT_EQ(Run(command + " -o -", {.output = m_folder / "streamed"}).exit, 0) << command;
+    EXPECT_EQ(FileBytes(m_folder / "streamed"), FileBytes(m_folder / "out")) << command;
+  }
+  EXPECT_EQ(FileBytes(file), before);
+  // Only a file of another kind needs force.
+  EXPECT_EQ(Run("create FILE ODD").exit, 0);
+  m_folder.File("out", {'n', 'o', 'n', 'e', '!', '!'});
+  EXPECT_EQ(Run("create OUT ODD --force").exit, 0);
+  EXPECT_EQ(FileBytes(m_folder / "out"), FileBytes(file));
+}
+
 TEST_F(Documents, CreateTakesAllPagesOfATifAndWritesToStandardOutput) {
   const std::string odd = Sample("odd.png"), tif = m_folder / "all.tif", file = m_folder / "file";
   ASSERT_EQ(Kzica({"extract", Sample("report-g4.mda"), tif, "--all"}).exit, 0);
@@ -135,18 +162,43 @@ TEST_F(Documents, ThoseOfOthersKeepTheirContainer) {
   }
 }
 
-TEST_F(Documents, PageTwoGoesThroughTheFilterUnlessSomethingStandsBeforeIt) {
-  const Bytes page1 = kz::test::NumberedPage(1), page2 = kz::test::NumberedPage(2);
-  const Bytes between = kz::test::Comment("between");
-  for (const Bytes& gap : {Bytes{}, between}) {
-    const Bytes begin = kz::test::Begin("A"), end = kz::test::End("A");
-    const std::string file = m_folder.File("file", begin + page1 + gap + page2 + end);
-    ASSERT_EQ(Kzica({"delete", file, "-p", "2"}).exit, 0);
-    EXPECT_EQ(FileBytes(file), begin + page1 + gap + end);
-    m_folder.File("file", begin + page1 + gap + page2 + end);
-    ASSERT_EQ(Kzica({"replace", file, Sample("odd.png"), "-p", "2"}).exit, 0);
-    EXPECT_EQ(Slice(FileBytes(file), 0, (begin + page1 + gap).size()), begin + page1 + gap);
-    EXPECT_EQ(Pages(file), "?o");
+// A resource may hold a document, and a document no page.
+TEST_F(Documents, PagesOfResourcesAndEmptyDocumentsDontCount) {
+  using namespace kz::test;
+  const Bytes resource = Field(0xA8C6) + Field(0xA8CE, Name("RES1")) + Begin("R") +
+                         NumberedPage(8) + NumberedPage(9) + End("R") + Field(0xA9CE) +
+                         Field(0xA9C6);
+  const Bytes a = NumberedPage(1), b = NumberedPage(2), c = NumberedPage(3);
+  const struct {
+    const char* command;
+    std::vector<Bytes> expected;  // empty: the picture's page
+  } cases[] = {
+      {"delete FILE -p 2", {a, c}},
+      {"replace FILE ODD -p 2", {a, {}, c}},
+      {"insert FILE ODD --after 1", {a, {}, b, c}},
+      {"insert FILE ODD --after 0", {{}, a, b, c}},
+      {"append FILE ODD", {a, b, c, {}}},
+      {"append FILE ODD --in-place", {a, b, c, {}}},
+      {"assemble FILE FILE:3,1", {c, a}},
+  };
+  for (const Bytes& before : {resource, Begin("E") + End("E")}) {
+    for (const auto& edit : cases) {
+      SCOPED_TRACE(edit.command);
+      const std::string file =
+          m_folder.File("file.mda", before + Begin("A") + a + b + c + End("A"));
+      ASSERT_EQ(Run(edit.command).exit, 0);
+      const Bytes after = FileBytes(file);
+      EXPECT_EQ(Slice(after, 0, before.size()), before);
+      std::vector<Bytes> pages = kz::test::Pages(Slice(after, before.size(), after.size()));
+      ASSERT_EQ(pages.size(), edit.expected.size());
+      for (size_t i = 0; i < pages.size(); ++i) {
+        if (edit.expected[i].empty()) {
+          EXPECT_GT(pages[i].size(), 500u);
+        } else {
+          EXPECT_EQ(pages[i], edit.expected[i]) << i;
+        }
+      }
+    }
   }
 }
 
@@ -194,9 +246,13 @@ TEST_F(Documents, WhatCannotBeDoneIsRefusedAndStays) {
       {"delete FILE -p 1-z", 1, "can't be removed (status -9)"},
       {"delete FILE -p one", 2, "'one' names no pages"},
       {"delete FILE", 2, "--page"},
-      {"delete BARE -p 1", 1, "a bare IOCA file is a single image"},
+      {"delete BARE -p 1", 1, "a bare IOCA file is one page"},
       {"delete BROKEN -p 1", 1, "no valid structured field at byte 64 (status -9)"},
-      {"append OPEN ODD", 1, "doesn't end with End Document (status -9)"},
+      {"append OPEN ODD", 1, "the file ends without an End Document field (status -7)"},
+      {"append OPEN ODD --in-place", 1, "doesn't end with End Document (status -9)"},
+      {"append BROKEN ODD", 1, "no valid structured field at byte 64 (status -9)"},
+      {"replace BROKEN ODD -p 2", 1, "no valid structured field at byte 64 (status -9)"},
+      {"append FILE ODD --in-place -o OUT", 2, "--in-place"},
       {"append BARE ODD", 1, "a bare IOCA file is one page"},
       {"append PICTURE ODD", 1, "neither an IOCA image nor a MO:DCA document"},
       {"append FILE ODD TEXT", 1, "text: not a png, tif, pnm or jpg picture (status -9)"},
@@ -206,6 +262,8 @@ TEST_F(Documents, WhatCannotBeDoneIsRefusedAndStays) {
       {"insert FILE ODD", 2, "--after"},
       {"replace FILE TEXT -p 2", 1, "text: not a png, tif, pnm or jpg picture"},
       {"replace FILE ODD -p 1,2", 2, "one page"},
+      {"create PICTURE ODD", 2, "--force replaces it"},
+      {"create TEXT ODD", 2, "--force replaces it"},
       {"create FILE ODD -c g4 --bits 8", 1, "carries 1 bit per pixel, not 8 (status -27)"},
       {"create FILE ODD -c none --bits 8", 1, "can't be read back (status -27)"},
       {"create FILE ODD -c abic --bits 8", 1, "1 or 4 bits per pixel, not 8 (status -27)"},
@@ -239,12 +297,12 @@ TEST_F(Documents, AFullDiskLeavesTheDocumentAsItWas) {
   const Bytes document = FileBytes(file);
   const auto before = Contents();
   for (const char* edit :
-       {"append FILE LETTER", "insert FILE LETTER --after 1", "insert FILE LETTER --after 2",
-        "replace FILE LETTER -p 2", "replace FILE LETTER -p 3", "delete FILE -p 1",
-        "delete FILE -p 2", "assemble FILE FILE:z-1", "create FILE LETTER HALFTONE",
-        "split FILE OUT -p 2", "extract FILE FILE.raw -p 2", "extract FILE FILE.tif --all",
-        "extract FILE FILE.pdf --all", "extract FILE FILE.png", "extract FILE FILE.jpg",
-        "extract FILE FILE.pbm"}) {
+       {"append FILE LETTER", "append FILE LETTER --in-place", "insert FILE LETTER --after 1",
+        "insert FILE LETTER --after 2", "replace FILE LETTER -p 2", "replace FILE LETTER -p 3",
+        "delete FILE -p 1", "delete FILE -p 2", "assemble FILE FILE:z-1",
+        "create FILE LETTER HALFTONE", "split FILE OUT -p 2", "extract FILE FILE.raw -p 2",
+        "extract FILE FILE.tif --all", "extract FILE FILE.pdf --all", "extract FILE FILE.png",
+        "extract FILE FILE.jpg", "extract FILE FILE.pbm"}) {
     ASSERT_EQ(Run(edit).exit, 0) << edit;
     rlim_t size = 0;  // of the largest file that it writes
     for (const auto& [name, content] : Contents()) {

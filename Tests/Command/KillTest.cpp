@@ -89,9 +89,7 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(EditCase{"append", {"append", "FILE", Sample("letter.png"), Sample("odd.png")}},
                     EditCase{"insert", {"insert", "FILE", Sample("letter.png"), "--after", "1"}},
                     EditCase{"replace", {"replace", "FILE", Sample("letter.png"), "-p", "3"}},
-                    EditCase{"replaceSecond", {"replace", "FILE", Sample("odd.png"), "-p", "2"}},
                     EditCase{"deletePages", {"delete", "FILE", "-p", "1,3"}},
-                    EditCase{"deleteSecond", {"delete", "FILE", "-p", "2"}},
                     EditCase{"assemble", {"assemble", "FILE", "FILE:z-1", Sample("report-g4.mda")}},
                     EditCase{"create", {"create", "FILE", Sample("letter.png")}}),
     [](const auto& edit) { return std::string(edit.param.name); });

@@ -2,7 +2,6 @@
 
 #include <sys/resource.h>
 
-#include <functional>
 #include <map>
 
 #include "Tests/Toolkit/EditedDocuments.h"
@@ -44,12 +43,8 @@ class AssembleTest : public testing::Test {
     return picks;
   }
 
-  // Edits a copy in the place of the result.
-  Outcome Copied(const PageIndex& index, const std::function<Outcome(const PageIndex&)>& edit) {
-    return edit(Indexed(m_folder.File("out", FileBytes(index.file))));
-  }
-
   std::string Out() const { return m_folder / "out"; }
+  Outcome Write(const DocumentEdit& edit) const { return WriteDocument(edit, Out()); }
 
   TemporaryFolder m_folder;
   std::map<char, Bytes> m_parts;
@@ -58,58 +53,66 @@ class AssembleTest : public testing::Test {
 };
 
 TEST_F(AssembleTest, EditsMoveNothingButPages) {
-  struct Case {
-    std::function<Outcome()> edit;
+  const struct {
+    DocumentEdit edit;
     const char* expected;
+  } cases[] = {
+      {InsertPages(m_first, 0, Picks("b")), "Hb12g345T"},
+      {InsertPages(m_first, 2, Picks("ca")), "H12cag345T"},
+      {InsertPages(m_first, 5, Picks("a")), "H12g345aT"},
+      {ReplacePage(m_first, 1, Picks("a")), "Ha2g345T"},
+      {ReplacePage(m_first, 3, Picks("abc")), "H12gabc45T"},
+      {DeletePages(m_first, {5, 2, 3, 3}), "H1g4T"},
+      {DeletePages(m_other, {2}), "hact"},
+      {AssembleDocument(Picks("12345ba")), "H12g345baT"},
+      {AssembleDocument(Picks("543")), "H543T"},
+      {AssembleDocument(Picks("a23ac")), "ha2g3act"},
+      {SplitPage(m_first, 4), "H4T"},
   };
-  const Case cases[] = {
-      {[&] { return InsertPages(m_first, 0, Picks("b"), Out()); }, "Hb12g345T"},
-      {[&] { return InsertPages(m_first, 2, Picks("ca"), Out()); }, "H12cag345T"},
-      {[&] { return InsertPages(m_first, 5, Picks("a"), Out()); }, "H12g345aT"},
-      {[&] { return ReplacePage(m_first, 1, Picks("a"), Out()); }, "Ha2g345T"},
-      {[&] { return ReplacePage(m_first, 3, Picks("abc"), Out()); }, "H12gabc45T"},
-      {[&] {
-         return DeletePages(m_first, {5, 2, 3, 3}, Out());
-       },
-       "H1g4T"},
-      {[&] {
-         return Copied(m_other, [](const PageIndex& copy) { return DeleteSecondPage(copy); });
-       },
-       "hact"},
-      {[&] { return AssembleDocument(Picks("12345ba"), Out()); }, "H12g345baT"},
-      {[&] { return AssembleDocument(Picks("543"), Out()); }, "H543T"},
-      {[&] { return AssembleDocument(Picks("a23ac"), Out()); }, "ha2g3act"},
-      {[&] { return SplitPage(m_first, 4, Out()); }, "H4T"},
-  };
-  for (const Case& c : cases) {
-    const Outcome outcome = c.edit();
+  for (const auto& c : cases) {
+    const Outcome outcome = Write(c.edit);
     EXPECT_TRUE(outcome.Ok()) << c.expected << ": " << outcome.what;
     EXPECT_TRUE(FileBytes(Out()) == Parts(c.expected)) << c.expected;
   }
 }
 
 TEST_F(AssembleTest, AFileMayBecomeItsOwnEdit) {
-  ASSERT_TRUE(InsertPages(m_first, 0, Picks("5a"), m_first.file).Ok());
+  const PageIndex before = m_first;
+  ASSERT_TRUE(WriteDocument(InsertPages(m_first, 0, Picks("5a")), m_first.file).Ok());
   EXPECT_EQ(FileBytes(m_first.file), Parts("H5a12g345T"));
-  // The index is that of the file before.
-  const Outcome outcome = DeletePages(m_first, {1}, Out());
-  EXPECT_EQ(outcome.status, -7);
-  EXPECT_THAT(outcome.what, HasSubstr("has changed"));
+  // The index is that of the file before, also beside one of the file as it is.
+  const PageIndex now = Indexed(m_first.file);
+  for (const DocumentEdit& edit :
+       {DeletePages(before, {1}), AssembleDocument({{&now, 1}, {&before, 2}})}) {
+    const Outcome outcome = Write(edit);
+    EXPECT_EQ(outcome.status, -7);
+    EXPECT_THAT(outcome.what, HasSubstr("has changed"));
+  }
 }
 
 TEST_F(AssembleTest, RefusesAndLeavesWhatWasThere) {
   const PageIndex bare = Indexed(Sample("letter-g4.ica"));
   const Bytes before = Comment("what was there");
   m_folder.File("out", before);
-  const Outcome tooLarge = AssembleDocument(std::vector<PagePick>(30000, {&bare, 1}), Out());
-  EXPECT_EQ(tooLarge.status, -4);
-  EXPECT_THAT(tooLarge.what, HasSubstr("larger than 2 GiB"));
-  EXPECT_EQ(AssembleDocument({}, Out()).status, -9);
-  EXPECT_EQ(InsertPages(m_first, 1, {}, Out()).status, -9);
-  EXPECT_EQ(InsertPages(m_first, -1, Picks("a"), Out()).status, -9);
-  EXPECT_THAT(InsertPages(m_first, 1, {{&m_other, 4}}, Out()).what,
-              HasSubstr("other: there is no page 4"));
-  EXPECT_THAT(ReplacePage(bare, 1, Picks("a"), Out()).what, HasSubstr("bare IOCA file"));
+  const struct {
+    DocumentEdit edit;
+    const char* words;
+  } cases[] = {
+      {AssembleDocument({}), "at least one page"},
+      {InsertPages(m_first, 1, {}), "no pages to put in"},
+      {InsertPages(m_first, -1, Picks("a")), "there is no page -1"},
+      {InsertPages(m_first, 1, {{&m_other, 4}}), "other: there is no page 4"},
+      {ReplacePage(bare, 1, Picks("a")), "bare IOCA file"},
+      {AppendPages(bare, Picks("a")), "bare IOCA file"},
+      {DeletePages(m_first, {1, 6}), "there is no page 6"},
+      {DeletePages(m_other, {3, 2, 1}), "can't be removed"},
+      {SplitPage(bare, 2), "there is no page 2"},
+  };
+  for (const auto& c : cases) {
+    const Outcome outcome = Write(c.edit);
+    EXPECT_EQ(outcome.status, -9) << c.words;
+    EXPECT_THAT(outcome.what, HasSubstr(c.words));
+  }
   EXPECT_EQ(FileBytes(Out()), before);
 }
 
@@ -127,20 +130,20 @@ TEST_F(AssembleTest, PagesFollowTheCarriageControlOfTheirDocument) {
   EXPECT_EQ(controlled.prefix, FieldPrefix::All);
   EXPECT_EQ(mixed.prefix, FieldPrefix::Some);
 
-  ASSERT_TRUE(InsertPages(controlled, 1, {{&m_first, 2}, {&mixed, 1}}, Out()).Ok());
+  ASSERT_TRUE(Write(InsertPages(controlled, 1, {{&m_first, 2}, {&mixed, 1}})).Ok());
   EXPECT_EQ(Prefixes(FileBytes(Out())), FieldPrefix::All);
   EXPECT_EQ(Pages(FileBytes(Out())), (std::vector<Bytes>{NumberedPage(6), NumberedPage(2),
                                                          Pages(scattered)[0], NumberedPage(8)}));
 
   ASSERT_TRUE(
-      AssembleDocument({{&m_other, 1}, {&controlled, 1}, {&controlled, 2}, {&mixed, 1}}, Out())
+      Write(AssembleDocument({{&m_other, 1}, {&controlled, 1}, {&controlled, 2}, {&mixed, 1}}))
           .Ok());
   EXPECT_EQ(Prefixes(FileBytes(Out())), FieldPrefix::None);
   EXPECT_EQ(Pages(FileBytes(Out())), (std::vector<Bytes>{NumberedPage(11), NumberedPage(6),
                                                          NumberedPage(8), Pages(scattered)[0]}));
 
   // A mixed document takes pages as they come.
-  ASSERT_TRUE(InsertPages(mixed, 0, {{&controlled, 1}}, Out()).Ok());
+  ASSERT_TRUE(Write(InsertPages(mixed, 0, {{&controlled, 1}})).Ok());
   EXPECT_EQ(FileBytes(Out()),
             Begin("M") + NumberedPage(6, with) + scattered + NumberedPage(9) + End("M"));
 }
@@ -153,31 +156,55 @@ TEST_F(AssembleTest, PageGroupsAndDocumentsStayWellFormed) {
       m_folder.File("groups", Begin("A") + open1 + one + close1 + open2 + two + close2 + End("A")));
   const PageIndex documents =
       Indexed(m_folder.File("two", Begin("A") + one + End("A") + Begin("B") + two + End("B")));
-  struct Case {
-    std::function<Outcome()> edit;
+  const struct {
+    DocumentEdit edit;
     Bytes expected;
-  };
-  const Case cases[] = {
+  } cases[] = {
       // Complete and first, the pages keep their groups; others join the last.
-      {[&] {
-         return AssembleDocument({{&groups, 1}, {&groups, 2}, {&m_other, 1}}, Out());
-       },
+      {AssembleDocument({{&groups, 1}, {&groups, 2}, {&m_other, 1}}),
        Begin("A") + open1 + one + close1 + open2 + two + Parts("a") + close2 + End("A")},
-      {[&] {
-         return AssembleDocument({{&groups, 2}, {&groups, 1}}, Out());
-       },
-       Begin("A") + two + one + End("A")},
-      {[&] { return DeletePages(groups, {2}, Out()); },
-       Begin("A") + open1 + one + close1 + open2 + close2 + End("A")},
-      {[&] { return SplitPage(documents, 2, Out()); }, Begin("A") + two + End("A")},
-      {[&] { return InsertPages(documents, 2, Picks("a"), Out()); },
+      {AppendPages(groups, Picks("a")),
+       Begin("A") + open1 + one + close1 + open2 + two + close2 + Parts("a") + End("A")},
+      {AssembleDocument({{&groups, 2}, {&groups, 1}}), Begin("A") + two + one + End("A")},
+      {DeletePages(groups, {2}), Begin("A") + open1 + one + close1 + open2 + close2 + End("A")},
+      {SplitPage(documents, 2), Begin("A") + two + End("A")},
+      {InsertPages(documents, 2, Picks("a")),
        Begin("A") + one + End("A") + Begin("B") + two + Parts("a") + End("B")},
   };
-  for (const Case& c : cases) {
-    const Outcome outcome = c.edit();
+  for (const auto& c : cases) {
+    const Outcome outcome = Write(c.edit);
     EXPECT_TRUE(outcome.Ok()) << outcome.what;
     EXPECT_EQ(FileBytes(Out()), c.expected);
   }
+}
+
+// In place, the pages go where a copy has them, whatever stands before End Document.
+TEST_F(AssembleTest, AppendsInPlace) {
+  const Style with{true, {}, false};
+  const Bytes named = End("T"), unnamed = Field(0xA9A8), prefixed = Field(0xA9A8, {}, with);
+  const auto fields = [](const Bytes& file) {
+    std::vector<Bytes> bytes;
+    for (const WalkedField& field : Walk(file)) bytes.push_back(field.bytes);
+    return bytes;
+  };
+  for (const Style& style : {Style{}, with}) {
+    // A field may end with the byte that stands before others.
+    for (const Bytes& last : {Comment("last", style), Field(0xEEEE, {1, 0x5A}, style)}) {
+      for (const Bytes& end : {named, unnamed, prefixed}) {
+        const Bytes before = Begin("D", style) + NumberedPage(1, style) + last;
+        const Bytes added = NumberedPage(2, style) + NumberedPage(3, style);
+        const PageIndex pages = Indexed(m_folder.File("pages", Begin("P", style) + added + named));
+        const std::string file = m_folder.File("out", before + end);
+        ASSERT_TRUE(AppendInPlace(file, pages).Ok());
+        EXPECT_EQ(fields(FileBytes(file)), fields(before + added + end));
+      }
+    }
+  }
+  const Bytes padded = Parts("habct") + Bytes(1, 0);
+  m_folder.File("out", padded);
+  EXPECT_THAT(AppendInPlace(Out(), m_other).what, HasSubstr("doesn't end with End Document"));
+  EXPECT_EQ(FileBytes(Out()), padded);
+  EXPECT_EQ(AppendInPlace(m_folder / "none", m_other).status, -14);
 }
 
 TEST_F(AssembleTest, ABareImageGetsThePageThatADocumentHas) {
@@ -185,7 +212,7 @@ TEST_F(AssembleTest, ABareImageGetsThePageThatADocumentHas) {
   const PageIndex report = Indexed(Sample("report-g4.mda"));
   const PageIndex mixed = Indexed(Sample("report-mixed.afp"));
   const std::vector<PagePick> pick = {{&bare, 1}};
-  ASSERT_TRUE(AssembleDocument(pick, Out()).Ok());
+  ASSERT_TRUE(Write(AssembleDocument(pick)).Ok());
   const Bytes alone = FileBytes(Out());
   // The report's first page is the same picture, in a page that others made.
   const Bytes expected = FileBytes(report.file);
@@ -207,10 +234,10 @@ TEST_F(AssembleTest, ABareImageGetsThePageThatADocumentHas) {
   }
   EXPECT_EQ(segment, FileBytes(bare.file));
 
-  ASSERT_TRUE(InsertPages(mixed, 0, pick, Out()).Ok());
+  ASSERT_TRUE(Write(InsertPages(mixed, 0, pick)).Ok());
   EXPECT_EQ(Prefixes(FileBytes(Out())), FieldPrefix::All);
   EXPECT_EQ(Picture(Out(), 1), Picture(bare.file, 1));
-  ASSERT_TRUE(SplitPage(bare, 1, Out()).Ok());
+  ASSERT_TRUE(Write(SplitPage(bare, 1)).Ok());
   EXPECT_EQ(FileBytes(Out()), FileBytes(bare.file));
 }
 
@@ -227,7 +254,7 @@ TEST_F(AssembleTest, ManyFilesNeedFewDescriptors) {
   ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
   const rlimit few = {64, before.rlim_max};
   ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &few), 0);
-  const Outcome outcome = AssembleDocument(picks, Out());
+  const Outcome outcome = Write(AssembleDocument(picks));
   ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
   ASSERT_TRUE(outcome.Ok()) << outcome.what;
   EXPECT_EQ(CountImages(Out()), count);

@@ -62,7 +62,7 @@ TEST(ResourceGroups, ComeAlongWithThePagesThatNeedThem) {
       {"another group", &other, {&source, 1}, {}},
   };
   for (const Case& c : cases) {
-    const Outcome outcome = InsertPages(*c.target, 1, {c.pick}, out);
+    const Outcome outcome = WriteDocument(InsertPages(*c.target, 1, {c.pick}), out);
     EXPECT_EQ(outcome.Ok(), !c.expected.empty()) << c.what << ": " << outcome.what;
     if (outcome.Ok()) {
       EXPECT_EQ(FileBytes(out), c.expected) << c.what;
@@ -71,13 +71,14 @@ TEST(ResourceGroups, ComeAlongWithThePagesThatNeedThem) {
     }
   }
   // The 0x5A makes no difference between groups.
-  ASSERT_TRUE(InsertPages(controlled, 1, {{&source, 1}}, out).Ok());
+  ASSERT_TRUE(WriteDocument(InsertPages(controlled, 1, {{&source, 1}}), out).Ok());
   EXPECT_EQ(Pages(FileBytes(out)), (std::vector<Bytes>{NumberedPage(7), stamped}));
   EXPECT_EQ(Prefixes(FileBytes(out)), FieldPrefix::All);
   // Two pages that need different groups don't fit into one document.
   const PageIndex logo = file("logo", OverlayGroup("LOGO") + Begin("L") +
                                           NumberedPage(3, {}, IncludeOverlay("LOGO")) + End("L"));
-  EXPECT_EQ(AssembleDocument({{&plain, 1}, {&source, 1}, {&logo, 1}}, out).status, -9);
+  EXPECT_EQ(WriteDocument(AssembleDocument({{&plain, 1}, {&source, 1}, {&logo, 1}}), out).status,
+            -9);
 }
 
 Bytes FieldOf(const Bytes& file, unsigned code) {
@@ -95,7 +96,7 @@ TEST(ResourceGroups, IncludedImagesMoveIntoThePage) {
   const PageIndex formatter = Indexed(Sample("formatter.afp"));
   const Bytes source = FileBytes(formatter.file);
   for (int page = 1; page <= 2; ++page) {
-    ASSERT_TRUE(SplitPage(formatter, page, out).Ok());
+    ASSERT_TRUE(WriteDocument(SplitPage(formatter, page), out).Ok());
     const Bytes split = FileBytes(out);
     EXPECT_EQ(CountImages(out), 1);
     EXPECT_EQ(Picture(out, 1), Picture(formatter.file, page));
@@ -117,11 +118,12 @@ TEST(ResourceGroups, IncludedImagesMoveIntoThePage) {
   }
   // Put behind other pages, the page needs nothing else either.
   const PageIndex report = Indexed(Sample("report-g4.mda"));
-  ASSERT_TRUE(InsertPages(report, 3, {{&formatter, 2}}, out).Ok());
+  ASSERT_TRUE(WriteDocument(InsertPages(report, 3, {{&formatter, 2}}), out).Ok());
   EXPECT_EQ(Picture(out, 4), Picture(formatter.file, 2));
   EXPECT_EQ(Prefixes(FileBytes(out)), FieldPrefix::None);
   // Whole, the document keeps its group.
-  ASSERT_TRUE(AssembleDocument({{&formatter, 1}, {&formatter, 2}, {&report, 1}}, out).Ok());
+  ASSERT_TRUE(
+      WriteDocument(AssembleDocument({{&formatter, 1}, {&formatter, 2}, {&report, 1}}), out).Ok());
   EXPECT_EQ(Slice(FileBytes(out), 0, static_cast<size_t>(formatter.Tail().begin)),
             Slice(source, 0, static_cast<size_t>(formatter.Tail().begin)));
 }

@@ -1,6 +1,4 @@
 // kzica assemble: a document of the pages of others.
-#include <unistd.h>
-
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -51,12 +49,9 @@ Exit Assemble(const AssembleOptions& options) {
     for (const int page : pages) picks.push_back({&index, page});
     numbered = numbered && index.PagesAreImages();
   }
-  const bool stream = options.out == "-";
-  const kz::Outcome outcome = stream ? kz::AssembleDocument(picks, STDOUT_FILENO)
-                                     : kz::AssembleDocument(picks, options.out);
-  if (!outcome.Ok()) return Complain({options.out}, outcome);
-  if (!numbered && !stream) NoteNumbering(options.out);
-  return kDone;
+  const Exit exit = WriteTo(options.out, kz::AssembleDocument(picks));
+  if (exit == kDone && !numbered) NoteNumbering(options.out);
+  return exit;
 }
 
 }  // namespace

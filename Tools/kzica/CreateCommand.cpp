@@ -1,11 +1,12 @@
 // kzica create: a new file of pictures.
-#include <sys/mman.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <memory>
 
+#include "Host/Toolkit/AtomicFile.h"
+#include "Host/Toolkit/PageIndex.h"
 #include "Tools/kzica/Pages.h"
+#include "Tools/kzica/SpoolFile.h"
 
 namespace kzica {
 
@@ -15,52 +16,49 @@ struct CreateOptions {
   std::string out;
   std::vector<std::string> inputs;
   std::string container = "modca";
+  bool force = false;
   PageOptions pages;
 };
 
 // A new file that appears when it is complete, or standard output.
 class NewFile {
  public:
-  NewFile() = default;
-  ~NewFile() {
-    if (m_memory >= 0) close(m_memory);
-  }
-  NewFile(const NewFile&) = delete;
-  NewFile& operator=(const NewFile&) = delete;
-
   kz::Outcome Open(const std::string& out) {
-    if (out != "-") {
-      kz::Outcome outcome = m_file.Open(out);
-      m_path = m_file.Path();
-      return outcome;
-    }
-    // The filter writes to names, and goes back to what it has written.
-    m_memory = memfd_create("document", MFD_CLOEXEC);
-    if (m_memory < 0) return kz::SystemFailure(K_ERROR_OPEN_WRITE, errno);
-    m_path = "/proc/self/fd/" + std::to_string(m_memory);
-    return {};
+    m_streamed = out == "-";
+    return m_streamed ? m_spool.Open() : m_file.Open(out);
   }
-  const std::string& Path() const { return m_path; }
+  // The filter writes to names, and goes back to what it has written.
+  const std::string& Path() const { return m_streamed ? m_spool.Path() : m_file.Path(); }
   kz::Outcome Commit() {
-    return m_memory >= 0 ? kz::CopyDescriptor(m_memory, STDOUT_FILENO) : m_file.Commit();
+    return m_streamed ? kz::CopyDescriptor(m_spool.Descriptor(), STDOUT_FILENO) : m_file.Commit();
   }
 
  private:
+  bool m_streamed = false;
+  SpoolFile m_spool;
   kz::AtomicFile m_file;
-  int m_memory = -1;
-  std::string m_path;
 };
+
+// OUT forgotten, the first picture would be replaced.
+void RefuseForeignFile(const std::string& out) {
+  Container container = Container::Modca;
+  if (out == "-" || kz::FindContainer(out, container).status != K_ERROR_INVALID_FORMAT) return;
+  throw UsageError(out +
+                   ": there is a file that is neither an IOCA image nor a MO:DCA document; "
+                   "--force replaces it");
+}
 
 Exit Create(const CreateOptions& options) {
   const Container container = ContainerOfName(options.container);
   const PageSaver saver(options.pages, container, options.out);
   RefuseTerminal(options.out);
+  if (!options.force) RefuseForeignFile(options.out);
   NewFile file;
   kz::Outcome outcome = file.Open(options.out);
   if (!outcome.Ok()) return Complain({options.out}, outcome);
 
   kz::SaveMode mode = kz::SaveMode::kNewFile;
-  const Exit exit = ForEachPicture(options.inputs, false, [&](Picture& picture) {
+  const Exit exit = ForEachPicture(options.inputs, [&](Picture& picture) {
     if (mode == kz::SaveMode::kAppend && container == Container::Ioca) {
       return Complain(picture.source,
                       kz::Failure(K_ERROR_SAVE_FORMAT, "a bare IOCA file holds one page only"));
@@ -86,6 +84,7 @@ void AddCreate(CLI::App& app, Exit& exit) {
   command->add_option("IN", options->inputs, "Pictures")->required();
   AddPageOptions(*command, options->pages);
   AddContainerOption(*command, options->container)->capture_default_str();
+  command->add_flag("--force", options->force, "Replace a file that is no image of this family");
   command->callback([options, &exit] { exit = Create(*options); });
 }
 

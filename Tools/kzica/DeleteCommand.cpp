@@ -8,23 +8,19 @@ namespace kzica {
 namespace {
 
 struct DeleteOptions {
-  std::string file;
+  EditedDocument document;
   std::string pages;
 };
 
-Exit Delete(const DeleteOptions& options) {
+Exit Delete(DeleteOptions& options) {
   const kz::PageRange range = ParsePages("--page", options.pages);
-  kz::PageIndex target;
+  EditedDocument& document = options.document;
   std::vector<int> pages;
-  Exit exit = IndexFile(options.file, target);
-  if (exit == kDone) exit = ChoosePages(target, range, pages);
-  if (exit != kDone) return exit;
-  const bool second = pages == std::vector<int>{2} && target.SecondFollowsFirst();
-  const kz::Outcome outcome =
-      second ? kz::DeleteSecondPage(target) : kz::DeletePages(target, pages, options.file);
-  if (!outcome.Ok()) return Complain({options.file}, outcome);
-  if (!target.PagesAreImages()) NoteNumbering(options.file);
-  return kDone;
+  Exit exit = document.Begin();
+  if (exit == kDone) exit = ChoosePages(document.Index(), range, pages);
+  if (exit == kDone) exit = document.Write(kz::DeletePages(document.Index(), pages));
+  if (exit == kDone && !document.Index().PagesAreImages()) NoteNumbering(document.Result());
+  return exit;
 }
 
 }  // namespace
@@ -34,7 +30,7 @@ void AddDelete(CLI::App& app, Exit& exit) {
   command->footer(
       "What stands between pages stays. If anything fails, the document is what it was.");
   auto options = std::make_shared<DeleteOptions>();
-  command->add_option("FILE", options->file, "Document to change")->required();
+  options->document.AddOptions(*command);
   command->add_option("-p,--page", options->pages, "Pages to remove, like 2, 1,3-5, 9- or z")
       ->required()
       ->type_name("PAGES");

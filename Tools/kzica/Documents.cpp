@@ -1,5 +1,9 @@
 #include "Tools/kzica/Documents.h"
 
+#include <unistd.h>
+
+#include "Host/Toolkit/Document.h"
+
 namespace kzica {
 
 kz::PageRange ParsePages(const std::string& option, const std::string& text) {
@@ -26,37 +30,58 @@ Exit ChoosePages(const kz::PageIndex& index, const kz::PageRange& range, std::ve
 
 void NoteNumbering(const std::string& file) {
   kz::PageIndex index;
-  if (!kz::IndexPages(file, index).Ok()) return;
+  if (file == "-" || !kz::IndexPages(file, index).Ok()) return;
   const std::string note = index.NumberingNote();
   if (!note.empty()) {
     Note({file}, note + "; info, extract and check number the images, the editing commands pages");
   }
 }
 
+Exit WriteTo(const std::string& out, const kz::DocumentEdit& edit) {
+  const kz::Outcome outcome =
+      out == "-" ? kz::WriteDocument(edit, STDOUT_FILENO) : kz::WriteDocument(edit, out);
+  return outcome.Ok() ? kDone : Complain({out}, outcome);
+}
+
+void EditedDocument::AddOptions(CLI::App& command) {
+  command.add_option("FILE", m_file, "Document to change")->required();
+  command
+      .add_option("-o,--output", m_out,
+                  "Write the result there and leave FILE alone; - is standard output")
+      ->type_name("OUT");
+}
+
+Exit EditedDocument::Begin(bool inPlace) {
+  RefuseTerminal(m_out);
+  kz::Outcome outcome =
+      inPlace ? kz::FindContainer(m_file, m_container) : kz::IndexPages(m_file, m_index);
+  if (outcome.Ok() && !inPlace) m_container = m_index.container;
+  if (outcome.Ok() && m_container == Container::Ioca) {
+    outcome = kz::Failure(K_ERROR_SAVE_FORMAT,
+                          "a bare IOCA file is one page and stays so; a document can be made of "
+                          "it with assemble");
+  }
+  return outcome.Ok() ? kDone : Complain({m_file}, outcome);
+}
+
+Exit EditedDocument::Write(const kz::DocumentEdit& edit) const { return WriteTo(Result(), edit); }
+
 Exit PicturePages::Make(const std::vector<std::string>& inputs, const PageOptions& options,
-                        const std::string& container, const std::string& document) {
-  Edit edit;
-  Exit exit = edit.Begin(document, true);
-  if (exit != kDone) return exit;
-  edit.KeepContainer(container);
-  const PageSaver saver(options, edit.DocumentContainer(), document);
-  const kz::Outcome outcome = m_file.Open(document);
-  if (!outcome.Ok()) return Complain({document}, outcome);
+                        const std::string& container, const EditedDocument& document) {
+  const Container kind = document.DocumentContainer();
+  if (!container.empty() && ContainerOfName(container) != kind) {
+    Note({document.File()}, std::string("stays ") + kz::ContainerName(kind));
+  }
+  const PageSaver saver(options, kind, document.File());
+  const kz::Outcome outcome = m_file.Open();
+  if (!outcome.Ok()) return Complain({document.File()}, outcome);
   kz::SaveMode mode = kz::SaveMode::kNewFile;
-  exit = ForEachPicture(inputs, false, [&](Picture& picture) {
+  const Exit exit = ForEachPicture(inputs, [&](Picture& picture) {
     const Exit saved = saver.Save(m_file.Path(), picture, mode);
     mode = kz::SaveMode::kAppend;
     return saved;
   });
   return exit == kDone ? IndexFile(m_file.Path(), m_index) : exit;
-}
-
-std::vector<kz::PagePick> PicturePages::Picks() const {
-  std::vector<kz::PagePick> picks;
-  for (size_t i = 0; i < m_index.pages.size(); ++i) {
-    picks.push_back({&m_index, static_cast<int>(i) + 1});
-  }
-  return picks;
 }
 
 }  // namespace kzica

@@ -8,6 +8,7 @@
 #include "Host/Toolkit/Assemble.h"
 #include "Host/Toolkit/PageRange.h"
 #include "Tools/kzica/Pages.h"
+#include "Tools/kzica/SpoolFile.h"
 
 namespace kzica {
 
@@ -17,20 +18,48 @@ kz::PageRange ParsePages(const std::string& option, const std::string& text);
 Exit IndexFile(const std::string& file, kz::PageIndex& index);
 // The pages of the file that the range names. Says what fails.
 Exit ChoosePages(const kz::PageIndex& index, const kz::PageRange& range, std::vector<int>& pages);
+// Writes a document to a file or, for "-", to standard output. Says what fails.
+Exit WriteTo(const std::string& out, const kz::DocumentEdit& edit);
 // Says it when image numbers differ from page numbers in a file that was just made.
 void NoteNumbering(const std::string& file);
 
-// Pictures as a document of their own, beside the one that they go into.
-class PicturePages {
+// The document that a command changes, and where the result goes.
+class EditedDocument {
  public:
-  // Makes the pages, for the kind of container that `document` is. Says what fails.
-  Exit Make(const std::vector<std::string>& inputs, const PageOptions& options,
-            const std::string& container, const std::string& document);
-  // All of the pages, in their order.
-  std::vector<kz::PagePick> Picks() const;
+  // Adds FILE and -o.
+  void AddOptions(CLI::App& command);
+  // Opens the document for the change, all of it or, to append in place, its beginning
+  // only. Says what fails.
+  Exit Begin(bool inPlace = false);
+  const std::string& File() const { return m_file; }
+  // Where the result goes.
+  const std::string& Result() const { return m_out.empty() ? m_file : m_out; }
+  // Of a document that is not changed in place.
+  const kz::PageIndex& Index() const { return m_index; }
+  Container DocumentContainer() const { return m_container; }
+  // Writes the result. Says what fails.
+  Exit Write(const kz::DocumentEdit& edit) const;
 
  private:
-  kz::AtomicFile m_file;
+  std::string m_file;
+  std::string m_out;  // empty: the document itself
+  Container m_container = Container::Modca;
+  kz::PageIndex m_index;
+};
+
+// Pictures as a document of their own, before they go into another.
+class PicturePages {
+ public:
+  // Makes the pages for a document. Says what fails, and when it isn't of the kind of
+  // container wanted, which may be empty.
+  Exit Make(const std::vector<std::string>& inputs, const PageOptions& options,
+            const std::string& container, const EditedDocument& document);
+  const kz::PageIndex& Index() const { return m_index; }
+  // All of the pages, in their order.
+  std::vector<kz::PagePick> Picks() const { return kz::AllPages(m_index); }
+
+ private:
+  SpoolFile m_file;
   kz::PageIndex m_index;
 };
 

@@ -108,20 +108,18 @@ Exit PageSaver::Save(const std::string& path, Picture& picture, kz::SaveMode mod
   return outcome.Ok() ? kDone : Complain({m_target}, outcome);
 }
 
-Exit ForEachPicture(const std::vector<std::string>& files, bool reverse,
+Exit ForEachPicture(const std::vector<std::string>& files,
                     const std::function<Exit(Picture&)>& take) {
   Progress progress(files.size());
-  for (size_t i = 0; i < files.size(); ++i) {
-    const std::string& file = files[reverse ? files.size() - 1 - i : i];
+  for (const std::string& file : files) {
     kz::PictureReader reader;
     kz::Outcome outcome = reader.Open(file);
     if (!outcome.Ok()) return Complain({file}, outcome);
     const int pages = reader.Pages();
     for (int page = 1; page <= pages; ++page) {
-      const int wanted = reverse ? pages + 1 - page : page;
       Picture picture;
-      picture.source = {file, pages > 1 ? wanted : 0};
-      outcome = reader.Read(wanted, picture.bitmap);
+      picture.source = {file, pages > 1 ? page : 0};
+      outcome = reader.Read(page, picture.bitmap);
       if (!outcome.Ok()) return Complain(picture.source, outcome);
       const Exit exit = take(picture);
       if (exit != kDone) return exit;
@@ -129,27 +127,6 @@ Exit ForEachPicture(const std::vector<std::string>& files, bool reverse,
     progress.Step();
   }
   return kDone;
-}
-
-Exit Edit::Begin(const std::string& document, bool inPlace) {
-  m_document = document;
-  m_inPlace = inPlace;
-  kz::Outcome outcome = kz::EditableContainer(document, m_container);
-  if (outcome.Ok() && !inPlace) outcome = m_copy.Open(document);
-  if (outcome.Ok() && !inPlace) outcome = kz::CopyFile(document, m_copy.Path());
-  return outcome.Ok() ? kDone : Complain({document}, outcome);
-}
-
-void Edit::KeepContainer(const std::string& wanted) const {
-  if (!wanted.empty() && ContainerOfName(wanted) != m_container) {
-    Note({m_document}, std::string("stays ") + kz::ContainerName(m_container));
-  }
-}
-
-Exit Edit::Commit() {
-  if (m_inPlace) return kDone;
-  const kz::Outcome outcome = m_copy.Commit();
-  return outcome.Ok() ? kDone : Complain({m_document}, outcome);
 }
 
 }  // namespace kzica

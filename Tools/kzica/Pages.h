@@ -1,12 +1,11 @@
-// The pictures that become pages, and the files that they go into: what create,
-// append, insert and replace share.
+// The pictures that become pages, and the files that they go into: what create, append,
+// insert and replace share.
 #pragma once
 
 #include <functional>
 #include <string>
 #include <vector>
 
-#include "Host/Toolkit/AtomicFile.h"
 #include "Host/Toolkit/SavePage.h"
 #include "Tools/kzica/Command.h"
 
@@ -50,29 +49,9 @@ class PageSaver {
   int m_yResolution = 0;
 };
 
-// Reads all pages of the picture files, one after the other, or in reverse order,
-// and hands them over until one fails. Says what fails.
-Exit ForEachPicture(const std::vector<std::string>& files, bool reverse,
+// Reads all pages of the picture files, one after the other, and hands them over until
+// one fails. Says what fails.
+Exit ForEachPicture(const std::vector<std::string>& files,
                     const std::function<Exit(Picture&)>& take);
-
-// The file that an edit goes into: a copy, in the place of the document once all is
-// done, or the document itself.
-class Edit {
- public:
-  // Finds out what the document is and copies it. Says what fails.
-  Exit Begin(const std::string& document, bool inPlace);
-  // Keeps the document's kind of container, saying so when another was asked for.
-  void KeepContainer(const std::string& wanted) const;
-  Container DocumentContainer() const { return m_container; }
-  const std::string& Path() const { return m_inPlace ? m_document : m_copy.Path(); }
-  // Puts the copy in place. Says what fails.
-  Exit Commit();
-
- private:
-  std::string m_document;
-  bool m_inPlace = false;
-  Container m_container = Container::Modca;
-  kz::AtomicFile m_copy;
-};
 
 }  // namespace kzica

@@ -32,8 +32,8 @@ Exit Split(const SplitOptions& options) {
     if (std::filesystem::equivalent(options.file, out, ignored)) {
       throw UsageError(out + ": this is the file to split");
     }
-    const kz::Outcome outcome = kz::SplitPage(index, page, out);
-    if (!outcome.Ok()) return Complain({out}, outcome);
+    exit = WriteTo(out, kz::SplitPage(index, page));
+    if (exit != kDone) return exit;
     if (!index.PagesAreImages()) NoteNumbering(out);
     progress.Step();
   }
