@@ -128,5 +128,56 @@ TEST(ResourceGroups, IncludedImagesMoveIntoThePage) {
             Slice(source, 0, static_cast<size_t>(formatter.Tail().begin)));
 }
 
+// A document of two pages, of which the first includes an image of a resource group.
+struct Inclusion {
+  Bytes descriptor;  // data of the image's Object Area Descriptor
+  Bytes triplets;    // behind the Include Object field's other data
+  size_t times = 1;
+  size_t imageFields = 1;
+};
+
+Bytes Including(const Inclusion& inclusion) {
+  Bytes include = Name("PIC") + Bytes{0, 0xFB} + Bytes(16, 0xFF) + Bytes{1} + inclusion.triplets;
+  Bytes image, page;
+  for (size_t i = 0; i < inclusion.imageFields; ++i) image = image + Field(0xEEFB, Bytes(32000, 7));
+  for (size_t i = 0; i < inclusion.times; ++i) page = page + Field(kIncludeObject, include);
+  return Field(0xA8C6) + Field(0xA8CE, Name("PIC") + Bytes{0, 0}) + Field(0xA8FB, Name("PIC")) +
+         Field(kObjectAreaDescriptor, inclusion.descriptor) +
+         Field(kObjectAreaPosition, Bytes(24, 0)) + image + Field(0xA9FB) + Field(0xA9CE) +
+         Field(0xA9C6) + Begin("D") + Field(0xA8AF) + page + Field(0xA9AF) + NumberedPage(2) +
+         End("D");
+}
+
+TEST(ResourceGroups, FieldsMadeForIncludedImagesHaveALength) {
+  const TemporaryFolder folder;
+  const std::string out = folder / "out";
+  const Bytes size = {9, 0x4C, 2, 0, 1, 0, 0, 1, 0};
+  const struct {
+    const char* what;
+    Inclusion inclusion;
+    const char* refusal;
+  } cases[] = {
+      {"the longest descriptor", {Bytes(32767 - 8 - size.size(), 2), size}, ""},
+      {"a byte more", {Bytes(32767 - 7 - size.size(), 2), size}, "longer than a structured field"},
+      {"the longest group", {{}, Bytes{255, 0x04} + Bytes(253, 0)}, ""},
+      {"images without end", {{}, {}, 3000, 30}, "more than 2 GiB"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    const PageIndex index = Indexed(folder.File("document", Including(c.inclusion)));
+    std::filesystem::remove(out);
+    const Outcome outcome = WriteDocument(SplitPage(index, 1), out);
+    EXPECT_THAT(outcome.what, testing::HasSubstr(c.refusal));
+    EXPECT_EQ(outcome.Ok(), *c.refusal == '\0') << outcome.what;
+    EXPECT_EQ(std::filesystem::exists(out), outcome.Ok());
+    if (!outcome.Ok()) continue;
+    EXPECT_EQ(Pages(FileBytes(out)).size(), 1u);
+    const Bytes mapping = FieldOf(FileBytes(out), kMapImageObject);
+    if (!c.inclusion.descriptor.empty()) continue;
+    ASSERT_EQ(mapping.size(), 257u);
+    EXPECT_EQ(Slice(mapping, 0, 2), (Bytes{1, 1}));
+  }
+}
+
 }  // namespace
 }  // namespace kz::test
