@@ -1,6 +1,8 @@
 #include "Host/Toolkit/Document.h"
 
 #include "Host/Toolkit/FileShift.h"
+#include "Host/Toolkit/ImagePlaces.h"
+#include "Host/Toolkit/PageIndex.h"
 #include "Host/Toolkit/PageReader.h"
 
 namespace kz {
@@ -26,6 +28,16 @@ const char* ContainerName(Container container) {
 }
 
 Outcome DescribePage(const std::string& file, int page, bool countPages, PageInfo& info) {
+  if (FileShift::IsNeeded(file)) {
+    Document document(file);
+    const Outcome indexed = document.Index();
+    const Outcome outcome = indexed.Ok() ? document.DescribePage(page, info) : indexed;
+    if (outcome.Ok() && countPages) {
+      info.pages = document.Pages();
+      info.structure = document.Structure();
+    }
+    return outcome;
+  }
   PageReader reader;
   Outcome outcome = reader.Open(file);
   if (!outcome.Ok()) return outcome;
@@ -47,6 +59,12 @@ Outcome DescribePage(const std::string& file, int page, bool countPages, PageInf
 Outcome ReadImageData(const std::string& file, int page, std::vector<unsigned char>& data,
                       PageInfo* info) {
   data.clear();
+  if (FileShift::IsNeeded(file)) {
+    Document document(file);
+    Outcome far = document.Index();
+    if (far.Ok() && info != nullptr) far = document.DescribePage(page, *info);
+    return far.Ok() ? document.ReadImageData(page, data) : far;
+  }
   PageReader reader;
   PageInfo found;
   Outcome outcome = reader.Open(file);
@@ -62,10 +80,28 @@ Outcome ReadImageData(const std::string& file, int page, std::vector<unsigned ch
 
 Outcome Document::Index() {
   m_places.clear();
-  PageReader reader;
-  Outcome outcome = reader.Open(m_file);
-  if (outcome.Ok()) outcome = reader.FindImages(m_places);
-  if (outcome.Ok()) m_structure = reader.CheckStructure();
+  m_far = FileShift::IsNeeded(m_file);
+  PageInfo first;
+  Outcome outcome;
+  if (m_far) {
+    outcome = FindContainer(m_file, first.container);
+  } else {
+    PageReader reader;
+    outcome = reader.Open(m_file);
+    if (outcome.Ok()) outcome = reader.DescribePage(1, false, first);
+  }
+  if (!outcome.Ok()) return outcome;
+  if (first.container == Container::Ioca) {
+    m_places.push_back({0, Container::Ioca});
+    return {};
+  }
+  ImagePlaces found;
+  outcome = FindImagePlaces(m_file, 0, found);
+  m_places = std::move(found.places);
+  m_structure = std::move(found.structure);
+  if (outcome.Ok() && m_places.empty()) {
+    outcome = m_structure.Ok() ? Failure(K_ERROR_READ, "the document has no image") : m_structure;
+  }
   return outcome;
 }
 
@@ -76,7 +112,7 @@ Outcome Document::AtPage(int page, PageInfo* info, Read read) const {
   if (m_places.empty()) return read(page);
   if (page < 1 || page > Pages()) return NoSuchPage(page < 1 ? 0 : Pages());
   const ImagePlace& place = m_places[static_cast<size_t>(page) - 1];
-  const FileShift shift(place.position);
+  const FileShift shift(place.position, m_far);
   Outcome outcome = read(1);
   if (info != nullptr && outcome.Ok()) {
     info->page = page;

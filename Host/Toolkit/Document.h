@@ -41,9 +41,9 @@ struct PageInfo {
 };
 
 // Describes a page. JPEG data whose depth the page doesn't say are asked for it.
-// Counting the pages passes over the whole file. Fails with -10 for a file that
-// can't be opened, -4 for one beyond 2 GiB, -9 for a page that isn't there, else
-// with the filter's status; `info` is untouched then.
+// Counting the pages passes over the whole file, and so does finding one in a file
+// beyond 2 GiB. Fails with -10 for a file that can't be opened, -9 for a page that
+// isn't there, else with the filter's status; `info` is untouched then.
 K_EXPORT Outcome DescribePage(const std::string& file, int page, bool countPages, PageInfo& info);
 
 // The compressed image data of a page as they are stored, without the framing.
@@ -75,7 +75,7 @@ K_EXPORT Outcome LoadPage(const std::string& file, int page, const LoadOptions& 
 
 // Where a page's image begins, and what kind of container was met up to there.
 struct ImagePlace {
-  int position;
+  int64_t position;
   Container container;
 };
 
@@ -85,7 +85,8 @@ class K_EXPORT Document {
  public:
   explicit Document(std::string file) : m_file(std::move(file)) {}
 
-  // Finds all pages in one pass. Fails as describing the first page does.
+  // Finds all pages in one pass. Fails as describing the first page does, and with -7
+  // when there is none.
   Outcome Index();
   // Pages of the file; 0 without an index.
   int Pages() const { return static_cast<int>(m_places.size()); }
@@ -103,6 +104,7 @@ class K_EXPORT Document {
   Outcome AtPage(int page, PageInfo* info, Read read) const;
 
   std::string m_file;
+  bool m_far = false;  // beyond 2 GiB
   std::vector<ImagePlace> m_places;
   Outcome m_structure;
 };

@@ -8,7 +8,11 @@ namespace kz {
 
 namespace {
 constexpr size_t kWindow = 4 * FileWindow::kMaxBytes;
-}
+// A reader that passes over long fields mostly goes on so: it gets this much at a time.
+// To pass over few bytes costs more than to read them.
+constexpr size_t kFillAfterJump = 512;
+constexpr int64_t kShortJump = 12288;
+}  // namespace
 
 int64_t ReadFully(int descriptor, int64_t offset, unsigned char* to, size_t count) {
   size_t done = 0;
@@ -49,12 +53,17 @@ Outcome FileWindow::Open(const std::string& path) {
   m_capacity = static_cast<size_t>(std::min(m_size, static_cast<int64_t>(kWindow)));
   m_bytes = std::make_unique_for_overwrite<unsigned char[]>(m_capacity);
   m_length = 0;
+  m_lastUse = 0;
+  m_fill = m_capacity;
   m_failed = false;
   return {};
 }
 
-bool FileWindow::Fill(int64_t offset) {
-  const int64_t n = ReadFully(Descriptor(), offset, m_bytes.get(), m_capacity);
+bool FileWindow::Fill(int64_t offset, size_t count) {
+  const int64_t jump = offset - m_lastUse;
+  const bool reads = jump >= 0 && jump <= kShortJump;
+  m_fill = std::min(m_capacity, std::max(count, reads ? 2 * m_fill : kFillAfterJump));
+  const int64_t n = ReadFully(Descriptor(), offset, m_bytes.get(), m_fill);
   m_failed |= n < 0;
   m_start = offset;
   m_length = static_cast<size_t>(std::max<int64_t>(n, 0));
@@ -69,7 +78,8 @@ const unsigned char* FileWindow::At(int64_t offset, size_t count) {
     return offset >= m_start &&
            offset + static_cast<int64_t>(count) <= m_start + static_cast<int64_t>(m_length);
   };
-  if (!held() && (!Fill(offset) || !held())) return nullptr;
+  if (!held() && (!Fill(offset, count) || !held())) return nullptr;
+  m_lastUse = offset + static_cast<int64_t>(count);
   return m_bytes.get() + (offset - m_start);
 }
 

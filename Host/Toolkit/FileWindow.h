@@ -28,7 +28,7 @@ class FileWindow {
   bool Failed() const { return m_failed; }
 
  private:
-  bool Fill(int64_t offset);
+  bool Fill(int64_t offset, size_t count);
 
   std::optional<OwnedDescriptor> m_file;
   int64_t m_size = 0;
@@ -36,6 +36,8 @@ class FileWindow {
   size_t m_capacity = 0;
   int64_t m_start = 0;
   size_t m_length = 0;
+  int64_t m_lastUse = 0;  // behind the last bytes that were given
+  size_t m_fill = 0;      // bytes that the last fill asked for
   bool m_failed = false;
 };
 

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstring>
 
+#include "Host/Toolkit/FileShift.h"
 #include "Host/Toolkit/MemoryLoader.h"
 #include "Host/Toolkit/PageReader.h"
 
@@ -230,6 +231,11 @@ Outcome Load(const std::string& file, int page, const LoadOptions& options, Bitm
 Outcome LoadPage(const std::string& file, int page, const LoadOptions& options, Bitmap& bitmap,
                  LoadReport* report) {
   bitmap.Reset();
+  if (FileShift::IsNeeded(file)) {
+    Document document(file);
+    const Outcome indexed = document.Index();
+    return indexed.Ok() ? document.LoadPage(page, options, bitmap, report) : indexed;
+  }
   LoadReport result;
   Outcome outcome = Load(file, page, options, bitmap, result);
   if (!outcome.Ok()) bitmap.Reset();

@@ -8,10 +8,9 @@
 
 #include "API/Filters/Ica/Common/Ioca/ImageDataReader.h"
 #include "API/Filters/Ica/Common/Ioca/ImageInfo.h"
-#include "API/Filters/Ica/Common/Ioca/Navigation.h"
-#include "API/Filters/Ica/Common/Ioca/StructuredField.h"
 #include "API/Filters/Ica/Common/Thread.h"
 #include "Host/Toolkit/FileShift.h"
+#include "Host/Toolkit/ImagePlaces.h"
 
 namespace kz {
 
@@ -52,11 +51,12 @@ Outcome PageReader::Open(const std::string& file) {
   if (!S_ISREG(found.st_mode)) {
     return Failure(K_ERROR_OPEN_READ, "only regular files can be read");
   }
-  if (found.st_size > INT32_MAX) {
+  if (found.st_size > INT32_MAX && !FileShift::Far()) {
     return Failure(K_ERROR_SEEK, "the file is larger than 2 GiB, positions don't reach farther");
   }
   errno = 0;
-  m_size = std::max(0, static_cast<int>(found.st_size) - FileShift::Base());
+  m_name = file;
+  m_size = static_cast<int>(std::clamp<int64_t>(found.st_size - FileShift::Base(), 0, INT32_MAX));
   m_file = K_RedirectedOpen(file.c_str(), K_OPEN_READ, K_MODE_READABLE);
   if (m_file != K_InvalidHandle()) return {};
   return errno != 0 ? SystemFailure(K_ERROR_OPEN_READ, errno) : Failure(K_ERROR_OPEN_READ);
@@ -106,53 +106,11 @@ Outcome PageReader::DescribePage(int page, bool countPages, PageInfo& info) {
   return {};
 }
 
-Outcome PageReader::FindImages(std::vector<ImagePlace>& places) {
-  PageInfo first;
-  Outcome outcome = DescribePage(1, false, first);
-  if (!outcome.Ok()) return outcome;
-  places.clear();
-  if (first.container == Container::Ioca) {
-    places.push_back({0, Container::Ioca});
-    return {};
-  }
-  if (K_RedirectedSeek(m_file, 0, K_SEEK_START) < 0) return Failure(K_ERROR_READ);
-  State()->bReadCC = 0;
-  int position = 0;
-  while (FindImageObject(m_file, &position, places.empty() ? 0 : 1) == K_SUCCESS) {
-    // Seen as a file that begins there, a length that begins with 0x5A would be taken
-    // for that prefix: it goes along.
-    unsigned char length = 0;
-    K_RedirectedRead(m_file, &length, 1);
-    places.push_back({length == CARRIAGE_CONTROL ? position - 1 : position, ContainerMet()});
-    if (K_RedirectedSeek(m_file, position, K_SEEK_START) < 0) return Failure(K_ERROR_READ);
-  }
-  return {};
-}
-
-Outcome PageReader::CheckStructure() {
+Outcome PageReader::CheckStructure() const {
   if (State()->bReadIPD == 0) return {};
-  if (K_RedirectedSeek(m_file, 0, K_SEEK_START) < 0) return Failure(K_ERROR_READ);
-  bool documentEnded = false;
-  const auto place = [](int at) { return std::to_string(FileShift::Base() + at); };
-  for (int at = 0; at < m_size;) {
-    _SFI field;
-    int status = ReadSFI(m_file, &field);
-    // Files are padded behind their document.
-    if (status != K_SUCCESS && documentEnded) return {};
-    if (status == K_SUCCESS) status = SkipSFData(m_file, &field);
-    const int next = K_RedirectedSeek(m_file, 0, K_SEEK_CURRENT);
-    const bool cut = status == K_ERROR_READ || (status == K_SUCCESS && next > m_size);
-    if (cut) {
-      return Failure(K_ERROR_READ,
-                     "the file ends within the structured field at byte " + place(at));
-    }
-    if (status != K_SUCCESS) {
-      return Failure(status, "there is no valid structured field at byte " + place(at));
-    }
-    documentEnded = field.wTypeCategory == SF_END_DOCUMENT;
-    at = next;
-  }
-  return {};
+  ImagePlaces found;
+  const Outcome outcome = FindImagePlaces(m_name, FileShift::Base(), found);
+  return outcome.Ok() ? found.structure : outcome;
 }
 
 Outcome PageReader::ExplainFailure(int status) {

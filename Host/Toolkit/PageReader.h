@@ -34,16 +34,15 @@ class PageReader {
   // Reads as much as finding the frame header of the page's JPEG data takes.
   Outcome ReadJpegFrame(JpegFrame& frame);
 
-  // Finds the images of all pages in one pass.
-  Outcome FindImages(std::vector<ImagePlace>& places);
-  // Walks over all structured fields of a document that was described.
-  Outcome CheckStructure();
+  // Whether a document that was described is whole.
+  Outcome CheckStructure() const;
 
  private:
   // Finds words for a description that failed.
   Outcome ExplainFailure(int status);
   Outcome ReadPiece(unsigned char* to, unsigned count, int& got, bool& end);
 
+  std::string m_name;
   tagHANDLE* m_file = K_InvalidHandle();
   int m_size = 0;
 };

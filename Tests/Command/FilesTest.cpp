@@ -1,5 +1,6 @@
 // Unusual files, names and rights: the command does what users expect, or says
 // what is wrong. Nothing may wait for ever: SIGALRM ends a run that does.
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -10,7 +11,7 @@
 #include <thread>
 
 #include "Tests/Command/Program.h"
-#include "Tests/Kernel/TemporaryFolder.h"
+#include "Tests/Toolkit/EditedDocuments.h"
 
 namespace {
 
@@ -107,6 +108,64 @@ TEST_F(Files, WhatIsNoDocumentIsNamed) {
     for (const auto& use : Uses(c.file)) ExpectRefusal(use, c.message);
   }
   EXPECT_FALSE(fs::exists(m_folder / "out.mda") || fs::exists(m_folder / "out.png"));
+}
+
+// A document whose pages lie beyond what 32 bits count. The file has holes: only the
+// beginnings of the fields between are stored.
+TEST_F(Files, DocumentsMayBeLargerThanPositionsReach) {
+  if (fs::space(m_folder / "").available < uintmax_t{2} << 30) GTEST_SKIP() << "no room";
+  const std::string far = m_folder / "far.mda", out = m_folder / "out";
+  const Bytes near = FileBytes(m_document);
+  const kz::PageIndex index = kz::test::Indexed(m_document);
+  // The first page is long.
+  const int64_t endPage = index.pages[0].bytes.end - 16;
+  m_folder.File("far.mda", Slice(near, 0, static_cast<size_t>(endPage)));
+  const int file = open(far.c_str(), O_WRONLY | O_CLOEXEC);
+  const unsigned char comment[] = {0x7F, 0xFF, 0xD3, 0xEE, 0xEE, 0, 0, 0};
+  int64_t at = endPage;
+  for (; at < int64_t{1} << 32; at += 0x7FFF) {
+    ASSERT_EQ(pwrite(file, comment, sizeof(comment), at), ssize_t{sizeof(comment)});
+  }
+  const Bytes rest = Slice(near, static_cast<size_t>(endPage), near.size());
+  ASSERT_EQ(pwrite(file, rest.data(), rest.size(), at), static_cast<ssize_t>(rest.size()));
+  close(file);
+
+  // The same is done with the document without the comments.
+  const char* commands[] = {"info NAME -p z",
+                            "check NAME",
+                            "extract NAME OUT -p 1 -f png",
+                            "extract NAME OUT -p 3 -f raw",
+                            "extract NAME OUT --all -f tif",
+                            "text NAME",
+                            "text NAME -p z",
+                            "split NAME OUT -p 2",
+                            "assemble OUT NAME:3,2",
+                            "delete NAME -p 1 -o OUT",
+                            "append NAME ODD --in-place",
+                            "extract NAME OUT -p 4 -f pbm"};
+  for (const std::string command : commands) {
+    Result results[2];
+    Bytes written[2];
+    for (const bool isFar : {false, true}) {
+      fs::remove(out);
+      const std::map<std::string, std::string> names = {
+          {"NAME", isFar ? far : m_document}, {"OUT", out}, {"ODD", Sample("odd.png")}};
+      results[isFar] = Kzica(Words(command, names), kPatient);
+      written[isFar] = FileBytes(out);
+    }
+    EXPECT_EQ(results[1].exit, 0) << command << results[1].err;
+    const auto withoutName = [](const std::string& text) {
+      return text.substr(text.find_first_of("\n:") + 1);
+    };
+    EXPECT_EQ(withoutName(results[1].out), withoutName(results[0].out)) << command;
+    EXPECT_TRUE(written[1] == written[0]) << command;
+  }
+  Conditions discarding = kPatient;
+  discarding.output = m_folder / "dump";
+  ASSERT_EQ(Kzica({"dump", far}, discarding).exit, 0);
+  const Bytes dump = FileBytes(discarding.output);
+  const std::string end(dump.end() - 200, dump.end());
+  EXPECT_THAT(end, HasSubstr(std::to_string(fs::file_size(far) - 16)));
 }
 
 TEST_F(Files, WhatCannotBeWrittenIsNamed) {
