@@ -13,6 +13,22 @@ bool IsSanePicture(int64_t width, int64_t height, int bitsPerPixel) {
   return bytesPerLine > 0 && height <= kMaxPictureBytes / bytesPerLine;
 }
 
+Outcome CheckPictureSize(int64_t width, int64_t height, int bitsPerPixel, int64_t maxPixels) {
+  if (width <= 0 || height <= 0) {
+    return Failure(K_ERROR_INVALID_FORMAT, "the picture has no size");
+  }
+  const std::string picture =
+      "the picture of " + std::to_string(width) + " x " + std::to_string(height) + " pixels";
+  if (height > maxPixels / width) {
+    return Failure(K_ERROR_INVALID_FORMAT,
+                   picture + " is above the limit of " + std::to_string(maxPixels) + " pixels");
+  }
+  if (!IsSanePicture(width, height, bitsPerPixel)) {
+    return Failure(K_ERROR_INVALID_FORMAT, picture + " takes too much memory");
+  }
+  return {};
+}
+
 bool IsGrayBitmap(const _BITMAPHANDLE& bitmap) {
   if (bitmap.nBitsPerPixel > 8) return false;
   const int colors = bitmap.pPalette != nullptr ? bitmap.nColors : 0;

@@ -5,6 +5,7 @@
 
 #include "Host/Kernel/Export.h"
 #include "Host/Kernel/HostRecords.h"
+#include "Host/Toolkit/Outcome.h"
 
 namespace kz {
 
@@ -12,9 +13,18 @@ namespace kz {
 // must not ask for more memory than a machine has.
 constexpr int64_t kMaxPictureBytes = int64_t{1} << 30;
 
+// Pictures of more pixels than this are not read unless the caller raises the
+// limit: forty bytes of a file can declare them.
+constexpr int64_t kDefaultMaxPixels = int64_t{1} << 30;
+
 // Whether a picture of this size and depth (1, 4, 8 or 24 bits per pixel) stays
 // within kMaxPictureBytes; false for sizes that aren't positive.
 K_EXPORT bool IsSanePicture(int64_t width, int64_t height, int bitsPerPixel);
+
+// Whether a picture that a file declares may be made. Fails with -9, the sizes and
+// the limit when it has no size, more pixels than the limit, or is not sane.
+K_EXPORT Outcome CheckPictureSize(int64_t width, int64_t height, int bitsPerPixel,
+                                  int64_t maxPixels);
 
 // Bitmap::IsGray for any bitmap.
 K_EXPORT bool IsGrayBitmap(const _BITMAPHANDLE& bitmap);

@@ -7,19 +7,15 @@ namespace kz {
 namespace {
 
 CheckResult CheckPage(const Document& document, int page, const LoadOptions& options) {
-  CheckResult result{page, document.Pages(), {}, {}};
   Bitmap bitmap;
-  LoadReport loaded;
-  result.outcome = document.LoadPage(page, options, bitmap, &loaded);
-  result.warnings = std::move(loaded.warnings);
-  return result;
+  return {page, document.Pages(), document.LoadPage(page, options, bitmap)};
 }
 
 }  // namespace
 
 Outcome CheckFile(const std::string& file, const LoadOptions& options,
                   const std::function<void(const CheckResult&)>& report) {
-  CheckResult whole{0, 0, {}, {}};
+  CheckResult whole{0, 0, {}};
   Outcome first;
   Document document(file);
   const Outcome found = document.Index();
@@ -34,10 +30,10 @@ Outcome CheckFile(const std::string& file, const LoadOptions& options,
   PageIndex index;
   const Outcome indexed = IndexPages(file, index);
   if (!indexed.Ok() && whole.outcome.Ok()) {
-    whole.warnings.push_back("its pages can't be edited: " + indexed.what);
+    whole.outcome.warnings.push_back("its pages can't be edited: " + indexed.what);
   }
   const std::string note = index.NumberingNote();
-  if (!note.empty()) whole.warnings.push_back(note);
+  if (!note.empty()) whole.outcome.warnings.push_back(note);
   if (first.Ok()) first = whole.outcome;
   report(whole);
   return first;

@@ -3,7 +3,6 @@
 
 #include <functional>
 #include <string>
-#include <vector>
 
 #include "Host/Kernel/Export.h"
 #include "Host/Toolkit/Document.h"
@@ -15,7 +14,6 @@ struct CheckResult {
   int page;   // 0: the file as a whole
   int pages;  // of the file; 0 when it has none that can be counted
   Outcome outcome;
-  std::vector<std::string> warnings;
 };
 
 // Looks whether the structure of the file is whole and each of its pages can be

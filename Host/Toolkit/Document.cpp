@@ -131,9 +131,8 @@ Outcome Document::ReadImageData(int page, std::vector<unsigned char>& data) cons
 }
 
 Outcome Document::LoadPage(int page, const LoadOptions& options, Bitmap& bitmap,
-                           LoadReport* report) const {
-  return AtPage(page, report != nullptr ? &report->info : nullptr,
-                [&](int p) { return kz::LoadPage(m_file, p, options, bitmap, report); });
+                           PageInfo* info) const {
+  return AtPage(page, info, [&](int p) { return kz::LoadPage(m_file, p, options, bitmap, info); });
 }
 
 }  // namespace kz

@@ -14,10 +14,6 @@
 
 namespace kz {
 
-// Pictures of more pixels than this are not loaded unless the caller raises the
-// limit: forty bytes of a file can declare them.
-constexpr int64_t kDefaultMaxPixels = int64_t{1} << 30;
-
 // "IOCA", "MO:DCA" or "MO:DCA with carriage control".
 K_EXPORT const char* ContainerName(Container container);
 
@@ -37,6 +33,7 @@ struct PageInfo {
   uint64_t bytes = 0;  // of the uncompressed picture, rows padded to whole bytes
   bool topDown = true;
   bool reversedBits = false;  // in each byte of the image data
+  bool unpaddedRows = false;  // uncompressed rows begin within bytes
   Outcome structure;          // when pages were counted: a damaged field may hide more of them
 };
 
@@ -56,22 +53,18 @@ struct LoadOptions {
   int64_t maxPixels = kDefaultMaxPixels;
 };
 
-// What there is to say about a page that was loaded.
-struct LoadReport {
-  PageInfo info;
-  std::vector<std::string> warnings;  // damage that the picture shows
-};
-
 // Loads a page's picture: 1, 4 (ABIC), 8 or 24 (JPEG) bits per pixel, with the
 // page's resolution, its rows in stored order under the view perspective that
 // makes them right. Uncompressed rows whose bits the page calls reversed are put
-// right. JPEG data of another size than the page says have their own size.
+// right. JPEG data of another size than the page says have their own size. The
+// warnings name damage that the picture shows. `info` is what the page says, with
+// the size and depth that the picture has; it may be null.
 //
 // Fails like DescribePage, with -9 for a picture above the limit, -7 for data that
 // end too early, -823 when ABIC can't be decoded for lack of its library, else
-// with the filter's status. The bitmap is empty then; `report` may be null.
+// with the filter's status. The bitmap is empty then.
 K_EXPORT Outcome LoadPage(const std::string& file, int page, const LoadOptions& options,
-                          Bitmap& bitmap, LoadReport* report = nullptr);
+                          Bitmap& bitmap, PageInfo* info = nullptr);
 
 // Where a page's image begins, and what kind of container was met up to there.
 struct ImagePlace {
@@ -97,7 +90,7 @@ class K_EXPORT Document {
   Outcome DescribePage(int page, PageInfo& info) const;
   Outcome ReadImageData(int page, std::vector<unsigned char>& data) const;
   Outcome LoadPage(int page, const LoadOptions& options, Bitmap& bitmap,
-                   LoadReport* report = nullptr) const;
+                   PageInfo* info = nullptr) const;
 
  private:
   template <typename Read>

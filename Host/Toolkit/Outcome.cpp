@@ -48,7 +48,7 @@ const char* StatusText(int status) {
 
 Outcome Failure(int status, std::string what) {
   if (what.empty()) what = StatusText(status);
-  return {status, std::move(what)};
+  return {status, std::move(what), {}};
 }
 
 Outcome SystemFailure(int status, int errorNumber) {

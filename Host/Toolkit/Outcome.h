@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "Host/Kernel/Export.h"
 #include "Host/Kernel/Status.h"
@@ -9,10 +10,12 @@
 namespace kz {
 
 // A result that must be looked at. `what` says what went wrong, without the name
-// of the file and without the status: whoever reports it adds both.
+// of the file and without the status: whoever reports it adds both. A success may
+// have warnings, in the same words: what was done isn't all that was asked for.
 struct [[nodiscard]] Outcome {
   int status = K_SUCCESS;
   std::string what;
+  std::vector<std::string> warnings;
   bool Ok() const { return status == K_SUCCESS; }
 };
 

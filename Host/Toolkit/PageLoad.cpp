@@ -26,13 +26,13 @@ constexpr std::array<unsigned char, 256> kReversedBytes = MakeReversedBytes();
 // bitmap that is wider, and may start over from the first.
 class RowTaker {
  public:
-  RowTaker(Bitmap& bitmap, const PageInfo& info, size_t storedRowBytes)
+  RowTaker(Bitmap& bitmap, const PageInfo& info, size_t storedRowBits)
       : m_bitmap(bitmap),
         m_rowBytes(
             (static_cast<size_t>(bitmap.Width()) * static_cast<size_t>(bitmap.BitsPerPixel()) + 7) /
             8),
         m_stride(static_cast<size_t>(bitmap.BytesPerLine())),
-        m_storedRowBytes(storedRowBytes),
+        m_storedRowBits(storedRowBits),
         m_reversed(info.reversedBits) {
     const unsigned spare =
         static_cast<unsigned>(m_rowBytes * 8 - static_cast<size_t>(bitmap.Width()) *
@@ -46,9 +46,9 @@ class RowTaker {
     const auto bytes = static_cast<size_t>(from->nBytesPerLine);
     for (int i = 0; i < count; ++i) {
       const unsigned char* data = rows + static_cast<size_t>(i) * bytes;
-      const int status = taker->m_storedRowBytes != 0
-                             ? taker->TakeSlice(data, bytes, row + i)
-                             : taker->TakeRow(data, bytes, row + i, from->nBitsPerPixel);
+      const int status = taker->m_storedRowBits == 0
+                             ? taker->TakeRow(data, bytes, row + i, from->nBitsPerPixel)
+                             : taker->TakeSlice(data, bytes, row + i);
       if (status != K_SUCCESS) return status;
     }
     return K_SUCCESS;
@@ -80,15 +80,34 @@ class RowTaker {
     if (!Expect(slice)) return K_ERROR_INVALID_FORMAT;
     const auto height = static_cast<size_t>(m_bitmap.Height());
     size_t at = static_cast<size_t>(slice) * bytes;
+    if (m_storedRowBits % 8 != 0) return TakeBits(data, bytes, at * 8);
+    const size_t storedRowBytes = m_storedRowBits / 8;
     const size_t end = at + bytes;
     while (at < end) {
-      const size_t row = at / m_storedRowBytes;
-      const size_t column = at % m_storedRowBytes;
-      const size_t n = std::min(end - at, m_storedRowBytes - column);
+      const size_t row = at / storedRowBytes;
+      const size_t column = at % storedRowBytes;
+      const size_t n = std::min(end - at, storedRowBytes - column);
       if (row >= height) break;
       if (column < m_rowBytes) CopyPart(row, column, data, std::min(n, m_rowBytes - column));
       data += n;
       at += n;
+    }
+    return K_SUCCESS;
+  }
+
+  // The same for rows that begin within bytes, from bit `at` of the data on.
+  int TakeBits(const unsigned char* data, size_t bytes, size_t at) {
+    size_t row = at / m_storedRowBits;
+    size_t column = at % m_storedRowBits;
+    for (size_t bit = 0; bit < 8 * bytes && row < static_cast<size_t>(m_bitmap.Height()); ++bit) {
+      const unsigned char byte = m_reversed ? kReversedBytes[data[bit / 8]] : data[bit / 8];
+      if ((byte >> (7 - bit % 8) & 1) != 0) {
+        StoredRow(row)[column / 8] |= static_cast<unsigned char>(0x80 >> column % 8);
+      }
+      if (++column == m_storedRowBits) {
+        column = 0;
+        ++row;
+      }
     }
     return K_SUCCESS;
   }
@@ -104,9 +123,9 @@ class RowTaker {
   }
 
   Bitmap& m_bitmap;
-  size_t m_rowBytes;        // that the picture needs of a row
-  size_t m_stride;          // of the bitmap; a load may change its record
-  size_t m_storedRowBytes;  // of uncompressed data; 0: slices are rows
+  size_t m_rowBytes;       // that the picture needs of a row
+  size_t m_stride;         // of the bitmap; a load may change its record
+  size_t m_storedRowBits;  // of uncompressed data; 0: slices are rows
   bool m_reversed;
   unsigned char m_lastByteMask = 0xFF;
   int m_next = 0;
@@ -116,61 +135,52 @@ std::string SizeText(int width, int height) {
   return std::to_string(width) + " x " + std::to_string(height) + " pixels";
 }
 
-Outcome CheckSize(int width, int height, int bitsPerPixel, int64_t maxPixels) {
-  const int64_t pixels = int64_t{width} * height;
-  if (pixels > maxPixels) {
-    return Failure(K_ERROR_INVALID_FORMAT, "the picture of " + SizeText(width, height) +
-                                               " is above the limit of " +
-                                               std::to_string(maxPixels) + " pixels");
-  }
-  if (!IsSanePicture(width, height, bitsPerPixel)) {
-    return Failure(K_ERROR_INVALID_FORMAT,
-                   "the picture of " + SizeText(width, height) + " takes too much memory");
-  }
-  return {};
-}
-
 // Replaces what the page says of size and depth by what its JPEG data say.
-Outcome ApplyJpegFrame(PageReader& reader, LoadReport& report) {
+Outcome ApplyJpegFrame(PageReader& reader, PageInfo& info, std::vector<std::string>& warnings) {
   JpegFrame frame;
   Outcome outcome = reader.ReadJpegFrame(frame);
   if (!outcome.Ok()) return outcome;
-  PageInfo& info = report.info;
   if (info.bitsPerPixel == 1) info.bitsPerPixel = frame.components == 1 ? 8 : 24;
   if (frame.width != info.width || frame.height != info.height) {
-    report.warnings.push_back("the JPEG data hold " + SizeText(frame.width, frame.height) +
-                              ", the page says " + SizeText(info.width, info.height));
+    warnings.push_back("the JPEG data hold " + SizeText(frame.width, frame.height) +
+                       ", the page says " + SizeText(info.width, info.height));
     info.width = frame.width;
     info.height = frame.height;
   }
   return {};
 }
 
-// Finds the length of the stored rows: whole bytes, more when the rows are padded.
-Outcome FindStoredRowBytes(PageReader& reader, LoadReport& report, size_t& storedRowBytes) {
-  const PageInfo& info = report.info;
+// Finds the length of the stored rows: whole bytes, more when the rows are padded,
+// or just the pixels.
+Outcome FindStoredRowBits(PageReader& reader, const PageInfo& info, size_t& storedRowBits,
+                          std::vector<std::string>& warnings) {
   const auto height = static_cast<uint64_t>(info.height);
-  const auto needed =
-      (static_cast<uint64_t>(info.width) * static_cast<uint64_t>(info.bitsPerPixel) + 7) / 8;
+  const auto rowBits = static_cast<uint64_t>(info.width) * static_cast<uint64_t>(info.bitsPerPixel);
+  const uint64_t padded = height * ((rowBits + 7) / 8);
   uint64_t bytes = 0;
   Outcome outcome = reader.CountImageData(bytes);
   if (!outcome.Ok()) return outcome;
-  if (bytes < height * needed) {
+  // Data with room for padding have it, whatever the page says.
+  const bool unpadded = info.unpaddedRows && bytes < padded;
+  const uint64_t needed = unpadded ? (height * rowBits + 7) / 8 : padded;
+  if (bytes < needed) {
     return Failure(K_ERROR_READ, "the data end too early: " + std::to_string(bytes) + " of " +
-                                     std::to_string(height * needed) + " bytes");
+                                     std::to_string(needed) + " bytes");
   }
-  storedRowBytes = static_cast<size_t>(bytes % height == 0 ? bytes / height : needed);
-  if (bytes % height != 0) {
-    report.warnings.push_back(std::to_string(bytes - height * needed) +
-                              " bytes behind the image data are left out");
+  storedRowBits = static_cast<size_t>(unpadded              ? rowBits
+                                      : bytes % height == 0 ? bytes / height * 8
+                                                            : padded / height * 8);
+  if (unpadded ? bytes > needed : bytes % height != 0) {
+    warnings.push_back(std::to_string(bytes - needed) +
+                       " bytes behind the image data are left out");
   }
   return {};
 }
 
-Outcome RunLoad(const std::string& file, Bitmap& bitmap, size_t storedRowBytes,
-                LoadReport& report) {
-  RowTaker taker(bitmap, report.info, storedRowBytes);
-  _LOADOPTIONS options = {sizeof(options), 0, 0, 0, report.info.page};
+Outcome RunLoad(const std::string& file, Bitmap& bitmap, size_t storedRowBits, const PageInfo& info,
+                std::vector<std::string>& warnings) {
+  RowTaker taker(bitmap, info, storedRowBits);
+  _LOADOPTIONS options = {sizeof(options), 0, 0, 0, info.page};
   _LOADDISPATCH dispatch = {};
   dispatch.pszFileName = file.c_str();
   dispatch.pBitmap = bitmap.Handle();
@@ -188,58 +198,56 @@ Outcome RunLoad(const std::string& file, Bitmap& bitmap, size_t storedRowBytes,
   if (status != K_SUCCESS) return Failure(status);
   if (!taker.Complete()) return Failure(K_ERROR_READ);
 
-  const bool lines =
-      report.info.coding == Coding::Fax && dispatch.nLoadError == K_ERROR_INVALID_FORMAT;
-  const bool jpeg = report.info.coding == Coding::Jpeg && LastMemoryLoadDamage() != K_SUCCESS;
-  if (lines) {
-    report.warnings.push_back("damaged lines were replaced by the lines above them");
-  } else if (jpeg) {
-    report.warnings.push_back("the JPEG data are damaged, parts of the picture are wrong");
+  if (info.coding == Coding::Fax && dispatch.nLoadError == K_ERROR_INVALID_FORMAT) {
+    warnings.emplace_back("damaged lines were replaced by the lines above them");
+  } else if (info.coding == Coding::Jpeg && LastMemoryLoadDamage() != K_SUCCESS) {
+    warnings.emplace_back("the JPEG data are damaged, parts of the picture are wrong");
   }
   return {};
 }
 
 Outcome Load(const std::string& file, int page, const LoadOptions& options, Bitmap& bitmap,
-             LoadReport& report) {
-  size_t storedRowBytes = 0;
+             PageInfo& info) {
+  std::vector<std::string> warnings;
+  size_t storedRowBits = 0;
   {
     PageReader reader;
     Outcome outcome = reader.Open(file);
-    if (outcome.Ok()) outcome = reader.DescribePage(page, false, report.info);
-    if (outcome.Ok() && report.info.coding == Coding::Jpeg) {
-      outcome = ApplyJpegFrame(reader, report);
+    if (outcome.Ok()) outcome = reader.DescribePage(page, false, info);
+    if (outcome.Ok() && info.coding == Coding::Jpeg) {
+      outcome = ApplyJpegFrame(reader, info, warnings);
     }
-    const PageInfo& info = report.info;
     if (outcome.Ok()) {
-      outcome = CheckSize(info.width, info.height, info.bitsPerPixel, options.maxPixels);
+      outcome = CheckPictureSize(info.width, info.height, info.bitsPerPixel, options.maxPixels);
     }
     if (outcome.Ok() && info.coding == Coding::Uncompressed) {
-      outcome = FindStoredRowBytes(reader, report, storedRowBytes);
+      outcome = FindStoredRowBits(reader, info, storedRowBits, warnings);
     }
     if (!outcome.Ok()) return outcome;
   }
-  const PageInfo& info = report.info;
   const int status = bitmap.Create(info.width, info.height, info.bitsPerPixel, K_ORDER_BGR,
                                    info.topDown ? K_VIEW_TOP_DOWN : K_VIEW_BOTTOM_UP);
   if (status != K_SUCCESS) return Failure(status);
   bitmap.SetResolution(info.xResolution, info.yResolution);
-  return RunLoad(file, bitmap, storedRowBytes, report);
+  Outcome outcome = RunLoad(file, bitmap, storedRowBits, info, warnings);
+  outcome.warnings = std::move(warnings);
+  return outcome;
 }
 
 }  // namespace
 
 Outcome LoadPage(const std::string& file, int page, const LoadOptions& options, Bitmap& bitmap,
-                 LoadReport* report) {
+                 PageInfo* info) {
   bitmap.Reset();
   if (FileShift::IsNeeded(file)) {
     Document document(file);
     const Outcome indexed = document.Index();
-    return indexed.Ok() ? document.LoadPage(page, options, bitmap, report) : indexed;
+    return indexed.Ok() ? document.LoadPage(page, options, bitmap, info) : indexed;
   }
-  LoadReport result;
-  Outcome outcome = Load(file, page, options, bitmap, result);
+  PageInfo found;
+  Outcome outcome = Load(file, page, options, bitmap, found);
   if (!outcome.Ok()) bitmap.Reset();
-  if (report != nullptr) *report = std::move(result);
+  if (info != nullptr) *info = found;
   return outcome;
 }
 

@@ -8,6 +8,8 @@
 
 #include "API/Filters/Ica/Common/Ioca/ImageDataReader.h"
 #include "API/Filters/Ica/Common/Ioca/ImageInfo.h"
+#include "API/Filters/Ica/Common/Ioca/Navigation.h"
+#include "API/Filters/Ica/Common/Ioca/SelfDefiningField.h"
 #include "API/Filters/Ica/Common/Thread.h"
 #include "Host/Toolkit/FileShift.h"
 #include "Host/Toolkit/ImagePlaces.h"
@@ -91,6 +93,10 @@ Outcome PageReader::DescribePage(int page, bool countPages, PageInfo& info) {
   result.topDown = found.nViewPerspective == uint32_t{K_VIEW_TOP_DOWN};
   if (countPages) result.structure = CheckStructure();
 
+  if (result.coding == Coding::Uncompressed) {
+    Outcome outcome = FindRecording(page, result);
+    if (!outcome.Ok()) return outcome;
+  }
   if (countPages || result.coding == Coding::Uncompressed) {
     // Only the raw-data flags tell the order of the bits.
     _LOADINFO raw = {};
@@ -104,6 +110,30 @@ Outcome PageReader::DescribePage(int page, bool countPages, PageInfo& info) {
   State()->nImageDataLeft = 0;
   info = result;
   return {};
+}
+
+// The description tells bottom-up rows only from others.
+Outcome PageReader::FindRecording(int page, PageInfo& info) {
+  if (K_RedirectedSeek(m_file, 0, K_SEEK_START) < 0) return Failure(K_ERROR_READ);
+  if (State()->bReadIPD != 0) {
+    int position = 0;
+    int status = FindImageObject(m_file, &position, 0);
+    for (int i = 1; i < page && status == K_SUCCESS; ++i) {
+      status = FindImageObject(m_file, &position, 1);
+    }
+    if (status != K_SUCCESS) return Failure(status);
+    if (K_RedirectedSeek(m_file, position, K_SEEK_START) < 0) return Failure(K_ERROR_READ);
+  }
+  State()->nIPDLeft = 0;
+  for (;;) {
+    _ICA_SDF field;
+    const int status = ReadICA_SDF(m_file, &field);
+    if (status != K_SUCCESS) return Failure(status);
+    if (field.wId == SDF_IMAGE_DATA) return {};
+    if (field.wId == SDF_IMAGE_ENCODING) {
+      info.unpaddedRows = field.abParam[1] == RECORDING_UNPADDED_RIDIC;
+    }
+  }
 }
 
 Outcome PageReader::CheckStructure() const {

@@ -40,6 +40,8 @@ class PageReader {
  private:
   // Finds words for a description that failed.
   Outcome ExplainFailure(int status);
+  // Reads how the rows of an uncompressed page are laid out.
+  Outcome FindRecording(int page, PageInfo& info);
   Outcome ReadPiece(unsigned char* to, unsigned count, int& got, bool& end);
 
   std::string m_name;

@@ -35,12 +35,11 @@ struct Loaded {
     const TemporaryFolder folder;
     const size_t blocks = K_LiveBlocks();
     kz::Bitmap bitmap;
-    kz::LoadReport report;
-    outcome = kz::LoadPage(folder.File("file", file), 1, {maxPixels}, bitmap, &report);
+    outcome = kz::LoadPage(folder.File("file", file), 1, {maxPixels}, bitmap);
     width = bitmap.Width();
     height = bitmap.Height();
     bitsPerPixel = bitmap.BitsPerPixel();
-    warnings = report.warnings;
+    warnings = outcome.warnings;
     picture = PackedRows(bitmap);
     EXPECT_EQ(bitmap.Empty(), !outcome.Ok());
     bitmap.Reset();

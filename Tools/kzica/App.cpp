@@ -9,7 +9,7 @@ void DefineApp(CLI::App& app, Exit& exit) {
   app.require_subcommand(1);
   app.footer(
       "kzica COMMAND --help describes a command. Exit status: 0 done, 1 a file failed,\n"
-      "2 wrong usage.");
+      "2 wrong usage, 3 done with warnings.");
   AddInfo(app, exit);
   AddExtract(app, exit);
   AddCreate(app, exit);

@@ -17,7 +17,9 @@ Exit CheckOne(const std::string& file, const kz::LoadOptions& options) {
   int pages = 0;
   const kz::Outcome outcome = kz::CheckFile(file, options, [&](const kz::CheckResult& result) {
     pages = result.pages;
-    for (const std::string& warning : result.warnings) Note({file, result.page}, warning);
+    for (const std::string& warning : result.outcome.warnings) {
+      Note({file, result.page}, warning);
+    }
     if (!result.outcome.Ok()) Complain({file, result.page}, result.outcome);
   });
   if (!outcome.Ok()) return kFileFailed;

@@ -42,6 +42,8 @@ void SayLine(const Subject& subject, const std::string& text) {
 // Why standard output couldn't be written, as errno; 0 = it could.
 int g_outputError = 0;
 
+bool g_warned = false;
+
 bool NobodyReadsOutput() {
   pollfd output = {STDOUT_FILENO, 0, 0};
   return poll(&output, 1, 0) == 1 && (output.revents & POLLERR) != 0;
@@ -56,6 +58,13 @@ Exit Complain(const Subject& subject, const kz::Outcome& outcome) {
 }
 
 void Note(const Subject& subject, const std::string& text) { SayLine(subject, text); }
+
+void Warn(const Subject& subject, const kz::Outcome& outcome) {
+  for (const std::string& warning : outcome.warnings) {
+    SayLine(subject, "warning: " + warning);
+    g_warned = true;
+  }
+}
 
 void RefuseTerminal(const std::string& out) {
   if (out == "-" && isatty(STDOUT_FILENO) == 1) {
@@ -87,7 +96,7 @@ Exit FinishOutput(Exit exit) {
     (void)std::signal(SIGPIPE, SIG_DFL);
     (void)std::raise(SIGPIPE);
   }
-  if (g_outputError == 0) return exit;
+  if (g_outputError == 0) return exit == kDone && g_warned ? kWarned : exit;
   return Complain({"-"}, kz::SystemFailure(K_ERROR_WRITE, g_outputError));
 }
 

@@ -9,8 +9,9 @@
 
 namespace kzica {
 
-// Exit status of the command, in rising order of trouble.
-enum Exit : int { kDone = 0, kFileFailed = 1, kWrongUsage = 2 };
+// Exit status of the command. Only the end of the run says kWarned: what goes on
+// after a warning goes on as after none.
+enum Exit : int { kDone = 0, kFileFailed = 1, kWrongUsage = 2, kWarned = 3 };
 
 // Each adds its subcommand. When the parsed line asks for it, it runs and leaves
 // its exit status in `exit`; wrong usage that shows only then is a UsageError.
@@ -46,6 +47,9 @@ struct Subject {
 Exit Complain(const Subject& subject, const kz::Outcome& outcome);
 // "kzica: FILE: text" for what is worth knowing but no failure.
 void Note(const Subject& subject, const std::string& text);
+// "kzica: FILE: page 2: warning: text" for each warning of what was done: the
+// command ends with kWarned then, unless something fails.
+void Warn(const Subject& subject, const kz::Outcome& outcome);
 
 // Files aren't for terminals: "-" on one is a UsageError.
 void RefuseTerminal(const std::string& out);
@@ -55,9 +59,9 @@ void AddMaxPixels(CLI::App& command, int64_t& maxPixels);
 
 // Writes text to standard output; a failure shows at FinishOutput.
 void Print(const std::string& text);
-// Completes standard output. Returns kFileFailed, having said so, when not all
-// that was printed could be written; ends the process as by SIGPIPE when nobody
-// reads it any more.
+// Completes standard output and the exit status: kWarned for kDone after a warning,
+// kFileFailed, having said so, when not all that was printed could be written. Ends the process as
+// by SIGPIPE when nobody reads it any more.
 Exit FinishOutput(Exit exit);
 
 // Counts the pages of a long task on standard error when that is a terminal.

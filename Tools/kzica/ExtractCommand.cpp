@@ -152,12 +152,9 @@ class Extraction {
     kz::Bitmap bitmap;
     Progress progress(pages.size());
     for (const int page : pages) {
-      kz::LoadReport report;
-      outcome = m_document.LoadPage(page, m_options.load, bitmap, &report);
+      outcome = m_document.LoadPage(page, m_options.load, bitmap);
       if (!outcome.Ok()) return Complain({m_options.file, page}, outcome);
-      for (const std::string& warning : report.warnings) {
-        Note({m_options.file, page}, "warning: " + warning);
-      }
+      Warn({m_options.file, page}, outcome);
       outcome = writer.AddPage(bitmap);
       if (!outcome.Ok()) return Complain({out}, outcome);
       progress.Step();

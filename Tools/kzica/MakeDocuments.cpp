@@ -96,7 +96,9 @@ void WriteManual(const CLI::App& app) {
     }
   }
   Line(".SH EXIT STATUS");
-  Line("0 when all was done, 1 when a file failed, 2 for wrong usage.");
+  Line(
+      "0 when all was done, 1 when a file failed, 2 for wrong usage, 3 when all was done with "
+      "warnings.");
   Line(".SH EXAMPLES");
   for (const char* example :
        {"kzica info archive.mda", "kzica extract archive.mda page.png --page 3",

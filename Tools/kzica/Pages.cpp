@@ -121,6 +121,7 @@ Exit ForEachPicture(const std::vector<std::string>& files,
       picture.source = {file, pages > 1 ? page : 0};
       outcome = reader.Read(page, picture.bitmap);
       if (!outcome.Ok()) return Complain(picture.source, outcome);
+      Warn(picture.source, outcome);
       const Exit exit = take(picture);
       if (exit != kDone) return exit;
     }
