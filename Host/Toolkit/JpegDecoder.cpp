@@ -1,101 +1,11 @@
-#include <csetjmp>
-#include <cstdio>
-#include <cstring>
-
-#include <jpeglib.h>
-// jpeglib.h first: it declares what jerror.h lists.
-#include <jerror.h>
-
 #include "Host/Kernel/Status.h"
 #include "Host/Toolkit/JpegCodec.h"
+#include "Host/Toolkit/JpegSource.h"
 #include "Host/Toolkit/RowConversion.h"
 
 namespace kz {
 
 namespace {
-
-// One byte of Huffman-coded data holds at most four blocks of 64 pixels, subsampled
-// chroma included: what declares much more can't have the data for it.
-constexpr uint64_t kMaxPixelsPerByte = 4096;
-// A scan of a few bytes makes the decoder walk through the whole picture.
-constexpr int kMaxScans = 100;
-
-struct Decoder {
-  jpeg_decompress_struct jpeg;
-  jpeg_error_mgr errors;
-  jpeg_source_mgr source;
-  jpeg_progress_mgr progress;
-  std::jmp_buf escape;
-  int status;
-  bool ended;  // the decoder asked for more than there is
-  bool damaged;
-  char message[JMSG_LENGTH_MAX];
-};
-
-Decoder& DecoderOf(j_common_ptr jpeg) { return *static_cast<Decoder*>(jpeg->client_data); }
-
-[[noreturn]] void Escape(Decoder& decoder, int status) {
-  decoder.status = status;
-  std::longjmp(decoder.escape, 1);
-}
-
-[[noreturn]] void OnError(j_common_ptr jpeg) {
-  Decoder& decoder = DecoderOf(jpeg);
-  jpeg->err->format_message(jpeg, decoder.message);
-  if (jpeg->err->msg_code == JERR_OUT_OF_MEMORY) Escape(decoder, K_ERROR_NO_MEMORY);
-  Escape(decoder, decoder.ended ? K_ERROR_READ : K_ERROR_INVALID_FORMAT);
-}
-
-void OnMessage(j_common_ptr jpeg, int level) {
-  if (level >= 0) return;
-  Decoder& decoder = DecoderOf(jpeg);
-  decoder.damaged = true;
-  // Without this the decoder would fill the rest of the picture with grey.
-  if (decoder.ended && jpeg->err->msg_code == JWRN_HIT_MARKER) Escape(decoder, K_ERROR_READ);
-}
-
-void OnProgress(j_common_ptr jpeg) {
-  Decoder& decoder = DecoderOf(jpeg);
-  if (decoder.jpeg.input_scan_number <= kMaxScans) return;
-  (void)std::snprintf(decoder.message, sizeof(decoder.message), "more than %d scans", kMaxScans);
-  Escape(decoder, K_ERROR_INVALID_FORMAT);
-}
-
-boolean FillBuffer(j_decompress_ptr jpeg) {
-  static const JOCTET kEndOfImage[] = {0xFF, JPEG_EOI};
-  DecoderOf(reinterpret_cast<j_common_ptr>(jpeg)).ended = true;
-  jpeg->src->next_input_byte = kEndOfImage;
-  jpeg->src->bytes_in_buffer = sizeof(kEndOfImage);
-  return TRUE;
-}
-
-void SkipBytes(j_decompress_ptr jpeg, long count) {
-  if (count <= 0) return;
-  if (static_cast<size_t>(count) > jpeg->src->bytes_in_buffer) {
-    FillBuffer(jpeg);
-    return;
-  }
-  jpeg->src->next_input_byte += count;
-  jpeg->src->bytes_in_buffer -= static_cast<size_t>(count);
-}
-
-void SetUp(Decoder& decoder, const unsigned char* data, size_t size) {
-  decoder.jpeg.err = jpeg_std_error(&decoder.errors);
-  decoder.errors.error_exit = OnError;
-  decoder.errors.emit_message = OnMessage;
-  decoder.jpeg.client_data = &decoder;
-  jpeg_create_decompress(&decoder.jpeg);
-  decoder.progress.progress_monitor = OnProgress;
-  decoder.jpeg.progress = &decoder.progress;
-  decoder.source.init_source = [](j_decompress_ptr) {};
-  decoder.source.term_source = [](j_decompress_ptr) {};
-  decoder.source.fill_input_buffer = FillBuffer;
-  decoder.source.skip_input_data = SkipBytes;
-  decoder.source.resync_to_restart = jpeg_resync_to_restart;
-  decoder.source.next_input_byte = data;
-  decoder.source.bytes_in_buffer = size;
-  decoder.jpeg.src = &decoder.source;
-}
 
 // Depth to decode at: 8 when the decoder can make grey and no colour is wanted.
 int DecodingDepth(const jpeg_decompress_struct& jpeg, int wanted) {
@@ -129,20 +39,14 @@ void CmykToColor(const unsigned char* from, int width, bool inverted, bool rgbOr
 }
 
 // What may escape. No object with a destructor lives in here.
-void DecodeRows(Decoder& decoder, int bitsPerPixel, int colorOrder, uint64_t maxPixels,
-                Bitmap& bitmap) {
+void DecodeRows(JpegSource& decoder, int bitsPerPixel, int colorOrder, Bitmap& bitmap) {
   jpeg_decompress_struct& jpeg = decoder.jpeg;
   jpeg_read_header(&jpeg, TRUE);
   const bool cmyk = jpeg.num_components == 4;
   if (jpeg.num_components != 1 && jpeg.num_components != 3 && !cmyk) {
     Escape(decoder, K_ERROR_INVALID_FORMAT);
   }
-  if (uint64_t{jpeg.image_width} * jpeg.image_height > maxPixels) {
-    (void)std::snprintf(decoder.message, sizeof(decoder.message),
-                        "%u x %u pixels are too many for so few data", jpeg.image_width,
-                        jpeg.image_height);
-    Escape(decoder, K_ERROR_INVALID_FORMAT);
-  }
+  CheckSize(decoder);
   const bool rgbOrder = colorOrder == K_ORDER_RGB;
   const int depth = DecodingDepth(jpeg, bitsPerPixel);
   decoder.status = bitmap.Create(static_cast<int>(jpeg.image_width),
@@ -171,11 +75,10 @@ void DecodeRows(Decoder& decoder, int bitsPerPixel, int colorOrder, uint64_t max
   // What follows the last row can't change the picture: nobody looks for its end.
 }
 
-void Decode(Decoder& decoder, const unsigned char* data, size_t size, int bitsPerPixel,
-            int colorOrder, Bitmap& bitmap) {
+void Decode(JpegSource& decoder, int bitsPerPixel, int colorOrder, Bitmap& bitmap) {
   if (setjmp(decoder.escape) == 0) {
-    SetUp(decoder, data, size);
-    DecodeRows(decoder, bitsPerPixel, colorOrder, size * kMaxPixelsPerByte, bitmap);
+    SetUp(decoder);
+    DecodeRows(decoder, bitsPerPixel, colorOrder, bitmap);
   }
   jpeg_destroy_decompress(&decoder.jpeg);
 }
@@ -187,7 +90,7 @@ bool IsJpeg(const unsigned char* data, size_t size) {
 }
 
 JpegDecoding DecodeJpeg(const unsigned char* data, size_t size, int bitsPerPixel, int colorOrder,
-                        Bitmap& bitmap) {
+                        Bitmap& bitmap, int64_t maxPixels) {
   bitmap.Reset();
   JpegDecoding result;
   result.status = K_ERROR_BITS_PER_PIXEL;
@@ -195,10 +98,9 @@ JpegDecoding DecodeJpeg(const unsigned char* data, size_t size, int bitsPerPixel
       bitsPerPixel != 24) {
     return result;
   }
-  Decoder decoder;
-  // cppcheck-suppress memsetClass ; std::jmp_buf is a plain C array
-  std::memset(&decoder, 0, sizeof(decoder));
-  Decode(decoder, data, size, bitsPerPixel, colorOrder, bitmap);
+  JpegSource decoder;
+  Prepare(decoder, data, size, maxPixels);
+  Decode(decoder, bitsPerPixel, colorOrder, bitmap);
 
   if (decoder.status == K_SUCCESS && bitsPerPixel != 0 && bitsPerPixel != bitmap.BitsPerPixel()) {
     Bitmap converted;

@@ -85,8 +85,9 @@ class JpegSink : public PictureSink {
 
 }  // namespace
 
-Outcome ReadJpeg(const std::vector<unsigned char>& data, Bitmap& bitmap) {
-  const JpegDecoding decoding = DecodeJpeg(data.data(), data.size(), 0, K_ORDER_BGR, bitmap);
+Outcome ReadJpeg(const std::vector<unsigned char>& data, int64_t maxPixels, Bitmap& bitmap) {
+  const JpegDecoding decoding =
+      DecodeJpeg(data.data(), data.size(), 0, K_ORDER_BGR, bitmap, maxPixels);
   if (decoding.status != K_SUCCESS) return Failure(decoding.status, decoding.what);
   if (decoding.damaged) return Failure(K_ERROR_INVALID_FORMAT, "the JPEG data are damaged");
   return ApplyOrientation(ExifOrientation(data), bitmap);

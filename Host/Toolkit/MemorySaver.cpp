@@ -8,6 +8,7 @@
 #include <jpeglib.h>
 
 #include "Host/Kernel/Kernel.h"
+#include "Host/Toolkit/JpegBuffer.h"
 #include "Host/Toolkit/RowConversion.h"
 
 namespace kz {
@@ -15,17 +16,13 @@ namespace kz {
 namespace {
 
 constexpr const char* kSource = "Host/Toolkit/MemorySaver";
-constexpr size_t kFirstBufferBytes = size_t{64} * 1024;
 
 struct Encoder {
   jpeg_compress_struct jpeg;
   jpeg_error_mgr errors;
-  jpeg_destination_mgr destination;
   std::jmp_buf escape;
   int status;
-  unsigned char* buffer;
-  size_t capacity;
-  size_t size;
+  JpegBuffer buffer;
 };
 
 // One row conversion, as the row routines hold it.
@@ -46,34 +43,13 @@ Encoder& EncoderOf(j_common_ptr jpeg) { return *static_cast<Encoder*>(jpeg->clie
 
 [[noreturn]] void OnError(j_common_ptr jpeg) { Escape(EncoderOf(jpeg), K_ERROR_NO_MEMORY); }
 
-void OfferRoom(Encoder& encoder, size_t used, size_t capacity) {
-  void* larger = K_LocalRealloc(encoder.buffer, capacity, __LINE__, kSource);
-  if (larger == nullptr) Escape(encoder, K_ERROR_NO_MEMORY);
-  encoder.buffer = static_cast<unsigned char*>(larger);
-  encoder.capacity = capacity;
-  encoder.destination.next_output_byte = encoder.buffer + used;
-  encoder.destination.free_in_buffer = capacity - used;
-}
-
 void SetUp(Encoder& encoder) {
   encoder.jpeg.err = jpeg_std_error(&encoder.errors);
   encoder.errors.error_exit = OnError;
   encoder.errors.output_message = [](j_common_ptr) {};
   encoder.jpeg.client_data = &encoder;
   jpeg_create_compress(&encoder.jpeg);
-  encoder.destination.init_destination = [](j_compress_ptr jpeg) {
-    OfferRoom(EncoderOf(reinterpret_cast<j_common_ptr>(jpeg)), 0, kFirstBufferBytes);
-  };
-  encoder.destination.empty_output_buffer = [](j_compress_ptr jpeg) -> boolean {
-    Encoder& full = EncoderOf(reinterpret_cast<j_common_ptr>(jpeg));
-    OfferRoom(full, full.capacity, full.capacity * 2);
-    return TRUE;
-  };
-  encoder.destination.term_destination = [](j_compress_ptr jpeg) {
-    Encoder& done = EncoderOf(reinterpret_cast<j_common_ptr>(jpeg));
-    done.size = done.capacity - jpeg->dest->free_in_buffer;
-  };
-  encoder.jpeg.dest = &encoder.destination;
+  WriteToBuffer(encoder.jpeg, encoder.buffer);
 }
 
 void SetParameters(jpeg_compress_struct& jpeg, const _BITMAPHANDLE& bitmap, int format,
@@ -121,11 +97,12 @@ void Encode(Encoder& encoder, Rows& rows, int format, int bitsPerPixel, int qual
 }
 
 int CopyToBlock(const Encoder& encoder, HGLOBAL* block, uint64_t* size) {
-  *block = WinGlobalAlloc(0, encoder.size);
+  const size_t bytes = encoder.buffer.size;
+  *block = WinGlobalAlloc(0, bytes);
   if (*block == nullptr) return K_ERROR_NO_MEMORY;
-  std::memcpy(WinGlobalLock(*block), encoder.buffer, encoder.size);
+  std::memcpy(WinGlobalLock(*block), encoder.buffer.bytes, bytes);
   WinGlobalUnlock(*block);
-  *size = encoder.size;
+  *size = bytes;
   return K_SUCCESS;
 }
 
@@ -159,7 +136,7 @@ int SaveToMemory(HGLOBAL* phBlock, _BITMAPHANDLE* pBitmap, int nFormat, int nBit
   Encode(encoder, rows, nFormat, nBitsPerPixel, JpegQuality(nQFactor));
   status = encoder.status;
   if (status == K_SUCCESS) status = CopyToBlock(encoder, phBlock, pnSize);
-  K_LocalFree(encoder.buffer, __LINE__, kSource);
+  K_LocalFree(encoder.buffer.bytes, __LINE__, kSource);
   EndRows(pBitmap, &rows.context, &rows.flags, &rows.row, &rows.colors);
   return status;
 }

@@ -2,6 +2,7 @@
 #include <leptonica/allheaders.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cstdio>
 #include <cstring>
 
@@ -15,7 +16,7 @@ namespace {
 
 constexpr double kPointsPerInch = 72;
 constexpr int kDefaultResolution = 96;
-// The largest page side that every reader takes, in points.
+// The largest page side that every reader takes, in units of a point or larger.
 constexpr double kMaxPageSide = 14400;
 constexpr unsigned char kFilterUp = 2;  // of PNG: differences to the row above
 
@@ -24,9 +25,10 @@ constexpr int kPageTree = 2;
 constexpr int kObjectsPerPage = 3;  // page, contents, image
 
 std::string Number(double value) {
+  // With a point, whatever the host's language writes.
   char text[32];
-  (void)std::snprintf(text, sizeof(text), "%.4f", value);
-  return text;
+  const auto end = std::to_chars(text, text + sizeof(text), value, std::chars_format::fixed, 4);
+  return {text, end.ptr};
 }
 
 std::string Reference(int object) { return std::to_string(object) + " 0 R"; }
@@ -35,8 +37,7 @@ std::string Reference(int object) { return std::to_string(object) + " 0 R"; }
 int PageObject(int page) { return kPageTree + 1 + page * kObjectsPerPage; }
 
 double PageSide(int pixels, int resolution) {
-  return std::min(pixels * kPointsPerInch / (resolution > 0 ? resolution : kDefaultResolution),
-                  kMaxPageSide);
+  return pixels * kPointsPerInch / (resolution > 0 ? resolution : kDefaultResolution);
 }
 
 struct ImageData {
@@ -48,7 +49,7 @@ class PdfSink : public PictureSink {
  public:
   // The second line tells transfer programs that the file isn't text.
   explicit PdfSink(int descriptor)
-      : m_descriptor(descriptor), m_text("%PDF-1.4\n%\xE2\xE3\xCF\xD3\n") {
+      : m_descriptor(descriptor), m_text("%PDF-1.6\n%\xE2\xE3\xCF\xD3\n") {
     Begin(1);
     m_text += "<< /Type /Catalog /Pages " + Reference(kPageTree) + " >>\nendobj\n";
   }
@@ -61,12 +62,16 @@ class PdfSink : public PictureSink {
     const int page = PageObject(m_pages++);
     const int contents = page + 1;
     const int picture = page + 2;
-    const std::string width = Number(PageSide(bitmap.Width(), bitmap.XResolution()));
-    const std::string height = Number(PageSide(bitmap.Height(), bitmap.YResolution()));
+    const double x = PageSide(bitmap.Width(), bitmap.XResolution());
+    const double y = PageSide(bitmap.Height(), bitmap.YResolution());
+    const double unit = std::max({1.0, x / kMaxPageSide, y / kMaxPageSide});
+    const std::string width = Number(x / unit);
+    const std::string height = Number(y / unit);
     Begin(page);
     m_text += "<< /Type /Page /Parent " + Reference(kPageTree) + " /MediaBox [0 0 " + width + " " +
               height + "] /Contents " + Reference(contents) + " /Resources << /XObject << /Im " +
-              Reference(picture) + " >> >> >>\nendobj\n";
+              Reference(picture) + " >> >>" + (unit > 1 ? " /UserUnit " + Number(unit) : "") +
+              " >>\nendobj\n";
     const std::string draw = "q " + width + " 0 0 " + height + " 0 0 cm /Im Do Q";
     Begin(contents);
     m_text += "<< /Length " + std::to_string(draw.size()) + " >>\nstream\n" + draw +

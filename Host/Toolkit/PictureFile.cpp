@@ -55,10 +55,12 @@ bool IsPnm(const std::vector<unsigned char>& data) {
 // A file of one picture, held in memory undecoded.
 class SinglePicture : public PictureSource {
  public:
-  using Decode = Outcome (*)(const std::vector<unsigned char>&, Bitmap&);
+  using Decode = Outcome (*)(const std::vector<unsigned char>&, int64_t, Bitmap&);
   SinglePicture(std::vector<unsigned char> data, Decode decode)
       : m_data(std::move(data)), m_decode(decode) {}
-  Outcome Read(int, Bitmap& bitmap) override { return m_decode(m_data, bitmap); }
+  Outcome Read(int, int64_t maxPixels, Bitmap& bitmap) override {
+    return m_decode(m_data, maxPixels, bitmap);
+  }
 
  private:
   std::vector<unsigned char> m_data;
@@ -112,12 +114,17 @@ Outcome OpenSource(const std::string& path, std::unique_ptr<PictureSource>& sour
   SinglePicture::Decode decode = nullptr;
   if (IsPng(data)) decode = ReadPng;
   if (IsJpeg(data.data(), data.size())) decode = ReadJpeg;
-  if (IsPnm(data)) decode = ReadPnm;
-  if (decode == nullptr) {
+  const bool pnm = IsPnm(data);
+  if (decode == nullptr && !pnm) {
     return Failure(K_ERROR_INVALID_FORMAT, "not a png, tif, pnm or jpg picture");
   }
   outcome = ReadRest(file.Get(), data);
-  if (outcome.Ok()) source = std::make_unique<SinglePicture>(std::move(data), decode);
+  if (!outcome.Ok()) return outcome;
+  if (pnm) {
+    source = OpenPnm(std::move(data));
+  } else {
+    source = std::make_unique<SinglePicture>(std::move(data), decode);
+  }
   return outcome;
 }
 
@@ -165,8 +172,9 @@ bool HoldsPages(PictureFormat format) {
 PictureReader::PictureReader() = default;
 PictureReader::~PictureReader() = default;
 
-Outcome PictureReader::Open(const std::string& path) try {
+Outcome PictureReader::Open(const std::string& path, int64_t maxPixels) try {
   m_source.reset();
+  m_maxPixels = maxPixels;
   return OpenSource(path, m_source);
 } catch (const std::bad_alloc&) {
   return NoMemory();
@@ -179,7 +187,7 @@ Outcome PictureReader::Read(int page, Bitmap& bitmap) try {
   if (page < 1 || page > Pages()) {
     return Failure(K_ERROR_INVALID_FORMAT, "there is no page " + std::to_string(page));
   }
-  Outcome outcome = m_source->Read(page, bitmap);
+  Outcome outcome = m_source->Read(page, m_maxPixels, bitmap);
   if (!outcome.Ok()) bitmap.Reset();
   return outcome;
 } catch (const std::bad_alloc&) {
@@ -231,6 +239,10 @@ Outcome PictureWriter::AddPage(const Bitmap& bitmap) try {
   if (bitmap.Empty()) return Failure(K_ERROR_INVALID_FORMAT, "there is no picture to write");
   if (m_pages > 0 && !HoldsPages(m_format)) {
     return Failure(K_ERROR_SAVE_FORMAT, "a file of this format holds one page only");
+  }
+  if (m_format == PictureFormat::kPbm && bitmap.BitsPerPixel() > 1) {
+    return Failure(K_ERROR_BITS_PER_PIXEL, "a pbm holds 1 bit per pixel, the picture has " +
+                                               std::to_string(bitmap.BitsPerPixel()));
   }
   Outcome outcome = m_sink->AddPage(bitmap);
   if (outcome.Ok()) {

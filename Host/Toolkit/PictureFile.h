@@ -29,18 +29,21 @@ class K_EXPORT PictureReader {
   ~PictureReader();
 
   // -10 when the file can't be opened, -9 when it isn't a picture file of a kind
-  // that is read.
-  Outcome Open(const std::string& path);
-  // Pages of the file; above 1 for tif only. Thumbnails and masks don't count.
+  // that is read. Pages of more pixels than `maxPixels` will be refused.
+  Outcome Open(const std::string& path, int64_t maxPixels = kDefaultMaxPixels);
+  // Pages of the file; above 1 for tif and pnm only. Thumbnails and masks don't
+  // count.
   int Pages() const;
   // Reads a page, counted from 1, top row first, with its resolution (0 when the
   // file has none). 1-bit pages stay 1 bit, palettes of 4 and 8 bits are kept, 16
-  // bits a sample become 8, transparent parts show white. -9 for a page that isn't
-  // there or is damaged, -1 for no memory; the bitmap is empty then.
+  // bits a sample become 8, transparent parts show white. The warnings name damage
+  // that the picture shows. -9 for a page that isn't there or is damaged, -7 for one
+  // that ends too early, -1 for no memory; the bitmap is empty then.
   Outcome Read(int page, Bitmap& bitmap);
 
  private:
   std::unique_ptr<PictureSource> m_source;
+  int64_t m_maxPixels = kDefaultMaxPixels;
 };
 
 // Writes picture files, completely or not at all.
@@ -54,9 +57,10 @@ class K_EXPORT PictureWriter {
   // "-" is standard output and needs a format. -16 for an ending or a format that
   // isn't written, -14 when the file can't be made.
   Outcome Open(const std::string& path, PictureFormat format = PictureFormat::kNone);
-  // Adds a page. Its depth stays where the format can hold it (pbm, pgm and ppm
+  // Adds a page. Its depth stays where the format can hold it (pgm and ppm
   // convert), 1-bit pages are stored with 1 bit, as Group 4 in tif and pdf. -16 for
-  // a second page in a format that holds one; -5 when writing fails.
+  // a second page in a format that holds one; -27 for a page of more than 1 bit in a
+  // pbm, which would lose all but its outlines; -5 when writing fails.
   Outcome AddPage(const Bitmap& bitmap);
   // Completes the file and puts it in place. -9 when no page was added.
   Outcome Commit();

@@ -17,8 +17,9 @@ class PictureSource {
  public:
   virtual ~PictureSource() = default;
   virtual int Pages() const { return 1; }
-  // Reads a page, counted from 1 and in range. The bitmap comes empty.
-  virtual Outcome Read(int page, Bitmap& bitmap) = 0;
+  // Reads a page, counted from 1 and in range, of at most so many pixels. The bitmap
+  // comes empty.
+  virtual Outcome Read(int page, int64_t maxPixels, Bitmap& bitmap) = 0;
 };
 
 // A picture file being written. Its descriptor stays the caller's.
@@ -32,10 +33,11 @@ class PictureSink {
 
 // Takes the descriptor of a file that begins with a TIFF header.
 Outcome OpenTiff(int descriptor, std::unique_ptr<PictureSource>& source);
-// Decoders of a whole file in memory.
-Outcome ReadPng(const std::vector<unsigned char>& data, Bitmap& bitmap);
-Outcome ReadJpeg(const std::vector<unsigned char>& data, Bitmap& bitmap);
-Outcome ReadPnm(const std::vector<unsigned char>& data, Bitmap& bitmap);
+// Decoders of a whole file of one picture in memory.
+Outcome ReadPng(const std::vector<unsigned char>& data, int64_t maxPixels, Bitmap& bitmap);
+Outcome ReadJpeg(const std::vector<unsigned char>& data, int64_t maxPixels, Bitmap& bitmap);
+// Takes a file that begins as a pnm file does.
+std::unique_ptr<PictureSource> OpenPnm(std::vector<unsigned char> data);
 
 std::unique_ptr<PictureSink> MakePngSink(int descriptor);
 std::unique_ptr<PictureSink> MakeTiffSink(int descriptor);

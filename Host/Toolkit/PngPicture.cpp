@@ -29,7 +29,7 @@ struct Png {
   // Reading.
   const unsigned char* data;
   size_t left;
-  unsigned char* blended;  // all rows with their alpha channel
+  unsigned char* blended;  // rows with their alpha channel: all, or only one
   // Writing.
   int descriptor;
 };
@@ -135,12 +135,41 @@ void BlendOverWhite(const unsigned char* from, int width, int channels, unsigned
   }
 }
 
+// Has everything skipped but what makes the picture. Text and profiles are
+// compressed, each to a thousandth of what it would take in memory.
+void SkipOtherChunks(png_structp png) {
+  png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
+  const png_byte resolution[] = "pHYs";
+  png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_AS_DEFAULT, resolution, 1);
+}
+
+// Reads up to the image data.
+void ReadHeader(Png& state) {
+  SkipOtherChunks(state.png);
+  png_read_info(state.png, state.info);
+}
+
+Outcome CheckSize(const Png& state, int64_t maxPixels) {
+  // Nothing is deflated to less than one byte in so many.
+  constexpr uint64_t kMaxInflation = 1032;
+  const png_uint_32 width = png_get_image_width(state.png, state.info);
+  const png_uint_32 height = png_get_image_height(state.png, state.info);
+  const int channels = png_get_channels(state.png, state.info);
+  const uint64_t pixelBits =
+      static_cast<uint64_t>(channels) * png_get_bit_depth(state.png, state.info);
+  if ((width * pixelBits + 7) / 8 * height / kMaxInflation > state.left) {
+    return Failure(K_ERROR_INVALID_FORMAT, "the picture of " + std::to_string(width) + " x " +
+                                               std::to_string(height) +
+                                               " pixels is too large for so few data");
+  }
+  return CheckPictureSize(width, height, channels > 2 ? 24 : 8, maxPixels);
+}
+
 // What may escape. No object with a destructor lives in here.
 void ReadRows(Png& state, Bitmap& bitmap) {
-  png_read_info(state.png, state.info);
   const auto width = static_cast<int>(png_get_image_width(state.png, state.info));
   const auto height = static_cast<int>(png_get_image_height(state.png, state.info));
-  const int passes = png_get_interlace_type(state.png, state.info) == PNG_INTERLACE_ADAM7 ? 7 : 1;
+  const bool interlaced = png_get_interlace_type(state.png, state.info) == PNG_INTERLACE_ADAM7;
   const Reading reading = Arrange(state);
   const int status = bitmap.Create(width, height, reading.bitsPerPixel);
   if (status != K_SUCCESS) Fail(state, status);
@@ -150,22 +179,25 @@ void ReadRows(Png& state, Bitmap& bitmap) {
   const size_t rowBytes = png_get_rowbytes(state.png, state.info);
   if (reading.alpha) {
     state.blended = static_cast<unsigned char*>(
-        K_LocalAlloc(rowBytes, static_cast<size_t>(height), __LINE__, kSource));
+        K_LocalAlloc(rowBytes, static_cast<size_t>(interlaced ? height : 1), __LINE__, kSource));
     if (state.blended == nullptr) Fail(state, K_ERROR_NO_MEMORY);
   } else if (rowBytes > static_cast<size_t>(bitmap.BytesPerLine())) {
     Fail(state, K_ERROR_INVALID_FORMAT);
   }
   const auto rowOf = [&](int i) {
-    return reading.alpha ? state.blended + static_cast<size_t>(i) * rowBytes : bitmap.TopDownRow(i);
+    if (!reading.alpha) return bitmap.TopDownRow(i);
+    return state.blended + (interlaced ? static_cast<size_t>(i) * rowBytes : 0);
   };
-  // Each pass of an interlaced picture fills pixels into the rows of the one before.
-  for (int pass = 0; pass < passes; ++pass) {
-    for (int i = 0; i < height; ++i) png_read_row(state.png, rowOf(i), nullptr);
-  }
-  for (int i = 0; i < height; ++i) {
-    if (reading.alpha)
-      BlendOverWhite(rowOf(i), width, reading.bitsPerPixel / 8, bitmap.TopDownRow(i));
-    if (reading.invert) InvertBits(bitmap.TopDownRow(i), width);
+  // Each pass of an interlaced picture fills pixels into the rows of the one before;
+  // the last completes them.
+  for (int pass = interlaced ? 7 : 1; pass > 0; --pass) {
+    for (int i = 0; i < height; ++i) {
+      png_read_row(state.png, rowOf(i), nullptr);
+      if (pass > 1) continue;
+      unsigned char* row = bitmap.TopDownRow(i);
+      if (reading.alpha) BlendOverWhite(rowOf(i), width, reading.bitsPerPixel / 8, row);
+      if (reading.invert) InvertBits(row, width);
+    }
   }
 }
 
@@ -179,16 +211,23 @@ void DropPlainPalette(Bitmap& bitmap) {
   for (int i = 0; i < bitmap.Height(); ++i) InvertBits(bitmap.TopDownRow(i), bitmap.Width());
 }
 
-void ReadGuarded(Png& state, Bitmap& bitmap) {
+// Runs a step that may escape.
+template <typename Step>
+void Guard(Png& state, Step step) {
+  if (setjmp(png_jmpbuf(state.png)) == 0) step();
+}
+
+Outcome ReadPicture(Png& state, int64_t maxPixels, Bitmap& bitmap) {
   state.png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &state, OnError, OnWarning);
   if (state.png != nullptr) state.info = png_create_info_struct(state.png);
-  if (state.info == nullptr) {
-    state.status = K_ERROR_NO_MEMORY;
-  } else if (setjmp(png_jmpbuf(state.png)) == 0) {
-    png_set_read_fn(state.png, &state, ReadData);
-    ReadRows(state, bitmap);
-  }
-  png_destroy_read_struct(&state.png, &state.info, nullptr);
+  if (state.info == nullptr) return Failure(K_ERROR_NO_MEMORY);
+  png_set_read_fn(state.png, &state, ReadData);
+  Guard(state, [&] { ReadHeader(state); });
+  if (state.status != K_SUCCESS) return Result(state);
+  Outcome outcome = CheckSize(state, maxPixels);
+  if (!outcome.Ok()) return outcome;
+  Guard(state, [&] { ReadRows(state, bitmap); });
+  return Result(state);
 }
 
 // The rows of one page as a PNG file holds them.
@@ -233,14 +272,14 @@ void WriteRows(Png& state, Writing& writing) {
   png_write_end(state.png, nullptr);
 }
 
-void WriteGuarded(Png& state, Writing& writing) {
+void WritePicture(Png& state, Writing& writing) {
   state.png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &state, OnError, OnWarning);
   if (state.png != nullptr) state.info = png_create_info_struct(state.png);
   if (state.info == nullptr) {
     state.status = K_ERROR_NO_MEMORY;
-  } else if (setjmp(png_jmpbuf(state.png)) == 0) {
+  } else {
     png_set_write_fn(state.png, &state, WriteData, [](png_structp) {});
-    WriteRows(state, writing);
+    Guard(state, [&] { WriteRows(state, writing); });
   }
   png_destroy_write_struct(&state.png, &state.info);
 }
@@ -257,7 +296,7 @@ class PngSink : public PictureSink {
     Png state{};
     state.status = K_SUCCESS;
     state.descriptor = m_descriptor;
-    WriteGuarded(state, writing);
+    WritePicture(state, writing);
     return Result(state);
   }
 
@@ -267,15 +306,16 @@ class PngSink : public PictureSink {
 
 }  // namespace
 
-Outcome ReadPng(const std::vector<unsigned char>& data, Bitmap& bitmap) {
+Outcome ReadPng(const std::vector<unsigned char>& data, int64_t maxPixels, Bitmap& bitmap) {
   Png state{};
   state.status = K_SUCCESS;
   state.data = data.data();
   state.left = data.size();
-  ReadGuarded(state, bitmap);
+  Outcome outcome = ReadPicture(state, maxPixels, bitmap);
+  png_destroy_read_struct(&state.png, &state.info, nullptr);
   K_LocalFree(state.blended, __LINE__, kSource);
-  if (state.status == K_SUCCESS) DropPlainPalette(bitmap);
-  return Result(state);
+  if (outcome.Ok()) DropPlainPalette(bitmap);
+  return outcome;
 }
 
 std::unique_ptr<PictureSink> MakePngSink(int descriptor) {

@@ -1,4 +1,5 @@
-// pbm, pgm and ppm files, text and binary. They hold no resolution.
+// pbm, pgm and ppm files, text and binary, of one picture after the other. They hold
+// no resolution.
 #include <algorithm>
 #include <climits>
 #include <cstring>
@@ -21,8 +22,8 @@ bool IsDigit(int c) { return c >= '0' && c <= '9'; }
 // Walks through a file's bytes.
 class PnmScanner {
  public:
-  explicit PnmScanner(const std::vector<unsigned char>& data)
-      : m_at(data.data()), m_end(data.data() + data.size()) {}
+  explicit PnmScanner(const std::vector<unsigned char>& data, size_t from = 0)
+      : m_at(data.data() + from), m_end(data.data() + data.size()) {}
 
   // The next number, up to `limit`; -1 when there is none. White space and comments
   // before it are skipped.
@@ -55,6 +56,11 @@ class PnmScanner {
     return std::exchange(m_at, m_at + count);
   }
   size_t Left() const { return static_cast<size_t>(m_end - m_at); }
+  // Goes to where another picture begins; false when there is none.
+  bool FindMagic() {
+    while (m_at != m_end && IsSpace(*m_at)) ++m_at;
+    return Left() >= 2 && m_at[0] == 'P' && m_at[1] >= '1' && m_at[1] <= '6';
+  }
 
  private:
   const unsigned char* m_at;
@@ -129,6 +135,70 @@ void StoreRow(const unsigned char* from, const PnmHeader& header, unsigned char*
   }
 }
 
+class PnmSource : public PictureSource {
+ public:
+  // Takes a file that begins as a picture.
+  explicit PnmSource(std::vector<unsigned char> data) : m_data(std::move(data)) {
+    PnmScanner scanner(m_data);
+    do {
+      m_pages.push_back(m_data.size() - scanner.Left());
+    } while (SkipPicture(scanner) && scanner.FindMagic());
+    m_behind = scanner.Left();
+  }
+
+  int Pages() const override { return static_cast<int>(m_pages.size()); }
+
+  Outcome Read(int page, int64_t maxPixels, Bitmap& bitmap) override {
+    PnmScanner scanner(m_data, m_pages[static_cast<size_t>(page - 1)]);
+    Outcome outcome = ReadPicture(scanner, maxPixels, bitmap);
+    if (outcome.Ok() && page == Pages() && m_behind > 0) {
+      outcome.warnings.push_back(std::to_string(m_behind) +
+                                 " bytes behind the picture are left out");
+    }
+    return outcome;
+  }
+
+ private:
+  // Goes behind a picture; false when it is damaged or ends too early.
+  static bool SkipPicture(PnmScanner& scanner) {
+    PnmHeader header{};
+    if (!ReadHeader(scanner, header) || LeastBytes(header) > scanner.Left()) return false;
+    if (!header.text) return scanner.Take(static_cast<size_t>(LeastBytes(header))) != nullptr;
+    std::vector<unsigned char> row;
+    for (int i = 0; i < header.height; ++i) {
+      if (!ReadTextRow(scanner, header, row)) return false;
+    }
+    return true;
+  }
+
+  static Outcome ReadPicture(PnmScanner& scanner, int64_t maxPixels, Bitmap& bitmap) {
+    PnmHeader header{};
+    if (!ReadHeader(scanner, header)) {
+      return Failure(K_ERROR_INVALID_FORMAT, "the pnm header is damaged");
+    }
+    const int depth = header.bits ? 1 : header.samples * 8;
+    Outcome outcome = CheckPictureSize(header.width, header.height, depth, maxPixels);
+    if (!outcome.Ok()) return outcome;
+    if (LeastBytes(header) > scanner.Left()) return Failure(K_ERROR_READ);
+    const int status = bitmap.Create(header.width, header.height, depth);
+    if (status != K_SUCCESS) return Failure(status);
+    const size_t rowBytes =
+        static_cast<size_t>(LeastBytes(header)) / static_cast<size_t>(header.height);
+    std::vector<unsigned char> text;
+    for (int i = 0; i < header.height; ++i) {
+      if (header.text && !ReadTextRow(scanner, header, text)) {
+        return Failure(scanner.Left() == 0 ? K_ERROR_READ : K_ERROR_INVALID_FORMAT);
+      }
+      StoreRow(header.text ? text.data() : scanner.Take(rowBytes), header, bitmap.TopDownRow(i));
+    }
+    return {};
+  }
+
+  std::vector<unsigned char> m_data;
+  std::vector<size_t> m_pages;  // where they begin
+  size_t m_behind = 0;          // bytes behind the last that are none
+};
+
 class PnmSink : public PictureSink {
  public:
   PnmSink(int descriptor, PictureFormat format) : m_descriptor(descriptor), m_format(format) {}
@@ -173,28 +243,8 @@ class PnmSink : public PictureSink {
 
 }  // namespace
 
-Outcome ReadPnm(const std::vector<unsigned char>& data, Bitmap& bitmap) {
-  PnmScanner scanner(data);
-  PnmHeader header{};
-  if (!ReadHeader(scanner, header))
-    return Failure(K_ERROR_INVALID_FORMAT, "the pnm header is damaged");
-  const int depth = header.bits ? 1 : header.samples * 8;
-  if (!IsSanePicture(header.width, header.height, depth)) {
-    return Failure(K_ERROR_INVALID_FORMAT, "the picture is too large");
-  }
-  if (LeastBytes(header) > scanner.Left()) return Failure(K_ERROR_READ);
-  const int status = bitmap.Create(header.width, header.height, depth);
-  if (status != K_SUCCESS) return Failure(status);
-  const size_t rowBytes =
-      static_cast<size_t>(LeastBytes(header)) / static_cast<size_t>(header.height);
-  std::vector<unsigned char> text;
-  for (int i = 0; i < header.height; ++i) {
-    if (header.text && !ReadTextRow(scanner, header, text)) {
-      return Failure(scanner.Left() == 0 ? K_ERROR_READ : K_ERROR_INVALID_FORMAT);
-    }
-    StoreRow(header.text ? text.data() : scanner.Take(rowBytes), header, bitmap.TopDownRow(i));
-  }
-  return {};
+std::unique_ptr<PictureSource> OpenPnm(std::vector<unsigned char> data) {
+  return std::make_unique<PnmSource>(std::move(data));
 }
 
 std::unique_ptr<PictureSink> MakePnmSink(int descriptor, PictureFormat format) {

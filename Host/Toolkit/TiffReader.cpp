@@ -1,5 +1,5 @@
-// TIFF pages. Rows of one sample are taken as they are stored; everything else goes
-// through libtiff's own conversion to 32-bit colour.
+// TIFF pages. Group 4 goes through our own decoder, rare kinds of colour through
+// libtiff's conversion, all else is taken sample by sample.
 #include <unistd.h>
 
 #include <algorithm>
@@ -13,6 +13,7 @@
 #include "Host/Toolkit/PictureFormats.h"
 #include "Host/Toolkit/RowConversion.h"
 #include "Host/Toolkit/TiffFile.h"
+#include "Host/Toolkit/TiffSamples.h"
 
 namespace kz {
 
@@ -23,111 +24,10 @@ constexpr const char* kSource = "Host/Toolkit/TiffReader";
 struct LocalDeleter {
   void operator()(void* block) const { K_LocalFree(block, __LINE__, kSource); }
 };
-template <typename T>
-using LocalBlock = std::unique_ptr<T, LocalDeleter>;
-
-struct PageTags {
-  uint32_t width = 0;
-  uint32_t height = 0;
-  uint16_t bitsPerSample = 1;
-  uint16_t samples = 1;
-  uint16_t photometric = PHOTOMETRIC_MINISWHITE;
-  uint16_t sampleFormat = SAMPLEFORMAT_UINT;
-  uint16_t orientation = ORIENTATION_TOPLEFT;
-  uint16_t* colorMap[3] = {};
-};
-
-PageTags ReadTags(TIFF* tiff) {
-  PageTags tags;
-  TIFFGetField(tiff, TIFFTAG_IMAGEWIDTH, &tags.width);
-  TIFFGetField(tiff, TIFFTAG_IMAGELENGTH, &tags.height);
-  TIFFGetFieldDefaulted(tiff, TIFFTAG_BITSPERSAMPLE, &tags.bitsPerSample);
-  TIFFGetFieldDefaulted(tiff, TIFFTAG_SAMPLESPERPIXEL, &tags.samples);
-  TIFFGetField(tiff, TIFFTAG_PHOTOMETRIC, &tags.photometric);
-  TIFFGetFieldDefaulted(tiff, TIFFTAG_SAMPLEFORMAT, &tags.sampleFormat);
-  TIFFGetFieldDefaulted(tiff, TIFFTAG_ORIENTATION, &tags.orientation);
-  if (tags.photometric == PHOTOMETRIC_PALETTE) {
-    TIFFGetField(tiff, TIFFTAG_COLORMAP, &tags.colorMap[0], &tags.colorMap[1], &tags.colorMap[2]);
-  }
-  return tags;
-}
-
-bool IsGray(const PageTags& tags) {
-  return tags.photometric == PHOTOMETRIC_MINISWHITE || tags.photometric == PHOTOMETRIC_MINISBLACK;
-}
-
-// Depth of the bitmap when rows can be taken as they are stored, else 0.
-int StoredDepth(TIFF* tiff, const PageTags& tags) {
-  const bool mapped = tags.photometric == PHOTOMETRIC_PALETTE && tags.colorMap[0] != nullptr;
-  if (tags.samples != 1 || TIFFIsTiled(tiff) || (!IsGray(tags) && !mapped)) return 0;
-  if (tags.sampleFormat != SAMPLEFORMAT_UINT && tags.sampleFormat != SAMPLEFORMAT_VOID) return 0;
-  switch (tags.bitsPerSample) {
-    case 1:
-      return 1;
-    case 4:
-      return 4;
-    case 2:
-    case 8:
-      return 8;
-    case 16:
-      return mapped ? 0 : 8;
-    default:
-      return 0;
-  }
-}
-
-int SetColorMap(const PageTags& tags, Bitmap& bitmap) {
-  const int colors = 1 << tags.bitsPerSample;
-  bool wide = false;  // some writers store 8-bit values
-  for (const uint16_t* map : tags.colorMap) {
-    wide = wide || std::any_of(map, map + colors, [](uint16_t value) { return value > 255; });
-  }
-  unsigned char entries[256][4] = {};
-  for (int i = 0; i < colors; ++i) {
-    for (int c = 0; c < 3; ++c) {
-      entries[i][c] =
-          static_cast<unsigned char>(wide ? tags.colorMap[c][i] >> 8 : tags.colorMap[c][i]);
-    }
-  }
-  return bitmap.SetPalette(entries[0], colors);
-}
-
-// One stored row to a bitmap row: 0 white at 1 bit, 0 black at 4 and 8 bits.
-void TakeStoredRow(const unsigned char* from, const PageTags& tags, unsigned char* to) {
-  const auto width = static_cast<int>(tags.width);
-  const bool mapped = tags.photometric == PHOTOMETRIC_PALETTE;
-  const bool whiteIsZero = tags.photometric == PHOTOMETRIC_MINISWHITE;
-  const size_t bytes = (size_t{tags.width} * std::min<uint16_t>(tags.bitsPerSample, 8) + 7) / 8;
-  const unsigned char flip = whiteIsZero ? 0xFF : 0;
-  if (tags.bitsPerSample == 1) {
-    std::copy_n(from, bytes, to);
-    if (tags.photometric == PHOTOMETRIC_MINISBLACK) InvertBits(to, width);
-  } else if (tags.bitsPerSample == 2) {
-    for (int x = 0; x < width; ++x) {
-      const int value = from[x / 4] >> (6 - x % 4 * 2) & 3;
-      to[x] = static_cast<unsigned char>((mapped ? value : value * 85) ^ flip);
-    }
-  } else if (tags.bitsPerSample == 16) {
-    for (int x = 0; x < width; ++x) {
-      uint16_t value;
-      std::copy_n(from + ptrdiff_t{2} * x, 2, reinterpret_cast<unsigned char*>(&value));
-      to[x] = static_cast<unsigned char>((value * 255 + 32767) / 65535 ^ flip);
-    }
-  } else {
-    std::transform(from, from + bytes, to,
-                   [&](unsigned char byte) { return static_cast<unsigned char>(byte ^ flip); });
-  }
-}
-
-bool IsGroup4(TIFF* tiff, const PageTags& tags) {
-  uint16_t compression = COMPRESSION_NONE;
-  TIFFGetFieldDefaulted(tiff, TIFFTAG_COMPRESSION, &compression);
-  return compression == COMPRESSION_CCITTFAX4 && tags.bitsPerSample == 1;
-}
 
 // libtiff takes a Group 4 strip that ends too early for a good one and leaves rows
 // as they were; our own decoder doesn't.
-Outcome ReadGroup4Strips(TiffFile& file, const PageTags& tags, uint64_t fileSize, Bitmap& bitmap) {
+Outcome ReadGroup4Strips(TiffFile& file, const TiffTags& tags, uint64_t fileSize, Bitmap& bitmap) {
   uint32_t rowsPerStrip = tags.height;
   uint16_t fillOrder = FILLORDER_MSB2LSB;
   TIFFGetFieldDefaulted(file.Get(), TIFFTAG_ROWSPERSTRIP, &rowsPerStrip);
@@ -145,7 +45,7 @@ Outcome ReadGroup4Strips(TiffFile& file, const PageTags& tags, uint64_t fileSize
     data.resize(static_cast<size_t>(size));
     if (TIFFReadRawStrip(file.Get(), strip, data.data(), static_cast<tmsize_t>(size)) !=
         static_cast<tmsize_t>(size)) {
-      return Failure(K_ERROR_READ);
+      return file.Complained() ? file.Complaint(K_ERROR_READ) : Failure(K_ERROR_READ);
     }
     info.nHeight = std::min(rowsPerStrip, tags.height - row);
     bool damaged = false;
@@ -159,45 +59,31 @@ Outcome ReadGroup4Strips(TiffFile& file, const PageTags& tags, uint64_t fileSize
   return {};
 }
 
-Outcome ReadScanlines(TiffFile& file, const PageTags& tags, Bitmap& bitmap) {
-  const tmsize_t rowBytes = TIFFScanlineSize(file.Get());
-  const uint64_t needed = (uint64_t{tags.width} * tags.bitsPerSample + 7) / 8;
-  if (rowBytes <= 0 || static_cast<uint64_t>(rowBytes) < needed) {
-    return Failure(K_ERROR_INVALID_FORMAT);
-  }
-  const LocalBlock<unsigned char> row(static_cast<unsigned char*>(
-      K_LocalAllocInit(static_cast<size_t>(rowBytes), 1, __LINE__, kSource)));
-  if (row == nullptr) return Failure(K_ERROR_NO_MEMORY);
-  for (uint32_t i = 0; i < tags.height; ++i) {
-    if (TIFFReadScanline(file.Get(), row.get(), i) < 0 || file.Complained()) {
-      return file.Complaint(K_ERROR_INVALID_FORMAT);
-    }
-    TakeStoredRow(row.get(), tags, bitmap.TopDownRow(static_cast<int>(i)));
-  }
-  return {};
+Outcome ReadGroup4(TiffFile& file, const TiffTags& tags, uint64_t fileSize, Bitmap& bitmap) {
+  const int status = bitmap.Create(static_cast<int>(tags.width), static_cast<int>(tags.height), 1);
+  return status == K_SUCCESS ? ReadGroup4Strips(file, tags, fileSize, bitmap) : Failure(status);
 }
 
-Outcome ReadStoredRows(TiffFile& file, const PageTags& tags, int depth, uint64_t fileSize,
-                       Bitmap& bitmap) {
-  int status = bitmap.Create(static_cast<int>(tags.width), static_cast<int>(tags.height), depth);
-  if (status == K_SUCCESS && tags.photometric == PHOTOMETRIC_PALETTE) {
-    status = SetColorMap(tags, bitmap);
-  }
-  if (status != K_SUCCESS) return Failure(status);
-  return IsGroup4(file.Get(), tags) ? ReadGroup4Strips(file, tags, fileSize, bitmap)
-                                    : ReadScanlines(file, tags, bitmap);
+// Whether libtiff's own conversion to colours is needed and right: not for tiles,
+// whose last column it misplaces, nor for planes.
+bool NeedsConversion(const TiffTags& tags) {
+  return !tags.tiled && tags.planes == PLANARCONFIG_CONTIG && tags.alpha < 0 &&
+         ((tags.photometric == PHOTOMETRIC_YCBCR && tags.compression != COMPRESSION_JPEG) ||
+          tags.photometric == PHOTOMETRIC_CIELAB || tags.photometric == PHOTOMETRIC_LOGL ||
+          tags.photometric == PHOTOMETRIC_LOGLUV);
 }
 
-Outcome ReadColors(TiffFile& file, const PageTags& tags, Bitmap& bitmap) {
+Outcome ReadConverted(TiffFile& file, const TiffTags& tags, Bitmap& bitmap) {
   char reason[1024] = {};
   if (TIFFRGBAImageOK(file.Get(), reason) == 0) return Failure(K_ERROR_INVALID_FORMAT, reason);
   const auto width = static_cast<int>(tags.width);
   const auto height = static_cast<int>(tags.height);
   const int status = bitmap.Create(width, height, 24);
   if (status != K_SUCCESS) return Failure(status);
-  const LocalBlock<uint32_t> raster(static_cast<uint32_t*>(
+  const std::unique_ptr<uint32_t, LocalDeleter> raster(static_cast<uint32_t*>(
       K_LocalAlloc(size_t{tags.width} * tags.height, sizeof(uint32_t), __LINE__, kSource)));
   if (raster == nullptr) return Failure(K_ERROR_NO_MEMORY);
+  file.BeginData();
   // Asked for in the file's own orientation, the rows come as stored.
   if (TIFFReadRGBAImageOriented(file.Get(), tags.width, tags.height, raster.get(), tags.orientation,
                                 1) == 0 ||
@@ -208,19 +94,12 @@ Outcome ReadColors(TiffFile& file, const PageTags& tags, Bitmap& bitmap) {
   for (int i = 0; i < height; ++i) {
     unsigned char* to = bitmap.TopDownRow(i);
     for (int x = 0; x < width; ++x, ++pixel, to += 3) {
-      // Colours are multiplied by alpha already: the rest is white paper.
-      const uint32_t paper = 255 - TIFFGetA(*pixel);
-      to[0] = static_cast<unsigned char>(std::min(TIFFGetB(*pixel) + paper, 255U));
-      to[1] = static_cast<unsigned char>(std::min(TIFFGetG(*pixel) + paper, 255U));
-      to[2] = static_cast<unsigned char>(std::min(TIFFGetR(*pixel) + paper, 255U));
+      to[0] = static_cast<unsigned char>(TIFFGetB(*pixel));
+      to[1] = static_cast<unsigned char>(TIFFGetG(*pixel));
+      to[2] = static_cast<unsigned char>(TIFFGetR(*pixel));
     }
   }
-  if (!IsGray(tags)) return {};
-  Bitmap gray;
-  Outcome outcome =
-      ConvertBitmap(bitmap, tags.bitsPerSample == 1 && tags.samples == 1 ? 1 : 8, false, gray);
-  bitmap = std::move(gray);
-  return outcome;
+  return {};
 }
 
 void SetResolution(TIFF* tiff, Bitmap& bitmap) {
@@ -253,37 +132,64 @@ class TiffSource : public PictureSource {
       uint32_t kind = 0;
       TIFFGetField(m_file.Get(), TIFFTAG_SUBFILETYPE, &kind);
       all.push_back(offset);
-      if ((kind & (FILETYPE_REDUCEDIMAGE | FILETYPE_MASK)) == 0) m_pages.push_back(offset);
+      if ((kind & (FILETYPE_REDUCEDIMAGE | FILETYPE_MASK)) == 0) m_pages.push_back({offset});
     } while (TIFFReadDirectory(m_file.Get()) != 0);
-    if (m_pages.empty()) m_pages = std::move(all);
+    if (m_pages.empty()) {
+      for (const uint64_t offset : all) m_pages.push_back({offset});
+    }
     // The end of the list is no error, a broken link in it is.
     return m_file.Complained() ? m_file.Complaint(K_ERROR_INVALID_FORMAT) : Outcome{};
   }
 
   int Pages() const override { return static_cast<int>(m_pages.size()); }
 
-  Outcome Read(int page, Bitmap& bitmap) override {
+  Outcome Read(int page, int64_t maxPixels, Bitmap& bitmap) override {
     m_file.Forget();
-    const uint64_t offset = m_pages[static_cast<size_t>(page - 1)];
-    if (TIFFSetSubDirectory(m_file.Get(), offset) == 0 || m_file.Complained()) {
-      return m_file.Complaint(K_ERROR_INVALID_FORMAT);
-    }
-    const PageTags tags = ReadTags(m_file.Get());
-    const int depth = StoredDepth(m_file.Get(), tags);
-    if (!IsSanePicture(tags.width, tags.height, depth != 0 ? depth : 24)) {
-      return Failure(K_ERROR_INVALID_FORMAT, "the picture has no size or is too large");
-    }
-    Outcome outcome = depth != 0 ? ReadStoredRows(m_file, tags, depth, m_fileSize, bitmap)
-                                 : ReadColors(m_file, tags, bitmap);
-    if (!outcome.Ok()) return outcome;
-    SetResolution(m_file.Get(), bitmap);
-    return ApplyOrientation(tags.orientation, bitmap);
+    Page& wanted = m_pages[static_cast<size_t>(page - 1)];
+    // All pages share what the file's length allows. One that is read again may cost
+    // what it did.
+    m_file.Allow(wanted.cost);
+    const uint64_t before = m_file.BytesRead();
+    Outcome outcome = ReadAt(wanted.offset, maxPixels, bitmap);
+    wanted.cost = m_file.BytesRead() - before;
+    return outcome;
   }
 
  private:
+  struct Page {
+    uint64_t offset;
+    uint64_t cost = 0;  // bytes that reading it took
+  };
+
+  Outcome ReadAt(uint64_t offset, int64_t maxPixels, Bitmap& bitmap) {
+    if (TIFFSetSubDirectory(m_file.Get(), offset) == 0 || m_file.Complained()) {
+      return m_file.Complaint(K_ERROR_INVALID_FORMAT);
+    }
+    const TiffTags tags = ReadTiffTags(m_file.Get());
+    const int depth = SampleDepth(tags);
+    Outcome outcome = CheckPictureSize(tags.width, tags.height, depth != 0 ? depth : 24, maxPixels);
+    if (!outcome.Ok()) return outcome;
+    // Strips of the same content may share it.
+    m_file.Allow(uint64_t{2} * tags.width * tags.height *
+                 static_cast<uint64_t>(std::max(depth, 8)) / 8);
+    if (depth == 1 && tags.compression == COMPRESSION_CCITTFAX4 && !tags.tiled && IsGray(tags)) {
+      outcome = ReadGroup4(m_file, tags, m_fileSize, bitmap);
+    } else if (depth != 0) {
+      outcome = ReadTiffSamples(m_file, tags, bitmap);
+    } else if (NeedsConversion(tags)) {
+      outcome = ReadConverted(m_file, tags, bitmap);
+    } else {
+      outcome = Failure(K_ERROR_INVALID_FORMAT, "its kind of pixels isn't supported");
+    }
+    if (!outcome.Ok()) return outcome;
+    SetResolution(m_file.Get(), bitmap);
+    outcome = ApplyOrientation(tags.orientation, bitmap);
+    return outcome.Ok() ? m_file.DataWarnings() : outcome;
+  }
+
   uint64_t m_fileSize;
   TiffFile m_file;
-  std::vector<uint64_t> m_pages;
+  std::vector<Page> m_pages;
 };
 
 }  // namespace

@@ -1,6 +1,7 @@
 // Small files that ask for much: time and memory stay in proportion to the file
 // and the picture that it declares. The limits are far above what is needed and
 // far below what a product of the two lengths would take.
+#include <allheaders.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -76,6 +77,41 @@ TEST(Cost, TheLargestPictureInFortyBytesTakesItsBitmapOnly) {
                   HasSubstr("32767 x 32767 pixels is above the limit of 1000000 pixels"));
     }
   }
+}
+
+// Text and profiles in a PNG that inflate to a thousand times their size.
+TEST(Cost, PngChunksThatAreNotThePictureTakeNothing) {
+  const Bytes letter = FileBytes(KZ_SAMPLES "/odd.png");
+  constexpr size_t kHeader = 33;  // signature and IHDR
+  Bytes text(7000000, 'a');       // libpng takes no more at once
+  size_t size = 0;
+  l_uint8* deflated = zlibCompress(text.data(), text.size(), &size);
+  const Bytes inflates(deflated, deflated + size);
+  lept_free(deflated);
+  const auto big32 = [](size_t value) {
+    return Big16(static_cast<unsigned>(value >> 16)) + Big16(value & 0xFFFF);
+  };
+  const auto chunk = [&](const Bytes& named) {
+    uint32_t crc = 0xFFFFFFFF;
+    for (const unsigned char byte : named) {
+      crc ^= byte;
+      for (int i = 0; i < 8; ++i) crc = crc >> 1 ^ (0xEDB88320 & (0 - (crc & 1)));
+    }
+    return big32(named.size() - 4) + named + big32(crc ^ 0xFFFFFFFF);
+  };
+  Bytes file = Slice(letter, 0, kHeader);
+  file = file + chunk(Bytes{'i', 'C', 'C', 'P', 'p', 0, 0} + inflates);
+  const Bytes compressed = chunk(Bytes{'z', 'T', 'X', 't', 't', 0, 0} + inflates);
+  const Bytes international = chunk(Bytes{'i', 'T', 'X', 't', 't', 0, 1, 0, 0, 0} + inflates);
+  file = file + Repeat(compressed + international, 40) + Slice(letter, kHeader, SIZE_MAX);
+  const TemporaryFolder folder;
+  const std::string inflated = folder.File("a.png", file);
+  const Result plain = Kzica({"create", folder / "out.mda", KZ_SAMPLES "/odd.png"});
+  const Result run = Kzica({"create", folder / "out.mda", inflated}, {.processorTime = kSeconds});
+  EXPECT_EQ(run.exit, 0) << run.err;
+  EXPECT_EQ(run.err, "");
+  // Without more memory they would be left out, too.
+  EXPECT_LT(run.memory, plain.memory + (uint64_t{32} << 20));
 }
 
 TEST(Cost, PicturesAboveTheLimitAreRefused) {

@@ -8,6 +8,7 @@
 
 #include "Tests/Command/PictureFiles.h"
 #include "Tests/Command/Program.h"
+#include "Tests/Filter/FileBuilder.h"
 #include "Tests/Kernel/TemporaryFolder.h"
 
 namespace {
@@ -98,6 +99,81 @@ TEST(Extract, PagesBeforeTheDamageAreSavedAndTheDamageIsReported) {
   EXPECT_THAT(run.err, HasSubstr("the file ends within the structured field at byte"));
   EXPECT_TRUE(SamePicture(ReadPix(folder / "2.png").get(), ReadPix(Sample("halftone.png")).get()));
   EXPECT_FALSE(std::filesystem::exists(folder / "3.png"));
+}
+
+TEST(Extract, ABottomUpJpegPageIsTheSamePictureInEveryFormat) {
+  const TemporaryFolder folder;
+  for (const int height : {48, 45}) {
+    SCOPED_TRACE(height);
+    // A picture whose rows tell their place.
+    const PixPointer pix(pixCreate(32, height, 8));
+    for (int y = 0; y < height; ++y) {
+      for (int x = 0; x < 32; ++x) pixSetPixel(pix.get(), x, y, static_cast<l_uint32>(5 * y));
+    }
+    pixWriteJpeg((folder / "rows.jpg").c_str(), pix.get(), 95, 0);
+    const Bytes segment = Segment(
+        ImageSize(32, static_cast<unsigned>(height)) + Encoding(0x83, 3) + Parameter(0x96, {8}),
+        FileBytes(folder / "rows.jpg"));
+    const std::string page = folder.File("page.ica", segment);
+    for (const char* name : {"page.jpg", "page.png"}) {
+      const Result run = Kzica({"extract", page, folder / name});
+      EXPECT_EQ(run.exit, 0) << run.err;
+      const bool again = height == 45 && std::string(name) == "page.jpg";
+      EXPECT_THAT(run.err, HasSubstr(again ? "its JPEG data are coded again" : ""));
+      EXPECT_EQ(run.err.empty(), !again);
+      const PixPointer shown = ReadPix(folder / name);
+      ASSERT_EQ(pixGetHeight(shown.get()), height);
+      for (int y = 0; y < height; ++y) {
+        l_uint32 value = 0;
+        pixGetPixel(shown.get(), 7, y, &value);
+        EXPECT_NEAR(value, 5 * (height - 1 - y), 6) << y;
+      }
+    }
+  }
+}
+
+TEST(Extract, ColourGoesToAPbmWhenItIsAskedToBeDithered) {
+  const TemporaryFolder folder;
+  const PixPointer pix(pixCreate(64, 64, 8));
+  pixSetAllGray(pix.get(), 64);
+  pixWriteJpeg((folder / "dark.jpg").c_str(), pix.get(), 95, 0);
+  const std::string page =
+      folder.File("page.ica", Segment(ImageSize(64, 64) + Encoding(0x83) + Parameter(0x96, {8}),
+                                      FileBytes(folder / "dark.jpg")));
+  const Result refused = Kzica({"extract", page, folder / "dark.pbm"});
+  EXPECT_EQ(refused.exit, 1);
+  EXPECT_THAT(refused.err, HasSubstr("a pbm holds 1 bit per pixel, the picture has 8; --dither"));
+  EXPECT_FALSE(std::filesystem::exists(folder / "dark.pbm"));
+  for (const char* name : {"dark.pbm", "dark.png"}) {
+    ASSERT_EQ(Kzica({"extract", page, folder / name, "--dither"}).exit, 0);
+    const PixPointer shown = ReadPix(folder / name);
+    ASSERT_EQ(pixGetDepth(shown.get()), 1);
+    l_int32 black = 0;
+    pixCountPixels(shown.get(), &black, nullptr);
+    EXPECT_NEAR(black, 64 * 64 * 3 / 4, 64);
+  }
+}
+
+TEST(Extract, DamageThatAPictureShowsIsAWarningAndStatusThree) {
+  const TemporaryFolder folder;
+  ASSERT_EQ(
+      Kzica({"create", folder / "g3.ica", Sample("letter.png"), "-c", "g3", "--container", "ioca"})
+          .exit,
+      0);
+  Bytes page = FileBytes(folder / "g3.ica");
+  for (size_t i = 0; i < 3; ++i) page[page.size() / 2 + i] ^= 0x55;
+  const Result run = Kzica({"extract", folder.File("bad.ica", page), folder / "page.png"});
+  EXPECT_EQ(run.exit, 3);
+  EXPECT_EQ(run.err,
+            "kzica: " + folder / "bad.ica" +
+                ": page 1: warning: damaged lines were replaced by the lines above them\n");
+  EXPECT_TRUE(std::filesystem::exists(folder / "page.png"));
+  // What is taken in is judged likewise; a failure weighs more.
+  const std::string spare =
+      folder.File("spare.pgm", Bytes{'P', '5', ' ', '1', ' ', '1', ' ', '9', '\n', 'a', 'b'});
+  EXPECT_EQ(Kzica({"create", folder / "new.mda", spare}).exit, 3);
+  EXPECT_TRUE(std::filesystem::exists(folder / "new.mda"));
+  EXPECT_EQ(Kzica({"create", folder / "more.mda", spare, folder / "missing"}).exit, 1);
 }
 
 TEST(Extract, WrongUsageEndsWithTwo) {

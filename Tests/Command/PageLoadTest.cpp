@@ -84,6 +84,19 @@ TEST(PageLoad, UncompressedRowsComeOutRight) {
        Uncompressed(12, 2, {0x12, 0x30, 0x45, 0x60, 0xFF}),
        {0x12, 0x30, 0x45, 0x60},
        1},
+      {"unpadded", Uncompressed(12, 2, {0x12, 0x34, 0x56}, 4), {0x12, 0x30, 0x45, 0x60}, 0},
+      {"unpadded, reversed bits",
+       Uncompressed(12, 2, {0x48, 0x2C, 0x6A}, 4, 1),
+       {0x12, 0x30, 0x45, 0x60},
+       0},
+      {"unpadded, many rows",
+       Uncompressed(3, 9, {0x29, 0xCB, 0xB8, 0x88}, 4),
+       {0x20, 0x40, 0x60, 0x80, 0xA0, 0xC0, 0xE0, 0x00, 0x80},
+       0},
+      {"called unpadded, but padded",
+       Uncompressed(12, 2, {0x12, 0x30, 0x45, 0x60}, 4),
+       {0x12, 0x30, 0x45, 0x60},
+       0},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
@@ -92,6 +105,12 @@ TEST(PageLoad, UncompressedRowsComeOutRight) {
     EXPECT_EQ(load.picture, c.picture);
     EXPECT_EQ(load.warnings.size(), c.warnings);
     EXPECT_EQ(Loaded(Document({c.file}, {3})).picture, c.picture);
+    // A second page is found without an index, too.
+    const TemporaryFolder folder;
+    const std::string two = folder.File("two", Document({Uncompressed(8, 1, {1}), c.file}, {3}));
+    kz::Bitmap second;
+    EXPECT_TRUE(kz::LoadPage(two, 2, {}, second).Ok());
+    EXPECT_EQ(PackedRows(second), c.picture);
   }
 }
 
@@ -100,6 +119,9 @@ TEST(PageLoad, UncompressedDataThatEndTooEarlyFail) {
     const Loaded load(Uncompressed(12, 2, Bytes(size, 0xFF)));
     EXPECT_EQ(load.outcome.status, K_ERROR_READ) << size;
     EXPECT_THAT(load.outcome.what, HasSubstr("of 4 bytes"));
+    const Loaded unpadded(Uncompressed(12, 2, Bytes(size - size / 3, 0xFF), 4));
+    EXPECT_EQ(unpadded.outcome.status, K_ERROR_READ) << size;
+    EXPECT_THAT(unpadded.outcome.what, HasSubstr("of 3 bytes"));
   }
 }
 

@@ -88,8 +88,10 @@ Result Kzica(const std::vector<std::string>& arguments, const Conditions& condit
     kill(child, SIGKILL);
   }
   int status = 0;
-  if (waitpid(child, &status, 0) != child) throw std::runtime_error("no exit status");
+  rusage usage = {};
+  if (wait4(child, &status, 0, &usage) != child) throw std::runtime_error("no exit status");
   Result result;
+  result.memory = static_cast<uint64_t>(usage.ru_maxrss) << 10;
   if (WIFEXITED(status)) result.exit = WEXITSTATUS(status);
   if (WIFSIGNALED(status)) result.signal = WTERMSIG(status);
   result.out = TakeContent(out);

@@ -3,6 +3,7 @@
 
 #include <sys/resource.h>
 
+#include <cstdint>
 #include <map>
 #include <string>
 #include <vector>
@@ -25,6 +26,7 @@ struct Result {
   int signal = 0;
   std::string out;
   std::string err;
+  uint64_t memory = 0;  // bytes that it had at most, or the test's own when these are more
 };
 
 // The words of a command line. A word that begins with one of the names begins with

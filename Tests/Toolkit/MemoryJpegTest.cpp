@@ -7,8 +7,10 @@
 
 #include "Host/Kernel/Kernel.h"
 #include "Host/Kernel/KernelTesting.h"
+#include "Host/Toolkit/JpegCodec.h"
 #include "Host/Toolkit/MemoryLoader.h"
 #include "Host/Toolkit/MemorySaver.h"
+#include "Tests/Filter/FileBuilder.h"
 #include "Tests/Toolkit/TestPictures.h"
 
 namespace kz::test {
@@ -61,7 +63,8 @@ Bytes Sampling(const Bytes& data) {
 }
 
 // Encodes one flat ink colour with libjpeg-turbo.
-Bytes PlainEncode(const std::vector<int>& color, J_COLOR_SPACE space, bool progressive) {
+Bytes PlainEncode(const std::vector<int>& color, J_COLOR_SPACE space, bool progressive,
+                  unsigned height = 10) {
   jpeg_compress_struct jpeg;
   jpeg_error_mgr errors;
   jpeg.err = jpeg_std_error(&errors);
@@ -70,7 +73,7 @@ Bytes PlainEncode(const std::vector<int>& color, J_COLOR_SPACE space, bool progr
   unsigned long size = 0;
   jpeg_mem_dest(&jpeg, &out, &size);
   jpeg.image_width = 20;
-  jpeg.image_height = 10;
+  jpeg.image_height = height;
   jpeg.input_components = static_cast<int>(color.size());
   jpeg.in_color_space = space;
   jpeg_set_defaults(&jpeg);
@@ -130,6 +133,71 @@ TEST(MemorySaver, TheQualityFactorRunsEvenlyFromBestToSmallest) {
   }
   Bitmap bitmap = RandomBitmap(64, 64, 24);
   EXPECT_LT(Save(bitmap, kJpeg444, 24, 30).size(), Save(bitmap, kJpeg444, 24, 2).size());
+}
+
+TEST(FlipJpeg, PicturesOfWholeBlocksAreTurnedWithoutLoss) {
+  const struct {
+    int format, bits, height;
+    bool progressive, flips;
+  } cases[] = {{kJpeg444, 24, 48, false, true},  {kJpeg444, 24, 56, false, true},
+               {kJpeg444, 24, 50, false, false}, {kJpeg420, 24, 48, false, true},
+               {kJpeg420, 24, 56, false, false}, {kJpeg422, 24, 56, false, true},
+               {kJpeg444, 8, 8, false, true},    {kJpeg444, 8, 45, false, false},
+               {kJpeg444, 8, 8, true, true}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.format << " " << c.bits << " bits, height " << c.height);
+    Bitmap bitmap = SmoothBitmap(67, c.height, c.bits);
+    Bytes data = c.progressive ? PlainEncode({100}, JCS_GRAYSCALE, true, 16)
+                               : Save(bitmap, c.format, c.bits, 20);
+    const Bytes comment = {0xFF, 0xFE, 0, 6, 'n', 'o', 't', 'e'};
+    data.insert(data.begin() + 2, comment.begin(), comment.end());
+    const Bytes original = data;
+    bool flipped = !c.flips;
+    ASSERT_TRUE(FlipJpeg(data, kDefaultMaxPixels, flipped).Ok());
+    EXPECT_EQ(flipped, c.flips);
+    if (!c.flips) {
+      EXPECT_EQ(data, original);
+      continue;
+    }
+    EXPECT_NE(std::search(data.begin(), data.end(), comment.begin(), comment.end()), data.end());
+    Bitmap before, after;
+    ASSERT_EQ(Load(original, 0, before), K_SUCCESS);
+    ASSERT_EQ(Load(data, 0, after), K_SUCCESS);
+    EXPECT_EQ(after.XResolution(), before.XResolution());
+    before.Handle()->nViewPerspective = K_VIEW_BOTTOM_UP;
+    // Only rounding differs, and where chroma is spread over pixels.
+    EXPECT_LE(LargestDifference(before, after), c.format == kJpeg420 ? 3 : 1);
+    // Twice turned is not turned at all.
+    ASSERT_TRUE(FlipJpeg(data, kDefaultMaxPixels, flipped).Ok());
+    Bitmap again;
+    ASSERT_EQ(Load(data, 0, again), K_SUCCESS);
+    before.Handle()->nViewPerspective = K_VIEW_TOP_DOWN;
+    EXPECT_EQ(LargestDifference(before, again), 0);
+  }
+}
+
+TEST(FlipJpeg, DamagedDataStayAsTheyAre) {
+  Bitmap bitmap = RandomBitmap(64, 64, 24);
+  const Bytes data = Save(bitmap, kJpeg420, 24, 20);
+  const size_t blocks = K_LiveBlocks();
+  bool flipped = false;
+  for (size_t size = 0; size < data.size() - 20; size += 1 + size / 8) {
+    Bytes cut = Slice(data, 0, size);
+    EXPECT_FALSE(FlipJpeg(cut, kDefaultMaxPixels, flipped).Ok()) << size;
+    EXPECT_EQ(cut.size(), size);
+  }
+  Bytes whole = data;
+  EXPECT_EQ(FlipJpeg(whole, 64 * 64 - 1, flipped).status, K_ERROR_INVALID_FORMAT);
+  std::mt19937 random(3);
+  for (int i = 0; i < 200; ++i) {
+    Bytes bad = data;
+    for (int n = 0; n < 3; ++n) bad[random() % bad.size()] = static_cast<unsigned char>(random());
+    const Bytes same = bad;
+    const Outcome outcome = FlipJpeg(bad, kDefaultMaxPixels, flipped);
+    EXPECT_TRUE(outcome.Ok() || !flipped);
+    EXPECT_EQ(bad == same, !flipped);
+  }
+  EXPECT_EQ(K_LiveBlocks(), blocks);
 }
 
 TEST(MemoryLoader, InksBecomeColours) {

@@ -4,6 +4,10 @@
 #include <gtest/gtest.h>
 #include <leptonica/allheaders.h>
 
+#include <clocale>
+#include <cstdio>
+#include <cstdlib>
+
 #include "Host/Fax/Fax.h"
 #include "Host/Toolkit/MemoryLoader.h"
 #include "Tests/Toolkit/TestPictures.h"
@@ -172,6 +176,42 @@ TEST(PictureFile, PdfPagesHoldTheirPixels) {
     }
     lept_free(rows);
   }
+}
+
+TEST(PictureFile, PdfPagesBeyondTheLimitKeepTheirProportions) {
+  Bitmap page;
+  ASSERT_EQ(page.Create(30000, 600, 1), K_SUCCESS);
+  page.SetResolution(100, 100);
+  const TemporaryFolder folder;
+  ASSERT_TRUE(Write(folder / "page.pdf", {&page}).Ok());
+  const std::string object = Pdf(folder / "page.pdf").objects.at(3);
+  // 300 inches by 6, in units of one and a half points.
+  EXPECT_NE(object.find("/MediaBox [0 0 14400.0000 288.0000]"), std::string::npos) << object;
+  EXPECT_NE(object.find("/UserUnit 1.5000"), std::string::npos) << object;
+}
+
+TEST(PictureFile, PdfNumbersHaveAPointInEveryLanguage) {
+  // A locale that writes a comma: the plain one, changed in its first value.
+  const TemporaryFolder folder;
+  Bytes numeric = FileBytes("/usr/lib/locale/C.utf8/LC_NUMERIC");
+  const auto point = std::find(numeric.begin() + 0x20, numeric.end(), '.');
+  ASSERT_NE(point, numeric.end());
+  *point = ',';
+  std::filesystem::create_directory(folder / "comma");
+  folder.File("comma/LC_NUMERIC", numeric);
+  ASSERT_EQ(setenv("LOCPATH", (folder / "").c_str(), 1), 0);
+  ASSERT_NE(std::setlocale(LC_NUMERIC, "comma"), nullptr);
+  char text[8];
+  (void)std::snprintf(text, sizeof(text), "%.1f", 0.5);
+  EXPECT_STREQ(text, "0,5");
+  const Bitmap page = RandomBitmap(50, 30, 1);
+  const Outcome written = Write(folder / "page.pdf", {&page});
+  std::setlocale(LC_NUMERIC, "C");
+  unsetenv("LOCPATH");
+  ASSERT_TRUE(written.Ok());
+  const Pdf pdf(folder / "page.pdf");
+  EXPECT_NE(pdf.objects[3].find("/MediaBox [0 0 18.0000 21.6000]"), std::string::npos);
+  EXPECT_NE(pdf.objects[4].find("q 18.0000 0 0 21.6000 0 0 cm"), std::string::npos);
 }
 
 }  // namespace

@@ -1,9 +1,12 @@
 // Picture files of other programs, whole and damaged.
 #include <gtest/gtest.h>
 #include <leptonica/allheaders.h>
+#include <png.h>
 #include <tiffio.h>
 
 #include <sys/stat.h>
+
+#include <cstdio>
 
 #include "Host/Toolkit/PictureFile.h"
 #include "Tests/Toolkit/TestPictures.h"
@@ -18,79 +21,25 @@ Outcome Read(const std::string& path, Bitmap& bitmap, int page = 1) {
   return outcome.Ok() ? reader.Read(page, bitmap) : outcome;
 }
 
-// A 4 x 3 page as a TIFF of one sample or more.
-struct TiffPage {
-  uint16_t bits = 8, samples = 1, photometric = PHOTOMETRIC_MINISBLACK;
-  uint16_t orientation = ORIENTATION_TOPLEFT;
-  uint32_t kind = 0;
-};
-
 constexpr int kWidth = 4, kHeight = 3;
 
-void WriteTiffPage(TIFF* tiff, const TiffPage& page, const Bytes& rows,
-                   const uint16_t* map = nullptr) {
+// A 4 x 3 page of grey.
+void WriteTiffPage(TIFF* tiff, uint32_t kind, int orientation, const Bytes& rows) {
   TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, kWidth);
   TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, kHeight);
-  TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, page.bits);
-  TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, page.samples);
-  TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, page.photometric);
+  TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, 8);
+  TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, 1);
+  TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
   TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
-  TIFFSetField(tiff, TIFFTAG_ORIENTATION, page.orientation);
-  TIFFSetField(tiff, TIFFTAG_SUBFILETYPE, page.kind);
+  TIFFSetField(tiff, TIFFTAG_ORIENTATION, orientation);
+  TIFFSetField(tiff, TIFFTAG_SUBFILETYPE, kind);
   TIFFSetField(tiff, TIFFTAG_XRESOLUTION, 100.0);
   TIFFSetField(tiff, TIFFTAG_YRESOLUTION, 50.0);
   TIFFSetField(tiff, TIFFTAG_RESOLUTIONUNIT, RESUNIT_CENTIMETER);
-  if (map != nullptr) TIFFSetField(tiff, TIFFTAG_COLORMAP, map, map, map);
   Bytes copy = rows;
   TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, kHeight);
-  const size_t rowBytes = rows.size() / kHeight;
-  for (size_t y = 0; y < kHeight; ++y) {
-    TIFFWriteScanline(tiff, copy.data() + y * rowBytes, static_cast<uint32_t>(y));
-  }
+  for (uint32_t y = 0; y < kHeight; ++y) TIFFWriteScanline(tiff, &copy[y * kWidth], y);
   TIFFWriteDirectory(tiff);
-}
-
-TEST(PictureReader, TiffPagesOfManyKinds) {
-  constexpr uint16_t kMinIsWhite = PHOTOMETRIC_MINISWHITE, kPalette = PHOTOMETRIC_PALETTE;
-  const uint16_t map[4] = {0, 20 * 257, 40 * 257, 255 * 257};
-  // The data of the first row, and the greys that it shows.
-  const struct {
-    const char* name;
-    TiffPage page;
-    Bytes row;
-    int bits;
-    Bytes greys;
-  } cases[] = {
-      {"min is black", {.bits = 1}, {0x50}, 1, {0, 255, 0, 255}},
-      {"min is white", {.bits = 1, .photometric = kMinIsWhite}, {0x50}, 1, {255, 0, 255, 0}},
-      {"2 bits", {.bits = 2}, {0x1B}, 8, {0, 85, 170, 255}},
-      {"2 bits, white", {.bits = 2, .photometric = kMinIsWhite}, {0x1B}, 8, {255, 170, 85, 0}},
-      {"2 bits mapped", {.bits = 2, .photometric = kPalette}, {0x1B}, 8, {0, 20, 40, 255}},
-      {"4 bits", {.bits = 4}, {0x01, 0xF8}, 4, {0, 17, 255, 136}},
-      {"white", {.photometric = kMinIsWhite}, {255, 254, 155, 0}, 8, {0, 1, 100, 255}},
-      {"two samples", {.samples = 2}, {0, 9, 1, 9, 100, 9, 255, 9}, 8, {0, 1, 100, 255}},
-      {"16 bits", {.bits = 16}, {0, 0, 0, 1, 9, 100, 255, 255}, 8, {0, 1, 100, 255}},
-  };
-  const TemporaryFolder folder;
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    Bitmap bitmap;
-    Bytes rows = c.row;
-    rows.resize(3 * rows.size());
-    TIFF* tiff = TIFFOpen((folder / "a.tif").c_str(), "w");
-    WriteTiffPage(tiff, c.page, rows, c.page.photometric == kPalette ? map : nullptr);
-    TIFFClose(tiff);
-    const Outcome outcome = Read(folder / "a.tif", bitmap);
-    ASSERT_TRUE(outcome.Ok()) << outcome.what;
-    ASSERT_EQ(bitmap.Width(), kWidth);
-    EXPECT_EQ(bitmap.XResolution(), 254);
-    EXPECT_EQ(bitmap.YResolution(), 127);
-    EXPECT_EQ(bitmap.BitsPerPixel(), c.bits);
-    for (int x = 0; x < kWidth; ++x) {
-      const int grey = c.greys[static_cast<size_t>(x)];
-      EXPECT_EQ(ColorAt(bitmap, x, 0), (Color{grey, grey, grey})) << x;
-    }
-  }
 }
 
 TEST(PictureReader, Group4StripsOfEveryKind) {
@@ -143,9 +92,8 @@ TEST(PictureReader, TurnedPagesStandUpright) {
   for (const auto& c : cases) {
     TIFF* tiff = TIFFOpen((folder / "a.tif").c_str(), "w");
     // A thumbnail is no page.
-    WriteTiffPage(tiff, {.kind = FILETYPE_REDUCEDIMAGE}, Bytes(12, 99));
-    WriteTiffPage(tiff, {.orientation = static_cast<uint16_t>(c.orientation)},
-                  {1, 0, 0, 2, 0, 0, 0, 0, 3, 0, 0, 4});
+    WriteTiffPage(tiff, FILETYPE_REDUCEDIMAGE, 1, Bytes(12, 99));
+    WriteTiffPage(tiff, 0, c.orientation, {1, 0, 0, 2, 0, 0, 0, 0, 3, 0, 0, 4});
     TIFFClose(tiff);
     Bitmap bitmap;
     ASSERT_TRUE(Read(folder / "a.tif", bitmap).Ok());
@@ -156,47 +104,165 @@ TEST(PictureReader, TurnedPagesStandUpright) {
   }
 }
 
-TEST(PictureReader, PngWithAlphaShowsPaper) {
-  const TemporaryFolder folder;
-  PIX* pix = pixCreate(3, 1, 32);
-  pixSetSpp(pix, 4);
-  const int alpha[] = {255, 128, 0};
-  for (int x = 0; x < 3; ++x) {
-    l_uint32 pixel = 0;
-    composeRGBAPixel(200, 100, 0, alpha[x], &pixel);
-    pixSetPixel(pix, x, 0, pixel);
+// A row of three pixels, twice, as a PNG of any kind.
+struct PngKind {
+  const char* name;
+  int type, bits;
+  Bytes row;
+  Bytes transparent;  // the colour that is, or the alpha of the palette's entries
+  int depth;          // of the picture
+  std::array<Color, 3> shown;
+};
+
+void WritePng(const std::string& path, const PngKind& kind, int interlace) {
+  FILE* file = std::fopen(path.c_str(), "wb");
+  png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+  png_infop info = png_create_info_struct(png);
+  png_init_io(png, file);
+  png_set_IHDR(png, info, 3, 2, kind.bits, kind.type, interlace, PNG_COMPRESSION_TYPE_DEFAULT,
+               PNG_FILTER_TYPE_DEFAULT);
+  const png_color colors[] = {{200, 100, 0}, {200, 100, 0}, {10, 20, 30}};
+  const Bytes& t = kind.transparent;
+  if (kind.type == PNG_COLOR_TYPE_PALETTE) {
+    png_set_PLTE(png, info, colors, 3);
+    png_set_tRNS(png, info, t.data(), static_cast<int>(t.size()), nullptr);
+  } else if (!t.empty()) {
+    png_color_16 color{};
+    color.gray = color.red = t[0];
+    color.green = t.size() > 1 ? t[1] : 0;
+    color.blue = t.size() > 2 ? t[2] : 0;
+    png_set_tRNS(png, info, nullptr, 0, &color);
   }
-  pixWrite((folder / "a.png").c_str(), pix, IFF_PNG);
-  pixDestroy(&pix);
-  Bitmap bitmap;
-  ASSERT_TRUE(Read(folder / "a.png", bitmap).Ok());
-  EXPECT_EQ(ColorAt(bitmap, 0, 0), (Color{200, 100, 0}));
-  EXPECT_EQ(ColorAt(bitmap, 1, 0), (Color{227, 177, 127}));
-  EXPECT_EQ(ColorAt(bitmap, 2, 0), (Color{255, 255, 255}));
+  png_set_pHYs(png, info, 11811, 3937, PNG_RESOLUTION_METER);
+  png_write_info(png, info);
+  for (int pass = png_set_interlace_handling(png); pass > 0; --pass) {
+    for (int y = 0; y < 2; ++y) png_write_row(png, kind.row.data());
+  }
+  png_write_end(png, info);
+  png_destroy_write_struct(&png, &info);
+  std::fclose(file);
 }
 
-// The kinds that PictureWriter doesn't make.
-TEST(PictureReader, PnmAsTextAndOfWideSamples) {
+TEST(PictureReader, TransparentPartsOfAPngShowPaper) {
+  constexpr Color kPaper = {255, 255, 255};
+  constexpr int kGrey = PNG_COLOR_TYPE_GRAY, kGreyAlpha = PNG_COLOR_TYPE_GRAY_ALPHA,
+                kRgb = PNG_COLOR_TYPE_RGB, kRgbAlpha = PNG_COLOR_TYPE_RGB_ALPHA,
+                kMapped = PNG_COLOR_TYPE_PALETTE;
+  const PngKind kinds[] = {
+      {"grey",
+       kGreyAlpha,
+       8,
+       {9, 255, 101, 128, 7, 0},
+       {},
+       8,
+       {{{9, 9, 9}, {178, 178, 178}, kPaper}}},
+      {"grey of 16 bits",
+       kGreyAlpha,
+       16,
+       {9, 9, 255, 255, 101, 101, 128, 128, 7, 7, 0, 0},
+       {},
+       8,
+       {{{9, 9, 9}, {178, 178, 178}, kPaper}}},
+      {"colour",
+       kRgbAlpha,
+       8,
+       {200, 100, 0, 255, 200, 100, 0, 128, 1, 2, 3, 0},
+       {},
+       24,
+       {{{200, 100, 0}, {227, 177, 127}, kPaper}}},
+      {"one grey of 1 bit", kGrey, 1, {0x40}, {1}, 8, {{{0, 0, 0}, kPaper, {0, 0, 0}}}},
+      {"one grey of 4 bits",
+       kGrey,
+       4,
+       {0x0F, 0x30},
+       {3},
+       8,
+       {{{0, 0, 0}, {255, 255, 255}, kPaper}}},
+      {"one grey", kGrey, 8, {0, 1, 2}, {1}, 8, {{{0, 0, 0}, kPaper, {2, 2, 2}}}},
+      {"one colour",
+       kRgb,
+       8,
+       {1, 2, 3, 4, 5, 6, 1, 2, 4},
+       {1, 2, 3},
+       24,
+       {{kPaper, {4, 5, 6}, {1, 2, 4}}}},
+      {"a palette",
+       kMapped,
+       8,
+       {0, 1, 2},
+       {255, 128, 0},
+       24,
+       {{{200, 100, 0}, {227, 177, 127}, kPaper}}},
+      {"a palette of 2 bits", kMapped, 2, {0x18}, {0}, 24, {{kPaper, {200, 100, 0}, {10, 20, 30}}}},
+  };
   const TemporaryFolder folder;
-  const struct {
-    std::string_view text;
+  for (const PngKind& kind : kinds) {
+    for (const int interlace : {PNG_INTERLACE_NONE, PNG_INTERLACE_ADAM7}) {
+      SCOPED_TRACE(testing::Message() << kind.name << interlace);
+      WritePng(folder / "a.png", kind, interlace);
+      Bitmap bitmap;
+      const Outcome outcome = Read(folder / "a.png", bitmap);
+      ASSERT_TRUE(outcome.Ok()) << outcome.what;
+      EXPECT_EQ(bitmap.BitsPerPixel(), kind.depth);
+      EXPECT_EQ(bitmap.XResolution(), 300);
+      EXPECT_EQ(bitmap.YResolution(), 100);
+      for (int x = 0; x < 3; ++x) {
+        EXPECT_EQ(ColorAt(bitmap, x, 0), kind.shown[static_cast<size_t>(x)]) << x;
+        EXPECT_EQ(ColorAt(bitmap, x, 1), kind.shown[static_cast<size_t>(x)]) << x;
+      }
+    }
+  }
+}
+
+// The kinds that PictureWriter doesn't make, one and several in a file.
+TEST(PictureReader, PnmFilesGiveAllTheirPictures) {
+  struct Shown {
     int bits;
     Color first, last;
-  } cases[] = {
-      {"P1\n# a comment\n2 1\n1 0\n", 1, {0, 0, 0}, {255, 255, 255}},
-      {"P2\n2 1\n255\n7 200\n", 8, {7, 7, 7}, {200, 200, 200}},
-      {"P3\n2 1\n255\n1 2 3 4 5 6\n", 24, {1, 2, 3}, {4, 5, 6}},
-      {std::string_view("P5\n2 1\n65535\n\x07\xFF\xC8\x01", 17), 8, {8, 8, 8}, {199, 199, 199}},
   };
+  const struct {
+    std::string_view text;
+    std::vector<Shown> pages;
+    size_t warnings = 0;
+  } cases[] = {
+      {"P1\n# a comment\n2 1\n1 0\n", {{1, {0, 0, 0}, {255, 255, 255}}}},
+      {"P2\n2 1\n255\n7 200\n", {{8, {7, 7, 7}, {200, 200, 200}}}},
+      {"P3\n2 1\n255\n1 2 3 4 5 6\n", {{24, {1, 2, 3}, {4, 5, 6}}}},
+      {std::string_view("P5\n2 1\n65535\n\x07\xFF\xC8\x01", 17), {{8, {8, 8, 8}, {199, 199, 199}}}},
+      {"P5 2 1 255\nabP6 2 1 255\nabcdefP4 2 1\n@P2 2 1 9 0 9 P1 2 1 01\n\nP5 2 1 255\ncd\n",
+       {{8, {97, 97, 97}, {98, 98, 98}},
+        {24, {97, 98, 99}, {100, 101, 102}},
+        {1, {255, 255, 255}, {0, 0, 0}},
+        {8, {0, 0, 0}, {255, 255, 255}},
+        {1, {255, 255, 255}, {0, 0, 0}},
+        {8, {99, 99, 99}, {100, 100, 100}}}},
+      {"P5 2 1 255\nabcd", {{8, {97, 97, 97}, {98, 98, 98}}}, 1},
+      {"P5 2 1 255\nabP7", {{8, {97, 97, 97}, {98, 98, 98}}}, 1},
+  };
+  const TemporaryFolder folder;
   for (const auto& c : cases) {
     SCOPED_TRACE(c.text);
     folder.File("a", AsBytes(c.text));
+    PictureReader reader;
+    ASSERT_TRUE(reader.Open(folder / "a").Ok());
+    ASSERT_EQ(static_cast<size_t>(reader.Pages()), c.pages.size());
+    for (size_t i = 0; i < c.pages.size(); ++i) {
+      Bitmap bitmap;
+      const Outcome outcome = reader.Read(static_cast<int>(i) + 1, bitmap);
+      ASSERT_TRUE(outcome.Ok()) << outcome.what;
+      EXPECT_EQ(bitmap.BitsPerPixel(), c.pages[i].bits);
+      EXPECT_EQ(ColorAt(bitmap, 0, 0), c.pages[i].first);
+      EXPECT_EQ(ColorAt(bitmap, 1, 0), c.pages[i].last);
+      EXPECT_EQ(outcome.warnings.size(), c.warnings);
+    }
+  }
+  // A second picture that is damaged is one that can't be read, not one that isn't there.
+  for (const char* text : {"P5 2 1 255\nabP5 2 1 255\na", "P5 2 1 255\nabP2 2 1 255\n1 x"}) {
+    folder.File("a", AsBytes(text));
     Bitmap bitmap;
-    const Outcome outcome = Read(folder / "a", bitmap);
-    ASSERT_TRUE(outcome.Ok()) << outcome.what;
-    EXPECT_EQ(bitmap.BitsPerPixel(), c.bits);
-    EXPECT_EQ(ColorAt(bitmap, 0, 0), c.first);
-    EXPECT_EQ(ColorAt(bitmap, 1, 0), c.last);
+    EXPECT_TRUE(Read(folder / "a", bitmap).Ok());
+    EXPECT_FALSE(Read(folder / "a", bitmap, 2).Ok());
+    EXPECT_TRUE(bitmap.Empty());
   }
 }
 
@@ -227,6 +293,22 @@ TEST(PictureReader, WhatIsNoPictureIsRefused) {
   for (const char* text : {"", "P", "P9 1 1", "GIF89a", "II*", "hello world"}) {
     folder.File("a.png", AsBytes(text));
     EXPECT_EQ(Read(folder / "a.png", bitmap).status, K_ERROR_INVALID_FORMAT) << text;
+  }
+  // Nor of more pixels than one likes.
+  for (const char* name : {"png", "tif", "pgm", "jpg"}) {
+    PictureWriter writer;
+    const std::string path = folder / (std::string("a.") + name);
+    ASSERT_TRUE(writer.Open(path).Ok());
+    ASSERT_TRUE(writer.AddPage(RandomBitmap(40, 25, 8)).Ok());
+    ASSERT_TRUE(writer.Commit().Ok());
+    for (const int64_t limit : {999, 1000}) {
+      PictureReader reader;
+      ASSERT_TRUE(reader.Open(path, limit).Ok());
+      const Outcome outcome = reader.Read(1, bitmap);
+      EXPECT_EQ(
+          outcome.what,
+          limit == 1000 ? "" : "the picture of 40 x 25 pixels is above the limit of 999 pixels");
+    }
   }
   // A size that would take gigabytes, from a few bytes.
   for (const char* text : {"P4 100000 100000\n1", "P6 30000 30000 255\n1", "P1 2000000000 2\n1"}) {
@@ -263,6 +345,10 @@ TEST(PictureReader, DamagedFilesFailQuietly) {
       const Outcome outcome = Read(path, bitmap);
       if (i < 60) {
         EXPECT_FALSE(outcome.Ok()) << ending << " cut to " << bad.size();
+      }
+      // It has checksums.
+      if (outcome.Ok() && ending == std::string("png")) {
+        EXPECT_EQ(LargestDifference(page, bitmap), 0);
       }
       if (outcome.Ok()) continue;
       ++failed;

@@ -143,6 +143,28 @@ TEST(RowConversion, DitheringKeepsTheMeanGrey) {
   }
 }
 
+// The textbook's error diffusion, in fractions.
+TEST(RowConversion, DitheringSpreadsTheErrorAsFloydAndSteinbergDid) {
+  constexpr int kWidth = 39, kHeight = 6;  // rounding adds up further down
+  const Bitmap source = RandomBitmap(kWidth, kHeight, 8);
+  Bitmap out;
+  ASSERT_TRUE(ConvertBitmap(source, 1, true, out).Ok());
+  double wanted[kHeight + 1][kWidth + 2] = {};
+  for (int y = 0; y < kHeight; ++y) {
+    for (int x = 0; x < kWidth; ++x) {
+      double& value = wanted[y][x + 1];
+      value += ColorAt(source, x, y)[0];
+      const int shown = value < 128 ? 0 : 255;
+      EXPECT_EQ(ColorAt(out, x, y)[0], shown) << x << " " << y << " " << value;
+      const double error = value - shown;
+      wanted[y][x + 2] += error * 7 / 16;
+      wanted[y + 1][x] += error * 3 / 16;
+      wanted[y + 1][x + 1] += error * 5 / 16;
+      wanted[y + 1][x + 2] += error / 16;
+    }
+  }
+}
+
 TEST(RowConversion, DitheredRowsDoNotDependOnTheOrderOfAsking) {
   Bitmap bitmap = SmoothBitmap(50, 20, 24);
   std::vector<Bytes> inOrder;

@@ -77,7 +77,7 @@ Exit Create(const CreateOptions& options) {
 void AddCreate(CLI::App& app, Exit& exit) {
   CLI::App* command = app.add_subcommand("create", "Make a file of pictures, a page each");
   command->footer(
-      "Pictures are png, tif (all its pages), pbm, pgm, ppm and jpg files. OUT is written\n"
+      "Pictures are png, tif and pnm (all pages) and jpg files. OUT is written\n"
       "completely or not at all; OUT - is standard output. JPEG pages go into modca only.");
   auto options = std::make_shared<CreateOptions>();
   command->add_option("OUT", options->out, "File to write")->required();

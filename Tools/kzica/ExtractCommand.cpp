@@ -8,8 +8,10 @@
 
 #include "Host/Toolkit/AtomicFile.h"
 #include "Host/Toolkit/Document.h"
+#include "Host/Toolkit/JpegCodec.h"
 #include "Host/Toolkit/PageRange.h"
 #include "Host/Toolkit/PictureFile.h"
+#include "Host/Toolkit/RowConversion.h"
 #include "Tools/kzica/Command.h"
 #include "Tools/kzica/NumberedName.h"
 
@@ -26,6 +28,7 @@ struct ExtractOptions {
   std::string pages = "1";
   bool all = false;
   std::string format;
+  bool dither = false;
   kz::LoadOptions load;
 };
 
@@ -126,21 +129,34 @@ class Extraction {
   Exit ToOneFile(const std::string& out, const std::vector<int>& pages) {
     RefuseSameFile(m_options, out);
     if (m_format.raw) return StoredData(out, pages[0]);
-    if (m_format.picture == kz::PictureFormat::kJpeg && IsJpegPage(pages[0])) {
-      return StoredData(out, pages[0]);
+    kz::PageInfo info;
+    if (m_format.picture == kz::PictureFormat::kJpeg && !m_options.dither &&
+        m_document.DescribePage(pages[0], info).Ok() && info.coding == Coding::Jpeg) {
+      return info.topDown ? StoredData(out, pages[0]) : FlippedData(out, pages[0]);
     }
     return Pictures(out, pages);
-  }
-
-  bool IsJpegPage(int page) const {
-    kz::PageInfo info;
-    return m_document.DescribePage(page, info).Ok() && info.coding == Coding::Jpeg;
   }
 
   Exit StoredData(const std::string& out, int page) {
     std::vector<unsigned char> data;
     kz::Outcome outcome = m_document.ReadImageData(page, data);
     if (!outcome.Ok()) return Complain({m_options.file, page}, outcome);
+    outcome = WriteData(out, data);
+    return outcome.Ok() ? kDone : Complain({out}, outcome);
+  }
+
+  // The data of a page that is stored bottom up, for readers that don't know of that.
+  Exit FlippedData(const std::string& out, int page) {
+    std::vector<unsigned char> data;
+    bool flipped = false;
+    kz::Outcome outcome = m_document.ReadImageData(page, data);
+    if (outcome.Ok()) outcome = kz::FlipJpeg(data, m_options.load.maxPixels, flipped);
+    if (!outcome.Ok()) return Complain({m_options.file, page}, outcome);
+    if (!flipped) {
+      Note({m_options.file, page},
+           "is stored bottom up and can't be turned as it is: its JPEG data are coded again");
+      return Pictures(out, {page});
+    }
     outcome = WriteData(out, data);
     return outcome.Ok() ? kDone : Complain({out}, outcome);
   }
@@ -155,12 +171,25 @@ class Extraction {
       outcome = m_document.LoadPage(page, m_options.load, bitmap);
       if (!outcome.Ok()) return Complain({m_options.file, page}, outcome);
       Warn({m_options.file, page}, outcome);
+      outcome = Dither(bitmap);
+      if (!outcome.Ok()) return Complain({m_options.file, page}, outcome);
       outcome = writer.AddPage(bitmap);
+      if (outcome.status == K_ERROR_BITS_PER_PIXEL) {
+        outcome.what += "; --dither makes black and white of it";
+      }
       if (!outcome.Ok()) return Complain({out}, outcome);
       progress.Step();
     }
     outcome = writer.Commit();
     return outcome.Ok() ? kDone : Complain({out}, outcome);
+  }
+
+  kz::Outcome Dither(kz::Bitmap& bitmap) const {
+    if (!m_options.dither || bitmap.BitsPerPixel() == 1) return {};
+    kz::Bitmap dithered;
+    kz::Outcome outcome = kz::ConvertBitmap(bitmap, 1, true, dithered);
+    bitmap = std::move(dithered);
+    return outcome;
   }
 
   const ExtractOptions& m_options;
@@ -175,7 +204,8 @@ void AddExtract(CLI::App& app, Exit& exit) {
   CLI::App* command = app.add_subcommand("extract", "Write pages as picture files");
   command->footer(
       "OUT's ending says what to write: png, tif, pbm, pgm, ppm, pnm, jpg or pdf, or raw for\n"
-      "the compressed image data as they are stored. A JPEG page goes to jpg as it is. Several\n"
+      "the compressed image data as they are stored. A JPEG page goes to jpg as it is, turned\n"
+      "without loss if it is stored bottom up and that can be done. Several\n"
       "pages go into one tif or pdf, or into numbered files if OUT has a %d or, with leading\n"
       "zeros, a %03d. OUT - is standard output.");
   auto options = std::make_shared<ExtractOptions>();
@@ -188,6 +218,8 @@ void AddExtract(CLI::App& app, Exit& exit) {
   command->add_flag("-a,--all", options->all, "All pages")->excludes(page);
   command->add_option("-f,--format", options->format, "What to write, whatever the ending is")
       ->check(CLI::IsMember(kFormats));
+  command->add_flag("--dither", options->dither,
+                    "Make black and white pictures, by error diffusion");
   AddMaxPixels(*command, options->load.maxPixels);
   command->callback([options, &exit] { exit = Extraction(*options).Run(); });
 }
