@@ -1,0 +1,45 @@
+// The readers of picture files: png, tif, pnm and jpg, by their first bytes.
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "Fuzz/MemoryDisk.h"
+#include "Host/Kernel/KernelTesting.h"
+#include "Host/Toolkit/JpegCodec.h"
+#include "Host/Toolkit/PictureFile.h"
+
+namespace {
+
+constexpr int64_t kMaxPixels = 1 << 18;
+
+void ReadPages(const std::string& path, size_t size) {
+  kz::PictureReader reader;
+  const kz::Outcome opened = reader.Open(path, kMaxPixels);
+  Require(opened.Ok() || !opened.what.empty(), "a refusal has words");
+  Require(opened.Ok() == (reader.Pages() > 0), "a picture file has pages");
+  Require(static_cast<size_t>(reader.Pages()) <= size, "a page takes bytes");
+  for (int page = 1; page <= reader.Pages() && page <= 3; ++page) {
+    kz::Bitmap bitmap;
+    const kz::Outcome outcome = reader.Read(page, bitmap);
+    Require(outcome.Ok() == !bitmap.Empty(), "a picture is there when it was read");
+    Require(outcome.Ok() == outcome.what.empty(), "a refusal has words, a success none");
+    Require(int64_t{bitmap.Width()} * bitmap.Height() <= kMaxPixels, "the limit holds");
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  const size_t blocks = K_LiveBlocks();
+  const int file = memfd_create("picture", MFD_CLOEXEC);
+  Require(file >= 0 && write(file, data, size) == static_cast<ssize_t>(size), "a file is there");
+  ReadPages("/proc/self/fd/" + std::to_string(file), size);
+  close(file);
+  std::vector<unsigned char> jpeg(data, data + size);
+  bool flipped = false;
+  const kz::Outcome outcome = kz::FlipJpeg(jpeg, kMaxPixels, flipped);
+  Require(flipped ? outcome.Ok() : jpeg.size() == size, "data that can't be turned stay");
+  Require(K_LiveBlocks() == blocks, "no block is left");
+  return 0;
+}
