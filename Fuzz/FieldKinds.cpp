@@ -185,10 +185,11 @@ void RenameSelfDefining(Bytes& field, Random& random) {
 bool FillSelfDefining(const Bytes& field, Bytes& data, Random& random) {
   constexpr uint16_t sides[] = {0, 1, 7, 8, 9, 31, 33, 64, 200, 1728, MAX_IMAGE_SIDE, 0x8000};
   constexpr uint16_t resolutions[] = {0, 1, 9, 2400, 3000, 0x7FFF, 0x8000, 0xFFFF};
-  constexpr uint8_t compressions[] = {
-      COMPRESSION_IBM_MMR, COMPRESSION_NONE,      COMPRESSION_RL4,    COMPRESSION_ABIC,
-      COMPRESSION_G3_MH,   COMPRESSION_G3_MR,     COMPRESSION_G4_MMR, COMPRESSION_CONCATENATED_ABIC,
-      COMPRESSION_JPEG,    COMPRESSION_UNASSIGNED};
+  constexpr uint8_t compressions[] = {ICA_COMPRESSION_IBM_MMR, ICA_COMPRESSION_NONE,
+                                      ICA_COMPRESSION_RL4,     ICA_COMPRESSION_ABIC,
+                                      ICA_COMPRESSION_G3_MH,   ICA_COMPRESSION_G3_MR,
+                                      ICA_COMPRESSION_G4_MMR,  ICA_COMPRESSION_CONCATENATED_ABIC,
+                                      ICA_COMPRESSION_JPEG,    ICA_COMPRESSION_UNASSIGNED};
   constexpr uint8_t recordings[] = {RECORDING_RIDIC, RECORDING_BOTTOM_TO_TOP,
                                     RECORDING_UNPADDED_RIDIC, 0xFE};
   constexpr uint8_t depths[] = {1, 4, 8, 24};

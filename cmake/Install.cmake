@@ -14,12 +14,15 @@ foreach(library IN LISTS libraries)
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/kzica>)
   target_compile_features(${library} INTERFACE cxx_std_20)
 endforeach()
-# The kernel library gets no search path: it needs no library of ours, and before it
-# is installed CMake would pad the path with empty entries, which are the current
-# folder, where it would then find a codec.
-set_target_properties(kzfax kzica_filter kztoolkit PROPERTIES INSTALL_RPATH "$ORIGIN")
-set_target_properties(kzica PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
-set_target_properties(kzabi PROPERTIES INSTALL_RPATH "$ORIGIN")
+# Where a library finds the others is the same before and after the installation. With
+# a path that changes, CMake would pad the shorter one with empty entries, which are
+# the current folder, where the libraries, or a codec, would then be looked for. The
+# kernel library needs no library of ours.
+set_target_properties(kzfax kzica_filter kztoolkit kzabi PROPERTIES
+  INSTALL_RPATH "$ORIGIN" BUILD_WITH_INSTALL_RPATH ON)
+set(folders "$ORIGIN/../lib" "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+list(REMOVE_DUPLICATES folders)
+set_target_properties(kzica PROPERTIES INSTALL_RPATH "${folders}" BUILD_WITH_INSTALL_RPATH ON)
 
 install(TARGETS ${libraries} EXPORT kzica LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 # The kernel library looks for the codec beside itself.
@@ -50,5 +53,8 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/kzicaConfigVersion.cmake
   COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/kzicaConfig.cmake ${PROJECT_BINARY_DIR}/kzicaConfigVersion.cmake
   DESTINATION ${package})
+# The prefix is found from where the file lies.
+cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX
+  BASE_DIRECTORY ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig OUTPUT_VARIABLE prefix_from_pc)
 configure_file(${PROJECT_SOURCE_DIR}/cmake/kzica.pc.in ${PROJECT_BINARY_DIR}/kzica.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/kzica.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -47,16 +47,16 @@ constexpr NamedCode kFieldNames[] = {
 };
 
 constexpr NamedCode kCompressions[] = {
-    {COMPRESSION_IBM_MMR, "IBM MMR"},
-    {COMPRESSION_NONE, "none"},
-    {COMPRESSION_RL4, "RL4"},
-    {COMPRESSION_ABIC, "ABIC"},
-    {COMPRESSION_CONCATENATED_ABIC, "concatenated ABIC"},
-    {COMPRESSION_UNASSIGNED, "unassigned"},
-    {COMPRESSION_G3_MH, "G3 MH"},
-    {COMPRESSION_G3_MR, "G3 MR"},
-    {COMPRESSION_G4_MMR, "G4 MMR"},
-    {COMPRESSION_JPEG, "JPEG"},
+    {ICA_COMPRESSION_IBM_MMR, "IBM MMR"},
+    {ICA_COMPRESSION_NONE, "none"},
+    {ICA_COMPRESSION_RL4, "RL4"},
+    {ICA_COMPRESSION_ABIC, "ABIC"},
+    {ICA_COMPRESSION_CONCATENATED_ABIC, "concatenated ABIC"},
+    {ICA_COMPRESSION_UNASSIGNED, "unassigned"},
+    {ICA_COMPRESSION_G3_MH, "G3 MH"},
+    {ICA_COMPRESSION_G3_MR, "G3 MR"},
+    {ICA_COMPRESSION_G4_MMR, "G4 MMR"},
+    {ICA_COMPRESSION_JPEG, "JPEG"},
 };
 
 constexpr NamedCode kRecordings[] = {

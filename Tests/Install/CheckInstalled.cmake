@@ -1,5 +1,7 @@
-# Installs the build into a fresh prefix, builds a program against it with the CMake
-# package and with pkg-config, and runs it, the command and the manual page there:
+# Installs the build into a fresh prefix and moves it elsewhere, builds a program against
+# it with the CMake package and with pkg-config, and runs it, the command and the manual
+# page there. Every header compiles alone, before and after <tiffio.h>, and no program or
+# library, built or installed, looks for libraries in the current folder:
 # cmake -DBUILD=... -DSOURCE=... -DCOMPILER=... -P CheckInstalled.cmake
 set(work ${BUILD}/installed)
 file(REMOVE_RECURSE ${work})
@@ -19,7 +21,8 @@ function(expect text pattern)
   endif()
 endfunction()
 
-run(ignored ${CMAKE_COMMAND} --install ${BUILD} --prefix ${prefix})
+run(ignored ${CMAKE_COMMAND} --install ${BUILD} --strip --prefix ${work}/first)
+file(RENAME ${work}/first ${prefix})
 set(sample ${SOURCE}/Samples/report-mixed.afp)
 set(pages "1: 1728 x 2200\n2: 1728 x 2200\n3: 333 x 777\n4: 333 x 777\n5: 333 x 777\n6: 1024 x 768\n")
 
@@ -32,7 +35,7 @@ expect("${output}" "^${pages}$")
 file(GLOB_RECURSE pc ${prefix}/*/kzica.pc)
 cmake_path(GET pc PARENT_PATH pc_folder)
 set(ENV{PKG_CONFIG_PATH} ${pc_folder})
-run(flags pkg-config --define-variable=prefix=${prefix} --cflags --libs kzica)
+run(flags pkg-config --cflags --libs kzica)
 separate_arguments(flags UNIX_COMMAND "${flags}")
 cmake_path(GET pc_folder PARENT_PATH libraries)
 run(ignored ${COMPILER} -std=c++20 ${SOURCE}/Tests/Install/Consumer/Consumer.cpp -o ${work}/consumer
@@ -47,3 +50,34 @@ file(READ ${manual} text)
 foreach(word info extract create append insert replace delete assemble split text dump check)
   expect("${text}" "\\.SH COMMAND ${word}\n")
 endforeach()
+
+file(GLOB_RECURSE headers RELATIVE ${prefix}/include/kzica ${prefix}/include/kzica/*.h)
+expect("${headers}" "Host/Toolkit/Document.h;.*Host/Toolkit/Text.h")
+foreach(header IN LISTS headers)
+  set(alone "#include \"${header}\"\n")
+  set(tiff "#include <tiffio.h>\n")
+  file(WRITE ${work}/before.cpp "${alone}${tiff}")
+  file(WRITE ${work}/after.cpp "${tiff}${alone}")
+  run(ignored ${COMPILER} -std=c++20 -fsyntax-only -I${prefix}/include/kzica ${work}/before.cpp)
+  run(ignored ${COMPILER} -std=c++20 -fsyntax-only -I${prefix}/include/kzica ${work}/after.cpp)
+endforeach()
+
+file(GLOB built ${BUILD}/bin/* ${BUILD}/lib/*)
+file(GLOB_RECURSE installed ${prefix}/bin/* ${prefix}/*.so ${prefix}/*.so.*)
+set(searched 0)
+foreach(binary IN LISTS built installed)
+  run(dynamic readelf -d ${binary})
+  if(dynamic MATCHES "R(UN)?PATH[^[]*\\[([^\n]*)\\]")
+    math(EXPR searched "${searched} + 1")
+    if(":${CMAKE_MATCH_2}:" MATCHES "::|:[^/$:]")
+      message(FATAL_ERROR "${binary} looks for libraries in the current folder: ${CMAKE_MATCH_2}")
+    endif()
+  endif()
+endforeach()
+if(searched LESS 10)
+  message(FATAL_ERROR "only ${searched} programs and libraries have a search path")
+endif()
+run(sections readelf -S ${prefix}/bin/kzica)
+if(sections MATCHES "\\.symtab|\\.debug_")
+  message(FATAL_ERROR "the installed command isn't stripped")
+endif()

@@ -9,16 +9,16 @@ namespace {
 // tell them apart.
 constexpr FormatRow kRows[] = {
     // clang-format off
-    {COMPRESSION_G3_MH,             Coding::Fax,          77,  71,  309, RAW_G3_MH,        "CCITT Group 3 Fax",   true},
-    {COMPRESSION_G3_MR,             Coding::Fax,          78,  72,  310, RAW_G3_MR,        "CCITT Group 3 Fax",   true},
-    {COMPRESSION_G4_MMR,            Coding::Fax,          79,  73,  311, RAW_G4_MMR,       "CCITT Group 4 Fax",   true},
-    {COMPRESSION_IBM_MMR,           Coding::Fax,          118, 117, 313, RAW_IBM_MMR,      "IBM MMR Group 3 Fax", true},
-    {COMPRESSION_ABIC,              Coding::Abic,         184, 190, 191, RAW_ABIC,         "ABIC compression",    true},
-    {COMPRESSION_CONCATENATED_ABIC, Coding::Abic,         184, 190, 191, RAW_ABIC,         "ABIC compression",    true},
-    {COMPRESSION_NONE,              Coding::Uncompressed, 254, 253, 312, RAW_UNCOMPRESSED, "Uncompressed IOCA",   true},
-    {COMPRESSION_JPEG,              Coding::Jpeg,         0,   377, 0,   RAW_JPEG_444,     "JPEG",                true},
-    {COMPRESSION_JPEG,              Coding::Jpeg,         0,   378, 0,   RAW_JPEG_420,     "JPEG",                false},
-    {COMPRESSION_JPEG,              Coding::Jpeg,         0,   379, 0,   RAW_JPEG_422,     "JPEG",                false},
+    {ICA_COMPRESSION_G3_MH,             Coding::Fax,          77,  71,  309, RAW_G3_MH,        "CCITT Group 3 Fax",   true},
+    {ICA_COMPRESSION_G3_MR,             Coding::Fax,          78,  72,  310, RAW_G3_MR,        "CCITT Group 3 Fax",   true},
+    {ICA_COMPRESSION_G4_MMR,            Coding::Fax,          79,  73,  311, RAW_G4_MMR,       "CCITT Group 4 Fax",   true},
+    {ICA_COMPRESSION_IBM_MMR,           Coding::Fax,          118, 117, 313, RAW_IBM_MMR,      "IBM MMR Group 3 Fax", true},
+    {ICA_COMPRESSION_ABIC,              Coding::Abic,         184, 190, 191, RAW_ABIC,         "ABIC compression",    true},
+    {ICA_COMPRESSION_CONCATENATED_ABIC, Coding::Abic,         184, 190, 191, RAW_ABIC,         "ABIC compression",    true},
+    {ICA_COMPRESSION_NONE,              Coding::Uncompressed, 254, 253, 312, RAW_UNCOMPRESSED, "Uncompressed IOCA",   true},
+    {ICA_COMPRESSION_JPEG,              Coding::Jpeg,         0,   377, 0,   RAW_JPEG_444,     "JPEG",                true},
+    {ICA_COMPRESSION_JPEG,              Coding::Jpeg,         0,   378, 0,   RAW_JPEG_420,     "JPEG",                false},
+    {ICA_COMPRESSION_JPEG,              Coding::Jpeg,         0,   379, 0,   RAW_JPEG_422,     "JPEG",                false},
     // clang-format on
 };
 

@@ -6,16 +6,16 @@
 #include <cstdint>
 
 // Compression algorithms of the Image Encoding field.
-constexpr unsigned char COMPRESSION_IBM_MMR = 0x01;
-constexpr unsigned char COMPRESSION_NONE = 0x03;
-constexpr unsigned char COMPRESSION_RL4 = 0x06;
-constexpr unsigned char COMPRESSION_ABIC = 0x08;
-constexpr unsigned char COMPRESSION_CONCATENATED_ABIC = 0x0A;
-constexpr unsigned char COMPRESSION_UNASSIGNED = 0x0B;
-constexpr unsigned char COMPRESSION_G3_MH = 0x80;
-constexpr unsigned char COMPRESSION_G3_MR = 0x81;
-constexpr unsigned char COMPRESSION_G4_MMR = 0x82;
-constexpr unsigned char COMPRESSION_JPEG = 0x83;
+constexpr unsigned char ICA_COMPRESSION_IBM_MMR = 0x01;
+constexpr unsigned char ICA_COMPRESSION_NONE = 0x03;
+constexpr unsigned char ICA_COMPRESSION_RL4 = 0x06;
+constexpr unsigned char ICA_COMPRESSION_ABIC = 0x08;
+constexpr unsigned char ICA_COMPRESSION_CONCATENATED_ABIC = 0x0A;
+constexpr unsigned char ICA_COMPRESSION_UNASSIGNED = 0x0B;
+constexpr unsigned char ICA_COMPRESSION_G3_MH = 0x80;
+constexpr unsigned char ICA_COMPRESSION_G3_MR = 0x81;
+constexpr unsigned char ICA_COMPRESSION_G4_MMR = 0x82;
+constexpr unsigned char ICA_COMPRESSION_JPEG = 0x83;
 
 // Raw codes.
 constexpr uint32_t RAW_JPEG_444 = 10;

@@ -86,8 +86,8 @@ int ApplyImageEncoding(const _ICA_SDF& field, Container container, _LOADINFO* in
   const unsigned char compression = field.abParam[0];
   const FormatRow* row = FindCompression(compression);
   info->nFormat = row != nullptr ? DescribedFormatCode(row, container) : 0;
-  if (compression == COMPRESSION_ABIC) info->nBitsPerPixel = 1;
-  if (compression == COMPRESSION_CONCATENATED_ABIC) info->nBitsPerPixel = kConcatenatedBits;
+  if (compression == ICA_COMPRESSION_ABIC) info->nBitsPerPixel = 1;
+  if (compression == ICA_COMPRESSION_CONCATENATED_ABIC) info->nBitsPerPixel = kConcatenatedBits;
   RepairResolution(info, raw);
 
   switch (field.abParam[1]) {

@@ -26,11 +26,11 @@ bool IsImageSize(const _ICA_SDF& field) {
 }
 
 bool IsImageEncoding(const _ICA_SDF& field) {
-  constexpr unsigned char compressions[] = {COMPRESSION_IBM_MMR,    COMPRESSION_NONE,
-                                            COMPRESSION_RL4,        COMPRESSION_ABIC,
-                                            COMPRESSION_UNASSIGNED, COMPRESSION_CONCATENATED_ABIC,
-                                            COMPRESSION_G3_MH,      COMPRESSION_G3_MR,
-                                            COMPRESSION_G4_MMR,     COMPRESSION_JPEG};
+  constexpr unsigned char compressions[] = {
+      ICA_COMPRESSION_IBM_MMR, ICA_COMPRESSION_NONE,       ICA_COMPRESSION_RL4,
+      ICA_COMPRESSION_ABIC,    ICA_COMPRESSION_UNASSIGNED, ICA_COMPRESSION_CONCATENATED_ABIC,
+      ICA_COMPRESSION_G3_MH,   ICA_COMPRESSION_G3_MR,      ICA_COMPRESSION_G4_MMR,
+      ICA_COMPRESSION_JPEG};
   constexpr unsigned char recordings[] = {RECORDING_RIDIC, RECORDING_BOTTOM_TO_TOP,
                                           RECORDING_UNPADDED_RIDIC, 0xFE};
   const auto holds = [](const auto& values, unsigned char value) {

@@ -39,9 +39,9 @@ unsigned char CompressionOf(const FormatRow* row, const _BITMAPHANDLE* bitmap) {
   if (row->coding != Coding::Abic) return row->compression;
   switch (bitmap->nBitsPerPixel) {
     case 1:
-      return COMPRESSION_ABIC;
+      return ICA_COMPRESSION_ABIC;
     case 4:
-      return COMPRESSION_CONCATENATED_ABIC;
+      return ICA_COMPRESSION_CONCATENATED_ABIC;
     default:
       return 0x00;
   }
