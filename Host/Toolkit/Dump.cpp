@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "Host/Toolkit/DumpWalkers.h"
+#include "Host/Toolkit/Printable.h"
 #include "Host/Toolkit/StructuredFieldNames.h"
 
 namespace kz {
@@ -18,7 +19,7 @@ void DumpEvent::Add(const char* value, std::string words) {
 }
 
 void DumpStream::Put(const DumpEvent& event) {
-  if (event.kind == DumpKind::Problem) ++m_problems;
+  ++(event.kind == DumpKind::Problem ? m_problems : m_fields);
   if (!m_ended) m_ended = !m_sink.Take(event);
 }
 
@@ -37,17 +38,7 @@ void DumpStream::Problem(int64_t offset, int64_t passed, int depth, std::string 
 }
 
 std::string DumpStream::Text(std::string_view bytes) {
-  std::string text = m_decoder.Decode(bytes);
-  for (char& c : text) {
-    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = ' ';
-  }
-  // The control characters behind Latin-1's first half: C2 80 to C2 9F.
-  for (size_t i = 0; i + 1 < text.size(); ++i) {
-    if (text[i] == '\xC2' && static_cast<unsigned char>(text[i + 1]) < 0xA0) {
-      text.replace(i, 2, " ");
-    }
-  }
-  return text;
+  return Printable(m_decoder.Decode(bytes), Unprintable::Blank);
 }
 
 std::string Hex(std::string_view bytes, size_t most) {
@@ -276,7 +267,10 @@ Outcome DumpFile(const std::string& file, const DumpOptions& options, DumpSink& 
   if (window.Size() == 0) stream.Problem(0, 0, 0, "the file is empty");
   FileDumper(window, stream).Run();
   if (problems != nullptr) *problems = stream.Problems();
-  return window.Failed() ? Failure(K_ERROR_READ, "the file can't be read") : Outcome{};
+  if (window.Failed()) return Failure(K_ERROR_READ, "the file can't be read");
+  if (window.Size() == 0) return Failure(K_ERROR_READ, "the file is empty");
+  if (stream.Fields() > 0 || stream.Ended()) return {};
+  return Failure(K_ERROR_INVALID_FORMAT, "this is neither an IOCA image nor a MO:DCA document");
 }
 
 }  // namespace kz

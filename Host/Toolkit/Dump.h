@@ -74,7 +74,8 @@ struct DumpOptions {
 // Dumps a document or a bare image. Holds one field at a time, be the file as large
 // as it may. What can't be read is an event and no failure; then the dump goes on at
 // the next field that looks like one. Fails with -10 for a file that can't be opened,
-// -7 when reading fails, -9 for an unknown encoding; 1 also when the sink ended it.
+// -7 when reading fails or there is nothing to read, -9 for an unknown encoding and for
+// a file without any field; 1 also when the sink ended it.
 // `problems` may be null, else it receives their number.
 K_EXPORT Outcome DumpFile(const std::string& file, const DumpOptions& options, DumpSink& sink,
                           int* problems = nullptr);

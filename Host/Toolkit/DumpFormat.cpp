@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "Host/Toolkit/Dump.h"
+#include "Host/Toolkit/Printable.h"
 
 namespace kz {
 
@@ -140,8 +141,9 @@ class JsonDump : public DumpSink {
     }
     if (!values.empty()) object["values"] = std::move(values);
     add("data", event.data);
-    return m_output(object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) +
-                    "\n");
+    const std::string text =
+        object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+    return m_output(Printable(text, Unprintable::Json) + "\n");
   }
 
  private:

@@ -20,12 +20,14 @@ class DumpStream {
   std::string Text(std::string_view bytes);
   bool Ended() const { return m_ended; }
   int Problems() const { return m_problems; }
+  int Fields() const { return m_fields; }
 
  private:
   DumpSink& m_sink;
   TextDecoder& m_decoder;
   bool m_ended = false;
   int m_problems = 0;
+  int m_fields = 0;
 };
 
 // Hexadecimal digits of at most `most` bytes, "..." for the rest.

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "Host/Kernel/Export.h"
 #include "Host/Toolkit/Outcome.h"
 
 namespace kz {
@@ -13,7 +14,7 @@ namespace kz {
 // The code page of documents that say nothing else: EBCDIC, international.
 constexpr const char* kDefaultEncoding = "cp500";
 
-class TextDecoder {
+class K_EXPORT TextDecoder {
  public:
   TextDecoder() = default;
   ~TextDecoder();
