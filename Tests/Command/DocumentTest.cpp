@@ -279,8 +279,15 @@ TEST_F(Documents, WhatCannotBeDoneIsRefusedAndStays) {
       {"split FILE OUT", 2, "%d"},
       {"split FILE FILE -p 1", 2, "the file to split"},
       {"text FILE -p 4", 1, "there is no page 4"},
-      {"text FILE -e no-such", 1, "there is no encoding 'no-such'"},
+      {"text FILE -e no-such", 2, "there is no encoding 'no-such'"},
+      {"dump FILE -e no-such", 2, "there is no encoding 'no-such'"},
       {"dump NONE", 1, "No such file or directory (status -10)"},
+      {"dump PICTURE", 1, "neither an IOCA image nor a MO:DCA document (status -9)"},
+      {"append - ODD", 2, "standard input can't be changed"},
+      {"insert - ODD --after 1", 2, "standard input can't be changed"},
+      {"replace - ODD -p 1", 2, "standard input can't be changed"},
+      {"delete - -p 1", 2, "standard input can't be changed"},
+      {"help nosuch", 2, "there is no command 'nosuch'"},
   };
   const auto before = Contents();
   for (const auto& c : cases) {

@@ -19,9 +19,17 @@ TEST(Extract, EveryEndingAndFormatGivesItsKindOfFile) {
   const struct {
     const char* name;
     std::string begin;
-  } kinds[] = {{"png", "\x89PNG"},  {"tif", "II*"},  {"pbm", "P4"},
-               {"pgm", "P5"},       {"ppm", "P6"},   {"pnm", "P4"},
-               {"jpg", "\xFF\xD8"}, {"pdf", "%PDF"}, {"raw", "\xFF\xFF\xFF\xFF"}};
+  } kinds[] = {{"png", "\x89PNG"},
+               {"tif", "II*"},
+               {"pbm", "P4"},
+               {"tiff", "II*"},
+               {"jpeg", "\xFF\xD8"},
+               {"pgm", "P5"},
+               {"ppm", "P6"},
+               {"pnm", "P4"},
+               {"jpg", "\xFF\xD8"},
+               {"pdf", "%PDF"},
+               {"raw", "\xFF\xFF\xFF\xFF"}};
   const TemporaryFolder folder;
   for (const auto& kind : kinds) {
     const std::string out = folder / (std::string("page.") + kind.name);
@@ -49,6 +57,17 @@ TEST(Extract, SeveralPagesGoIntoOneFileOrIntoNumberedOnes) {
   ASSERT_EQ(Kzica({"extract", Sample("report-g4.mda"), folder / "%03d-100%.png", "-a"}).exit, 0);
   ASSERT_EQ(Kzica({"extract", Sample("report-g4.mda"), folder / "some-%d.png", "-p", "3,1"}).exit,
             0);
+  // Once, where no letter follows; everything else is a name.
+  const std::pair<const char*, const char*> names[] = {{"100%done.png", "100%done.png"},
+                                                       {"100%%d.png", "100%d.png"},
+                                                       {"%%-%d-%d.png", "%-2-%d.png"},
+                                                       {"%s%5%.png", "%s%5%.png"},
+                                                       {"%3d_.png", "  2_.png"}};
+  for (const auto& [name, written] : names) {
+    const TemporaryFolder alone;
+    ASSERT_EQ(Kzica({"extract", Sample("report-g4.mda"), alone / name, "-p", "2"}).exit, 0);
+    EXPECT_EQ(alone.Names(), std::vector<std::string>{written});
+  }
   const char* pictures[] = {"letter.png", "halftone.png", "odd.png"};
   for (int page = 1; page <= 3; ++page) {
     const PixPointer expected = ReadPix(Sample(pictures[page - 1]));

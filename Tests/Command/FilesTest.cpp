@@ -8,7 +8,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <thread>
 
 #include "Tests/Command/Program.h"
 #include "Tests/Toolkit/EditedDocuments.h"
@@ -86,17 +85,14 @@ class Files : public testing::Test {
 };
 
 TEST_F(Files, WhatIsNoDocumentIsNamed) {
-  const std::string folder = m_folder / "folder", fifo = m_folder / "fifo",
-                    loop = m_folder / "loop";
+  const std::string folder = m_folder / "folder", loop = m_folder / "loop";
   fs::create_directory(folder);
-  ASSERT_EQ(mkfifo(fifo.c_str(), 0666), 0);
   fs::create_symlink("loop", loop);
   const struct {
     std::string file;
     const char* message;
   } cases[] = {
       {folder, "Is a directory (status -10)"},
-      {fifo, "only regular files can be read (status -10)"},
       {"/dev/zero", "only regular files can be read (status -10)"},
       {"/dev/full", "only regular files can be read (status -10)"},
       {m_folder.File("empty", {}), "the file is empty (status -7)"},
@@ -325,28 +321,6 @@ TEST_F(Files, RightsAreRespected) {
     left += entry.path().extension() == ".tmp";
   }
   EXPECT_EQ(left, 0u);
-}
-
-TEST_F(Files, PicturesMayComeThroughPipes) {
-  const std::string fifo = m_folder / "fifo", out = m_folder / "out.mda";
-  ASSERT_EQ(mkfifo(fifo.c_str(), 0666), 0);
-  const auto create = [&](const Bytes& content) {
-    std::thread writer([&] {
-      std::ofstream(fifo, std::ios::binary)
-          .write(reinterpret_cast<const char*>(content.data()),
-                 static_cast<std::streamsize>(content.size()));
-    });
-    const Result run = Kzica({"create", out, fifo}, kPatient);
-    writer.join();
-    return run;
-  };
-  EXPECT_EQ(create(FileBytes(Sample("odd.png"))).exit, 0);
-  EXPECT_EQ(Kzica({"check", out}, kPatient).exit, 0);
-  EXPECT_THAT(create({'n', 'o'}).err, HasSubstr("not a png, tif, pnm or jpg picture"));
-  EXPECT_THAT(create({}).err, HasSubstr("not a png, tif, pnm or jpg picture"));
-  for (const char* none : {"/dev/null", "/dev/zero"}) {
-    ExpectRefusal({"create", out, none}, "not a png, tif, pnm or jpg picture (status -9)");
-  }
 }
 
 }  // namespace

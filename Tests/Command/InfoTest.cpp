@@ -97,6 +97,8 @@ TEST(Command, HelpAndVersionGoToStandardOutput) {
     EXPECT_NE(run.out, "");
   }
   EXPECT_THAT(Kzica({"append", "--help"}).out, HasSubstr("--in-place"));
+  EXPECT_EQ(Kzica({"help", "append"}).out, Kzica({"append", "--help"}).out);
+  EXPECT_EQ(Kzica({"help"}).out, Kzica({"--help"}).out);
 }
 
 }  // namespace

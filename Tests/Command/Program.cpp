@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <grp.h>
+#include <pty.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -40,6 +41,8 @@ void Limit(decltype(RLIMIT_AS) resource, rlim_t value) {
     out = open(conditions.output.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
   }
   if (conditions.outputDescriptor >= 0) out = conditions.outputDescriptor;
+  if (!conditions.input.empty()) dup2(open(conditions.input.c_str(), O_RDONLY), STDIN_FILENO);
+  if (!conditions.folder.empty() && chdir(conditions.folder.c_str()) != 0) _exit(126);
   dup2(out, STDOUT_FILENO);
   dup2(err, STDERR_FILENO);
   for (const std::string& variable : conditions.variables) {
@@ -49,6 +52,7 @@ void Limit(decltype(RLIMIT_AS) resource, rlim_t value) {
       (setgroups(0, nullptr) != 0 || setgid(kNobody) != 0 || setuid(kNobody) != 0)) {
     _exit(126);
   }
+  for (const int descriptor : conditions.closed) close(descriptor);
   Limit(RLIMIT_FSIZE, conditions.fileSize);
   Limit(RLIMIT_AS, conditions.memory);
   Limit(RLIMIT_CPU, conditions.processorTime);
@@ -80,9 +84,25 @@ Result Kzica(const std::vector<std::string>& arguments, const Conditions& condit
   pointers.push_back(nullptr);
   const int out = MemoryFile("out");
   const int err = MemoryFile("err");
+  int master = -1, terminal = -1;
+  if (conditions.terminal && openpty(&master, &terminal, nullptr, nullptr, nullptr) != 0) {
+    throw std::runtime_error("no terminal");
+  }
   const pid_t child = fork();
   if (child < 0) throw std::runtime_error("no process");
-  if (child == 0) BecomeKzica(pointers, conditions, out, err);
+  if (child == 0) {
+    if (conditions.terminal) close(master);
+    BecomeKzica(pointers, conditions, conditions.terminal ? terminal : out,
+                conditions.terminal ? terminal : err);
+  }
+  if (conditions.terminal) {
+    close(terminal);
+    char piece[4096];
+    for (ssize_t n; (n = read(master, piece, sizeof(piece))) > 0;) {
+      if (write(out, piece, static_cast<size_t>(n)) != n) throw std::runtime_error("no room");
+    }
+    close(master);
+  }
   if (conditions.killAfter >= 0) {
     usleep(static_cast<useconds_t>(conditions.killAfter));
     kill(child, SIGKILL);

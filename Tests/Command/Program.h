@@ -11,6 +11,10 @@
 struct Conditions {
   std::string output = {};                  // file for standard output; empty: it is returned
   int outputDescriptor = -1;                // the same, open already
+  std::string input = {};                   // file for standard input; empty: the test's own
+  std::vector<int> closed = {};             // descriptors that the program finds closed
+  bool terminal = false;                    // output and error are a terminal, returned as out
+  std::string folder = {};                  // to run in; empty: the test's own
   rlim_t fileSize = RLIM_INFINITY;          // bytes above which writes to a file fail
   int killAfter = -1;                       // microseconds until SIGKILL; -1: never
   std::vector<std::string> variables = {};  // NAME=value, beside the test's own

@@ -8,8 +8,9 @@ void DefineApp(CLI::App& app, Exit& exit) {
   app.set_version_flag("--version", "kzica " KZICA_VERSION);
   app.require_subcommand(1);
   app.footer(
-      "kzica COMMAND --help describes a command. Exit status: 0 done, 1 a file failed,\n"
-      "2 wrong usage, 3 done with warnings.");
+      "kzica help COMMAND describes a command. A FILE or picture to read may be -, standard\n"
+      "input, or a pipe, which must have a writer within 5 seconds. Exit status: 0 done,\n"
+      "1 a file failed, 2 wrong usage, 3 done with warnings.");
   AddInfo(app, exit);
   AddExtract(app, exit);
   AddCreate(app, exit);
@@ -22,6 +23,7 @@ void DefineApp(CLI::App& app, Exit& exit) {
   AddText(app, exit);
   AddDump(app, exit);
   AddCheck(app, exit);
+  AddHelp(app);
 }
 
 }  // namespace kzica

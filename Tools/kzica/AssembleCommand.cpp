@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "Tools/kzica/Documents.h"
+#include "Tools/kzica/Input.h"
 
 namespace kzica {
 
@@ -39,7 +40,8 @@ Exit Assemble(const AssembleOptions& options) {
   std::vector<kz::PagePick> picks;
   bool numbered = true;
   for (const std::string& input : options.inputs) {
-    const PagesOfFile wanted = SplitArgument(input);
+    PagesOfFile wanted = SplitArgument(input);
+    if (OpenInput(wanted.file) != kDone) return kFileFailed;
     const auto [entry, added] = indexes.try_emplace(wanted.file);
     kz::PageIndex& index = entry->second;
     Exit exit = added ? IndexFile(wanted.file, index) : kDone;

@@ -2,7 +2,8 @@
 #include <memory>
 
 #include "Host/Toolkit/Check.h"
-#include "Tools/kzica/Command.h"
+#include "Host/Toolkit/Printable.h"
+#include "Tools/kzica/Input.h"
 
 namespace kzica {
 
@@ -13,7 +14,8 @@ struct CheckOptions {
   kz::LoadOptions load;
 };
 
-Exit CheckOne(const std::string& file, const kz::LoadOptions& options) {
+Exit CheckOne(std::string file, const kz::LoadOptions& options) {
+  if (OpenInput(file) != kDone) return kFileFailed;
   int pages = 0;
   const kz::Outcome outcome = kz::CheckFile(file, options, [&](const kz::CheckResult& result) {
     pages = result.pages;
@@ -23,8 +25,8 @@ Exit CheckOne(const std::string& file, const kz::LoadOptions& options) {
     if (!result.outcome.Ok()) Complain({file, result.page}, result.outcome);
   });
   if (!outcome.Ok()) return kFileFailed;
-  Print(file + ": " + (pages == 1 ? "the page" : "all " + std::to_string(pages) + " pages") +
-        " can be loaded\n");
+  Print(kz::Printable(InputName(file)) + ": " +
+        (pages == 1 ? "the page" : "all " + std::to_string(pages) + " pages") + " can be loaded\n");
   return kDone;
 }
 

@@ -9,34 +9,20 @@
 #include <cstdlib>
 
 #include "Host/Toolkit/Document.h"
+#include "Host/Toolkit/Printable.h"
+#include "Host/Toolkit/TextDecoder.h"
+#include "Tools/kzica/Input.h"
 
 namespace kzica {
 
 namespace {
 
-// A name may hold anything; a report is one line.
-std::string OnOneLine(const std::string& text) {
-  std::string line;
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte >= 0x20 && byte != 0x7F) {
-      line += c;
-    } else {
-      char escaped[5];
-      (void)std::snprintf(escaped, sizeof(escaped), "\\x%02X", byte);
-      line += escaped;
-    }
-  }
-  return line;
-}
-
 void SayLine(const Subject& subject, const std::string& text) {
   std::string line = "kzica: ";
-  line += subject.file == "-" ? "standard output" : OnOneLine(subject.file);
+  line += subject.file == "-" ? "standard output" : InputName(subject.file);
   if (subject.file.empty()) line += "''";
   if (subject.page > 0) line += ": page " + std::to_string(subject.page);
-  line += ": " + OnOneLine(text) + "\n";
-  (void)std::fputs(line.c_str(), stderr);
+  Say(line + ": " + text);
 }
 
 // Why standard output couldn't be written, as errno; 0 = it could.
@@ -50,6 +36,11 @@ bool NobodyReadsOutput() {
 }
 
 }  // namespace
+
+void Say(const std::string& line) {
+  // A name may hold anything; a report is one line.
+  (void)std::fputs((kz::Printable(line) + "\n").c_str(), stderr);
+}
 
 Exit Complain(const Subject& subject, const kz::Outcome& outcome) {
   if (subject.file == "-" && NobodyReadsOutput()) return kFileFailed;
@@ -72,6 +63,12 @@ void RefuseTerminal(const std::string& out) {
   }
 }
 
+void CheckEncoding(const std::string& encoding) {
+  kz::TextDecoder decoder;
+  const kz::Outcome outcome = decoder.Open(encoding);
+  if (!outcome.Ok()) throw UsageError("--encoding: " + outcome.what);
+}
+
 void AddMaxPixels(CLI::App& command, int64_t& maxPixels) {
   maxPixels = kz::kDefaultMaxPixels;
   command.add_option("--max-pixels", maxPixels, "Refuse pictures of more pixels")
@@ -87,7 +84,9 @@ void AddMaxPixels(CLI::App& command, int64_t& maxPixels) {
 }
 
 void Print(const std::string& text) {
-  if (std::fwrite(text.data(), 1, text.size(), stdout) < text.size()) g_outputError = errno;
+  static const bool terminal = isatty(STDOUT_FILENO) == 1;
+  const std::string shown = terminal ? kz::Printable(text, kz::Unprintable::Hex, "\n\t") : text;
+  if (std::fwrite(shown.data(), 1, shown.size(), stdout) < shown.size()) g_outputError = errno;
 }
 
 Exit FinishOutput(Exit exit) {

@@ -27,6 +27,7 @@ void AddSplit(CLI::App& app, Exit& exit);
 void AddText(CLI::App& app, Exit& exit);
 void AddDump(CLI::App& app, Exit& exit);
 void AddCheck(CLI::App& app, Exit& exit);
+void AddHelp(CLI::App& app);
 
 // Wrong usage that the parser can't see.
 class UsageError : public CLI::ValidationError {
@@ -43,7 +44,7 @@ struct Subject {
 };
 
 // "kzica: FILE: page 2: the data end too early (status -7)" on standard error.
-// Standard output is called by its name. Returns kFileFailed.
+// Standard output and input are called by their names. Returns kFileFailed.
 Exit Complain(const Subject& subject, const kz::Outcome& outcome);
 // "kzica: FILE: text" for what is worth knowing but no failure.
 void Note(const Subject& subject, const std::string& text);
@@ -51,13 +52,20 @@ void Note(const Subject& subject, const std::string& text);
 // command ends with kWarned then, unless something fails.
 void Warn(const Subject& subject, const kz::Outcome& outcome);
 
+// A line on standard error, safe to look at whatever is in it.
+void Say(const std::string& line);
+
 // Files aren't for terminals: "-" on one is a UsageError.
 void RefuseTerminal(const std::string& out);
+
+// An encoding of a document's text that iconv doesn't know is a UsageError.
+void CheckEncoding(const std::string& encoding);
 
 // Adds --max-pixels.
 void AddMaxPixels(CLI::App& command, int64_t& maxPixels);
 
-// Writes text to standard output; a failure shows at FinishOutput.
+// Writes text to standard output, to a terminal without its control characters but for
+// the ends of lines; a failure shows at FinishOutput.
 void Print(const std::string& text);
 // Completes standard output and the exit status: kWarned for kDone after a warning,
 // kFileFailed, having said so, when not all that was printed could be written. Ends the process as

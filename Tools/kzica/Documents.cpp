@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include "Host/Toolkit/Document.h"
+#include "Tools/kzica/Input.h"
 
 namespace kzica {
 
@@ -53,6 +54,10 @@ void EditedDocument::AddOptions(CLI::App& command) {
 
 Exit EditedDocument::Begin(bool inPlace) {
   RefuseTerminal(m_out);
+  if (m_out.empty() && m_file == "-") {
+    throw UsageError("standard input can't be changed; say with -o where the result goes");
+  }
+  if (!m_out.empty() && OpenInput(m_file) != kDone) return kFileFailed;
   kz::Outcome outcome =
       inPlace ? kz::FindContainer(m_file, m_container) : kz::IndexPages(m_file, m_index);
   if (outcome.Ok() && !inPlace) m_container = m_index.container;

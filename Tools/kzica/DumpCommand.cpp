@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "Host/Toolkit/Dump.h"
-#include "Tools/kzica/Command.h"
+#include "Tools/kzica/Input.h"
 
 namespace kzica {
 
@@ -15,7 +15,9 @@ struct DumpCommandOptions {
   kz::DumpOptions dump;
 };
 
-Exit Dump(const DumpCommandOptions& options) {
+Exit Dump(DumpCommandOptions& options) {
+  CheckEncoding(options.dump.encoding);
+  if (OpenInput(options.file) != kDone) return kFileFailed;
   const kz::DumpOutput output = [](std::string_view line) {
     Print(std::string(line));
     return std::ferror(stdout) == 0;
@@ -33,7 +35,9 @@ void AddDump(CLI::App& app, Exit& exit) {
       "One line for each structured field, each self-defining field of an image and each\n"
       "control sequence of text: offset, 5A if it stands before the field, length, identifier,\n"
       "name and values. A line with !! says what can't be read there; the dump goes on behind\n"
-      "it, and its exit status is 0 nevertheless. check says whether the pages can be loaded.");
+      "it, and its exit status is 0 nevertheless unless nothing of the file can be read. check "
+      "says\n"
+      "whether the pages can be loaded.");
   auto options = std::make_shared<DumpCommandOptions>();
   command->add_option("FILE", options->file, "File to show")->required();
   command->add_flag("--json", options->json, "Print one JSON object per field, each on a line");

@@ -12,15 +12,15 @@
 #include "Host/Toolkit/PageRange.h"
 #include "Host/Toolkit/PictureFile.h"
 #include "Host/Toolkit/RowConversion.h"
-#include "Tools/kzica/Command.h"
+#include "Tools/kzica/Input.h"
 #include "Tools/kzica/NumberedName.h"
 
 namespace kzica {
 
 namespace {
 
-const std::vector<std::string> kFormats = {"png", "tif", "pbm", "pgm", "ppm",
-                                           "pnm", "jpg", "pdf", "raw"};
+const std::vector<std::string> kFormats = {"png", "tif", "tiff", "pbm", "pgm", "ppm",
+                                           "pnm", "jpg", "jpeg", "pdf", "raw"};
 
 struct ExtractOptions {
   std::string file;
@@ -107,7 +107,8 @@ class Extraction {
     if (m_range.NeedsPageCount() || !m_range.IsSinglePage()) outcome = m_document.Index();
     if (outcome.Ok()) outcome = m_range.Resolve(m_document.Pages(), pages);
     if (!outcome.Ok()) return Complain({m_options.file}, outcome);
-    const Exit exit = Numbered() ? ToNumberedFiles(pages) : ToOneFile(m_options.out, pages);
+    const Exit exit = Numbered() ? ToNumberedFiles(pages)
+                                 : ToOneFile(NumberedName(m_options.out, pages[0]), pages);
     const kz::Outcome& structure = m_document.Structure();
     return structure.Ok() ? exit : Complain({m_options.file}, structure);
   }
@@ -207,7 +208,7 @@ void AddExtract(CLI::App& app, Exit& exit) {
       "the compressed image data as they are stored. A JPEG page goes to jpg as it is, turned\n"
       "without loss if it is stored bottom up and that can be done. Several\n"
       "pages go into one tif or pdf, or into numbered files if OUT has a %d or, with leading\n"
-      "zeros, a %03d. OUT - is standard output.");
+      "zeros, a %03d that no letter follows; %% is a percent sign. OUT - is standard output.");
   auto options = std::make_shared<ExtractOptions>();
   command->add_option("FILE", options->file, "File to extract from")->required();
   command->add_option("OUT", options->out, "File to write")->required();
@@ -221,7 +222,10 @@ void AddExtract(CLI::App& app, Exit& exit) {
   command->add_flag("--dither", options->dither,
                     "Make black and white pictures, by error diffusion");
   AddMaxPixels(*command, options->load.maxPixels);
-  command->callback([options, &exit] { exit = Extraction(*options).Run(); });
+  command->callback([options, &exit] {
+    exit = OpenInput(options->file);
+    if (exit == kDone) exit = Extraction(*options).Run();
+  });
 }
 
 }  // namespace kzica

@@ -5,7 +5,8 @@
 
 #include "Host/Toolkit/Document.h"
 #include "Host/Toolkit/PageRange.h"
-#include "Tools/kzica/Command.h"
+#include "Host/Toolkit/Printable.h"
+#include "Tools/kzica/Input.h"
 
 namespace kzica {
 
@@ -22,7 +23,7 @@ std::string RowOrder(const kz::PageInfo& info) { return info.topDown ? "top-down
 std::string InWords(const std::string& file, const kz::PageInfo& info) {
   const auto text = [](auto number) { return std::to_string(number); };
   const bool known = info.xResolution > 0 && info.yResolution > 0;
-  std::string words = file + "\n";
+  std::string words = kz::Printable(file) + "\n";
   const auto line = [&words](const char* name, const std::string& value) {
     constexpr size_t column = 16;
     std::string label = std::string("  ") + name;
@@ -59,10 +60,14 @@ std::string InJson(const std::string& file, const kz::PageInfo& info) {
       {"rowOrder", RowOrder(info)},
   };
   // A name that isn't UTF-8 must not end the listing.
-  return object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+  const std::string text =
+      object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+  return kz::Printable(text, kz::Unprintable::Json) + "\n";
 }
 
-Exit Describe(const std::string& file, const kz::PageRange& range, bool json) {
+Exit Describe(const std::string& argument, const kz::PageRange& range, bool json) {
+  std::string file = argument;
+  if (OpenInput(file) != kDone) return kFileFailed;
   kz::PageInfo info;
   std::vector<int> page = {1};
   kz::Outcome outcome;
@@ -75,7 +80,7 @@ Exit Describe(const std::string& file, const kz::PageRange& range, bool json) {
   if (!outcome.Ok()) return Complain({file}, outcome);
   outcome = kz::DescribePage(file, page[0], true, info);
   if (!outcome.Ok()) return Complain({file, page[0] == 1 ? 0 : page[0]}, outcome);
-  Print(json ? InJson(file, info) : InWords(file, info));
+  Print(json ? InJson(argument, info) : InWords(InputName(file), info));
   return info.structure.Ok() ? kDone : Complain({file}, info.structure);
 }
 

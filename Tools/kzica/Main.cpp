@@ -1,7 +1,10 @@
 // kzica: IOCA images, bare and in MO:DCA documents, on the command line.
+#include <fcntl.h>
+
 #include <csignal>
 #include <cstdio>
 #include <new>
+#include <sstream>
 #include <string>
 
 #include "Tools/kzica/App.h"
@@ -17,6 +20,18 @@ std::string HelpOf(const CLI::App& app) {
   return name + " --help";
 }
 
+// Takes the places of standard input, output and error that are closed: a file that is
+// opened later would get them, and what is printed. What takes them can be neither read
+// nor written, so that whoever needs them fails. False when that can't be done.
+bool TakeStandardDescriptors() {
+  for (int descriptor = 0; descriptor <= 2; ++descriptor) {
+    if (fcntl(descriptor, F_GETFD) >= 0) continue;
+    const int access = descriptor == 0 ? O_WRONLY : O_RDONLY;
+    if (open("/dev/null", access) != descriptor) return false;
+  }
+  return true;
+}
+
 Exit Run(int argc, char** argv) {
   CLI::App app;
   Exit exit = kDone;
@@ -24,14 +39,16 @@ Exit Run(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& success) {
-    app.exit(success);
-    std::cout.flush();
+    std::ostringstream text;
+    app.exit(success, text, text);
+    Print(text.str());
   } catch (const CLI::ParseError& error) {
     std::string what = error.what();
     if (app.get_subcommands().empty() && !app.remaining().empty()) {
       what = "there is no command '" + app.remaining().front() + "'";
     }
-    (void)std::fprintf(stderr, "kzica: %s\nTry '%s'.\n", what.c_str(), HelpOf(app).c_str());
+    Say("kzica: " + what);
+    Say("Try '" + HelpOf(app) + "'.");
     return kWrongUsage;
   }
   return exit;
@@ -40,6 +57,7 @@ Exit Run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (!TakeStandardDescriptors()) return kFileFailed;
   // A limit on the file size and a reader that went away are write failures: what
   // was begun is cleaned up, then they are reported.
   (void)std::signal(SIGXFSZ, SIG_IGN);

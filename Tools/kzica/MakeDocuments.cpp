@@ -156,5 +156,5 @@ int main(int argc, char** argv) {
     (void)std::fputs("usage: kzica_documents man|bash\n", stderr);
     return kWrongUsage;
   }
-  return std::fflush(stdout) == 0 ? kDone : kFileFailed;
+  return std::fflush(stdout) == 0 && std::ferror(stdout) == 0 ? kDone : kFileFailed;
 }

@@ -7,12 +7,17 @@ namespace kzica {
 
 namespace {
 
+bool IsWordCharacter(char c) {
+  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+
 // Length of the %d at the start of the text, 0 when there is none. A width has at
 // most two digits: more would be no name for a file.
 size_t NumberLength(std::string_view text) {
   size_t end = 1;
   while (end < text.size() && end < 3 && text[end] >= '0' && text[end] <= '9') ++end;
-  return text.starts_with('%') && end < text.size() && text[end] == 'd' ? end + 1 : 0;
+  if (!text.starts_with('%') || end >= text.size() || text[end] != 'd') return 0;
+  return end + 1 < text.size() && IsWordCharacter(text[end + 1]) ? 0 : end + 1;
 }
 
 std::string Padded(int page, std::string_view place) {
@@ -26,23 +31,25 @@ std::string Padded(int page, std::string_view place) {
 }  // namespace
 
 bool IsNumbered(const std::string& name) {
-  for (size_t i = 0; i < name.size(); ++i) {
-    if (NumberLength(std::string_view(name).substr(i)) > 0) return true;
+  for (std::string_view rest = name; !rest.empty();) {
+    if (NumberLength(rest) > 0) return true;
+    rest.remove_prefix(rest.starts_with("%%") ? 2 : 1);
   }
   return false;
 }
 
 std::string NumberedName(const std::string& name, int page) {
   std::string result;
-  for (size_t i = 0; i < name.size();) {
-    const std::string_view rest = std::string_view(name).substr(i);
-    const size_t length = NumberLength(rest);
+  bool numbered = false;
+  for (std::string_view rest = name; !rest.empty();) {
+    const size_t length = numbered ? 0 : NumberLength(rest);
     if (length > 0) {
       result += Padded(page, rest.substr(0, length));
-      i += length;
+      numbered = true;
     } else {
-      result += name[i++];
+      result += rest[0];
     }
+    rest.remove_prefix(length > 0 ? length : rest.starts_with("%%") ? 2 : 1);
   }
   return result;
 }

@@ -4,6 +4,7 @@
 
 #include "Host/Toolkit/Document.h"
 #include "Host/Toolkit/PictureFile.h"
+#include "Tools/kzica/Input.h"
 
 namespace kzica {
 
@@ -111,7 +112,8 @@ Exit PageSaver::Save(const std::string& path, Picture& picture, kz::SaveMode mod
 Exit ForEachPicture(const std::vector<std::string>& files,
                     const std::function<Exit(Picture&)>& take) {
   Progress progress(files.size());
-  for (const std::string& file : files) {
+  for (std::string file : files) {
+    if (OpenInput(file) != kDone) return kFileFailed;
     kz::PictureReader reader;
     kz::Outcome outcome = reader.Open(file);
     if (!outcome.Ok()) return Complain({file}, outcome);

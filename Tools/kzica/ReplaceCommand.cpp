@@ -3,6 +3,7 @@
 
 #include "Host/Toolkit/PictureFile.h"
 #include "Tools/kzica/Documents.h"
+#include "Tools/kzica/Input.h"
 
 namespace kzica {
 
@@ -16,7 +17,8 @@ struct ReplaceOptions {
   PageOptions pages;
 };
 
-Exit RefuseSeveralPages(const std::string& input) {
+Exit RefuseSeveralPages(std::string input) {
+  if (OpenInput(input) != kDone) return kFileFailed;
   kz::PictureReader reader;
   const kz::Outcome outcome = reader.Open(input);
   if (!outcome.Ok()) return Complain({input}, outcome);

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "Tools/kzica/Documents.h"
+#include "Tools/kzica/Input.h"
 #include "Tools/kzica/NumberedName.h"
 
 namespace kzica {
@@ -44,14 +45,20 @@ Exit Split(const SplitOptions& options) {
 
 void AddSplit(CLI::App& app, Exit& exit) {
   CLI::App* command = app.add_subcommand("split", "Make a file of each page of a document");
-  command->footer("%d in OUT is the page number, %03d the same with three digits.");
+  command->footer(
+      "%d in OUT, if no letter follows, is the page number, %03d the same with three digits; %% "
+      "is\n"
+      "a percent sign.");
   auto options = std::make_shared<SplitOptions>();
   command->add_option("FILE", options->file, "Document to take apart")->required();
   command->add_option("OUT", options->out, "Files to write, like page%d.mda")->required();
   command->add_option("-p,--page", options->pages, "Pages to write, like 2, 1,3-5, 9- or z")
       ->type_name("PAGES")
       ->capture_default_str();
-  command->callback([options, &exit] { exit = Split(*options); });
+  command->callback([options, &exit] {
+    exit = OpenInput(options->file);
+    if (exit == kDone) exit = Split(*options);
+  });
 }
 
 }  // namespace kzica

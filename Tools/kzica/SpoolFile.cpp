@@ -7,6 +7,7 @@
 namespace kzica {
 
 kz::Outcome SpoolFile::Open() {
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): the command has one thread and sets nothing
   const char* folder = std::getenv("TMPDIR");
   if (folder == nullptr || *folder == '\0') folder = "/tmp";
   int descriptor = kz::OpenDescriptor(folder, O_TMPFILE | O_RDWR, 0600);

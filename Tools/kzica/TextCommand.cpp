@@ -3,6 +3,7 @@
 
 #include "Host/Toolkit/Text.h"
 #include "Tools/kzica/Documents.h"
+#include "Tools/kzica/Input.h"
 
 namespace kzica {
 
@@ -14,7 +15,9 @@ struct TextOptions {
   std::string encoding = kz::kDefaultEncoding;
 };
 
-Exit Text(const TextOptions& options) {
+Exit Text(TextOptions& options) {
+  if (options.encoding != kz::kRawEncoding) CheckEncoding(options.encoding);
+  if (OpenInput(options.file) != kDone) return kFileFailed;
   std::vector<int> pages = {0};
   if (!options.pages.empty()) {
     const kz::PageRange range = ParsePages("--page", options.pages);
