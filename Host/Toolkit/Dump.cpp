@@ -19,7 +19,7 @@ void DumpEvent::Add(const char* value, std::string words) {
 }
 
 void DumpStream::Put(const DumpEvent& event) {
-  ++(event.kind == DumpKind::Problem ? m_problems : m_fields);
+  if (event.kind != DumpKind::Problem) ++m_fields;
   if (!m_ended) m_ended = !m_sink.Take(event);
 }
 
@@ -256,8 +256,7 @@ class FileDumper {
 
 }  // namespace
 
-Outcome DumpFile(const std::string& file, const DumpOptions& options, DumpSink& sink,
-                 int* problems) {
+Outcome DumpFile(const std::string& file, const DumpOptions& options, DumpSink& sink) {
   TextDecoder decoder;
   FileWindow window;
   Outcome outcome = decoder.Open(options.encoding);
@@ -266,7 +265,6 @@ Outcome DumpFile(const std::string& file, const DumpOptions& options, DumpSink& 
   DumpStream stream(sink, decoder);
   if (window.Size() == 0) stream.Problem(0, 0, 0, "the file is empty");
   FileDumper(window, stream).Run();
-  if (problems != nullptr) *problems = stream.Problems();
   if (window.Failed()) return Failure(K_ERROR_READ, "the file can't be read");
   if (window.Size() == 0) return Failure(K_ERROR_READ, "the file is empty");
   if (stream.Fields() > 0 || stream.Ended()) return {};

@@ -76,8 +76,6 @@ struct DumpOptions {
 // the next field that looks like one. Fails with -10 for a file that can't be opened,
 // -7 when reading fails or there is nothing to read, -9 for an unknown encoding and for
 // a file without any field; 1 also when the sink ended it.
-// `problems` may be null, else it receives their number.
-K_EXPORT Outcome DumpFile(const std::string& file, const DumpOptions& options, DumpSink& sink,
-                          int* problems = nullptr);
+K_EXPORT Outcome DumpFile(const std::string& file, const DumpOptions& options, DumpSink& sink);
 
 }  // namespace kz

@@ -19,14 +19,12 @@ class DumpStream {
   // Text of the document on one line.
   std::string Text(std::string_view bytes);
   bool Ended() const { return m_ended; }
-  int Problems() const { return m_problems; }
   int Fields() const { return m_fields; }
 
  private:
   DumpSink& m_sink;
   TextDecoder& m_decoder;
   bool m_ended = false;
-  int m_problems = 0;
   int m_fields = 0;
 };
 

@@ -1,9 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <nlohmann/json.hpp>
-#include <sstream>
-
 #include "Tests/Command/PictureFiles.h"
 #include "Tests/Command/Program.h"
 #include "Tests/Kernel/TemporaryFolder.h"
@@ -11,50 +8,6 @@
 namespace {
 
 using testing::HasSubstr;
-
-TEST(Info, SaysInWordsWhatAPageIs) {
-  const Result run = Kzica({"info", Sample("report-mixed.afp"), "--page", "3"});
-  EXPECT_EQ(run.exit, 0);
-  EXPECT_EQ(run.err, "");
-  EXPECT_EQ(run.out, Sample("report-mixed.afp") +
-                         "\n"
-                         "  container     MO:DCA with carriage control\n"
-                         "  page          3 of 6\n"
-                         "  size          333 x 777 pixels\n"
-                         "  depth         1 bit per pixel\n"
-                         "  resolution    150 x 100 dpi\n"
-                         "  compression   CCITT Group 3 Fax\n"
-                         "  format        310\n"
-                         "  uncompressed  32634 bytes, top-down\n");
-}
-
-TEST(Info, PrintsOneJsonObjectPerFile) {
-  const Result run =
-      Kzica({"info", Sample("letter-g4.ica"), Sample("report-g4.mda"), "--json", "-p", "1"});
-  ASSERT_EQ(run.exit, 0);
-  std::istringstream lines(run.out);
-  std::string first, second, end;
-  std::getline(lines, first);
-  std::getline(lines, second);
-  EXPECT_FALSE(std::getline(lines, end));
-  EXPECT_EQ(nlohmann::json::parse(first), nlohmann::json({{"file", Sample("letter-g4.ica")},
-                                                          {"container", "IOCA"},
-                                                          {"format", 79},
-                                                          {"compression", "CCITT Group 4 Fax"},
-                                                          {"page", 1},
-                                                          {"pages", 1},
-                                                          {"width", 1728},
-                                                          {"height", 2200},
-                                                          {"bitsPerPixel", 1},
-                                                          {"xResolution", 200},
-                                                          {"yResolution", 200},
-                                                          {"bytes", 475200},
-                                                          {"rowOrder", "top-down"}}));
-  const nlohmann::json report = nlohmann::json::parse(second);
-  EXPECT_EQ(report["container"], "MO:DCA");
-  EXPECT_EQ(report["format"], 73);
-  EXPECT_EQ(report["pages"], 3);
-}
 
 TEST(Info, OneBadFileDoesNotStopTheOthers) {
   const std::vector<std::string> files = {"damaged-length.mda", "letter-g4.ica", "nothing",
@@ -69,14 +22,6 @@ TEST(Info, OneBadFileDoesNotStopTheOthers) {
                          ": there is no valid structured field at byte 64 (status -9)\n"
                          "kzica: " +
                          Sample("nothing") + ": No such file or directory (status -10)\n");
-}
-
-TEST(Info, DamageBehindThePageIsReportedToo) {
-  const Result run = Kzica({"info", Sample("damaged-truncated.mda")});
-  EXPECT_EQ(run.exit, 1);
-  EXPECT_THAT(run.out, HasSubstr("page          1 of 1"));
-  EXPECT_EQ(run.err, "kzica: " + Sample("damaged-truncated.mda") +
-                         ": the file ends within the structured field at byte 8431 (status -7)\n");
 }
 
 TEST(Info, PagesThatAreNotThereAreErrors) {

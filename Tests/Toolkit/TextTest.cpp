@@ -14,41 +14,6 @@ Bytes Transparent(const std::string& text, unsigned char type = 0xDA) {
 Bytes Text(const Bytes& sequences) { return Field(0xEE9B, sequences); }
 Bytes Page(const Bytes& content) { return Field(0xA8AF, Name("P")) + content + Field(0xA9AF); }
 
-TEST(Text, IsThatOfThePage) {
-  const TemporaryFolder folder;
-  const Bytes chain = Bytes{0x2B, 0xD3, 0x04, 0xC7, 0, 9} + Bytes{0x04, 0xDB, 'a', 'b'} +
-                      Bytes{0x04, 0xD3, 0, 50} + Bytes{0x03, 0xDB, 'c'} + Bytes{0x02, 0xF8};
-  const Bytes x = Transparent("x"), y = Transparent("y");
-  struct Case {
-    Bytes content;
-    const char* one;  // text of page 1
-    const char* all;
-  };
-  const Case cases[] = {
-      {Page(Text(x + y) + Text({})) + Page(Text(Transparent("later"))), "xy\n\n", "xy\n\nlater\n"},
-      {Page({}) + Page(Text(x)), "", "x\n"},
-      {Page(Text(Transparent(""))), "\n", "\n"},
-      {Page(Text(chain)), "ab\nc\n", "ab\nc\n"},
-      {Page(Text(Bytes{0x2B, 0xD3, 0x40, 0xDA, 'c', 'u', 't'})), "cut\n", "cut\n"},
-      {Page(Text(Bytes{'?', '?'} + x)), "x\n", "x\n"},
-      {Page(Text(x)) + Text(y) + Page({}), "x\ny\n", "x\ny\n"},
-  };
-  for (const Case& c : cases) {
-    const std::string file = folder.File("document", Begin("D") + c.content + End("D"));
-    std::string text;
-    EXPECT_TRUE(ReadText(file, 1, kAscii, text).Ok());
-    EXPECT_EQ(text, c.one);
-    EXPECT_TRUE(ReadText(file, 0, kAscii, text).Ok());
-    EXPECT_EQ(text, c.all);
-    // The filter's comment is the same where nothing is chained.
-    if (c.content == Page(Text(chain))) continue;
-    std::string raw, comment;
-    EXPECT_TRUE(ReadText(file, 0, kRawEncoding, raw).Ok());
-    EXPECT_TRUE(ReadComment(file, 1, comment).Ok());
-    EXPECT_EQ(raw, comment);
-  }
-}
-
 TEST(Text, IsInTheEncodingOfTheDocument) {
   const TemporaryFolder folder;
   const Bytes bytes = Transparent("\xC1\x4A\x5A\x51");
