@@ -1,5 +1,8 @@
+#include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <map>
+#include <sstream>
 
 #include "Tests/Command/Program.h"
 #include "Tests/Toolkit/EditedDocuments.h"
@@ -295,6 +298,37 @@ TEST_F(Documents, WhatCannotBeDoneIsRefusedAndStays) {
     EXPECT_THAT(run.err, HasSubstr(c.message)) << c.command;
     EXPECT_TRUE(Contents() == before) << c.command;
   }
+}
+
+// docs/format.md says what can be made, and what is made can be read back.
+TEST_F(Documents, AreMadeAsTheTableOfCompressionsSays) {
+  std::ifstream table(KZ_SOURCE_DIR "/docs/format.md");
+  int rows = 0;
+  for (std::string line; std::getline(table, line);) {
+    std::vector<std::string> cells;
+    std::istringstream row(line);
+    for (std::string cell; std::getline(row, cell, '|');) cells.push_back(cell);
+    if (cells.size() != 7 || cells[1] == " compression " || cells[1] == "---") continue;
+    ++rows;
+    const std::string option = Words(cells[3]).at(0);
+    std::replace(cells[5].begin(), cells[5].end(), ',', ' ');
+    const std::vector<std::string> depths = Words(cells[5]);
+    for (const std::string container : {"ioca", "modca", "afp"}) {
+      for (const std::string bits : {"1", "4", "8", "24"}) {
+        const bool made = std::find(depths.begin(), depths.end(), bits) != depths.end() &&
+                          (cells[6] == " all containers " || container == "modca");
+        const Result run =
+            Run("create OUT ODD -c " + option + " --container " + container + " --bits " + bits);
+        EXPECT_EQ(run.exit, made ? 0 : 1) << line << container << bits;
+        EXPECT_EQ(std::filesystem::exists(m_folder / "out"), made);
+        if (!made) continue;
+        EXPECT_THAT(Run("info --json OUT").out, HasSubstr("\"bitsPerPixel\":" + bits + ","));
+        EXPECT_EQ(Run("check OUT").exit, 0);
+        std::filesystem::remove(m_folder / "out");
+      }
+    }
+  }
+  EXPECT_EQ(rows, 7);
 }
 
 // Wherever in the new document, and in the temporary files, the disk gets full.

@@ -77,8 +77,9 @@ Exit Create(const CreateOptions& options) {
 void AddCreate(CLI::App& app, Exit& exit) {
   CLI::App* command = app.add_subcommand("create", "Make a file of pictures, a page each");
   command->footer(
-      "Pictures are png, tif and pnm (all pages) and jpg files. OUT is written\n"
-      "completely or not at all; OUT - is standard output. JPEG pages go into modca only.");
+      "Pictures are png, tif and pnm (all pages) and jpg files. OUT is written completely or\n"
+      "not at all; OUT - is standard output. New JPEG pages go into modca only, uncompressed\n"
+      "pages have 1 bit per pixel.");
   auto options = std::make_shared<CreateOptions>();
   command->add_option("OUT", options->out, "File to write")->required();
   command->add_option("IN", options->inputs, "Pictures")->required();
