@@ -93,6 +93,8 @@ TEST(Streams, InputMayComeFromAnywhere) {
                {"extract FILE OUT.tif --all", Sample("report-g4.mda")},
                {"split FILE OUT -p 2", Sample("report-g4.mda")},
                {"assemble OUT FILE", Sample("report-mixed.afp")},
+               {"delete FILE -p 1 -o OUT", Sample("report-g4.mda")},
+               {"append FILE ODD -o OUT", Sample("report-g4.mda")},
                {"create OUT FILE", tif},
                {"create OUT FILE", Sample("odd.png")},
                {"info FILE", Sample("odd.png")}};
@@ -101,7 +103,8 @@ TEST(Streams, InputMayComeFromAnywhere) {
     const auto run = [&](const std::string& file, const Conditions& conditions) {
       std::filesystem::remove(out);
       std::filesystem::remove(out + ".tif");
-      Result result = Kzica(Words(c.line, {{"FILE", file}, {"OUT", out}}), conditions);
+      Result result = Kzica(
+          Words(c.line, {{"FILE", file}, {"OUT", out}, {"ODD", Sample("odd.png")}}), conditions);
       result.out += Text(FileBytes(out)) + Text(FileBytes(out + ".tif"));
       return result;
     };
