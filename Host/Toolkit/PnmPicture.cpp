@@ -189,7 +189,9 @@ class PnmSource : public PictureSource {
       if (header.text && !ReadTextRow(scanner, header, text)) {
         return Failure(scanner.Left() == 0 ? K_ERROR_READ : K_ERROR_INVALID_FORMAT);
       }
-      StoreRow(header.text ? text.data() : scanner.Take(rowBytes), header, bitmap.TopDownRow(i));
+      const unsigned char* row = header.text ? text.data() : scanner.Take(rowBytes);
+      if (row == nullptr) return Failure(K_ERROR_READ);
+      StoreRow(row, header, bitmap.TopDownRow(i));
     }
     return {};
   }
