@@ -1,38 +1,47 @@
 #include "Host/Toolkit/AtomicFile.h"
 
-#include <dirent.h>
 #include <fcntl.h>
-#include <sys/file.h>
-#include <sys/random.h>
-#include <sys/stat.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdint>
-#include <cstdio>
-#include <memory>
-#include <string_view>
+#include <map>
+#include <tuple>
 #include <utility>
-#include <vector>
 
 #include "Host/Toolkit/Descriptor.h"
+#include "Host/Toolkit/DocumentLock.h"
+#include "Host/Toolkit/FileRights.h"
+#include "Host/Toolkit/FileVersion.h"
+#include "Host/Toolkit/TemporaryFile.h"
+#include "Host/Toolkit/WritingPolicy.h"
 
 namespace kz {
+
+// A file that waits for its place. The temporary file goes before the folder.
+struct PendingFile {
+  std::string target;  // as the caller calls it
+  std::string path;    // after following links
+  std::string name;    // the last part of the path
+  OwnedDescriptor folder;
+  struct stat place = {};     // the folder
+  DocumentLock lock;          // of an existing target
+  bool fresh = false;         // there is no target yet
+  struct stat expected = {};  // the target that may be replaced
+  FileRights rights;
+  TemporaryFile temporary;
+  std::string temporaryPath;
+};
 
 namespace {
 
 constexpr int kMaxLinks = 40;
-constexpr int kMaxTries = 100;
-// A file name has at most 255 bytes: of a longer target name the temporary name
-// holds the beginning and a hash.
-constexpr size_t kMaxStem = 200;
-constexpr std::string_view kMark = ".kz-";
-constexpr std::string_view kEnding = ".tmp";
-constexpr size_t kRandomDigits = 16;
-constexpr mode_t kModeBits = 07777;
 constexpr mode_t kNewFileMode = 0666;
-constexpr mode_t kPrivateMode = 0600;
+constexpr size_t kMostInBatch = 128;
+// A file in a batch keeps a folder, a lock and itself open.
+constexpr size_t kDescriptorsPerFile = 3;
 
 // Folder with a slash at its end (empty: the current one) and name.
 std::pair<std::string, std::string> SplitPath(const std::string& path) {
@@ -56,132 +65,93 @@ int FollowLinks(std::string& path) {
   return ELOOP;
 }
 
-std::string Hexadecimal(uint64_t value) {
-  char digits[kRandomDigits + 1];
-  (void)std::snprintf(digits, sizeof(digits), "%016llx", static_cast<unsigned long long>(value));
-  return digits;
-}
-
-// What the temporary names of a target begin with.
-std::string TemporaryPrefix(const std::string& name) {
-  std::string stem = name;
-  if (stem.size() > kMaxStem) {
-    uint64_t hash = 0xCBF29CE484222325U;  // FNV-1a
-    for (const char c : name) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001B3U;
-    stem = name.substr(0, kMaxStem) + "~" + Hexadecimal(hash);
-  }
-  return "." + stem + std::string(kMark);
-}
-
-bool IsTemporaryName(std::string_view name, std::string_view prefix) {
-  return name.size() == prefix.size() + kRandomDigits + kEnding.size() &&
-         name.starts_with(prefix) && name.ends_with(kEnding) &&
-         name.substr(prefix.size(), kRandomDigits).find_first_not_of("0123456789abcdef") ==
-             std::string_view::npos;
-}
-
-// Gives the new file the owner, group and mode of the old one. 0 or an errno value.
-int KeepOwnership(int descriptor, const struct stat& old) {
-  mode_t mode = old.st_mode & kModeBits;
-  struct stat current;
-  if (::fstat(descriptor, &current) != 0) return errno;
-  if (current.st_uid != old.st_uid && ::fchown(descriptor, old.st_uid, old.st_gid) != 0) {
-    return errno;
-  }
-  if (current.st_uid == old.st_uid && current.st_gid != old.st_gid &&
-      ::fchown(descriptor, static_cast<uid_t>(-1), old.st_gid) != 0) {
-    // Another group must not get what the old one had.
-    mode &= ~static_cast<mode_t>(S_ISGID | S_IRWXG) | ((mode & S_IRWXO) << 3);
-  }
-  return ::fchmod(descriptor, mode) == 0 ? 0 : errno;
-}
-
-bool LockExclusively(int descriptor, int extra) {
-  int result;
-  do {
-    result = ::flock(descriptor, LOCK_EX | extra);
-  } while (result != 0 && errno == EINTR);
-  return result == 0;
-}
-
-// Removes a temporary file that no process holds any more.
-void RemoveIfAbandoned(const std::string& path) {
-  const OwnedDescriptor file(OpenDescriptor(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK));
-  struct stat opened, named;
-  if (file.Get() < 0 || ::fstat(file.Get(), &opened) != 0 || !S_ISREG(opened.st_mode)) return;
-  if (!LockExclusively(file.Get(), LOCK_NB)) return;
-  // With the lock held the name can only lead elsewhere if its owner is done with it.
-  if (::lstat(path.c_str(), &named) == 0 && named.st_ino == opened.st_ino &&
-      named.st_dev == opened.st_dev) {
-    ::unlink(path.c_str());
-  }
-}
-
-}  // namespace
-
-AtomicFile::~AtomicFile() { Discard(); }
-
-Outcome AtomicFile::Open(const std::string& target) {
-  Discard();
-  m_target = target;
-  const int error = FollowLinks(m_target);
+// Finds the folder and locks the target, if there is one. -14 when it may not be
+// replaced.
+Outcome FindTarget(PendingFile& file) {
+  file.path = file.target;
+  const int error = FollowLinks(file.path);
   if (error != 0) return SystemFailure(K_ERROR_OPEN_WRITE, error);
-  struct stat old;
-  const bool exists = ::stat(m_target.c_str(), &old) == 0;
-  if (!exists && errno != ENOENT) return SystemFailure(K_ERROR_OPEN_WRITE, errno);
-  if (exists && S_ISDIR(old.st_mode)) return SystemFailure(K_ERROR_OPEN_WRITE, EISDIR);
-  if (exists && !S_ISREG(old.st_mode)) return Failure(K_ERROR_OPEN_WRITE, "not a regular file");
-  // A rename asks the folder only; a file that may not be written stays.
-  if (exists && ::faccessat(AT_FDCWD, m_target.c_str(), W_OK, AT_EACCESS) != 0) {
+  std::string folder;
+  std::tie(folder, file.name) = SplitPath(file.path);
+  if (file.name.empty()) {
+    const bool exists = ::stat(file.path.c_str(), &file.place) == 0;
+    return SystemFailure(K_ERROR_OPEN_WRITE, exists ? EISDIR : errno);
+  }
+  // Needs no right to list the folder.
+  file.folder =
+      OwnedDescriptor(OpenDescriptor(folder.empty() ? "." : folder.c_str(), O_PATH | O_DIRECTORY));
+  if (file.folder.Get() < 0 || ::fstat(file.folder.Get(), &file.place) != 0) {
     return SystemFailure(K_ERROR_OPEN_WRITE, errno);
   }
-  Outcome outcome = CreateTemporary(static_cast<int>(exists ? kPrivateMode : kNewFileMode));
-  if (!outcome.Ok() || !exists) return outcome;
-  const int kept = KeepOwnership(m_descriptor, old);
-  if (kept == 0) return outcome;
-  Discard();
-  return Failure(K_ERROR_OPEN_WRITE, "its owner and mode can't be kept: " +
-                                         SystemFailure(K_ERROR_OPEN_WRITE, kept).what);
+  const char* name = file.name.c_str();
+  if (::fstatat(file.folder.Get(), name, &file.expected, AT_SYMLINK_NOFOLLOW) != 0) {
+    file.fresh = errno == ENOENT;
+    return file.fresh ? Outcome{} : SystemFailure(K_ERROR_OPEN_WRITE, errno);
+  }
+  if (S_ISDIR(file.expected.st_mode)) return SystemFailure(K_ERROR_OPEN_WRITE, EISDIR);
+  if (!S_ISREG(file.expected.st_mode)) {
+    return Failure(K_ERROR_OPEN_WRITE, "not a regular file");
+  }
+  // A rename asks the folder only; a file that may not be written stays.
+  if (::faccessat(file.folder.Get(), name, W_OK, AT_EACCESS) != 0) {
+    return SystemFailure(K_ERROR_OPEN_WRITE, errno);
+  }
+  Outcome outcome = file.lock.Take(file.folder.Get(), file.name, file.target);
+  if (!outcome.Ok()) return Failure(K_ERROR_OPEN_WRITE, outcome.what);
+  file.expected = file.lock.Found();
+  return {};
 }
 
-Outcome AtomicFile::CreateTemporary(int mode) {
-  const auto [folder, name] = SplitPath(m_target);
-  if (name.empty()) return SystemFailure(K_ERROR_OPEN_WRITE, ENOENT);
-  for (int i = 0; i < kMaxTries; ++i) {
-    uint64_t random = 0;
-    if (::getrandom(&random, sizeof(random), 0) != sizeof(random)) continue;
-    std::string path = folder + TemporaryPrefix(name) + Hexadecimal(random) + std::string(kEnding);
-    OwnedDescriptor file(
-        OpenDescriptor(path.c_str(), O_RDWR | O_CREAT | O_EXCL, static_cast<mode_t>(mode)));
-    if (file.Get() < 0) {
-      if (errno == EEXIST) continue;
-      return SystemFailure(K_ERROR_OPEN_WRITE, errno);
+Outcome MakeTemporary(PendingFile& file) {
+  Outcome outcome = file.temporary.Create(file.folder.Get(), file.name);
+  if (!outcome.Ok()) return outcome;
+  const int descriptor = file.temporary.Descriptor();
+  file.rights = file.fresh ? FileRights::OfNewFile(file.folder.Get())
+                           : FileRights::Of(file.lock.Descriptor(), file.lock.Found());
+  const int error = file.rights.GiveOwner(descriptor);
+  if (error != 0) {
+    return Failure(K_ERROR_OPEN_WRITE, "its owner and mode can't be kept: " +
+                                           SystemFailure(K_ERROR_OPEN_WRITE, error).what);
+  }
+  // This name leads to the file itself, whatever happens to the one in the folder.
+  file.temporaryPath = "/proc/self/fd/" + std::to_string(descriptor);
+  if (::access(file.temporaryPath.c_str(), F_OK) != 0) {
+    file.temporaryPath = SplitPath(file.path).first + file.temporary.Name();
+  }
+  return {};
+}
+
+Outcome GiveRights(const PendingFile& file) {
+  std::string lost;
+  const int error = file.rights.Give(file.temporary.Descriptor(), lost);
+  if (error != 0) return SystemFailure(K_ERROR_WRITE, error);
+  if (!lost.empty() && Writing().note) {
+    Writing().note(file.target, "warning: these can't be kept: " + lost);
+  }
+  return {};
+}
+
+// Puts a file that is stored on the disk in its place.
+Outcome PutInPlace(PendingFile& file) {
+  if (!file.fresh) {
+    struct stat now;
+    if (::fstatat(file.folder.Get(), file.name.c_str(), &now, AT_SYMLINK_NOFOLLOW) != 0) {
+      return SystemFailure(K_ERROR_WRITE, errno);
     }
-    // Until the lock is ours, another process's commit may take the file for an
-    // abandoned one. Where files can't be locked nobody can get the lock either.
-    struct stat made;
-    LockExclusively(file.Get(), 0);
-    if (::fstat(file.Get(), &made) == 0 && made.st_nlink == 0) continue;
-    m_path = std::move(path);
-    m_descriptor = file.Release();
-    return {};
+    if (!IsSameVersion(now, file.expected)) {
+      return Failure(K_ERROR_WRITE, "another program has changed it meanwhile; it stays as it is");
+    }
   }
-  return SystemFailure(K_ERROR_OPEN_WRITE, EEXIST);
+  const int error = file.temporary.Rename(file.name, file.fresh);
+  if (error == EEXIST && file.fresh) {
+    return Failure(K_ERROR_WRITE, "another program has made it meanwhile; it stays as it is");
+  }
+  return error == 0 ? Outcome{} : SystemFailure(K_ERROR_WRITE, error);
 }
 
-Outcome AtomicFile::Commit() {
-  if (m_descriptor < 0) return Failure(K_ERROR_OPEN_WRITE);
-  if (::fsync(m_descriptor) != 0 || ::rename(m_path.c_str(), m_target.c_str()) != 0) {
-    const int error = errno;
-    Discard();
-    return SystemFailure(K_ERROR_WRITE, error);
-  }
-  m_path.clear();
-  ::close(std::exchange(m_descriptor, -1));
-  RemoveStale();
-  const std::string folder = SplitPath(m_target).first;
-  const OwnedDescriptor directory(
-      OpenDescriptor(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY));
+// Stores the folder's entries on the disk.
+Outcome SyncFolder(int folder) {
+  const OwnedDescriptor directory(OpenDescriptorAt(folder, ".", O_RDONLY | O_DIRECTORY));
   // A folder that may be written but not read can't be opened, and some file
   // systems don't know fsync of a folder: no failure of this file.
   if (directory.Get() >= 0 && ::fsync(directory.Get()) != 0 && errno == EIO) {
@@ -190,22 +160,96 @@ Outcome AtomicFile::Commit() {
   return {};
 }
 
-void AtomicFile::Discard() {
-  if (m_descriptor < 0) return;
-  ::unlink(m_path.c_str());
-  m_path.clear();
-  ::close(std::exchange(m_descriptor, -1));
+size_t MostInBatch() {
+  rlimit limit;
+  if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return 1;
+  return std::clamp(static_cast<size_t>(limit.rlim_cur) / (2 * kDescriptorsPerFile), size_t{1},
+                    kMostInBatch);
 }
 
-void AtomicFile::RemoveStale() const {
-  const auto [folder, name] = SplitPath(m_target);
-  const std::unique_ptr<DIR, int (*)(DIR*)> entries(
-      ::opendir(folder.empty() ? "." : folder.c_str()), ::closedir);
-  if (entries == nullptr) return;
-  const std::string prefix = TemporaryPrefix(name);
-  // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread has this folder stream
-  while (const dirent* entry = ::readdir(entries.get())) {
-    if (IsTemporaryName(entry->d_name, prefix)) RemoveIfAbandoned(folder + entry->d_name);
+}  // namespace
+
+AtomicFile::AtomicFile() = default;
+AtomicFile::~AtomicFile() = default;
+
+Outcome AtomicFile::Open(const std::string& target, FileBatch* batch) {
+  Discard();
+  m_batch = batch;
+  if (batch != nullptr) batch->Expect(target);
+  auto file = std::make_unique<PendingFile>();
+  file->target = target;
+  Outcome outcome = FindTarget(*file);
+  if (outcome.Ok()) outcome = MakeTemporary(*file);
+  if (outcome.Ok()) m_file = std::move(file);
+  return outcome;
+}
+
+void AtomicFile::MadeFrom(const struct stat& version) {
+  if (m_file != nullptr && !m_file->fresh) m_file->expected = version;
+}
+
+const std::string& AtomicFile::Path() const {
+  static const std::string none;
+  return m_file != nullptr ? m_file->temporaryPath : none;
+}
+
+int AtomicFile::Descriptor() const {
+  return m_file != nullptr ? m_file->temporary.Descriptor() : -1;
+}
+
+Outcome AtomicFile::Commit() {
+  if (m_file == nullptr) return Failure(K_ERROR_OPEN_WRITE);
+  std::unique_ptr<PendingFile> file = std::move(m_file);
+  Outcome outcome = GiveRights(*file);
+  if (!outcome.Ok()) return outcome;
+  if (m_batch != nullptr) {
+    m_batch->Add(std::move(file));
+    return {};
+  }
+  if (::fsync(file->temporary.Descriptor()) != 0) return SystemFailure(K_ERROR_WRITE, errno);
+  outcome = PutInPlace(*file);
+  if (!outcome.Ok()) return outcome;
+  RemoveStaleFiles(file->folder.Get());
+  return SyncFolder(file->folder.Get());
+}
+
+void AtomicFile::Discard() { m_file.reset(); }
+
+FileBatch::FileBatch(Failed failed) : m_failed(std::move(failed)), m_most(MostInBatch()) {}
+FileBatch::~FileBatch() = default;
+
+void FileBatch::Add(std::unique_ptr<PendingFile> file) {
+  m_files.push_back(std::move(file));
+  if (m_files.size() >= m_most) Finish();
+}
+
+void FileBatch::Expect(const std::string& path) {
+  const bool known = std::any_of(m_files.begin(), m_files.end(),
+                                 [&](const auto& file) { return file->target == path; });
+  if (known) Finish();
+}
+
+void FileBatch::Finish() {
+  const auto files = std::exchange(m_files, {});
+  std::map<dev_t, int> synced;  // file systems, and what syncing them came to
+  std::map<std::pair<dev_t, ino_t>, const PendingFile*> folders;
+  for (const auto& file : files) {
+    const int descriptor = file->temporary.Descriptor();
+    folders.emplace(std::pair(file->place.st_dev, file->place.st_ino), file.get());
+    const auto [entry, added] = synced.try_emplace(file->place.st_dev, 0);
+    if (!added) continue;
+    const int result = files.size() == 1 ? ::fsync(descriptor) : ::syncfs(descriptor);
+    if (result != 0) entry->second = errno;
+  }
+  for (const auto& file : files) {
+    const int error = synced[file->place.st_dev];
+    const Outcome outcome = error == 0 ? PutInPlace(*file) : SystemFailure(K_ERROR_WRITE, error);
+    if (!outcome.Ok()) m_failed(file->target, outcome);
+  }
+  for (const auto& [identity, file] : folders) {
+    RemoveStaleFiles(file->folder.Get());
+    const Outcome outcome = SyncFolder(file->folder.Get());
+    if (!outcome.Ok()) m_failed(file->target, outcome);
   }
 }
 

@@ -1,47 +1,86 @@
 // Files that are replaced completely or not at all.
 #pragma once
 
+#include <sys/stat.h>
+
+#include <functional>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "Host/Kernel/Export.h"
 #include "Host/Toolkit/Outcome.h"
 
 namespace kz {
 
-// A temporary file beside the target that takes its place when it is complete.
-// The target may be a symbolic link: the file that it leads to is replaced. Owner
-// and mode of an existing file are kept. The temporary file is locked while it is
-// in use; one that a killed process left behind goes at the next commit for the
-// same target.
+class FileBatch;
+struct PendingFile;
+
+// A temporary file beside the target that takes its place when it is complete. The
+// target may be a symbolic link: the file that it leads to is replaced. Owner, mode,
+// access control list and user attributes of an existing file are kept; until it is
+// complete only its owner may open the new one.
+//
+// The target is locked from Open on (see DocumentLock), and replaced only if it is
+// still what it was when it was locked; where there was no file, only if there is
+// still none.
 class K_EXPORT AtomicFile {
  public:
-  AtomicFile() = default;
+  AtomicFile();
   // Removes the temporary file unless it was committed.
   ~AtomicFile();
   AtomicFile(const AtomicFile&) = delete;
   AtomicFile& operator=(const AtomicFile&) = delete;
 
-  // Makes an empty temporary file for the target. -14 when that can't be, or when
-  // the target exists and isn't a regular file that the caller may write.
-  Outcome Open(const std::string& target);
-  // Name of the temporary file, for whoever writes it. It may be written by name or
-  // cut to zero, but not removed.
-  const std::string& Path() const { return m_path; }
+  // Makes an empty temporary file for the target. With a batch, which must outlive the
+  // file, it is put into place together with others. -14 when that can't be, when
+  // another keeps the target locked, or when the target exists and isn't a regular
+  // file that the caller may write.
+  Outcome Open(const std::string& target, FileBatch* batch = nullptr);
+  // Says that the new file is made from this version of the target: no other is
+  // replaced.
+  void MadeFrom(const struct stat& version);
+  // A name of the temporary file, for whoever writes it by name. It may be cut to
+  // zero, but not removed.
+  const std::string& Path() const;
   // Descriptor of the temporary file, open for reading and writing.
-  int Descriptor() const { return m_descriptor; }
-  // Stores the file on the disk and puts it in the target's place. -5 when that
-  // fails; the target is then what it was.
+  int Descriptor() const;
+  // Stores the file on the disk and puts it in the target's place; or leaves that to
+  // the batch. -5 when that fails; the target is then what it was.
   Outcome Commit();
   // Removes the temporary file; the target stays what it was.
   void Discard();
 
  private:
-  Outcome CreateTemporary(int mode);
-  void RemoveStale() const;
+  std::unique_ptr<PendingFile> m_file;
+  FileBatch* m_batch = nullptr;
+};
 
-  std::string m_target;  // after following links
-  std::string m_path;
-  int m_descriptor = -1;
+// Complete files that are put into place together, so that the disk is waited for
+// once and not for each. A file counts as written only after Finish.
+class K_EXPORT FileBatch {
+ public:
+  // `failed` is told of each file that can't be put into place.
+  using Failed = std::function<void(const std::string& target, const Outcome& outcome)>;
+  explicit FileBatch(Failed failed);
+  // Removes the files that aren't in place.
+  ~FileBatch();
+  FileBatch(const FileBatch&) = delete;
+  FileBatch& operator=(const FileBatch&) = delete;
+
+  // Puts all files that were committed into place. Also happens whenever many have
+  // gathered.
+  void Finish();
+
+ private:
+  friend class AtomicFile;
+  void Add(std::unique_ptr<PendingFile> file);
+  // Makes room for a file at the path, which may be the target of one in the batch.
+  void Expect(const std::string& path);
+
+  Failed m_failed;
+  size_t m_most;  // files that may gather
+  std::vector<std::unique_ptr<PendingFile>> m_files;
 };
 
 // Makes `to` hold the bytes of `from`; `to` is created, or cut to zero first. -10

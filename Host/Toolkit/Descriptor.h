@@ -17,6 +17,11 @@ class OwnedDescriptor {
   ~OwnedDescriptor() { Reset(-1); }
   OwnedDescriptor(const OwnedDescriptor&) = delete;
   OwnedDescriptor& operator=(const OwnedDescriptor&) = delete;
+  OwnedDescriptor(OwnedDescriptor&& other) noexcept : m_descriptor(other.Release()) {}
+  OwnedDescriptor& operator=(OwnedDescriptor&& other) noexcept {
+    std::swap(m_descriptor, other.m_descriptor);
+    return *this;
+  }
 
   // The descriptor, negative when there is none.
   int Get() const { return m_descriptor; }
@@ -32,14 +37,19 @@ class OwnedDescriptor {
   int m_descriptor = -1;
 };
 
-// Opens a file, not to be inherited; a negative value, with errno set, when that
-// fails.
-inline int OpenDescriptor(const char* path, int flags, mode_t mode = 0) {
+// Opens a file by its name in an opened folder, not to be inherited; a negative value,
+// with errno set, when that fails.
+inline int OpenDescriptorAt(int folder, const char* name, int flags, mode_t mode = 0) {
   int descriptor;
   do {
-    descriptor = ::open(path, flags | O_CLOEXEC, mode);
+    descriptor = ::openat(folder, name, flags | O_CLOEXEC, mode);
   } while (descriptor < 0 && errno == EINTR);
   return descriptor;
+}
+
+// The same by its path.
+inline int OpenDescriptor(const char* path, int flags, mode_t mode = 0) {
+  return OpenDescriptorAt(AT_FDCWD, path, flags, mode);
 }
 
 }  // namespace kz
