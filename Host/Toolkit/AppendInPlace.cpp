@@ -7,6 +7,7 @@
 #include "API/Filters/Ica/Common/Ioca/BigEndian.h"
 #include "API/Filters/Ica/Common/Ioca/Document.h"
 #include "Host/Toolkit/Assemble.h"
+#include "Host/Toolkit/DocumentLock.h"
 #include "Host/Toolkit/FieldScan.h"
 #include "Host/Toolkit/Pieces.h"
 
@@ -66,6 +67,9 @@ Outcome Append(int descriptor, int64_t size, const PageIndex& pages) {
 }  // namespace
 
 Outcome AppendInPlace(const std::string& file, const PageIndex& pages) {
+  DocumentLock lock;
+  const Outcome locked = lock.Take(file);
+  if (!locked.Ok()) return Failure(K_ERROR_OPEN_WRITE, locked.what);
   const OwnedDescriptor document(OpenDescriptor(file.c_str(), O_RDWR | O_NONBLOCK));
   struct stat found;
   if (document.Get() < 0 || ::fstat(document.Get(), &found) != 0) {

@@ -78,8 +78,7 @@ Outcome FindTarget(PendingFile& file) {
     return SystemFailure(K_ERROR_OPEN_WRITE, exists ? EISDIR : errno);
   }
   // Needs no right to list the folder.
-  file.folder =
-      OwnedDescriptor(OpenDescriptor(folder.empty() ? "." : folder.c_str(), O_PATH | O_DIRECTORY));
+  file.folder.Reset(OpenDescriptor(folder.empty() ? "." : folder.c_str(), O_PATH | O_DIRECTORY));
   if (file.folder.Get() < 0 || ::fstat(file.folder.Get(), &file.place) != 0) {
     return SystemFailure(K_ERROR_OPEN_WRITE, errno);
   }

@@ -17,11 +17,6 @@ class OwnedDescriptor {
   ~OwnedDescriptor() { Reset(-1); }
   OwnedDescriptor(const OwnedDescriptor&) = delete;
   OwnedDescriptor& operator=(const OwnedDescriptor&) = delete;
-  OwnedDescriptor(OwnedDescriptor&& other) noexcept : m_descriptor(other.Release()) {}
-  OwnedDescriptor& operator=(OwnedDescriptor&& other) noexcept {
-    std::swap(m_descriptor, other.m_descriptor);
-    return *this;
-  }
 
   // The descriptor, negative when there is none.
   int Get() const { return m_descriptor; }

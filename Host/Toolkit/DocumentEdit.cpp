@@ -260,11 +260,14 @@ Outcome Prepare(Work& work, const DocumentEdit& edit) {
 
 }  // namespace
 
-Outcome WriteDocument(const DocumentEdit& edit, const std::string& out) {
+Outcome WriteDocument(const DocumentEdit& edit, const std::string& out, FileBatch* batch) {
   Work work;
   AtomicFile file;
   Outcome outcome = Prepare(work, edit);
-  if (outcome.Ok()) outcome = file.Open(out);
+  if (outcome.Ok()) outcome = file.Open(out, batch);
+  for (const auto& source : work.sources) {
+    if (source->index->file == out) file.MadeFrom(source->index->found);
+  }
   if (outcome.Ok()) outcome = work.pieces.Write(file.Descriptor());
   if (outcome.Ok()) outcome = file.Commit();
   return outcome;

@@ -11,6 +11,8 @@
 
 namespace kz {
 
+class FileBatch;
+
 struct EditPart {
   const PageIndex* source;
   int page;        // one of its pages, counted from 1; 0: bytes that stay what they are
@@ -32,8 +34,10 @@ struct DocumentEdit {
 // files that are read. Memory doesn't grow with the size of pages. Returns the edit's
 // own refusal, if any; -9 for pages that aren't there and for what can't be (the words
 // say why), -7 when a file has changed since it was indexed, -4 when images included
-// again and again would take more than 2 GiB, -14 or -5 when `out` can't be written.
-K_EXPORT Outcome WriteDocument(const DocumentEdit& edit, const std::string& out);
+// again and again would take more than 2 GiB, -14 or -5 when `out` can't be written. With
+// a batch it is put into place with others.
+K_EXPORT Outcome WriteDocument(const DocumentEdit& edit, const std::string& out,
+                               FileBatch* batch = nullptr);
 // The same, written at the position of a descriptor, which may be a pipe.
 K_EXPORT Outcome WriteDocument(const DocumentEdit& edit, int descriptor);
 

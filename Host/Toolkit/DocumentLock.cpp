@@ -96,7 +96,7 @@ Outcome DocumentLock::Take(int folder, const std::string& name, const std::strin
   struct stat named;
   for (;;) {
     if (taken->file.Get() < 0) {
-      taken->file = OwnedDescriptor(OpenAny(folder, name.c_str()));
+      taken->file.Reset(OpenAny(folder, name.c_str()));
       if (taken->file.Get() < 0 || ::fstat(taken->file.Get(), &taken->found) != 0) {
         return SystemFailure(K_ERROR_OPEN_READ, errno);
       }
@@ -119,7 +119,7 @@ Outcome DocumentLock::Take(int folder, const std::string& name, const std::strin
     if (!busy && !replaced) break;
     if (!IsSameVersion(named, taken->found)) patience.Renew();
     taken->found = named;
-    if (replaced) taken->file = OwnedDescriptor();
+    if (replaced) taken->file.Reset(-1);
     if (busy && !patience.Pause()) return GaveUp();
   }
   taken->found = named;

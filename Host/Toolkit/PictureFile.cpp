@@ -138,8 +138,8 @@ class PictureOutput {
  public:
   explicit PictureOutput(bool standardOutput)
       : m_gathered(standardOutput ? ::memfd_create("picture", MFD_CLOEXEC) : -1) {}
-  Outcome Open(const std::string& path) {
-    if (path != "-") return m_file.Open(path);
+  Outcome Open(const std::string& path, FileBatch* batch) {
+    if (path != "-") return m_file.Open(path, batch);
     return m_gathered.Get() >= 0 ? Outcome{} : SystemFailure(K_ERROR_OPEN_WRITE, errno);
   }
   int Descriptor() const { return m_gathered.Get() >= 0 ? m_gathered.Get() : m_file.Descriptor(); }
@@ -198,7 +198,7 @@ Outcome PictureReader::Read(int page, Bitmap& bitmap) try {
 PictureWriter::PictureWriter() = default;
 PictureWriter::~PictureWriter() = default;
 
-Outcome PictureWriter::Open(const std::string& path, PictureFormat format) try {
+Outcome PictureWriter::Open(const std::string& path, PictureFormat format, FileBatch* batch) try {
   m_sink.reset();
   m_output.reset();
   m_pages = 0;
@@ -208,7 +208,7 @@ Outcome PictureWriter::Open(const std::string& path, PictureFormat format) try {
                    std::string("the picture's format must be one of ") + kKnownEndings);
   }
   auto output = std::make_unique<PictureOutput>(path == "-");
-  Outcome outcome = output->Open(path);
+  Outcome outcome = output->Open(path, batch);
   if (!outcome.Ok()) return outcome;
   const int descriptor = output->Descriptor();
   switch (m_format) {

@@ -14,6 +14,7 @@ namespace kz {
 class PictureSource;
 class PictureSink;
 class PictureOutput;
+class FileBatch;
 
 enum class PictureFormat { kNone, kPng, kTiff, kPbm, kPgm, kPpm, kPnm, kJpeg, kPdf };
 
@@ -54,9 +55,11 @@ class K_EXPORT PictureWriter {
   ~PictureWriter();
 
   // Starts a file of the format that the name's ending says, or of the one given;
-  // "-" is standard output and needs a format. -16 for an ending or a format that
-  // isn't written, -14 when the file can't be made.
-  Outcome Open(const std::string& path, PictureFormat format = PictureFormat::kNone);
+  // "-" is standard output and needs a format. With a batch, the file is put into
+  // place together with others. -16 for an ending or a format that isn't written, -14
+  // when the file can't be made.
+  Outcome Open(const std::string& path, PictureFormat format = PictureFormat::kNone,
+               FileBatch* batch = nullptr);
   // Adds a page. Its depth stays where the format can hold it (pgm and ppm
   // convert), 1-bit pages are stored with 1 bit, as Group 4 in tif and pdf. -16 for
   // a second page in a format that holds one; -27 for a page of more than 1 bit in a

@@ -4,6 +4,7 @@
 
 #include "API/Filters/Ica/Common/Ioca/BigEndian.h"
 #include "Host/Toolkit/FieldScan.h"
+#include "Host/Toolkit/FileVersion.h"
 #include "Host/Toolkit/StructuredFieldNames.h"
 
 namespace kz {
@@ -134,11 +135,6 @@ Outcome WriteWrapped(PieceWriter& writer, FileWindow& from, ByteRange range, boo
   return {};
 }
 
-bool IsSameFile(const struct stat& a, const struct stat& b) {
-  return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
-         a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec;
-}
-
 }  // namespace
 
 Outcome PieceList::OpenWindow(int source, FileWindow& window) const {
@@ -146,7 +142,7 @@ Outcome PieceList::OpenWindow(int source, FileWindow& window) const {
   const Outcome outcome = window.Open(file.name);
   if (!outcome.Ok()) return Failure(outcome.status, file.name + ": " + outcome.what);
   struct stat now;
-  if (::fstat(window.Descriptor(), &now) != 0 || !IsSameFile(now, file.found)) {
+  if (::fstat(window.Descriptor(), &now) != 0 || !IsSameVersion(now, file.found)) {
     return Failure(K_ERROR_READ, file.name + " has changed meanwhile");
   }
   return {};

@@ -121,8 +121,8 @@ Outcome TemporaryFile::Create(int folder, const std::string& target) {
     m_folder = folder;
     m_name = prefix + Hexadecimal(random) + std::string(kEnding);
     m_slot = FillSlot(folder, m_name);
-    m_file = OwnedDescriptor(OpenDescriptorAt(
-        folder, m_name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, kPrivateMode));
+    m_file.Reset(OpenDescriptorAt(folder, m_name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW,
+                                  kPrivateMode));
     if (m_file.Get() < 0) {
       const int error = errno;
       Remove();
@@ -151,7 +151,7 @@ int TemporaryFile::Rename(const std::string& target, bool fresh) {
   if (error != 0) return error;
   FreeSlot(std::exchange(m_slot, -1));
   m_name.clear();
-  m_file = OwnedDescriptor();
+  m_file.Reset(-1);
   return 0;
 }
 
@@ -159,7 +159,7 @@ void TemporaryFile::Remove() {
   if (m_file.Get() >= 0) ::unlinkat(m_folder, m_name.c_str(), 0);
   FreeSlot(std::exchange(m_slot, -1));
   m_name.clear();
-  m_file = OwnedDescriptor();
+  m_file.Reset(-1);
 }
 
 void RemoveStaleFiles(int folder) {

@@ -194,7 +194,7 @@ TEST(AtomicFile, WaitsForALockButNotForEver) {
     EXPECT_THAT(outcome.what, testing::HasSubstr("kept the lock"));
     policy.notes.clear();
     Writing().patience = std::chrono::hours(1);
-    policy.onNote = [&] { other = OwnedDescriptor(); };
+    policy.onNote = [&] { other.Reset(-1); };
     EXPECT_TRUE(Replace(file, "new").Ok());
     EXPECT_THAT(policy.notes, testing::HasSubstr("waiting for another program"));
   }

@@ -43,7 +43,8 @@ void AddAppend(CLI::App& app, Exit& exit) {
   AddPageOptions(*command, options->pages);
   AddContainerOption(*command, options->container);
   command
-      ->add_flag("--in-place", options->inPlace, "Don't copy the document; a crash may damage it")
+      ->add_flag("--in-place", options->inPlace,
+                 "Don't copy the document, and keep its hard links; a crash may damage it")
       ->excludes(command->get_option("--output"));
   command->callback([options, &exit] { exit = Append(*options); });
 }

@@ -70,6 +70,7 @@ void AddAssemble(CLI::App& app, Exit& exit) {
   command->add_option("FILE", options->inputs, "Files, and which of their pages, in order")
       ->required()
       ->type_name("FILE[:PAGES]");
+  AddNoWait(*command);
   command->callback([options, &exit] { exit = Assemble(*options); });
 }
 

@@ -5,6 +5,7 @@
 
 #include "Host/Toolkit/AtomicFile.h"
 #include "Host/Toolkit/PageIndex.h"
+#include "Tools/kzica/Locking.h"
 #include "Tools/kzica/Pages.h"
 #include "Tools/kzica/SpoolFile.h"
 
@@ -86,6 +87,7 @@ void AddCreate(CLI::App& app, Exit& exit) {
   AddPageOptions(*command, options->pages);
   AddContainerOption(*command, options->container)->capture_default_str();
   command->add_flag("--force", options->force, "Replace a file that is no image of this family");
+  AddNoWait(*command);
   command->callback([options, &exit] { exit = Create(*options); });
 }
 

@@ -38,9 +38,9 @@ void NoteNumbering(const std::string& file) {
   }
 }
 
-Exit WriteTo(const std::string& out, const kz::DocumentEdit& edit) {
+Exit WriteTo(const std::string& out, const kz::DocumentEdit& edit, kz::FileBatch* batch) {
   const kz::Outcome outcome =
-      out == "-" ? kz::WriteDocument(edit, STDOUT_FILENO) : kz::WriteDocument(edit, out);
+      out == "-" ? kz::WriteDocument(edit, STDOUT_FILENO) : kz::WriteDocument(edit, out, batch);
   return outcome.Ok() ? kDone : Complain({out}, outcome);
 }
 
@@ -50,6 +50,7 @@ void EditedDocument::AddOptions(CLI::App& command) {
       .add_option("-o,--output", m_out,
                   "Write the result there and leave FILE alone; - is standard output")
       ->type_name("OUT");
+  AddChangeOptions(command, m_breakLinks);
 }
 
 Exit EditedDocument::Begin(bool inPlace) {
@@ -58,6 +59,10 @@ Exit EditedDocument::Begin(bool inPlace) {
     throw UsageError("standard input can't be changed; say with -o where the result goes");
   }
   if (!m_out.empty() && OpenInput(m_file) != kDone) return kFileFailed;
+  if (m_out.empty()) {
+    const Exit locked = LockDocument(m_file, inPlace || m_breakLinks, m_lock);
+    if (locked != kDone) return locked;
+  }
   kz::Outcome outcome =
       inPlace ? kz::FindContainer(m_file, m_container) : kz::IndexPages(m_file, m_index);
   if (outcome.Ok() && !inPlace) m_container = m_index.container;

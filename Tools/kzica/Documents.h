@@ -7,6 +7,7 @@
 
 #include "Host/Toolkit/Assemble.h"
 #include "Host/Toolkit/PageRange.h"
+#include "Tools/kzica/Locking.h"
 #include "Tools/kzica/Pages.h"
 #include "Tools/kzica/SpoolFile.h"
 
@@ -18,18 +19,19 @@ kz::PageRange ParsePages(const std::string& option, const std::string& text);
 Exit IndexFile(const std::string& file, kz::PageIndex& index);
 // The pages of the file that the range names. Says what fails.
 Exit ChoosePages(const kz::PageIndex& index, const kz::PageRange& range, std::vector<int>& pages);
-// Writes a document to a file or, for "-", to standard output. Says what fails.
-Exit WriteTo(const std::string& out, const kz::DocumentEdit& edit);
+// Writes a document to a file, alone or with a batch, or, for "-", to standard output.
+// Says what fails.
+Exit WriteTo(const std::string& out, const kz::DocumentEdit& edit, kz::FileBatch* batch = nullptr);
 // Says it when image numbers differ from page numbers in a file that was just made.
 void NoteNumbering(const std::string& file);
 
 // The document that a command changes, and where the result goes.
 class EditedDocument {
  public:
-  // Adds FILE and -o.
+  // Adds FILE, -o, --no-wait and --break-links.
   void AddOptions(CLI::App& command);
-  // Opens the document for the change, all of it or, to append in place, its beginning
-  // only. Says what fails.
+  // Locks the document, if it is to be changed itself, and looks at all of it or, to
+  // append in place, at its beginning only. Says what fails.
   Exit Begin(bool inPlace = false);
   const std::string& File() const { return m_file; }
   // Where the result goes.
@@ -43,6 +45,8 @@ class EditedDocument {
  private:
   std::string m_file;
   std::string m_out;  // empty: the document itself
+  bool m_breakLinks = false;
+  kz::DocumentLock m_lock;
   Container m_container = Container::Modca;
   kz::PageIndex m_index;
 };

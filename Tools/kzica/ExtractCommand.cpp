@@ -13,6 +13,7 @@
 #include "Host/Toolkit/PictureFile.h"
 #include "Host/Toolkit/RowConversion.h"
 #include "Tools/kzica/Input.h"
+#include "Tools/kzica/Locking.h"
 #include "Tools/kzica/NumberedName.h"
 
 namespace kzica {
@@ -68,13 +69,14 @@ void RefuseSameFile(const ExtractOptions& options, const std::string& out) {
   }
 }
 
-kz::Outcome WriteData(const std::string& out, const std::vector<unsigned char>& data) {
+kz::Outcome WriteData(const std::string& out, const std::vector<unsigned char>& data,
+                      kz::FileBatch* batch) {
   if (out == "-") {
     Print({data.begin(), data.end()});
     return {};
   }
   kz::AtomicFile file;
-  kz::Outcome outcome = file.Open(out);
+  kz::Outcome outcome = file.Open(out, batch);
   if (!outcome.Ok()) return outcome;
   for (size_t done = 0; done < data.size();) {
     const ssize_t n = write(file.Descriptor(), data.data() + done, data.size() - done);
@@ -119,35 +121,40 @@ class Extraction {
   // A page that fails doesn't keep the others from their files.
   Exit ToNumberedFiles(const std::vector<int>& pages) {
     Exit exit = kDone;
+    kz::FileBatch batch(
+        [&](const std::string& out, const kz::Outcome& failed) { exit = Complain({out}, failed); });
     Progress progress(pages.size());
     for (const int page : pages) {
-      if (ToOneFile(NumberedName(m_options.out, page), {page}) != kDone) exit = kFileFailed;
+      const Exit written = ToOneFile(NumberedName(m_options.out, page), {page}, &batch);
+      if (written != kDone) exit = kFileFailed;
       progress.Step();
     }
+    batch.Finish();
     return exit;
   }
 
-  Exit ToOneFile(const std::string& out, const std::vector<int>& pages) {
+  Exit ToOneFile(const std::string& out, const std::vector<int>& pages,
+                 kz::FileBatch* batch = nullptr) {
     RefuseSameFile(m_options, out);
-    if (m_format.raw) return StoredData(out, pages[0]);
+    if (m_format.raw) return StoredData(out, pages[0], batch);
     kz::PageInfo info;
     if (m_format.picture == kz::PictureFormat::kJpeg && !m_options.dither &&
         m_document.DescribePage(pages[0], info).Ok() && info.coding == Coding::Jpeg) {
-      return info.topDown ? StoredData(out, pages[0]) : FlippedData(out, pages[0]);
+      return info.topDown ? StoredData(out, pages[0], batch) : FlippedData(out, pages[0], batch);
     }
-    return Pictures(out, pages);
+    return Pictures(out, pages, batch);
   }
 
-  Exit StoredData(const std::string& out, int page) {
+  Exit StoredData(const std::string& out, int page, kz::FileBatch* batch) {
     std::vector<unsigned char> data;
     kz::Outcome outcome = m_document.ReadImageData(page, data);
     if (!outcome.Ok()) return Complain({m_options.file, page}, outcome);
-    outcome = WriteData(out, data);
+    outcome = WriteData(out, data, batch);
     return outcome.Ok() ? kDone : Complain({out}, outcome);
   }
 
   // The data of a page that is stored bottom up, for readers that don't know of that.
-  Exit FlippedData(const std::string& out, int page) {
+  Exit FlippedData(const std::string& out, int page, kz::FileBatch* batch) {
     std::vector<unsigned char> data;
     bool flipped = false;
     kz::Outcome outcome = m_document.ReadImageData(page, data);
@@ -156,15 +163,15 @@ class Extraction {
     if (!flipped) {
       Note({m_options.file, page},
            "is stored bottom up and can't be turned as it is: its JPEG data are coded again");
-      return Pictures(out, {page});
+      return Pictures(out, {page}, batch);
     }
-    outcome = WriteData(out, data);
+    outcome = WriteData(out, data, batch);
     return outcome.Ok() ? kDone : Complain({out}, outcome);
   }
 
-  Exit Pictures(const std::string& out, const std::vector<int>& pages) {
+  Exit Pictures(const std::string& out, const std::vector<int>& pages, kz::FileBatch* batch) {
     kz::PictureWriter writer;
-    kz::Outcome outcome = writer.Open(out, m_format.picture);
+    kz::Outcome outcome = writer.Open(out, m_format.picture, batch);
     if (!outcome.Ok()) return Complain({out}, outcome);
     kz::Bitmap bitmap;
     Progress progress(pages.size());
@@ -222,6 +229,7 @@ void AddExtract(CLI::App& app, Exit& exit) {
   command->add_flag("--dither", options->dither,
                     "Make black and white pictures, by error diffusion");
   AddMaxPixels(*command, options->load.maxPixels);
+  AddNoWait(*command);
   command->callback([options, &exit] {
     exit = OpenInput(options->file);
     if (exit == kDone) exit = Extraction(*options).Run();

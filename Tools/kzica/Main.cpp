@@ -7,7 +7,9 @@
 #include <sstream>
 #include <string>
 
+#include "Host/Toolkit/TemporaryFile.h"
 #include "Tools/kzica/App.h"
+#include "Tools/kzica/Locking.h"
 
 namespace {
 
@@ -62,6 +64,8 @@ int main(int argc, char** argv) {
   // was begun is cleaned up, then they are reported.
   (void)std::signal(SIGXFSZ, SIG_IGN);
   (void)std::signal(SIGPIPE, SIG_IGN);
+  kz::RemoveTemporaryFilesOnSignals();
+  NoteWaiting();
   try {
     return FinishOutput(Run(argc, argv));
   } catch (const std::bad_alloc&) {

@@ -2,6 +2,7 @@
 #include <filesystem>
 #include <memory>
 
+#include "Host/Toolkit/AtomicFile.h"
 #include "Tools/kzica/Documents.h"
 #include "Tools/kzica/Input.h"
 #include "Tools/kzica/NumberedName.h"
@@ -26,19 +27,24 @@ Exit Split(const SplitOptions& options) {
   Exit exit = IndexFile(options.file, index);
   if (exit == kDone) exit = ChoosePages(index, range, pages);
   if (exit != kDone) return exit;
+  kz::FileBatch batch(
+      [&](const std::string& out, const kz::Outcome& failed) { exit = Complain({out}, failed); });
   Progress progress(pages.size());
-  for (const int page : pages) {
-    const std::string out = NumberedName(options.out, page);
+  for (size_t i = 0; i < pages.size() && exit == kDone; ++i) {
+    const std::string out = NumberedName(options.out, pages[i]);
     std::error_code ignored;
     if (std::filesystem::equivalent(options.file, out, ignored)) {
       throw UsageError(out + ": this is the file to split");
     }
-    exit = WriteTo(out, kz::SplitPage(index, page));
-    if (exit != kDone) return exit;
-    if (!index.PagesAreImages()) NoteNumbering(out);
+    const Exit written = WriteTo(out, kz::SplitPage(index, pages[i]), &batch);
+    if (written != kDone) exit = written;
     progress.Step();
   }
-  return kDone;
+  batch.Finish();
+  for (size_t i = 0; i < pages.size() && exit == kDone && !index.PagesAreImages(); ++i) {
+    NoteNumbering(NumberedName(options.out, pages[i]));
+  }
+  return exit;
 }
 
 }  // namespace
@@ -55,6 +61,7 @@ void AddSplit(CLI::App& app, Exit& exit) {
   command->add_option("-p,--page", options->pages, "Pages to write, like 2, 1,3-5, 9- or z")
       ->type_name("PAGES")
       ->capture_default_str();
+  AddNoWait(*command);
   command->callback([options, &exit] {
     exit = OpenInput(options->file);
     if (exit == kDone) exit = Split(*options);
