@@ -37,8 +37,9 @@ kz_install_headers(Host/Kernel DllLoader.h Export.h HostRecords.h Kernel.h Statu
 kz_install_headers(Host/Fax Fax.h)
 kz_install_headers(Host/Abic Abic.h)
 kz_install_headers(Host/Toolkit
-  Assemble.h AtomicFile.h Bitmap.h Check.h Document.h DocumentEdit.h Dump.h MemoryLoader.h MemorySaver.h Outcome.h
-  PageIndex.h PageRange.h PictureFile.h RowConversion.h SavePage.h Text.h TextDecoder.h)
+  Assemble.h AtomicFile.h Bitmap.h Check.h Document.h DocumentEdit.h DocumentLock.h Dump.h
+  MemoryLoader.h MemorySaver.h Outcome.h PageIndex.h PageRange.h PictureFile.h RowConversion.h
+  SavePage.h Text.h TextDecoder.h WritingPolicy.h)
 kz_install_headers(API/Filters/Ica/Common Ica.h)
 kz_install_headers(API/Filters/Ica/Common/Ioca
   CodecLoader.h Comment.h Decoders.h Document.h Encoders.h FormatCodes.h ImageDataReader.h

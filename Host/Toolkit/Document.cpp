@@ -1,6 +1,7 @@
 #include "Host/Toolkit/Document.h"
 
 #include "Host/Toolkit/FileShift.h"
+#include "Host/Toolkit/FileWindow.h"
 #include "Host/Toolkit/ImagePlaces.h"
 #include "Host/Toolkit/PageIndex.h"
 #include "Host/Toolkit/PageReader.h"
@@ -80,9 +81,14 @@ Outcome ReadImageData(const std::string& file, int page, std::vector<unsigned ch
 
 Outcome Document::Index() {
   m_places.clear();
+  auto open = std::make_shared<FileWindow>();
+  Outcome outcome = open->Open(m_name);
+  if (!outcome.Ok()) return outcome;
+  const std::string path = "/proc/self/fd/" + std::to_string(open->Descriptor());
+  m_file = ::access(path.c_str(), F_OK) == 0 ? path : m_name;
+  m_open = std::move(open);
   m_far = FileShift::IsNeeded(m_file);
   PageInfo first;
-  Outcome outcome;
   if (m_far) {
     outcome = FindContainer(m_file, first.container);
   } else {
@@ -114,6 +120,7 @@ Outcome Document::AtPage(int page, PageInfo* info, Read read) const {
   const ImagePlace& place = m_places[static_cast<size_t>(page) - 1];
   const FileShift shift(place.position, m_far);
   Outcome outcome = read(1);
+  if (!m_open->IsAsFound()) return Failure(K_ERROR_READ, "the file has changed meanwhile");
   if (info != nullptr && outcome.Ok()) {
     info->page = page;
     info->container = place.container;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -13,6 +14,8 @@
 #include "Host/Toolkit/Outcome.h"
 
 namespace kz {
+
+class FileWindow;
 
 // "IOCA", "MO:DCA" or "MO:DCA with carriage control".
 K_EXPORT const char* ContainerName(Container container);
@@ -72,11 +75,12 @@ struct ImagePlace {
   Container container;
 };
 
-// A file of many pages. With an index, a page is found at once; without one, the
-// file is walked from its start for every page.
+// A file of many pages. With an index, a page is found at once, and all are read from
+// the file that was indexed, also when another takes its place; without one, the file
+// is walked from its start for every page.
 class K_EXPORT Document {
  public:
-  explicit Document(std::string file) : m_file(std::move(file)) {}
+  explicit Document(std::string file) : m_name(std::move(file)), m_file(m_name) {}
 
   // Finds all pages in one pass. Fails as describing the first page does, and with -7
   // when there is none.
@@ -86,7 +90,7 @@ class K_EXPORT Document {
   // What walking over the whole file came to: a damaged field may hide pages.
   const Outcome& Structure() const { return m_structure; }
 
-  // As the functions of the same names.
+  // As the functions of the same names; -7 when the indexed file was written to.
   Outcome DescribePage(int page, PageInfo& info) const;
   Outcome ReadImageData(int page, std::vector<unsigned char>& data) const;
   Outcome LoadPage(int page, const LoadOptions& options, Bitmap& bitmap,
@@ -96,7 +100,9 @@ class K_EXPORT Document {
   template <typename Read>
   Outcome AtPage(int page, PageInfo* info, Read read) const;
 
-  std::string m_file;
+  std::string m_name;
+  std::string m_file;  // where the pages are read: with an index, the open file
+  std::shared_ptr<const FileWindow> m_open;
   bool m_far = false;  // beyond 2 GiB
   std::vector<ImagePlace> m_places;
   Outcome m_structure;

@@ -1,8 +1,8 @@
 #include "Host/Toolkit/FileWindow.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
+
+#include "Host/Toolkit/FileVersion.h"
 
 namespace kz {
 
@@ -42,13 +42,12 @@ Outcome FileWindow::Open(const std::string& path) {
   const int descriptor = OpenDescriptor(path.c_str(), O_RDONLY | O_NONBLOCK);
   if (descriptor < 0) return SystemFailure(K_ERROR_OPEN_READ, errno);
   m_file.emplace(descriptor);
-  struct stat found;
-  if (::fstat(descriptor, &found) != 0) return SystemFailure(K_ERROR_OPEN_READ, errno);
-  if (S_ISDIR(found.st_mode)) return SystemFailure(K_ERROR_OPEN_READ, EISDIR);
-  if (!S_ISREG(found.st_mode)) {
+  if (::fstat(descriptor, &m_found) != 0) return SystemFailure(K_ERROR_OPEN_READ, errno);
+  if (S_ISDIR(m_found.st_mode)) return SystemFailure(K_ERROR_OPEN_READ, EISDIR);
+  if (!S_ISREG(m_found.st_mode)) {
     return Failure(K_ERROR_OPEN_READ, "only regular files can be read");
   }
-  m_size = found.st_size;
+  m_size = m_found.st_size;
   // A small file needs no more than itself.
   m_capacity = static_cast<size_t>(std::min(m_size, static_cast<int64_t>(kWindow)));
   m_bytes = std::make_unique_for_overwrite<unsigned char[]>(m_capacity);
@@ -57,6 +56,11 @@ Outcome FileWindow::Open(const std::string& path) {
   m_fill = m_capacity;
   m_failed = false;
   return {};
+}
+
+bool FileWindow::IsAsFound() const {
+  struct stat now;
+  return ::fstat(Descriptor(), &now) == 0 && HasSameContent(now, m_found);
 }
 
 bool FileWindow::Fill(int64_t offset, size_t count) {

@@ -1,6 +1,8 @@
 // A file of any size, seen through one window of it.
 #pragma once
 
+#include <sys/stat.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -21,6 +23,11 @@ class FileWindow {
   Outcome Open(const std::string& path);
   int64_t Size() const { return m_size; }
   int Descriptor() const { return m_file ? m_file->Get() : -1; }
+  // What was opened.
+  const struct stat& Found() const { return m_found; }
+  // Whether nothing was written to the file since it was opened, whatever its name
+  // leads to now.
+  bool IsAsFound() const;
   // `count` bytes at the offset, which stay until the next call; null when the file
   // doesn't hold them all or they can't be read.
   const unsigned char* At(int64_t offset, size_t count);
@@ -31,6 +38,7 @@ class FileWindow {
   bool Fill(int64_t offset, size_t count);
 
   std::optional<OwnedDescriptor> m_file;
+  struct stat m_found = {};
   int64_t m_size = 0;
   std::unique_ptr<unsigned char[]> m_bytes;
   size_t m_capacity = 0;

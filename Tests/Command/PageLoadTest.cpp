@@ -304,4 +304,23 @@ TEST(Document, PagesFoundByTheIndexAreTheSamePages) {
   EXPECT_EQ(K_OpenFiles(), 0u);
 }
 
+TEST(Document, PagesAreReadFromTheFileThatWasIndexed) {
+  const TemporaryFolder folder;
+  const Bytes report = FileBytes(KZ_SAMPLES "/report-g4.mda");
+  const std::string file = folder.File("file", report);
+  kz::Document document(file);
+  ASSERT_TRUE(document.Index().Ok());
+  folder.File("new", FileBytes(KZ_SAMPLES "/report-mixed.afp"));
+  std::filesystem::rename(folder / "new", file);
+  kz::Bitmap expected, loaded;
+  ASSERT_TRUE(kz::LoadPage(KZ_SAMPLES "/report-g4.mda", 3, {}, expected).Ok());
+  ASSERT_TRUE(document.LoadPage(3, {}, loaded).Ok());
+  EXPECT_TRUE(PackedRows(loaded) == PackedRows(expected));
+
+  kz::Document written(file);
+  ASSERT_TRUE(written.Index().Ok());
+  std::ofstream(file, std::ios::app) << "x";
+  EXPECT_EQ(written.LoadPage(1, {}, loaded).what, "the file has changed meanwhile");
+}
+
 }  // namespace
