@@ -191,4 +191,20 @@ TEST(Cost, MillionsOfFieldsTakeOnePass) {
   }
 }
 
+TEST(Cost, ManyFilesInOneFolderTakeAsLongAsTheyAre) {
+  constexpr int kFiles = 16000;
+  const TemporaryFolder folder(TemporaryFolder::InMemory());
+  const Bytes page =
+      Field(0xA8AF) +
+      PictureData(Segment(ImageSize(8, 8) + Encoding(0x82), {0x00, 0x10, 0x01, 0x00, 0x10, 0x01})) +
+      Field(0xA9AF);
+  const std::string file =
+      folder.File("file", Field(0xA8A8) + Repeat(page, kFiles) + Field(0xA9A8));
+  for (const char* command : {"split FILE OUT-%d.mda", "extract --all FILE OUT-%d.raw"}) {
+    const Result run = Kzica(Words(command, {{"FILE", file}, {"OUT", folder / "out"}}), Bounded(0));
+    EXPECT_EQ(run.exit, 0) << run.err;
+  }
+  EXPECT_EQ(folder.Names().size(), size_t{2 * kFiles + 1});
+}
+
 }  // namespace

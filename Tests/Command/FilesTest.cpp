@@ -3,12 +3,16 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
+#include "Host/Toolkit/Descriptor.h"
 #include "Tests/Command/Program.h"
 #include "Tests/Toolkit/EditedDocuments.h"
 
@@ -321,6 +325,84 @@ TEST_F(Files, RightsAreRespected) {
     left += entry.path().extension() == ".tmp";
   }
   EXPECT_EQ(left, 0u);
+}
+
+TEST_F(Files, WritersAtOnceLoseNoPage) {
+  for (const bool inPlace : {false, true}) {
+    std::vector<std::thread> writers;
+    std::vector<std::vector<std::string>> edits;
+    for (int i = 0; i < 20; ++i) {
+      edits.push_back({"append", m_document, Sample("odd.png")});
+      if (inPlace) edits.back().emplace_back("--in-place");
+    }
+    for (const auto& edit : edits) {
+      writers.emplace_back([&] { EXPECT_EQ(Kzica(edit, kPatient).exit, 0); });
+    }
+    for (std::thread& writer : writers) writer.join();
+  }
+  EXPECT_THAT(Kzica({"info", m_document, "--json"}).out, HasSubstr("\"pages\":43,"));
+}
+
+TEST_F(Files, ALockedFileIsNotWrittenButRead) {
+  const std::string out = m_folder.File("locked", FileBytes(m_document));
+  const Bytes before = FileBytes(m_document);
+  const kz::OwnedDescriptor locked(open(m_document.c_str(), O_RDONLY)),
+      output(open(out.c_str(), O_RDONLY));
+  ASSERT_EQ(flock(locked.Get(), LOCK_SH) + flock(output.Get(), LOCK_EX), 0);
+  std::vector<std::vector<std::string>> writing = Outputs(out);
+  for (const auto& use : Uses(m_document)) {
+    if (IsEdit(use)) {
+      writing.push_back(use);
+    } else {
+      EXPECT_EQ(Kzica(use, kPatient).exit, 0) << use[0];
+    }
+  }
+  for (auto& use : writing) {
+    use.emplace_back("--no-wait");
+    ExpectRefusal(use, "another program has locked it (status -14)");
+  }
+  EXPECT_TRUE(FileBytes(m_document) == before && FileBytes(out) == before);
+}
+
+TEST_F(Files, HardLinksAreKeptOrBrokenOnRequest) {
+  const Bytes before = FileBytes(m_document);
+  const std::string other = m_folder / "other";
+  for (const auto& use : Uses(m_document)) {
+    if (!IsEdit(use)) continue;
+    m_folder.File("document.mda", before);
+    fs::remove(other);
+    fs::create_hard_link(m_document, other);
+    if (use.back() == "--in-place") {
+      EXPECT_EQ(Kzica(use).exit, 0);
+      EXPECT_TRUE(fs::equivalent(m_document, other));
+      continue;
+    }
+    ExpectRefusal(use, "it has 2 names (hard links)");
+    EXPECT_TRUE(fs::equivalent(m_document, other) && FileBytes(other) == before);
+    std::vector<std::string> allowed = use;
+    allowed.emplace_back("--break-links");
+    EXPECT_EQ(Kzica(allowed).exit, 0);
+    EXPECT_TRUE(FileBytes(m_document) != before && FileBytes(other) == before);
+  }
+}
+
+// The pictures come through a pipe, so that the command is met at work.
+TEST_F(Files, ASignalRemovesTheTemporaryFile) {
+  const std::string fifo = m_folder / "fifo";
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0666), 0);
+  const size_t names = m_folder.Names().size();
+  for (const char* command : {"create", "append"}) {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+      Conditions conditions = kPatient;
+      conditions.meet = [&](pid_t program) {
+        for (int i = 0; i < 5000 && m_folder.Names().size() == names; ++i) usleep(1000);
+        EXPECT_EQ(m_folder.Names().size(), names + 1) << "no temporary file was met";
+        kill(program, signal);
+      };
+      EXPECT_EQ(Kzica({command, m_document, fifo}, conditions).signal, signal) << command;
+      EXPECT_EQ(m_folder.Names().size(), names) << command;
+    }
+  }
 }
 
 }  // namespace

@@ -56,6 +56,7 @@ void Limit(decltype(RLIMIT_AS) resource, rlim_t value) {
   Limit(RLIMIT_FSIZE, conditions.fileSize);
   Limit(RLIMIT_AS, conditions.memory);
   Limit(RLIMIT_CPU, conditions.processorTime);
+  for (const int sent : {SIGINT, SIGTERM, SIGHUP}) signal(sent, SIG_DFL);
   alarm(conditions.patience);
   execv(arguments[0], arguments.data());
   _exit(127);
@@ -107,6 +108,7 @@ Result Kzica(const std::vector<std::string>& arguments, const Conditions& condit
     usleep(static_cast<useconds_t>(conditions.killAfter));
     kill(child, SIGKILL);
   }
+  if (conditions.meet) conditions.meet(child);
   int status = 0;
   rusage usage = {};
   if (wait4(child, &status, 0, &usage) != child) throw std::runtime_error("no exit status");

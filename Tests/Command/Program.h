@@ -4,6 +4,7 @@
 #include <sys/resource.h>
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -22,6 +23,7 @@ struct Conditions {
   bool ordinaryUser = false;                // when the test runs as root: as nobody
   rlim_t memory = RLIM_INFINITY;            // bytes of address space
   rlim_t processorTime = RLIM_INFINITY;     // seconds until SIGXCPU
+  std::function<void(pid_t)> meet = {};     // is called once it runs
   unsigned patience = 0;                    // seconds until SIGALRM; 0: for ever
 };
 
