@@ -239,9 +239,7 @@ Outcome Index(PageIndex& index) {
   FileWindow file;
   Outcome outcome = file.Open(index.file);
   if (!outcome.Ok()) return outcome;
-  if (::fstat(file.Descriptor(), &index.found) != 0) {
-    return SystemFailure(K_ERROR_OPEN_READ, errno);
-  }
+  index.found = file.Found();
   outcome = FindContainer(file, index.container);
   if (!outcome.Ok()) return outcome;
   if (index.container == Container::Ioca) {

@@ -141,8 +141,7 @@ Outcome PieceList::OpenWindow(int source, FileWindow& window) const {
   const Source& file = m_files[static_cast<size_t>(source)];
   const Outcome outcome = window.Open(file.name);
   if (!outcome.Ok()) return Failure(outcome.status, file.name + ": " + outcome.what);
-  struct stat now;
-  if (::fstat(window.Descriptor(), &now) != 0 || !IsSameVersion(now, file.found)) {
+  if (!IsSameVersion(window.Found(), file.found)) {
     return Failure(K_ERROR_READ, file.name + " has changed meanwhile");
   }
   return {};

@@ -42,6 +42,20 @@ extern "C" K_EXPORT int syncfs(int file) noexcept {
   return Next<int (*)(int)>("syncfs")(file);
 }
 
+// A file system that keeps no attributes, a user who isn't in the group.
+static bool g_refuseRights = false;
+
+extern "C" K_EXPORT int fsetxattr(int file, const char* name, const void* value, size_t size,
+                                  int flags) noexcept {
+  if (g_refuseRights) return errno = ENOTSUP, -1;
+  return Next<decltype(&fsetxattr)>("fsetxattr")(file, name, value, size, flags);
+}
+
+extern "C" K_EXPORT int fchown(int file, uid_t owner, gid_t group) noexcept {
+  if (g_refuseRights) return errno = EPERM, -1;
+  return Next<decltype(&fchown)>("fchown")(file, owner, group);
+}
+
 extern "C" K_EXPORT DIR* fdopendir(int folder) {
   ++g_calls.listings;
   return Next<DIR* (*)(int)>("fdopendir")(folder);
@@ -141,6 +155,31 @@ TEST(AtomicFile, KeepsRightsAndIsPrivateUntilItIsComplete) {
     EXPECT_EQ(RightsOf(atomic.Path()).mode & 0077, 0U);
     ASSERT_TRUE(atomic.Commit().Ok());
     EXPECT_EQ(RightsOf(file), RightsOf(like));
+  }
+}
+
+TEST(AtomicFile, IsNeverMoreOpenThanWhatItReplaces) {
+  const struct {
+    bool list, group;
+    unsigned mode, expected;
+    const char* lost;
+  } cases[] = {{true, false, 0, 0600, "its access control list"},
+               {false, true, 0674, 0644, "its group"},
+               {false, true, 02607, 0600, "its group"},
+               {true, true, 0, 0600, "its group, its access control list"}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.lost);
+    Policy policy;
+    const TemporaryFolder folder;
+    const std::string file = folder.File("file", {});
+    if (c.group && ::chown(file.c_str(), ::geteuid(), 1234) != 0) GTEST_SKIP() << "not root";
+    if (c.list && !SetList(file, "system.posix_acl_access", kList)) GTEST_SKIP() << "no lists here";
+    if (!c.list) ::chmod(file.c_str(), c.mode);
+    g_refuseRights = true;
+    EXPECT_TRUE(Replace(file, "new").Ok());
+    g_refuseRights = false;
+    EXPECT_EQ(RightsOf(file).mode, c.expected);
+    EXPECT_EQ(policy.notes, std::string("warning: these can't be kept: ") + c.lost + "\n");
   }
 }
 

@@ -36,7 +36,8 @@ void AddAppend(CLI::App& app, Exit& exit) {
       "A new document with the pages takes the document's place when it is complete; until\n"
       "then, and if anything fails, the document is what it was. --in-place writes into the\n"
       "document itself, whatever its length, and doesn't look whether it is sound; a crash\n"
-      "while it writes leaves it damaged.");
+      "while it writes leaves it damaged. The document is locked meanwhile: another command that\n"
+      "changes it waits, for a minute at most while nothing happens.");
   auto options = std::make_shared<AppendOptions>();
   options->document.AddOptions(*command);
   command->add_option("IN", options->inputs, "Pictures")->required();
