@@ -189,7 +189,8 @@ void AtomicFile::MadeFrom(const struct stat& version) {
 
 const std::string& AtomicFile::Path() const {
   static const std::string none;
-  return m_file != nullptr ? m_file->temporaryPath : none;
+  if (m_file == nullptr) return none;
+  return m_file->temporaryPath;
 }
 
 int AtomicFile::Descriptor() const {

@@ -130,7 +130,8 @@ Outcome DocumentLock::Take(int folder, const std::string& name, const std::strin
 
 const struct stat& DocumentLock::Found() const {
   static const struct stat nothing = {};
-  return m_held != nullptr ? m_held->found : nothing;
+  if (m_held == nullptr) return nothing;
+  return m_held->found;
 }
 
 int DocumentLock::Descriptor() const { return m_held != nullptr ? m_held->file.Get() : -1; }
