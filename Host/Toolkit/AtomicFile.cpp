@@ -16,7 +16,6 @@
 #include "Host/Toolkit/FileRights.h"
 #include "Host/Toolkit/FileVersion.h"
 #include "Host/Toolkit/TemporaryFile.h"
-#include "Host/Toolkit/WritingPolicy.h"
 
 namespace kz {
 
@@ -123,11 +122,9 @@ Outcome MakeTemporary(PendingFile& file) {
 Outcome GiveRights(const PendingFile& file) {
   std::string lost;
   const int error = file.rights.Give(file.temporary.Descriptor(), lost);
-  if (error != 0) return SystemFailure(K_ERROR_WRITE, error);
-  if (!lost.empty() && Writing().note) {
-    Writing().note(file.target, "warning: these can't be kept: " + lost);
-  }
-  return {};
+  Outcome outcome = error == 0 ? Outcome{} : SystemFailure(K_ERROR_WRITE, error);
+  if (!lost.empty()) outcome.warnings.push_back("the new file does without " + lost);
+  return outcome;
 }
 
 // Puts a file that is stored on the disk in its place.
@@ -200,17 +197,18 @@ int AtomicFile::Descriptor() const {
 Outcome AtomicFile::Commit() {
   if (m_file == nullptr) return Failure(K_ERROR_OPEN_WRITE);
   std::unique_ptr<PendingFile> file = std::move(m_file);
-  Outcome outcome = GiveRights(*file);
-  if (!outcome.Ok()) return outcome;
+  Outcome kept = GiveRights(*file);
+  if (!kept.Ok()) return kept;
   if (m_batch != nullptr) {
     m_batch->Add(std::move(file));
-    return {};
+    return kept;
   }
   if (::fsync(file->temporary.Descriptor()) != 0) return SystemFailure(K_ERROR_WRITE, errno);
-  outcome = PutInPlace(*file);
+  Outcome outcome = PutInPlace(*file);
   if (!outcome.Ok()) return outcome;
   RemoveStaleFiles(file->folder.Get());
-  return SyncFolder(file->folder.Get());
+  outcome = SyncFolder(file->folder.Get());
+  return outcome.Ok() ? kept : outcome;
 }
 
 void AtomicFile::Discard() { m_file.reset(); }

@@ -46,7 +46,8 @@ class K_EXPORT AtomicFile {
   // Descriptor of the temporary file, open for reading and writing.
   int Descriptor() const;
   // Stores the file on the disk and puts it in the target's place; or leaves that to
-  // the batch. -5 when that fails; the target is then what it was.
+  // the batch. -5 when that fails; the target is then what it was. Warns of what can't
+  // be kept of an old file's rights: the new one is less open then, never more.
   Outcome Commit();
   // Removes the temporary file; the target stays what it was.
   void Discard();

@@ -1,5 +1,5 @@
-// What this process does when somebody else writes to the same file, and what it
-// says about it.
+// What this process does when somebody else writes to the same file, and whom it
+// tells.
 #pragma once
 
 #include <chrono>
@@ -18,7 +18,7 @@ struct WritingPolicy {
   std::chrono::milliseconds patience = std::chrono::seconds(60);
   // When to say that we wait.
   std::chrono::milliseconds silence = std::chrono::seconds(1);
-  // Takes what is worth knowing about a file, in words for people; may be empty.
+  // Is told, in words for people, that a file is waited for; may be empty.
   std::function<void(const std::string& file, const std::string& text)> note;
 };
 

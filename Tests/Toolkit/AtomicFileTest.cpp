@@ -169,17 +169,17 @@ TEST(AtomicFile, IsNeverMoreOpenThanWhatItReplaces) {
                {true, true, 0, 0600, "its group, its access control list"}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.lost);
-    Policy policy;
     const TemporaryFolder folder;
     const std::string file = folder.File("file", {});
     if (c.group && ::chown(file.c_str(), ::geteuid(), 1234) != 0) GTEST_SKIP() << "not root";
     if (c.list && !SetList(file, "system.posix_acl_access", kList)) GTEST_SKIP() << "no lists here";
     if (!c.list) ::chmod(file.c_str(), c.mode);
     g_refuseRights = true;
-    EXPECT_TRUE(Replace(file, "new").Ok());
+    const Outcome outcome = Replace(file, "new");
     g_refuseRights = false;
+    EXPECT_TRUE(outcome.Ok()) << outcome.what;
     EXPECT_EQ(RightsOf(file).mode, c.expected);
-    EXPECT_EQ(policy.notes, std::string("warning: these can't be kept: ") + c.lost + "\n");
+    EXPECT_EQ(outcome.warnings, std::vector{std::string("the new file does without ") + c.lost});
   }
 }
 

@@ -70,6 +70,7 @@ Exit Create(const CreateOptions& options) {
   });
   if (exit != kDone) return exit;
   outcome = file.Commit();
+  Warn({options.out}, outcome);
   return outcome.Ok() ? kDone : Complain({options.out}, outcome);
 }
 

@@ -41,6 +41,7 @@ void NoteNumbering(const std::string& file) {
 Exit WriteTo(const std::string& out, const kz::DocumentEdit& edit, kz::FileBatch* batch) {
   const kz::Outcome outcome =
       out == "-" ? kz::WriteDocument(edit, STDOUT_FILENO) : kz::WriteDocument(edit, out, batch);
+  Warn({out}, outcome);
   return outcome.Ok() ? kDone : Complain({out}, outcome);
 }
 

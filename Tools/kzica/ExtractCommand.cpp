@@ -150,6 +150,7 @@ class Extraction {
     kz::Outcome outcome = m_document.ReadImageData(page, data);
     if (!outcome.Ok()) return Complain({m_options.file, page}, outcome);
     outcome = WriteData(out, data, batch);
+    Warn({out}, outcome);
     return outcome.Ok() ? kDone : Complain({out}, outcome);
   }
 
@@ -166,6 +167,7 @@ class Extraction {
       return Pictures(out, {page}, batch);
     }
     outcome = WriteData(out, data, batch);
+    Warn({out}, outcome);
     return outcome.Ok() ? kDone : Complain({out}, outcome);
   }
 
@@ -189,6 +191,7 @@ class Extraction {
       progress.Step();
     }
     outcome = writer.Commit();
+    Warn({out}, outcome);
     return outcome.Ok() ? kDone : Complain({out}, outcome);
   }
 

@@ -8,7 +8,7 @@
 
 namespace kzica {
 
-// Says on standard error what is worth knowing about a file that is written.
+// Lets waiting for a lock be said on standard error.
 void NoteWaiting();
 // Adds --no-wait.
 void AddNoWait(CLI::App& command);
