@@ -85,7 +85,9 @@ void AddMaxPixels(CLI::App& command, int64_t& maxPixels) {
 
 void Print(const std::string& text) {
   static const bool terminal = isatty(STDOUT_FILENO) == 1;
-  const std::string shown = terminal ? kz::Printable(text, kz::Unprintable::Hex, "\n\t") : text;
+  const std::string safe =
+      terminal ? kz::Printable(text, kz::Unprintable::Hex, "\n\t") : std::string();
+  const std::string& shown = terminal ? safe : text;
   if (std::fwrite(shown.data(), 1, shown.size(), stdout) < shown.size()) g_outputError = errno;
 }
 
