@@ -19,8 +19,11 @@ Exit CheckOne(std::string file, const kz::LoadOptions& options) {
   int pages = 0;
   const kz::Outcome outcome = kz::CheckFile(file, options, [&](const kz::CheckResult& result) {
     pages = result.pages;
-    for (const std::string& warning : result.outcome.warnings) {
-      Note({file, result.page}, warning);
+    // Damage of a page is a warning; what is said of the whole file is worth knowing.
+    if (result.page > 0) {
+      Warn({file, result.page}, result.outcome);
+    } else {
+      for (const std::string& note : result.outcome.warnings) Note({file}, note);
     }
     if (!result.outcome.Ok()) Complain({file, result.page}, result.outcome);
   });
@@ -44,7 +47,7 @@ void AddCheck(CLI::App& app, Exit& exit) {
   CLI::App* command = app.add_subcommand("check", "See whether all pages of files can be loaded");
   command->footer(
       "Loads every page and walks over all structured fields. Exit status 1 when any page of\n"
-      "any file can't be loaded or a file is damaged elsewhere.");
+      "any file can't be loaded or a file is damaged elsewhere, 3 when a page shows damage.");
   auto options = std::make_shared<CheckOptions>();
   command->add_option("FILE", options->files, "Files to check")->required();
   AddMaxPixels(*command, options->load.maxPixels);
