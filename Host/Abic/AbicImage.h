@@ -4,9 +4,11 @@
 
 #include <cstddef>
 #include <memory>
+#include <new>
+#include <type_traits>
 
 #include "Host/Abic/BitPlane.h"
-#include "Host/Kernel/Kernel.h"
+#include "Host/Kernel/LocalBlock.h"
 
 struct AbicLayout {
   int width;
@@ -31,17 +33,15 @@ struct AbicWorkspace {
   ContextStates states;
   PlaneRows rows;
 };
+static_assert(std::is_trivially_destructible_v<AbicWorkspace>);
 
-// Deleters of the kernel's blocks.
-struct LocalBlockFree {
-  void operator()(void* block) const { K_LocalFree(block, __LINE__, "Host/Abic/AbicImage"); }
-};
+// The tag of the coders' allocations.
+constexpr const char* kAbicSource = "Host/Abic/AbicImage";
+
 struct GlobalBlockFree {
   void operator()(unsigned char* block) const { WinGlobalFree(WinGlobalHandle(block)); }
 };
-using LocalBytes = std::unique_ptr<unsigned char[], LocalBlockFree>;
 using GlobalBytes = std::unique_ptr<unsigned char[], GlobalBlockFree>;
-using WorkspacePtr = std::unique_ptr<AbicWorkspace, LocalBlockFree>;
 
 // WinGlobalAlloc: zero-filled.
 constexpr unsigned int kZeroFilled = 0x40;
@@ -49,10 +49,4 @@ constexpr unsigned int kZeroFilled = 0x40;
 // A locked block; null when out of memory.
 inline GlobalBytes AllocateGlobalBytes(size_t size, unsigned int flags) {
   return GlobalBytes(static_cast<unsigned char*>(WinGlobalLock(WinGlobalAlloc(flags, size))));
-}
-
-// A cleared workspace; null when out of memory.
-inline WorkspacePtr AllocateWorkspace() {
-  void* memory = K_LocalAllocInit(sizeof(AbicWorkspace), 1, __LINE__, "Host/Abic/AbicImage");
-  return WorkspacePtr(memory == nullptr ? nullptr : new (memory) AbicWorkspace{});
 }

@@ -36,12 +36,13 @@ int K_DecodeABIC(const unsigned char* pData, unsigned int nSize, unsigned char**
   }
   if (pData == nullptr || nSize == 0 || !CanHold(nSize, layout)) return K_ERROR_READ;
 
-  const WorkspacePtr workspace = AllocateWorkspace();
-  if (!workspace) return K_ERROR_NO_MEMORY;
+  const LocalBlock memory(sizeof(AbicWorkspace), __LINE__, kAbicSource);
+  if (!memory) return K_ERROR_NO_MEMORY;
   GlobalBytes rows =
       AllocateGlobalBytes(layout.bytesPerRow * static_cast<size_t>(layout.height), kZeroFilled);
   if (!rows) return K_ERROR_NO_MEMORY;
-  if (!DecodeRows(StartDecoder(pData, nSize), layout, *workspace, rows.get())) return K_ERROR_READ;
+  AbicWorkspace& workspace = *new (memory.get()) AbicWorkspace{};
+  if (!DecodeRows(StartDecoder(pData, nSize), layout, workspace, rows.get())) return K_ERROR_READ;
   *ppRows = rows.release();
   return K_SUCCESS;
 }

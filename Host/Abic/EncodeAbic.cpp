@@ -6,29 +6,24 @@
 
 namespace {
 
-constexpr const char* kSource = "Host/Abic/EncodeAbic";
 constexpr size_t kFirstCapacity = size_t{64} * 1024;
 
 // Bytes that grow as the code string does.
 class GrowingBytes {
  public:
-  // Sees to room for `bytes` behind the first `used`, which are kept. False when
+  // Sees to room for `bytes` after the first `used`, which are kept. False when
   // out of memory.
   bool Reserve(size_t used, size_t bytes) {
     if (m_capacity >= used + bytes) return true;
     const size_t capacity = std::max({kFirstCapacity, 2 * m_capacity, used + bytes});
-    void* grown = m_bytes == nullptr ? K_LocalAlloc(capacity, 1, __LINE__, kSource)
-                                     : K_LocalRealloc(m_bytes.get(), capacity, __LINE__, kSource);
-    if (grown == nullptr) return false;
-    (void)m_bytes.release();
-    m_bytes.reset(static_cast<unsigned char*>(grown));
+    if (!m_bytes.Grow(capacity, __LINE__)) return false;
     m_capacity = capacity;
     return true;
   }
   unsigned char* Start() const { return m_bytes.get(); }
 
  private:
-  LocalBytes m_bytes;
+  LocalBlock m_bytes{kAbicSource};
   size_t m_capacity = 0;
 };
 
@@ -63,10 +58,10 @@ int K_EncodeABIC(const unsigned char* pRows, int nAlign, int nWidth, int nHeight
       !DescribeAbicImage(nAlign, nWidth, nHeight, bBilevel != 0, layout)) {
     return K_ERROR_INVALID_FORMAT;
   }
-  const WorkspacePtr workspace = AllocateWorkspace();
-  if (!workspace) return K_ERROR_NO_MEMORY;
+  const LocalBlock memory(sizeof(AbicWorkspace), __LINE__, kAbicSource);
+  if (!memory) return K_ERROR_NO_MEMORY;
   GrowingBytes bytes;
-  const size_t size = EncodeRows(pRows, layout, *workspace, bytes);
+  const size_t size = EncodeRows(pRows, layout, *new (memory.get()) AbicWorkspace{}, bytes);
   if (size == 0) return K_ERROR_NO_MEMORY;
   GlobalBytes data = AllocateGlobalBytes(size, 0);
   if (!data) return K_ERROR_NO_MEMORY;

@@ -7,26 +7,12 @@
 #include "Host/Fax/Coding.h"
 #include "Host/Fax/Fax.h"
 #include "Host/Fax/Line.h"
-#include "Host/Kernel/Kernel.h"
+#include "Host/Kernel/LocalBlock.h"
 
 namespace fax {
 
-// A block of kernel memory; false when there was none to be had.
-class Memory {
- public:
-  explicit Memory(size_t nSize) : m_pBlock(K_LocalAlloc(nSize, 1, __LINE__, "Host/Fax")) {}
-  ~Memory() { K_LocalFree(m_pBlock, __LINE__, "Host/Fax"); }
-  Memory(const Memory&) = delete;
-  Memory& operator=(const Memory&) = delete;
-  explicit operator bool() const { return m_pBlock != nullptr; }
-  template <typename T>
-  T* As() const {
-    return static_cast<T*>(m_pBlock);
-  }
-
- private:
-  void* const m_pBlock;
-};
+// The tag of the library's allocations.
+constexpr const char* kSource = "Host/Fax";
 
 // Whether lines and pages of this size can be coded.
 constexpr bool IsPageSize(int64_t nWidth, int64_t nHeight) {

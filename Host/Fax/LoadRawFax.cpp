@@ -27,10 +27,10 @@ int K_LoadRawFax(_LOADDISPATCH* pDispatch, tagHANDLE* hFile, _LOADINFO* pInfo, v
   const size_t nDrawn = fax::RowWords(nWidth) * sizeof(uint64_t);
   const size_t nRowBytes =
       std::max(nDrawn, static_cast<size_t>(std::max(pBitmap->nBytesPerLine, 0)));
-  const fax::Memory row(nRowBytes);
-  const fax::Memory line(fax::LineMemory(nWidth) * sizeof(uint16_t));
-  const fax::Memory reference(fax::LineMemory(nWidth) * sizeof(uint16_t));
-  const fax::Memory piece(fax::kPieceMemory);
+  const LocalBlock row(nRowBytes, __LINE__, fax::kSource);
+  const LocalBlock line(fax::LineMemory(nWidth) * sizeof(uint16_t), __LINE__, fax::kSource);
+  const LocalBlock reference(fax::LineMemory(nWidth) * sizeof(uint16_t), __LINE__, fax::kSource);
+  const LocalBlock piece(fax::kPieceMemory, __LINE__, fax::kSource);
   if (!row || !line || !reference || !piece) return K_ERROR_NO_MEMORY;
 
   fax::PieceSource source{piece.As<unsigned char>(), ReadPiece, hFile,

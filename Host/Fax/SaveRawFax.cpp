@@ -61,9 +61,9 @@ int K_SaveRawFax(_SAVEDISPATCH* pDispatch, tagHANDLE* hFile, _BITMAPHANDLE* pBit
   const int nHeight = pBitmap->nHeight;
   if (!coding || !fax::IsPageSize(nWidth, nHeight)) return K_ERROR_INVALID_FORMAT;
 
-  const fax::Memory line(fax::LineMemory(nWidth) * sizeof(uint16_t));
-  const fax::Memory reference(fax::LineMemory(nWidth) * sizeof(uint16_t));
-  const fax::Memory memory(fax::PageEncoderMemory(nWidth));
+  const LocalBlock line(fax::LineMemory(nWidth) * sizeof(uint16_t), __LINE__, fax::kSource);
+  const LocalBlock reference(fax::LineMemory(nWidth) * sizeof(uint16_t), __LINE__, fax::kSource);
+  const LocalBlock memory(fax::PageEncoderMemory(nWidth), __LINE__, fax::kSource);
   if (!line || !reference || !memory) return K_ERROR_NO_MEMORY;
 
   RowConversion rows(pDispatch, pBitmap, uHostFlags, pfnHostCallback, pHostUserData);

@@ -2,6 +2,8 @@
 // library exports and nothing of its own, so that the toolkit may have it as well.
 #include "API/Filters/Ica/Common/Thread.h"
 
+#include "Host/Kernel/IoExchange.h"
+
 FilterThreadState* ThreadState() {
   void* record =
       K_MyGetThreadData(&g_kzicaTls, kzicaAllocateThreadData, kzicaFreeThreadData, g_kzicaMutex);
@@ -10,19 +12,17 @@ FilterThreadState* ThreadState() {
 
 void BindRead(FilterThreadState* state) {
   state->passed = {};
-  K_GetFilterIOData(nullptr, &state->pReadUserData, nullptr, nullptr, nullptr);
   state->pfnRead = nullptr;
-  K_FilterIO(nullptr, &state->pfnRead, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-             nullptr, nullptr);
+  GetIoUserData({.read = &state->pReadUserData});
+  ExchangeIo({.read = &state->pfnRead});
 }
 
 void BindReadWrite(FilterThreadState* state) {
   state->passed = {};
-  K_GetFilterIOData(nullptr, &state->pReadUserData, &state->pWriteUserData, nullptr, nullptr);
   state->pfnRead = nullptr;
   state->pfnWrite = nullptr;
-  K_FilterIO(nullptr, &state->pfnRead, &state->pfnWrite, nullptr, nullptr, nullptr, nullptr,
-             nullptr, nullptr, nullptr);
+  GetIoUserData({.read = &state->pReadUserData, .write = &state->pWriteUserData});
+  ExchangeIo({.read = &state->pfnRead, .write = &state->pfnWrite});
 }
 
 bool ReadBound(const FilterThreadState* state, tagHANDLE* handle, void* pBuffer, unsigned nCount) {
@@ -39,9 +39,8 @@ bool WriteBound(const FilterThreadState* state, tagHANDLE* handle, const void* p
 InstalledReadRoutine::InstalledReadRoutine(FilterThreadState* state, K_ReadRoutine pfnFilter)
     : m_state(state) {
   state->pfnRead = pfnFilter;
-  K_GetFilterIOData(nullptr, &state->pReadUserData, nullptr, nullptr, nullptr);
-  K_FilterIO(nullptr, &state->pfnRead, nullptr, nullptr, nullptr, nullptr, state->pReadUserData,
-             nullptr, nullptr, nullptr);
+  GetIoUserData({.read = &state->pReadUserData});
+  ExchangeIo({.read = &state->pfnRead, .readData = state->pReadUserData});
 }
 
 void InstalledReadRoutine::Restore() {
@@ -49,24 +48,21 @@ void InstalledReadRoutine::Restore() {
   m_installed = false;
   // The record keeps the host's routine: what is exchanged is a copy.
   K_ReadRoutine routine = m_state->pfnRead;
-  K_FilterIO(nullptr, &routine, nullptr, nullptr, nullptr, nullptr, m_state->pReadUserData, nullptr,
-             nullptr, nullptr);
+  ExchangeIo({.read = &routine, .readData = m_state->pReadUserData});
 }
 
 InstalledWriteRoutine::InstalledWriteRoutine(FilterThreadState* state, K_WriteRoutine pfnFilter)
     : m_state(state) {
   state->pfnWrite = pfnFilter;
-  K_FilterIO(nullptr, nullptr, &state->pfnWrite, nullptr, nullptr, nullptr, nullptr, nullptr,
-             nullptr, nullptr);
+  ExchangeIo({.write = &state->pfnWrite});
 }
 
 InstalledWriteRoutine::~InstalledWriteRoutine() {
   K_WriteRoutine routine = m_state->pfnWrite;
   void* current = nullptr;
-  K_GetFilterIOData(nullptr, nullptr, &current, nullptr, nullptr);
+  GetIoUserData({.write = &current});
   if (current != nullptr) m_state->pWriteUserData = current;
   // The routine came without user data: a host that took that literally gets its
   // own back with its routine.
-  K_FilterIO(nullptr, nullptr, &routine, nullptr, nullptr, nullptr, nullptr,
-             m_state->pWriteUserData, nullptr, nullptr);
+  ExchangeIo({.write = &routine, .writeData = m_state->pWriteUserData});
 }

@@ -29,7 +29,7 @@ int Rewrite(OpenedFile* file, const char* pszName, const FilterThreadState* stat
             const Replacement& part) {
   const int size = K_RedirectedSeek(file->get(), 0, K_SEEK_END);
   if (size < part.to) return K_ERROR_READ;
-  LocalBuffer content;
+  LocalBlock content(KZICA_SOURCE);
   const int status = ReadInto(&content, file->get(), state, 0, static_cast<unsigned>(size));
   if (status != K_SUCCESS) return status;
   constexpr int cut = K_OPEN_UPDATE | K_OPEN_CREATE | K_OPEN_TRUNCATE;
@@ -77,7 +77,7 @@ int LengthenPage(tagHANDLE* handle, int nFrom, int nTo, int prefix) {
 
 }  // namespace
 
-int ReadInto(LocalBuffer* buffer, tagHANDLE* handle, const FilterThreadState* state, int nPosition,
+int ReadInto(LocalBlock* buffer, tagHANDLE* handle, const FilterThreadState* state, int nPosition,
              unsigned nCount) {
   if (!buffer->Grow(nCount, __LINE__)) return K_ERROR_NO_MEMORY;
   if (K_RedirectedSeek(handle, nPosition, K_SEEK_START) < 0) return K_ERROR_SEEK;

@@ -17,5 +17,5 @@ int CutAfterPage(OpenedFile* file, const char* pszName, const FilterThreadState*
                  int nTo);
 
 // Reads nCount bytes at a position into a new buffer. Returns 1, -1, -4 or -7.
-int ReadInto(LocalBuffer* buffer, tagHANDLE* handle, const FilterThreadState* state, int nPosition,
+int ReadInto(LocalBlock* buffer, tagHANDLE* handle, const FilterThreadState* state, int nPosition,
              unsigned nCount);

@@ -67,7 +67,7 @@ int EncodeUncompressed(_SAVEDISPATCH* pSave, tagHANDLE* handle) {
   const _BITMAPHANDLE* bitmap = pSave->pBitmap;
   const size_t rowLength = BitsToBytes(bitmap->nWidth, pSave->nBitsPerPixel);
   const size_t room = std::max(rowLength, size_t{ThreadState()->nMaxSegmentData});
-  const LocalBuffer batch(room, __LINE__);
+  const LocalBlock batch(room, __LINE__, KZICA_SOURCE);
   if (!batch) return K_ERROR_NO_MEMORY;
   const RowConversion rows(pSave);
   if (rows.status() <= 0) return rows.status();
@@ -100,7 +100,7 @@ int K_ABICInitEncoder(_SAVEDISPATCH* pSave, tagHANDLE* handle) {
   GlobalOutput encoded;
   uint64_t size = 0;
   const auto height = static_cast<size_t>(bitmap->nHeight);
-  LocalBuffer image(rowLength * height, __LINE__);
+  LocalBlock image(rowLength * height, __LINE__, KZICA_SOURCE);
   if (!image) return K_ERROR_NO_MEMORY;
   const RowConversion rows(pSave);
   if (rows.status() <= 0) return rows.status();

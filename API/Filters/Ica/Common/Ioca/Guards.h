@@ -2,37 +2,7 @@
 #pragma once
 
 #include "API/Filters/Ica/Common/Ica.h"
-
-// A block from the host's allocator.
-class LocalBuffer {
- public:
-  LocalBuffer() = default;
-  // nSize bytes; null when out of memory.
-  LocalBuffer(size_t nSize, int nLine) { Grow(nSize, nLine); }
-  ~LocalBuffer() { Reset(); }
-  LocalBuffer(const LocalBuffer&) = delete;
-  LocalBuffer& operator=(const LocalBuffer&) = delete;
-
-  explicit operator bool() const { return m_bytes != nullptr; }
-  unsigned char* get() const { return m_bytes; }
-  // Whether the block could begin with, or grow to, nSize bytes; if not it stays as
-  // it was.
-  bool Grow(size_t nSize, int nLine) {
-    // Not every host has null for no block yet, or a block of no bytes.
-    const size_t size = nSize != 0 ? nSize : 1;
-    void* grown = m_bytes == nullptr ? K_LocalAlloc(size, 1, nLine, KZICA_SOURCE)
-                                     : K_LocalRealloc(m_bytes, size, nLine, KZICA_SOURCE);
-    if (grown != nullptr) m_bytes = static_cast<unsigned char*>(grown);
-    return grown != nullptr;
-  }
-  void Reset() {
-    if (m_bytes != nullptr) K_LocalFree(m_bytes, __LINE__, KZICA_SOURCE);
-    m_bytes = nullptr;
-  }
-
- private:
-  unsigned char* m_bytes = nullptr;
-};
+#include "Host/Kernel/LocalBlock.h"
 
 // A global memory block that the codec library handed out by its pointer.
 class GlobalOutput {

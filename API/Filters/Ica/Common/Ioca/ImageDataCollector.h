@@ -6,7 +6,7 @@
 #include "API/Filters/Ica/Common/Ioca/Guards.h"
 
 struct CollectedData {
-  LocalBuffer bytes;
+  LocalBlock bytes{KZICA_SOURCE};
   size_t size = 0;
 };
 

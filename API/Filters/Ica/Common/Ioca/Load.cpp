@@ -152,7 +152,7 @@ int LoadUncompressedRoad(Loading* load) {
   const uint32_t rowSize = size / height + (size % height != 0 ? 1 : 0);
   dispatch->pBitmap->nBytesPerLine = static_cast<int32_t>(rowSize);
   const uint32_t batchRows = std::clamp(kBatchBytes / std::max(rowSize, 1u), 1u, height);
-  const LocalBuffer batch(size_t{batchRows} * rowSize, __LINE__);
+  const LocalBlock batch(size_t{batchRows} * rowSize, __LINE__, KZICA_SOURCE);
   if (!batch) return K_ERROR_NO_MEMORY;
   int result = K_MORE_ROWS;
   unsigned char* row = nullptr;

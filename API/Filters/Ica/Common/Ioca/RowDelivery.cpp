@@ -25,7 +25,7 @@ int K_SendRawData(_LOADDISPATCH* pDispatch, unsigned char* pRow, int nRow) {
 int SendBitmapRows(_LOADDISPATCH* pDispatch, _BITMAPHANDLE* pTemp) {
   if (pTemp == nullptr) return 0;
   const auto rowSize = static_cast<size_t>(pTemp->nBytesPerLine);
-  const LocalBuffer row(rowSize, __LINE__);
+  const LocalBlock row(rowSize, __LINE__, KZICA_SOURCE);
   if (!row) return K_ERROR_NO_MEMORY;
   int status = K_IntAccessBitmap(pTemp, 0);
   if (status != K_SUCCESS) return status;

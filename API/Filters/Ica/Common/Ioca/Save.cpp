@@ -132,7 +132,7 @@ int SaveSpliced(_SAVEDISPATCH* pSave, const FilterThreadState* state, bool inser
   const int tailStart = splice.position + splice.removed;
   if (size < tailStart) return K_ERROR_READ;
   const auto tailLength = static_cast<unsigned>(size - tailStart);
-  LocalBuffer tail;
+  LocalBlock tail(KZICA_SOURCE);
   status = ReadInto(&tail, file.get(), state, tailStart, tailLength);
   if (status != K_SUCCESS) return status;
 
