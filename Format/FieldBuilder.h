@@ -24,6 +24,8 @@ class FixedBytes {
   bool empty() const { return m_size == 0; }
   size_t size() const { return m_size; }
   const unsigned char* data() const { return m_bytes; }
+  const unsigned char* begin() const { return m_bytes; }
+  const unsigned char* end() const { return m_bytes + m_size; }
   unsigned char& operator[](size_t at) { return m_bytes[at]; }
 
  private:

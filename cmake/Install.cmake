@@ -41,10 +41,13 @@ kz_install_headers(Host/Toolkit
   MemoryLoader.h MemorySaver.h Outcome.h PageIndex.h PageRange.h PictureFile.h RowConversion.h
   SavePage.h Text.h TextDecoder.h WritingPolicy.h)
 kz_install_headers(API/Filters/Ica/Common Ica.h)
-kz_install_headers(API/Filters/Ica/Common/Ioca
-  CodecLoader.h Comment.h Decoders.h Document.h Encoders.h FormatCodes.h ImageDataReader.h
-  ImageDataWriter.h ImageInfo.h Navigation.h Page.h RowDelivery.h Save.h SelfDefiningField.h
-  StructuredField.h WriteImage.h)
+kz_install_headers(API/Filters/Ica/Common/Ioca Comment.h FormatCodes.h ImageInfo.h WriteImage.h)
+kz_install_headers(API/Filters/Ica/Common/Ioca/Coders
+  CodecLoader.h ExportedCoders.h RowDelivery.h)
+kz_install_headers(API/Filters/Ica/Common/Ioca/Document Envelope.h FieldStream.h Navigation.h)
+kz_install_headers(API/Filters/Ica/Common/Ioca/Segment
+  ImageDataReader.h ImageDataWriter.h PictureData.h SegmentField.h)
+kz_install_headers(Format BigEndian.h StructuredField.h)
 
 set(package ${CMAKE_INSTALL_LIBDIR}/cmake/kzica)
 install(EXPORT kzica NAMESPACE kzica:: DESTINATION ${package} FILE kzicaTargets.cmake)

@@ -3,7 +3,7 @@
 // program of its own, since where the kernel library lies decides which codec is found.
 #include <cstdio>
 
-#include "API/Filters/Ica/Common/Ioca/CodecLoader.h"
+#include "API/Filters/Ica/Common/Ioca/Coders/CodecLoader.h"
 #include "Host/Toolkit/SavePage.h"
 #include "Tests/Filter/LoadRequest.h"
 

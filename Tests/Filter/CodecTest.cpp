@@ -3,7 +3,7 @@
 
 #include <cstdio>
 
-#include "API/Filters/Ica/Common/Ioca/CodecLoader.h"
+#include "API/Filters/Ica/Common/Ioca/Coders/CodecLoader.h"
 #include "Tests/Filter/FileBuilder.h"
 #include "Tests/Filter/LoadRoads.h"
 

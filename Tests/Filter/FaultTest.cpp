@@ -6,7 +6,7 @@
 #include <array>
 #include <functional>
 
-#include "API/Filters/Ica/Common/Ioca/CodecLoader.h"
+#include "API/Filters/Ica/Common/Ioca/Coders/CodecLoader.h"
 #include "Host/Toolkit/MemorySaver.h"
 #include "Tests/Filter/FailingFiles.h"
 #include "Tests/Filter/LoadRequest.h"

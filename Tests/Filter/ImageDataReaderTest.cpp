@@ -1,6 +1,6 @@
 // The segment as one stream and the image data as another, whatever boundaries
 // the writer has put into them.
-#include "API/Filters/Ica/Common/Ioca/ImageDataReader.h"
+#include "API/Filters/Ica/Common/Ioca/Segment/ImageDataReader.h"
 
 #include <gtest/gtest.h>
 

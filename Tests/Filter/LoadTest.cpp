@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-#include "API/Filters/Ica/Common/Ioca/CodecLoader.h"
+#include "API/Filters/Ica/Common/Ioca/Coders/CodecLoader.h"
 #include "Tests/Filter/FailingFiles.h"
 #include "Tests/Filter/LoadRequest.h"
 #include "Tests/Filter/LoadRoads.h"

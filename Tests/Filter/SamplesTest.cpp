@@ -6,7 +6,7 @@
 #include <barrier>
 #include <thread>
 
-#include "API/Filters/Ica/Common/Ioca/CodecLoader.h"
+#include "API/Filters/Ica/Common/Ioca/Coders/CodecLoader.h"
 #include "Host/Toolkit/SavePage.h"
 #include "Tests/Filter/FailingFiles.h"
 #include "Tests/Filter/LoadRequest.h"

@@ -1,8 +1,8 @@
 // Image data as the encoders make them and as they lie in the file's fields.
 #include <gtest/gtest.h>
 
-#include "API/Filters/Ica/Common/Ioca/CodecLoader.h"
-#include "API/Filters/Ica/Common/Ioca/Encoders.h"
+#include "API/Filters/Ica/Common/Ioca/Coders/CodecLoader.h"
+#include "API/Filters/Ica/Common/Ioca/Coders/ExportedCoders.h"
 #include "Tests/Filter/FailingFiles.h"
 #include "Tests/Filter/LoadRoads.h"
 #include "Tests/Filter/SaveRequest.h"

@@ -1,5 +1,5 @@
 // Introducers and the readers that move through a document by them.
-#include "API/Filters/Ica/Common/Ioca/StructuredField.h"
+#include "API/Filters/Ica/Common/Ioca/Document/FieldStream.h"
 
 #include <gtest/gtest.h>
 
@@ -7,8 +7,9 @@
 #include <cstring>
 #include <map>
 
-#include "API/Filters/Ica/Common/Ioca/ImageDataReader.h"
-#include "API/Filters/Ica/Common/Ioca/Navigation.h"
+#include "API/Filters/Ica/Common/Ioca/Document/Navigation.h"
+#include "API/Filters/Ica/Common/Ioca/Segment/ImageDataReader.h"
+#include "API/Filters/Ica/Common/Ioca/Segment/PictureData.h"
 #include "Tests/Filter/FileBuilder.h"
 #include "Tests/Filter/OpenBytes.h"
 

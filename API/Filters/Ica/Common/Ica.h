@@ -189,7 +189,7 @@ K_EXPORT int fltInfo(_INFODISPATCH* pDispatch);
 // Decodes a page of a file and hands its rows to the row callback. Returns 1, the
 // callback's result when it stops the load, or a negative status.
 K_EXPORT int fltLoad(_LOADDISPATCH* pDispatch);
-// Saves a bitmap as a new file, an appended page, the page behind page 1
+// Saves a bitmap as a new file, an appended page, the page after page 1
 // (K_SAVE_INSERT_PAGE) or the new page 2 (K_SAVE_REPLACE_PAGE). Returns 1 or a
 // negative status.
 K_EXPORT int fltSave(_SAVEDISPATCH* pDispatch);

@@ -3,18 +3,16 @@
 #include <algorithm>
 #include <cstring>
 
-#include "API/Filters/Ica/Common/Ioca/StructuredField.h"
+#include "API/Filters/Ica/Common/Ioca/Document/FieldStream.h"
 #include "API/Filters/Ica/Common/Thread.h"
+#include "Format/ControlSequence.h"
 
 const char aCrLf[] = "\r\n";
 
 namespace {
 
-// A Transparent Data control sequence: prefix, class, the length from itself on,
-// the unchained type, then the text (PTOCA).
-constexpr unsigned char kPrefix = 0x2B;
-constexpr unsigned char kClass = 0xD3;
-constexpr unsigned char kTransparentData = 0xDA;
+// A control sequence that isn't chained: prefix and class, the length from itself on,
+// the function type, then its parameters.
 constexpr unsigned kHeader = 4;
 constexpr unsigned kLengthAndType = 2;
 
@@ -23,7 +21,7 @@ struct Room {
   unsigned char* to;
   unsigned left;
 
-  // Whether room is left behind what was stored.
+  // Whether room is left after what was stored.
   bool Store(const void* bytes, unsigned count) {
     const unsigned n = std::min(count, left);
     std::memcpy(to, bytes, n);
@@ -38,15 +36,15 @@ void FreeText(PTOKADECODERSTATE* state) {
   state->pTextData = nullptr;
 }
 
-// Goes behind the Begin Page field of the page wanted or behind End Document.
+// Goes past the Begin Page field of the page wanted or past End Document.
 int SeekPage(PTOKADECODERSTATE* state) {
   uint32_t count = 0;
   do {
     const int status = ReadSFI(state->hFile, &state->sfiCur);
     if (status <= 0) return status;
     SkipSFData(state->hFile, &state->sfiCur);
-    if (state->sfiCur.wTypeCategory == SF_BEGIN_PAGE) ++count;
-  } while (count != state->nPageNumber && state->sfiCur.wTypeCategory != SF_END_DOCUMENT);
+    if (state->sfiCur.wTypeCategory == kz::sf::kBeginPage) ++count;
+  } while (count != state->nPageNumber && state->sfiCur.wTypeCategory != kz::sf::kEndDocument);
   return K_SUCCESS;
 }
 
@@ -55,9 +53,8 @@ bool StoreText(const unsigned char* data, unsigned length, Room* room) {
   // Text is scanned like everything else, so a sequence in a text counts as well.
   for (unsigned p = 0; p + kHeader <= length; ++p) {
     const unsigned char* sequence = data + p;
-    if (sequence[0] != kPrefix || sequence[1] != kClass || sequence[3] != kTransparentData) {
-      continue;
-    }
+    const bool begins = std::memcmp(sequence, kz::kSequencePrefix.data(), 2) == 0;
+    if (!begins || sequence[3] != kz::ptx::kTransparentData) continue;
     const unsigned text = std::max<unsigned>(sequence[2], kLengthAndType) - kLengthAndType;
     if (!room->Store(sequence + kHeader, std::min(text, length - p - kHeader))) return false;
   }
@@ -102,9 +99,9 @@ int K_GetModcaComment(PTOKADECODERSTATE* state, unsigned char* buffer, unsigned 
   for (;;) {
     status = ReadSFI(state->hFile, &state->sfiCur);
     if (status <= 0) return status;
-    if (state->sfiCur.wTypeCategory != SF_PRESENTATION_TEXT) {
+    if (state->sfiCur.wTypeCategory != kz::sf::kPresentationText) {
       SkipSFData(state->hFile, &state->sfiCur);
-      if (state->sfiCur.wTypeCategory == SF_END_DOCUMENT) return K_SUCCESS;
+      if (state->sfiCur.wTypeCategory == kz::sf::kEndDocument) return K_SUCCESS;
       continue;
     }
     status = ReadText(state);

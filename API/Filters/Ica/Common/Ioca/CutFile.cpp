@@ -1,32 +1,13 @@
 #include "API/Filters/Ica/Common/Ioca/CutFile.h"
 
-#include "API/Filters/Ica/Common/Ioca/BigEndian.h"
-#include "API/Filters/Ica/Common/Ioca/StructuredField.h"
+#include "API/Filters/Ica/Common/Ioca/Document/FieldStream.h"
 #include "API/Filters/Ica/Common/Thread.h"
+#include "Format/FieldBuilder.h"
 
 namespace {
 
-// End Page without data, after a 0x5A.
-constexpr unsigned char kEndPage[] = {CARRIAGE_CONTROL,
-                                      0,
-                                      SF_INTRODUCER_LENGTH,
-                                      SF_CLASS,
-                                      SF_END_PAGE >> 8,
-                                      SF_END_PAGE & 0xFF,
-                                      0,
-                                      0,
-                                      0};
-
-// Bytes that take the place of a range.
-struct Replacement {
-  int from;
-  int to;
-  const unsigned char* bytes;
-  unsigned count;
-};
-
 int Rewrite(OpenedFile* file, const char* pszName, const FilterThreadState* state,
-            const Replacement& part) {
+            const FilePart& part, kz::ByteSpan inPlace) {
   const int size = K_RedirectedSeek(file->get(), 0, K_SEEK_END);
   if (size < part.to) return K_ERROR_READ;
   LocalBlock content(KZICA_SOURCE);
@@ -34,42 +15,43 @@ int Rewrite(OpenedFile* file, const char* pszName, const FilterThreadState* stat
   if (status != K_SUCCESS) return status;
   constexpr int cut = K_OPEN_UPDATE | K_OPEN_CREATE | K_OPEN_TRUNCATE;
   if (!file->Reopen(pszName, cut, K_MODE_WRITABLE)) return K_ERROR_OPEN_WRITE;
-  const auto write = [&](const unsigned char* bytes, int count) {
-    return count == 0 || WriteBound(state, file->get(), bytes, static_cast<unsigned>(count));
+  const auto write = [&](kz::ByteSpan bytes) {
+    const auto count = static_cast<unsigned>(bytes.size());
+    return count == 0 || WriteBound(state, file->get(), bytes.data(), count);
   };
-  if (write(content.get(), part.from) && write(part.bytes, static_cast<int>(part.count)) &&
-      write(content.get() + part.to, size - part.to)) {
+  const kz::ByteSpan all(content.get(), static_cast<size_t>(size));
+  if (write(all.first(static_cast<size_t>(part.from))) && write(inPlace) &&
+      write(all.subspan(static_cast<size_t>(part.to)))) {
     return K_SUCCESS;
   }
-  if (K_RedirectedSeek(file->get(), 0, K_SEEK_START) == 0) write(content.get(), size);
+  if (K_RedirectedSeek(file->get(), 0, K_SEEK_START) == 0) write(all);
   return K_ERROR_WRITE;
 }
 
-// Makes a page whose End Page field begins at nFrom one that ends at nTo.
-int LengthenPage(tagHANDLE* handle, int nFrom, int nTo, int prefix) {
+// Makes a page whose End Page field begins with the part one that ends with it.
+int LengthenPage(tagHANDLE* handle, const FilePart& part, int prefix) {
   const auto put = [&](int at, uint16_t code, int length, int extension) {
-    unsigned char field[2 * SF_INTRODUCER_LENGTH] = {0, 0, SF_CLASS};
-    PutBig16(field, static_cast<uint32_t>(length - prefix));
-    PutBig16(field + 3, code);
+    unsigned char field[2 * kz::kIntroducerLength] = {};
+    kz::PutIntroducer(field, static_cast<unsigned>(length - prefix), code);
     if (extension > 0) {
-      field[5] = SF_FLAG_EXTENSION;
-      field[SF_INTRODUCER_LENGTH] = static_cast<unsigned char>(extension);
+      field[5] = kz::kFlagExtension;
+      field[kz::kIntroducerLength] = static_cast<unsigned char>(extension);
     }
     if (K_RedirectedSeek(handle, at, K_SEEK_START) < 0) return K_ERROR_SEEK;
-    return WriteStructuredField(handle, field,
-                                SF_INTRODUCER_LENGTH + static_cast<unsigned>(extension));
+    return WriteStructuredField(handle,
+                                {field, kz::kIntroducerLength + static_cast<unsigned>(extension)});
   };
-  const int shortest = static_cast<int>(SF_INTRODUCER_LENGTH) + prefix;
-  const int end = nTo - shortest;
-  const int gap = end - nFrom;
+  const int shortest = static_cast<int>(kz::kIntroducerLength) + prefix;
+  const int end = part.to - shortest;
+  const int gap = end - part.from;
   // Too short for a field of its own, it is an extension of End Page.
-  if (gap < shortest) return put(nFrom, SF_END_PAGE, shortest + gap, gap);
-  int status = put(end, SF_END_PAGE, shortest, 0);
+  if (gap < shortest) return put(part.from, kz::sf::kEndPage, shortest + gap, gap);
+  int status = put(end, kz::sf::kEndPage, shortest, 0);
   // Fields that are far shorter than those whose length begins with 0x5A.
   constexpr int usual = 0x4000;
   int length = gap % usual >= shortest ? gap % usual : gap % usual + usual;
-  for (int at = nFrom; status == K_SUCCESS && at < end; length = usual) {
-    status = put(at, SF_NO_OPERATION, length, 0);
+  for (int at = part.from; status == K_SUCCESS && at < end; length = usual) {
+    status = put(at, kz::sf::kNoOperation, length, 0);
     at += length;
   }
   return status;
@@ -84,17 +66,18 @@ int ReadInto(LocalBlock* buffer, tagHANDLE* handle, const FilterThreadState* sta
   return ReadBound(state, handle, buffer->get(), nCount) ? K_SUCCESS : K_ERROR_READ;
 }
 
-int CutFile(OpenedFile* file, const char* pszName, const FilterThreadState* state, int nFrom,
-            int nTo) {
-  return Rewrite(file, pszName, state, {nFrom, nTo, nullptr, 0});
+int CutFile(OpenedFile* file, const char* pszName, const FilterThreadState* state,
+            const FilePart& part) {
+  return Rewrite(file, pszName, state, part, {});
 }
 
-int CutAfterPage(OpenedFile* file, const char* pszName, const FilterThreadState* state, int nFrom,
-                 int nTo) {
+int CutAfterPage(OpenedFile* file, const char* pszName, const FilterThreadState* state,
+                 const FilePart& part) {
   const int prefix = state->bWriteCC != 0 ? 1 : 0;
-  const unsigned endPage = SF_INTRODUCER_LENGTH + static_cast<unsigned>(prefix);
-  const int from = nFrom - static_cast<int>(endPage);
-  const int status = LengthenPage(file->get(), from, nTo, prefix);
+  const auto endPage =
+      kz::FixedFieldBuilder<1 + kz::kIntroducerLength>(kz::sf::kEndPage, prefix != 0).Finish();
+  const FilePart withEndPage{part.from - static_cast<int>(endPage.size()), part.to};
+  const int status = LengthenPage(file->get(), withEndPage, prefix);
   if (status != K_SUCCESS) return status;
-  return Rewrite(file, pszName, state, {from, nTo, kEndPage + 1 - prefix, endPage});
+  return Rewrite(file, pszName, state, withEndPage, endPage);
 }

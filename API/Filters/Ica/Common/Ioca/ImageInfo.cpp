@@ -1,22 +1,17 @@
 #include "API/Filters/Ica/Common/Ioca/ImageInfo.h"
 
-#include "API/Filters/Ica/Common/Ioca/FormatCodes.h"
-#include "API/Filters/Ica/Common/Ioca/Navigation.h"
-#include "API/Filters/Ica/Common/Ioca/SelfDefiningField.h"
-#include "API/Filters/Ica/Common/Ioca/StructuredField.h"
+#include "API/Filters/Ica/Common/Ioca/Document/FieldStream.h"
+#include "API/Filters/Ica/Common/Ioca/Document/Navigation.h"
+#include "API/Filters/Ica/Common/Ioca/Segment/SegmentField.h"
 #include "API/Filters/Ica/Common/Thread.h"
+#include "Format/Compression.h"
+#include "Format/SelfDefiningField.h"
 
 namespace {
-
-// Begin Segment without a name, Begin Image Content: what a bare file begins with.
-constexpr unsigned char kSegmentPrologue[] = {0x70, 0x00, 0x91, 0x01, 0xFF};
 
 // Raw resolutions of this value and above stand for "none given".
 constexpr uint32_t kNoResolution = 0x8000;
 constexpr uint32_t kDefaultResolution = 150;
-
-// The bits per pixel of a concatenated ABIC image.
-constexpr uint32_t kConcatenatedBits = 4;
 
 struct RawResolution {
   uint32_t x = 96;
@@ -43,9 +38,9 @@ int ReadField(tagHANDLE* handle, _ICA_SDF* field, uint16_t expected) {
 
 uint32_t DotsPerInch(uint32_t value, unsigned char unitBase) {
   switch (unitBase) {
-    case UNIT_BASE_TEN_INCHES:
+    case kz::kBaseTenInches:
       return value / 10;
-    case UNIT_BASE_TEN_CENTIMETRES:
+    case kz::kBaseTenCentimetres:
       return value * 254 / 1000;
     default:
       return value;
@@ -79,25 +74,23 @@ void SetFlag(_LOADINFO* info, uint32_t flag, bool on) {
   info->uFlags = on ? info->uFlags | flag : info->uFlags & ~flag;
 }
 
-int ApplyImageEncoding(const _ICA_SDF& field, Container container, _LOADINFO* info,
+int ApplyImageEncoding(const _ICA_SDF& field, kz::Container container, _LOADINFO* info,
                        const RawResolution& raw) {
   // A compression that can't be loaded is no fault before the image data are reached:
   // another Image Encoding may come.
-  const unsigned char compression = field.abParam[0];
-  const FormatRow* row = FindCompression(compression);
-  info->nFormat = row != nullptr ? DescribedFormatCode(row, container) : 0;
-  if (compression == ICA_COMPRESSION_ABIC) info->nBitsPerPixel = 1;
-  if (compression == ICA_COMPRESSION_CONCATENATED_ABIC) info->nBitsPerPixel = kConcatenatedBits;
+  const kz::CompressionRow* row = kz::FindCompression(field.abParam[0]);
+  info->nFormat = row != nullptr ? kz::DescribedFormatCode(*row, container) : 0;
+  if (row != nullptr && row->idDepth != 0) info->nBitsPerPixel = row->idDepth;
   RepairResolution(info, raw);
 
   switch (field.abParam[1]) {
-    case RECORDING_RIDIC:
+    case kz::kRecordingRidic:
       SetFlag(info, K_RAW_TOP_DOWN, true);
       break;
-    case RECORDING_BOTTOM_TO_TOP:
+    case kz::kRecordingBottomToTop:
       SetFlag(info, K_RAW_TOP_DOWN, false);
       break;
-    case RECORDING_UNPADDED_RIDIC:
+    case kz::kRecordingUnpaddedRidic:
       break;
     default:
       return K_ERROR_INVALID_FORMAT;
@@ -107,24 +100,13 @@ int ApplyImageEncoding(const _ICA_SDF& field, Container container, _LOADINFO* in
 }
 
 int ApplyIdeSize(unsigned bits, _LOADINFO* info) {
-  const FormatRow* row = FindFormatCode(info->nFormat).row;
-  const bool abic = row != nullptr && row->coding == Coding::Abic;
-  const bool jpeg = row != nullptr && row->coding == Coding::Jpeg;
-  switch (bits) {
-    case 1:
-      if (!abic) info->nBitsPerPixel = 1;
-      return K_SUCCESS;
-    case 4:
-      if (!abic) return K_ERROR_INVALID_FORMAT;
-      break;
-    case 8:
-    case 24:
-      if (!jpeg) return K_ERROR_INVALID_FORMAT;
-      break;
-    default:
-      return K_ERROR_INVALID_FORMAT;
-  }
-  info->nBitsPerPixel = bits;
+  const kz::CompressionRow* row = kz::FindFormatCode(info->nFormat).row;
+  constexpr kz::Depths withoutCompression = kz::DepthsOf(1);
+  const kz::Depths depths = row != nullptr ? row->read : withoutCompression;
+  if (!kz::HasDepth(depths, static_cast<int>(bits))) return K_ERROR_INVALID_FORMAT;
+  // Where the identifier says a depth, 1 is written for any.
+  const bool told = bits == 1 && row != nullptr && row->idDepth != 0;
+  if (!told) info->nBitsPerPixel = bits;
   return K_SUCCESS;
 }
 
@@ -137,11 +119,12 @@ struct SegmentPosition {
 // Makes the stream deliver the Image Data header that was just read once more,
 // and returns its file position, -1 when a seek fails.
 int StepBackOverHeader(tagHANDLE* handle, FilterThreadState* state, const SegmentPosition& before) {
-  const bool whole = state->bReadIPD == 0 ||
-                     SFDataLength(state->sfiRead) - state->nIPDLeft >= SDF_IMAGE_DATA_HEADER;
+  constexpr unsigned headerLength = kz::SelfDefiningHeaderLength(kz::sdf::kImageData);
+  const bool whole =
+      state->bReadIPD == 0 || SFDataLength(state->sfiRead) - state->nIPDLeft >= headerLength;
   if (whole) {
-    state->nIPDLeft += SDF_IMAGE_DATA_HEADER;
-    return K_RedirectedSeek(handle, -static_cast<int>(SDF_IMAGE_DATA_HEADER), K_SEEK_CURRENT);
+    state->nIPDLeft += headerLength;
+    return K_RedirectedSeek(handle, -static_cast<int>(headerLength), K_SEEK_CURRENT);
   }
   // The header began in an earlier Image Picture Data field: four bytes back lies
   // an introducer.
@@ -150,9 +133,9 @@ int StepBackOverHeader(tagHANDLE* handle, FilterThreadState* state, const Segmen
 }
 
 // The kind of container, as far as it has been read.
-Container ContainerRead(const FilterThreadState* state) {
-  if (state->bReadIPD == 0) return Container::Ioca;
-  return state->bReadCC != 0 ? Container::ModcaCarriageControl : Container::Modca;
+kz::Container ContainerRead(const FilterThreadState* state) {
+  if (state->bReadIPD == 0) return kz::Container::Ioca;
+  return state->bReadCC != 0 ? kz::Container::ModcaCarriageControl : kz::Container::Modca;
 }
 
 // Reads the parameter fields up to the first Image Data field.
@@ -164,21 +147,21 @@ int ReadParameters(tagHANDLE* handle, FilterThreadState* state, _LOADINFO* info)
     int status = ReadICA_SDF(handle, &field);
     if (status != K_SUCCESS) return status;
     switch (field.wId) {
-      case SDF_IMAGE_SIZE:
+      case kz::sdf::kImageSize:
         status = ApplyImageSize(field, info, &raw);
         break;
-      case SDF_IMAGE_ENCODING:
+      case kz::sdf::kImageEncoding:
         status = ApplyImageEncoding(field, ContainerRead(state), info, raw);
         break;
-      case SDF_IDE_SIZE:
+      case kz::sdf::kIdeSize:
         status = ApplyIdeSize(field.abParam[0], info);
         break;
-      case SDF_IMAGE_LUT_ID:
+      case kz::sdf::kImageLutId:
         break;
-      case SDF_IDE_STRUCTURE:
+      case kz::sdf::kIdeStructure:
         SetFlag(info, K_RAW_IDE_FLAG, (field.abParam[0] & 0x01) != 0);
         break;
-      case SDF_IMAGE_DATA: {
+      case kz::sdf::kImageData: {
         const int position = StepBackOverHeader(handle, state, before);
         if (position < 0) return K_ERROR_READ;
         info->nDataOffset = static_cast<uint32_t>(position);
@@ -199,13 +182,13 @@ int ReadImageInfo(tagHANDLE* handle, _LOADINFO* pInfo, int* pnPage, int nXResolu
   state->bReadIPD = 1;
   BindRead(state);
 
-  unsigned char start[sizeof(kSegmentPrologue)];
+  unsigned char start[sizeof(kz::kBareStart)];
   if (!ReadBound(state, handle, start, sizeof(start))) return K_ERROR_READ;
   if (K_RedirectedSeek(handle, -static_cast<int>(sizeof(start)), K_SEEK_CURRENT) < 0) {
     return K_ERROR_READ;
   }
   int page = 1;
-  if (_memicmp(start, kSegmentPrologue, sizeof(start)) == 0) {
+  if (_memicmp(start, kz::kBareStart, sizeof(start)) == 0) {
     state->bReadIPD = 0;
   } else {
     page = *pnPage;
@@ -215,8 +198,8 @@ int ReadImageInfo(tagHANDLE* handle, _LOADINFO* pInfo, int* pnPage, int nXResolu
 
   state->nIPDLeft = 0;
   _ICA_SDF field;
-  int status = ReadField(handle, &field, SDF_BEGIN_SEGMENT);
-  if (status == K_SUCCESS) status = ReadField(handle, &field, SDF_BEGIN_IMAGE_CONTENT);
+  int status = ReadField(handle, &field, kz::sdf::kBeginSegment);
+  if (status == K_SUCCESS) status = ReadField(handle, &field, kz::sdf::kBeginImageContent);
   if (status != K_SUCCESS) return status;
 
   K_MemorySet(pInfo, 0, sizeof(*pInfo));

@@ -2,9 +2,9 @@
 #include <algorithm>
 #include <cstring>
 
-#include "API/Filters/Ica/Common/Ioca/FormatCodes.h"
 #include "API/Filters/Ica/Common/Ioca/ImageInfo.h"
 #include "API/Filters/Ica/Common/Thread.h"
+#include "Format/Compression.h"
 
 namespace {
 
@@ -46,7 +46,7 @@ int fltInfo(_INFODISPATCH* pDispatch) {
 
   _IMAGEFILEINFO* result = pDispatch->pFileInfo;
   result->nFormat = info.nFormat;
-  const FormatRow* row = FindFormatCode(info.nFormat).row;
+  const kz::CompressionRow* row = kz::FindFormatCode(info.nFormat).row;
   if (row == nullptr) return K_ERROR_INVALID_FORMAT;
   std::memset(result->szCompression, 0, sizeof(result->szCompression));
   std::strncpy(result->szCompression, row->name, sizeof(result->szCompression) - 1);

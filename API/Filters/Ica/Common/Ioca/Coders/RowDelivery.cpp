@@ -1,6 +1,6 @@
-#include "API/Filters/Ica/Common/Ioca/RowDelivery.h"
+#include "API/Filters/Ica/Common/Ioca/Coders/RowDelivery.h"
 
-#include "API/Filters/Ica/Common/Ioca/Guards.h"
+#include "Host/Kernel/LocalBlock.h"
 
 namespace {
 
@@ -35,4 +35,12 @@ int SendBitmapRows(_LOADDISPATCH* pDispatch, _BITMAPHANDLE* pTemp) {
   }
   K_IntReleaseBitmap(pTemp, 1, status);
   return status;
+}
+
+int PrepareTwoColors(_BITMAPHANDLE* pBitmap) {
+  if (pBitmap->nHeight <= 0) return K_ERROR_INVALID_FORMAT;
+  constexpr unsigned char whiteBlack[] = {0xFF, 0xFF, 0xFF, 0, 0, 0, 0, 0};
+  if (K_SetBitmapNewPalette(pBitmap, whiteBlack, 2) < 0) return K_ERROR_NO_MEMORY;
+  pBitmap->nViewPerspective = K_VIEW_TOP_DOWN;
+  return K_SUCCESS;
 }

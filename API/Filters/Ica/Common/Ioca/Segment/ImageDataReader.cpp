@@ -1,44 +1,14 @@
-#include "API/Filters/Ica/Common/Ioca/ImageDataReader.h"
+#include "API/Filters/Ica/Common/Ioca/Segment/ImageDataReader.h"
 
 #include <algorithm>
 #include <climits>
 
-#include "API/Filters/Ica/Common/Ioca/BigEndian.h"
-#include "API/Filters/Ica/Common/Ioca/SelfDefiningField.h"
-#include "API/Filters/Ica/Common/Ioca/StructuredField.h"
+#include "API/Filters/Ica/Common/Ioca/Segment/PictureData.h"
+#include "API/Filters/Ica/Common/Ioca/Segment/SegmentField.h"
 #include "API/Filters/Ica/Common/Thread.h"
+#include "Format/SelfDefiningField.h"
 
 namespace {
-
-// ReadIPD; with a null buffer the bytes are passed over.
-int TransferIPD(tagHANDLE* handle, unsigned char* buffer, unsigned int count) {
-  if (count == 0) return 0;
-  FilterThreadState* state = ThreadState();
-  unsigned left = count;
-  while (left > 0) {
-    if (state->bReadIPD == 0) {
-      state->nIPDLeft = left;
-    } else if (state->nIPDLeft == 0) {
-      if (ReadSFI(handle, &state->sfiRead) != K_SUCCESS) return -1;
-      if (state->sfiRead.wTypeCategory != SF_IMAGE_PICTURE_DATA) {
-        if (SeekBackToSFI(handle, state->sfiRead) < 0) return -1;
-        return static_cast<int>(count - left);
-      }
-      state->nIPDLeft = SFDataLength(state->sfiRead);
-      if (state->nIPDLeft == 0) continue;
-    }
-    const unsigned n = std::min(state->nIPDLeft, left);
-    if (buffer == nullptr) {
-      if (K_RedirectedSeek(handle, static_cast<int>(n), K_SEEK_CURRENT) < 0) return -1;
-    } else {
-      if (!ReadBound(state, handle, buffer, n)) return -1;
-      buffer += n;
-    }
-    state->nIPDLeft -= n;
-    left -= n;
-  }
-  return static_cast<int>(count);
-}
 
 // What ReadIMG, ReadRawIMG and MeasureImageData share. Returns the bytes delivered
 // (with a null buffer: passed over), or -1 with *status set.
@@ -52,12 +22,13 @@ int ReadImageData(FilterThreadState* state, tagHANDLE* handle, unsigned char* bu
         *status = result;
         return -1;
       }
-      if (state->sdfRead.wId != SDF_IMAGE_DATA) break;
+      if (state->sdfRead.wId != kz::sdf::kImageData) break;
       state->nImageDataLeft = state->sdfRead.wLength;
       continue;
     }
     const unsigned n = std::min(state->nImageDataLeft, left);
-    if (TransferIPD(handle, buffer, n) != static_cast<int>(n)) {
+    const int passed = buffer != nullptr ? ReadIPD(handle, buffer, n) : SkipIPD(handle, n);
+    if (passed != static_cast<int>(n)) {
       *status = K_ERROR_READ;
       return -1;
     }
@@ -69,10 +40,6 @@ int ReadImageData(FilterThreadState* state, tagHANDLE* handle, unsigned char* bu
 }
 
 }  // namespace
-
-int ReadIPD(tagHANDLE* handle, unsigned char* buffer, unsigned int count) {
-  return TransferIPD(handle, buffer, count);
-}
 
 int ReadIMG(tagHANDLE* handle, unsigned char* buffer, unsigned int count, void*) {
   if (count == 0) return 0;
@@ -93,7 +60,7 @@ int ReadRawIMG(tagHANDLE* handle, unsigned char* buffer, unsigned int count, int
 int MeasureImageData(tagHANDLE* handle, uint32_t* pnSize) {
   int status = K_SUCCESS;
   const int size = ReadImageData(ThreadState(), handle, nullptr, INT_MAX, &status);
-  // Data that the file lacks can be passed over as well; the field behind them
+  // Data that the file lacks can be passed over as well; the field after them
   // can't be read then.
   *pnSize = size < 0 ? 0 : static_cast<uint32_t>(size);
   return status;
@@ -104,9 +71,9 @@ int GetBufferData(tagHANDLE* handle, unsigned char* buffer, unsigned int size) {
   while (gathered < size) {
     unsigned char bytes[2];
     if (K_RedirectedRead(handle, bytes, 2) != 2) return K_ERROR_READ;
-    if (GetBig16(bytes) != SDF_IMAGE_DATA) return K_SUCCESS;
+    if (kz::GetBig16(bytes) != kz::sdf::kImageData) return K_SUCCESS;
     if (K_RedirectedRead(handle, bytes, 2) != 2) return K_ERROR_READ;
-    const unsigned length = GetBig16(bytes);
+    const unsigned length = kz::GetBig16(bytes);
     const unsigned kept = std::min(length, size - gathered);
     if (K_RedirectedRead(handle, buffer + gathered, kept) != static_cast<int>(kept)) {
       return K_ERROR_READ;

@@ -1,19 +1,13 @@
-#include "API/Filters/Ica/Common/Ioca/ImageDataWriter.h"
+#include "API/Filters/Ica/Common/Ioca/Segment/ImageDataWriter.h"
 
 #include <algorithm>
 
-#include "API/Filters/Ica/Common/Ioca/BigEndian.h"
-#include "API/Filters/Ica/Common/Ioca/SelfDefiningField.h"
-#include "API/Filters/Ica/Common/Ioca/StructuredField.h"
+#include "API/Filters/Ica/Common/Ioca/Segment/PictureData.h"
+#include "API/Filters/Ica/Common/Ioca/Segment/SegmentField.h"
 #include "API/Filters/Ica/Common/Thread.h"
+#include "Format/SelfDefiningField.h"
 
 namespace {
-
-void PutIntroducer(unsigned char* bytes, unsigned length, uint16_t wTypeCategory) {
-  PutBig16(bytes, length);
-  bytes[2] = SF_CLASS;
-  PutBig16(bytes + 3, wTypeCategory);
-}
 
 // Opens the next Image Data field at the file's position, declared full.
 int BeginField(tagHANDLE* handle, FilterThreadState* state) {
@@ -28,30 +22,14 @@ int BeginField(tagHANDLE* handle, FilterThreadState* state) {
 
 }  // namespace
 
-int WriteIPD(tagHANDLE* handle, unsigned int dataLength) {
-  unsigned char field[SF_INTRODUCER_LENGTH] = {};
-  PutIntroducer(field, SF_INTRODUCER_LENGTH + dataLength, SF_IMAGE_PICTURE_DATA);
-  return WriteStructuredField(handle, field, sizeof(field));
-}
-
-int WriteIDD(tagHANDLE* handle, _BITMAPHANDLE* pBitmap) {
-  unsigned char field[17] = {};
-  PutIntroducer(field, sizeof(field), SF_IMAGE_DATA_DESCRIPTOR);
-  field[8] = UNIT_BASE_TEN_INCHES;
-  PutBig16(field + 9, static_cast<uint32_t>(pBitmap->nXResolution) * 10);
-  PutBig16(field + 11, static_cast<uint32_t>(pBitmap->nYResolution) * 10);
-  PutBig16(field + 13, static_cast<uint32_t>(pBitmap->nWidth));
-  PutBig16(field + 15, static_cast<uint32_t>(pBitmap->nHeight));
-  return WriteStructuredField(handle, field, sizeof(field));
-}
-
 int WriteImageDataHdr(tagHANDLE* handle, unsigned int dataLength, int withIPD) {
   if (withIPD != 0) {
-    const int status = WriteIPD(handle, dataLength + SDF_IMAGE_DATA_HEADER);
+    const unsigned headerLength = kz::SelfDefiningHeaderLength(kz::sdf::kImageData);
+    const int status = WriteIPD(handle, headerLength + dataLength);
     if (status != K_SUCCESS) return status;
   }
   _ICA_SDF header = {};
-  header.wId = SDF_IMAGE_DATA;
+  header.wId = kz::sdf::kImageData;
   header.wLength = static_cast<uint16_t>(dataLength);
   return WriteICA_SDF(handle, &header);
 }

@@ -1,23 +1,15 @@
-// Writing an image object's descriptor and its image data, which are cut into
-// Image Data fields as the encoder delivers them. The state of the cutting is the
-// calling thread's.
+// Writing image data, which are cut into Image Data fields as the encoder delivers
+// them. The state of the cutting is the calling thread's.
 #pragma once
 
 #include "API/Filters/Ica/Common/Ica.h"
 
-// Writes the introducer of an Image Picture Data field for dataLength bytes that
-// the caller writes next. Returns 1 or -5.
-K_EXPORT int WriteIPD(tagHANDLE* handle, unsigned int dataLength);
-
-// Writes the Image Data Descriptor of a bitmap. Returns 1 or -5.
-K_EXPORT int WriteIDD(tagHANDLE* handle, _BITMAPHANDLE* pBitmap);
-
 // Writes the header of an Image Data field of dataLength bytes, with withIPD
-// behind an Image Picture Data introducer of its own. Returns 1 or -5.
+// after an Image Picture Data introducer of its own. Returns 1 or -5.
 K_EXPORT int WriteImageDataHdr(tagHANDLE* handle, unsigned int dataLength, int withIPD);
 
 // Writes image data, as a write routine for the host to install. Every field is
-// declared with nMaxSegmentData bytes; the last is mended by FinishImageData.
+// declared with nMaxSegmentData bytes; the last is put right by FinishImageData.
 // Returns count or -1. userData is not used.
 K_EXPORT int WriteIMG(tagHANDLE* handle, unsigned char* buffer, unsigned int count, void* userData);
 

@@ -12,3 +12,7 @@ K_EXPORT int K_SendRawData(_LOADDISPATCH* pDispatch, unsigned char* pRow, int nR
 // the result that stopped it: of the access, of a row that can't be read, or of
 // the callback.
 K_EXPORT int SendBitmapRows(_LOADDISPATCH* pDispatch, _BITMAPHANDLE* pTemp);
+
+// Makes a target that rows go to top row first have the colours white and black.
+// Returns 1; -9 for a target without rows, -1 for no memory.
+int PrepareTwoColors(_BITMAPHANDLE* pBitmap);

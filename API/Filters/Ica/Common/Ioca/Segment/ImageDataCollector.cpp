@@ -1,8 +1,9 @@
-#include "API/Filters/Ica/Common/Ioca/ImageDataCollector.h"
+#include "API/Filters/Ica/Common/Ioca/Segment/ImageDataCollector.h"
 
 #include <algorithm>
 
-#include "API/Filters/Ica/Common/Ioca/ImageDataReader.h"
+#include "API/Filters/Ica/Common/Ioca/Segment/ImageDataReader.h"
+#include "Format/SelfDefiningField.h"
 
 namespace {
 constexpr size_t kPiece = 65000;
@@ -21,6 +22,6 @@ int CollectImageData(tagHANDLE* handle, const FilterThreadState* state, Collecte
     const int n = ReadRawIMG(handle, data->bytes.get() + data->size, kPiece, &status);
     if (status != K_SUCCESS) return status;
     data->size += static_cast<size_t>(n);
-  } while (state->sdfRead.wId == SDF_IMAGE_DATA);
+  } while (state->sdfRead.wId == kz::sdf::kImageData);
   return K_SUCCESS;
 }

@@ -1,6 +1,6 @@
-#include "API/Filters/Ica/Common/Ioca/Navigation.h"
+#include "API/Filters/Ica/Common/Ioca/Document/Navigation.h"
 
-#include "API/Filters/Ica/Common/Ioca/StructuredField.h"
+#include "API/Filters/Ica/Common/Ioca/Document/FieldStream.h"
 
 int K_GetTotalPages(tagHANDLE* handle, int* pnPages) {
   *pnPages = 0;
@@ -9,16 +9,16 @@ int K_GetTotalPages(tagHANDLE* handle, int* pnPages) {
   do {
     const int status = ReadSFI(handle, &sfi);
     if (status <= 0) return status;
-    if (sfi.wTypeCategory == SF_END_DOCUMENT) return K_ERROR_INVALID_FORMAT;
+    if (sfi.wTypeCategory == kz::sf::kEndDocument) return K_ERROR_INVALID_FORMAT;
     SkipSFData(handle, &sfi);
-  } while (sfi.wTypeCategory != SF_BEGIN_DOCUMENT);
+  } while (sfi.wTypeCategory != kz::sf::kBeginDocument);
 
   do {
     const int status = ReadSFI(handle, &sfi);
     if (status <= 0) return status;
-    if (sfi.wTypeCategory == SF_BEGIN_PAGE) ++*pnPages;
+    if (sfi.wTypeCategory == kz::sf::kBeginPage) ++*pnPages;
     SkipSFData(handle, &sfi);
-  } while (sfi.wTypeCategory != SF_END_DOCUMENT);
+  } while (sfi.wTypeCategory != kz::sf::kEndDocument);
   return K_SUCCESS;
 }
 
@@ -31,10 +31,10 @@ int SeekEndPage(tagHANDLE* handle, int nPage, _SFI* sfi, bool bCheckSkips) {
   for (;;) {
     const int status = ReadSFI(handle, sfi);
     if (status <= 0) return status;
-    if (sfi->wTypeCategory == SF_END_PAGE && ++count == nPage) return K_SUCCESS;
+    if (sfi->wTypeCategory == kz::sf::kEndPage && ++count == nPage) return K_SUCCESS;
     const int skipped = SkipSFData(handle, sfi);
     if (bCheckSkips && skipped <= 0) return skipped;
-    if (sfi->wTypeCategory == SF_END_DOCUMENT) return K_END_OF_DOCUMENT;
+    if (sfi->wTypeCategory == kz::sf::kEndDocument) return K_END_OF_DOCUMENT;
   }
 }
 
@@ -65,7 +65,7 @@ int FindImageObject(tagHANDLE* handle, int* pnPos, int bNext) {
   for (;;) {
     int status = ReadSFI(handle, &sfi);
     if (status <= 0) return status;
-    const bool pictureData = sfi.wTypeCategory == SF_IMAGE_PICTURE_DATA;
+    const bool pictureData = sfi.wTypeCategory == kz::sf::kImagePictureData;
     if (pictureData && !leaving) break;
     if (!pictureData) leaving = false;
     status = SkipSFData(handle, &sfi);

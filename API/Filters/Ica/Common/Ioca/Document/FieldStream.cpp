@@ -1,15 +1,14 @@
-#include "API/Filters/Ica/Common/Ioca/StructuredField.h"
+#include "API/Filters/Ica/Common/Ioca/Document/FieldStream.h"
 
 #include <algorithm>
 #include <cstring>
 #include <iterator>
 
-#include "API/Filters/Ica/Common/Ioca/BigEndian.h"
 #include "API/Filters/Ica/Common/Thread.h"
 
 namespace {
 
-bool BeginsLikePrefix(const _SFI& sfi) { return sfi.wLength >> 8 == CARRIAGE_CONTROL; }
+bool BeginsLikePrefix(unsigned length) { return length >> 8 == kz::kCarriageControl; }
 
 // Remembers the field whose introducer has just been read. Whether its position
 // could be learnt.
@@ -17,7 +16,7 @@ bool RememberField(PassedPrefixes* passed, tagHANDLE* handle) {
   const int position = K_RedirectedSeek(handle, 0, K_SEEK_CURRENT);
   if (passed->hFile != handle) *passed = {};
   passed->hFile = handle;
-  passed->nRead = std::max(position - static_cast<int>(SF_INTRODUCER_LENGTH), 0);
+  passed->nRead = std::max(position - static_cast<int>(kz::kIntroducerLength), 0);
   return position >= 0;
 }
 
@@ -31,14 +30,14 @@ bool Remembers(const PassedPrefixes& passed, tagHANDLE* handle, int position) {
 // What was taken for a 0x5A and an introducer after it is put right when it is an
 // introducer that begins with that byte, read again. Returns 1, -9 or -7.
 int TakeForIntroducer(const PassedPrefixes& passed, tagHANDLE* handle, unsigned char* raw) {
-  if (raw[1] != SF_CLASS) return K_ERROR_INVALID_FORMAT;
+  if (raw[1] != kz::kFieldClass) return K_ERROR_INVALID_FORMAT;
   const int end = K_RedirectedSeek(handle, 0, K_SEEK_CURRENT);
   if (end < 0) return K_ERROR_READ;
-  constexpr int taken = 1 + static_cast<int>(SF_INTRODUCER_LENGTH);
+  constexpr int taken = 1 + static_cast<int>(kz::kIntroducerLength);
   if (!Remembers(passed, handle, end - taken)) return K_ERROR_INVALID_FORMAT;
   if (K_RedirectedSeek(handle, -1, K_SEEK_CURRENT) < 0) return K_ERROR_READ;
-  std::memmove(raw + 1, raw, SF_INTRODUCER_LENGTH - 1);
-  raw[0] = CARRIAGE_CONTROL;
+  std::memmove(raw + 1, raw, kz::kIntroducerLength - 1);
+  raw[0] = kz::kCarriageControl;
   return K_SUCCESS;
 }
 
@@ -49,36 +48,35 @@ int ReadSFI(tagHANDLE* handle, _SFI* sfi) {
   *sfi = {};
   unsigned char first = 0;
   if (!ReadBound(state, handle, &first, 1)) return K_ERROR_READ;
-  const bool prefixed = first == CARRIAGE_CONTROL;
+  const bool prefixed = first == kz::kCarriageControl;
   if (prefixed) {
     state->bReadCC = 1;
   } else if (K_RedirectedSeek(handle, -1, K_SEEK_CURRENT) < 0) {
     return K_ERROR_READ;
   }
 
+  // The record begins with the bytes as they stand in the file.
   auto* raw = reinterpret_cast<unsigned char*>(sfi);
-  if (!ReadBound(state, handle, raw, SF_INTRODUCER_LENGTH)) return K_ERROR_READ;
-  if (sfi->bClass != SF_CLASS) {
-    if (!prefixed) return K_ERROR_INVALID_FORMAT;
+  if (!ReadBound(state, handle, raw, kz::kIntroducerLength)) return K_ERROR_READ;
+  if (prefixed && sfi->bClass != kz::kFieldClass) {
     const int status = TakeForIntroducer(state->passed, handle, raw);
     if (status != K_SUCCESS) return status;
   }
-  sfi->wLength = GetBig16(raw);
-  sfi->wTypeCategory = GetBig16(raw + 3);
-  // The length is a signed number: 0x8000 and above are refused like 7 and below.
-  if (static_cast<int16_t>(sfi->wLength) < static_cast<int>(SF_INTRODUCER_LENGTH)) {
-    return K_ERROR_INVALID_FORMAT;
+  kz::Introducer field = kz::ParseIntroducer({raw, kz::kIntroducerLength});
+  const bool extended = field.fault == kz::FieldFault::Cut;
+  if (field.fault != kz::FieldFault::None && !extended) return K_ERROR_INVALID_FORMAT;
+  if (BeginsLikePrefix(field.length) && !RememberField(&state->passed, handle)) {
+    return K_ERROR_READ;
   }
-  if (BeginsLikePrefix(*sfi) && !RememberField(&state->passed, handle)) return K_ERROR_READ;
-
-  if ((sfi->bFlags & SF_FLAG_EXTENSION) != 0) {
+  if (extended) {
     if (!ReadBound(state, handle, &sfi->bExtLength, 1)) return K_ERROR_READ;
-    if (sfi->bExtLength == 0 || sfi->wLength < sfi->bExtLength + SF_INTRODUCER_LENGTH) {
-      return K_ERROR_INVALID_FORMAT;
-    }
-    const unsigned rest = sfi->bExtLength - 1u;
+    field = kz::ParseIntroducer({raw, kz::kIntroducerLength + 1});
+    if (field.fault != kz::FieldFault::None) return K_ERROR_INVALID_FORMAT;
+    const unsigned rest = field.extension - 1;
     if (rest > 0 && !ReadBound(state, handle, sfi->abExtension, rest)) return K_ERROR_READ;
   }
+  sfi->wLength = static_cast<uint16_t>(field.length);
+  sfi->wTypeCategory = field.code;
   return K_SUCCESS;
 }
 
@@ -88,19 +86,20 @@ int SkipSFData(tagHANDLE* handle, _SFI* sfi) {
 }
 
 int SeekBackToSFI(tagHANDLE* handle, const _SFI& sfi) {
-  const int length = static_cast<int>(SF_INTRODUCER_LENGTH) + sfi.bExtLength;
+  const int length = static_cast<int>(kz::kIntroducerLength) + sfi.bExtLength;
   const int position = K_RedirectedSeek(handle, -length, K_SEEK_CURRENT);
-  if (position > 0 && BeginsLikePrefix(sfi)) {
+  if (position > 0 && BeginsLikePrefix(sfi.wLength)) {
     PassedPrefixes& passed = ThreadState()->passed;
     passed.anFound[passed.nNext++ % std::size(passed.anFound)] = position;
   }
   return position;
 }
 
-int WriteStructuredField(tagHANDLE* handle, const unsigned char* pField, unsigned nCount) {
+int WriteStructuredField(tagHANDLE* handle, kz::ByteSpan field) {
   const FilterThreadState* state = ThreadState();
-  if (state->bWriteCC != 0 && !WriteBound(state, handle, &CARRIAGE_CONTROL, 1)) {
+  if (state->bWriteCC != 0 && !WriteBound(state, handle, &kz::kCarriageControl, 1)) {
     return K_ERROR_WRITE;
   }
-  return WriteBound(state, handle, pField, nCount) ? K_SUCCESS : K_ERROR_WRITE;
+  const auto count = static_cast<unsigned>(field.size());
+  return WriteBound(state, handle, field.data(), count) ? K_SUCCESS : K_ERROR_WRITE;
 }

@@ -1,4 +1,4 @@
-#include "API/Filters/Ica/Common/Ioca/CodecLoader.h"
+#include "API/Filters/Ica/Common/Ioca/Coders/CodecLoader.h"
 
 #include <mutex>
 

@@ -1,25 +1,7 @@
-// Owners of what a call takes from the host, so that every path gives it back.
+// The guard of a file, so that every path closes it.
 #pragma once
 
 #include "API/Filters/Ica/Common/Ica.h"
-#include "Host/Kernel/LocalBlock.h"
-
-// A global memory block that the codec library handed out by its pointer.
-class GlobalOutput {
- public:
-  GlobalOutput() = default;
-  ~GlobalOutput() {
-    if (m_bytes != nullptr) WinGlobalFree(WinGlobalHandle(m_bytes));
-  }
-  GlobalOutput(const GlobalOutput&) = delete;
-  GlobalOutput& operator=(const GlobalOutput&) = delete;
-
-  unsigned char* get() const { return m_bytes; }
-  unsigned char** slot() { return &m_bytes; }
-
- private:
-  unsigned char* m_bytes = nullptr;
-};
 
 // A file that the filter has opened.
 class OpenedFile {

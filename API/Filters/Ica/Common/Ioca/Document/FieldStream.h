@@ -1,8 +1,9 @@
-// Structured fields: the introducer as read and skipped, and the one way in which
-// every structured field is written.
+// Structured fields in a file: their introducers read, their data skipped, and the one
+// way in which every structured field is written.
 #pragma once
 
 #include "API/Filters/Ica/Common/Ica.h"
+#include "Format/StructuredField.h"
 
 // Reads the introducer of the next structured field, with its 0x5A if it has
 // one, or once more of a field that it has read after its 0x5A. Returns 1, the
@@ -16,14 +17,13 @@ K_EXPORT int SkipSFData(tagHANDLE* handle, _SFI* sfi);
 
 // Data bytes of a field: its length less introducer and extension.
 inline unsigned SFDataLength(const _SFI& sfi) {
-  return static_cast<unsigned>(sfi.wLength) - SF_INTRODUCER_LENGTH - sfi.bExtLength;
+  return static_cast<unsigned>(sfi.wLength) - kz::kIntroducerLength - sfi.bExtLength;
 }
 
-// Goes back from a field's data to its length bytes, behind any 0x5A, from where
+// Goes back from a field's data to its length bytes, past any 0x5A, from where
 // ReadSFI reads it again. Returns the position or -1.
 int SeekBackToSFI(tagHANDLE* handle, const _SFI& sfi);
 
-// Writes nCount bytes that begin with a structured field's introducer, in one
-// write, behind a 0x5A of its own when the thread's bWriteCC asks for it.
-// Returns 1 or -5.
-int WriteStructuredField(tagHANDLE* handle, const unsigned char* pField, unsigned nCount);
+// Writes bytes that begin with a structured field's introducer, in one write, after
+// a 0x5A of its own when the thread's bWriteCC asks for it. Returns 1 or -5.
+int WriteStructuredField(tagHANDLE* handle, kz::ByteSpan field);
