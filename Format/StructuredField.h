@@ -159,9 +159,35 @@ struct Introducer {
 
 // Parses an introducer from its length bytes on. With exactly eight bytes it is cut
 // only when there is an extension, whose length is the next byte.
-Introducer ParseIntroducer(ByteSpan bytes);
+constexpr Introducer ParseIntroducer(ByteSpan bytes) {
+  Introducer field;
+  if (bytes.size() < kIntroducerLength) return field;
+  field.length = GetBig16(bytes.data());
+  field.classCode = bytes[2];
+  field.code = GetBig16(bytes.data() + 3);
+  field.flags = bytes[5];
+  if (field.classCode != kFieldClass) {
+    field.fault = FieldFault::Class;
+  } else if (field.length < kIntroducerLength || field.length > kMaxFieldLength) {
+    field.fault = FieldFault::Length;
+  } else if ((field.flags & kFlagExtension) == 0) {
+    field.fault = FieldFault::None;
+  } else if (bytes.size() > kIntroducerLength) {
+    const unsigned extension = bytes[kIntroducerLength];
+    const bool fits = extension > 0 && extension + kIntroducerLength <= field.length;
+    if (fits) field.extension = extension;
+    field.fault = fits ? FieldFault::None : FieldFault::Extension;
+  }
+  return field;
+}
+
 // The same where a 0x5A may stand before it: a first byte 0x5A always is that.
-Introducer ParseField(ByteSpan bytes);
+constexpr Introducer ParseField(ByteSpan bytes) {
+  const bool prefixed = !bytes.empty() && bytes[0] == kCarriageControl;
+  Introducer field = ParseIntroducer(prefixed ? bytes.subspan(1) : bytes);
+  field.prefixed = prefixed;
+  return field;
+}
 
 // Stores the eight bytes of an introducer. `length` is the caller's to check.
 constexpr void PutIntroducer(unsigned char* bytes, unsigned length, uint16_t code) {

@@ -41,11 +41,23 @@ int TakeForIntroducer(const PassedPrefixes& passed, tagHANDLE* handle, unsigned 
   return K_SUCCESS;
 }
 
+// Reads the extension of a field whose introducer stands in the record as in the file.
+// Returns 1, -9 or -7.
+int ReadExtension(const FilterThreadState* state, tagHANDLE* handle, _SFI* sfi) {
+  if (!ReadBound(state, handle, &sfi->bExtLength, 1)) return K_ERROR_READ;
+  const auto* raw = reinterpret_cast<const unsigned char*>(sfi);
+  const kz::Introducer field = kz::ParseIntroducer({raw, kz::kIntroducerLength + 1});
+  if (field.fault != kz::FieldFault::None) return K_ERROR_INVALID_FORMAT;
+  const unsigned rest = field.extension - 1;
+  const bool whole = rest == 0 || ReadBound(state, handle, sfi->abExtension, rest);
+  return whole ? K_SUCCESS : K_ERROR_READ;
+}
+
 }  // namespace
 
 int ReadSFI(tagHANDLE* handle, _SFI* sfi) {
   FilterThreadState* state = ThreadState();
-  *sfi = {};
+  K_MemorySet(sfi, 0, sizeof(*sfi));  // the compiler would clear it slowly
   unsigned char first = 0;
   if (!ReadBound(state, handle, &first, 1)) return K_ERROR_READ;
   const bool prefixed = first == kz::kCarriageControl;
@@ -62,18 +74,15 @@ int ReadSFI(tagHANDLE* handle, _SFI* sfi) {
     const int status = TakeForIntroducer(state->passed, handle, raw);
     if (status != K_SUCCESS) return status;
   }
-  kz::Introducer field = kz::ParseIntroducer({raw, kz::kIntroducerLength});
+  const kz::Introducer field = kz::ParseIntroducer({raw, kz::kIntroducerLength});
   const bool extended = field.fault == kz::FieldFault::Cut;
   if (field.fault != kz::FieldFault::None && !extended) return K_ERROR_INVALID_FORMAT;
   if (BeginsLikePrefix(field.length) && !RememberField(&state->passed, handle)) {
     return K_ERROR_READ;
   }
   if (extended) {
-    if (!ReadBound(state, handle, &sfi->bExtLength, 1)) return K_ERROR_READ;
-    field = kz::ParseIntroducer({raw, kz::kIntroducerLength + 1});
-    if (field.fault != kz::FieldFault::None) return K_ERROR_INVALID_FORMAT;
-    const unsigned rest = field.extension - 1;
-    if (rest > 0 && !ReadBound(state, handle, sfi->abExtension, rest)) return K_ERROR_READ;
+    const int status = ReadExtension(state, handle, sfi);
+    if (status != K_SUCCESS) return status;
   }
   sfi->wLength = static_cast<uint16_t>(field.length);
   sfi->wTypeCategory = field.code;
