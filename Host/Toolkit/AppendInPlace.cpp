@@ -55,6 +55,7 @@ Outcome Append(int descriptor, int64_t size, const PageIndex& pages) {
     return SystemFailure(K_ERROR_SEEK, errno);
   }
   outcome = list.Write(descriptor);
+  if (outcome.Ok() && ::fsync(descriptor) != 0) outcome = SystemFailure(K_ERROR_WRITE, errno);
   if (outcome.Ok()) return outcome;
   const auto* bytes = reinterpret_cast<const unsigned char*>(end.data());
   const bool restored = ::lseek(descriptor, place, SEEK_SET) >= 0 &&
@@ -70,6 +71,10 @@ Outcome AppendInPlace(const std::string& file, const PageIndex& pages) {
   DocumentLock lock;
   const Outcome locked = lock.Take(file);
   if (!locked.Ok()) return Failure(K_ERROR_OPEN_WRITE, locked.what);
+  if (!lock.IsEffective()) {
+    return Failure(K_ERROR_OPEN_WRITE,
+                   "its file system has no locks, without which it can't be written in place");
+  }
   const OwnedDescriptor document(OpenDescriptor(file.c_str(), O_RDWR | O_NONBLOCK));
   struct stat found;
   if (document.Get() < 0 || ::fstat(document.Get(), &found) != 0) {

@@ -66,7 +66,7 @@ int FollowLinks(std::string& path) {
 
 // Finds the folder and locks the target, if there is one. -14 when it may not be
 // replaced.
-Outcome FindTarget(PendingFile& file) {
+Outcome FindTarget(PendingFile& file, FileBatch* batch) {
   file.path = file.target;
   const int error = FollowLinks(file.path);
   if (error != 0) return SystemFailure(K_ERROR_OPEN_WRITE, error);
@@ -94,7 +94,9 @@ Outcome FindTarget(PendingFile& file) {
   if (::faccessat(file.folder.Get(), name, W_OK, AT_EACCESS) != 0) {
     return SystemFailure(K_ERROR_OPEN_WRITE, errno);
   }
-  Outcome outcome = file.lock.Take(file.folder.Get(), file.name, file.target);
+  Outcome outcome = file.lock.Take(file.folder.Get(), file.name, file.target, [batch] {
+    if (batch != nullptr) batch->Finish();
+  });
   if (!outcome.Ok()) return Failure(K_ERROR_OPEN_WRITE, outcome.what);
   file.expected = file.lock.Found();
   return {};
@@ -174,7 +176,7 @@ Outcome AtomicFile::Open(const std::string& target, FileBatch* batch) {
   if (batch != nullptr) batch->Expect(target);
   auto file = std::make_unique<PendingFile>();
   file->target = target;
-  Outcome outcome = FindTarget(*file);
+  Outcome outcome = FindTarget(*file, batch);
   if (outcome.Ok()) outcome = MakeTemporary(*file);
   if (outcome.Ok()) m_file = std::move(file);
   return outcome;

@@ -29,7 +29,9 @@ Outcome CheckFile(const std::string& file, const LoadOptions& options,
   whole.outcome = found.Ok() ? document.Structure() : found;
   PageIndex index;
   const Outcome indexed = IndexPages(file, index);
-  if (!indexed.Ok() && whole.outcome.Ok()) {
+  if (indexed.status == K_ERROR_READ && whole.outcome.Ok()) {
+    whole.outcome = indexed;
+  } else if (!indexed.Ok() && whole.outcome.Ok()) {
     whole.outcome.warnings.push_back("its pages can't be edited: " + indexed.what);
   }
   const std::string note = index.NumberingNote();

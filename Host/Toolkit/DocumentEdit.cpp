@@ -6,6 +6,7 @@
 
 #include "Host/Toolkit/AtomicFile.h"
 #include "Host/Toolkit/FieldScan.h"
+#include "Host/Toolkit/FileVersion.h"
 #include "Host/Toolkit/ImagePage.h"
 #include "Host/Toolkit/IncludedImage.h"
 #include "Host/Toolkit/Pieces.h"
@@ -258,6 +259,13 @@ Outcome Prepare(Work& work, const DocumentEdit& edit) {
   return outcome;
 }
 
+// Whether both names lead to one file now, however they are spelt.
+bool IsSameName(const std::string& a, const std::string& b) {
+  struct stat first, second;
+  return a == b || (::stat(a.c_str(), &first) == 0 && ::stat(b.c_str(), &second) == 0 &&
+                    IsSameFile(first, second));
+}
+
 }  // namespace
 
 Outcome WriteDocument(const DocumentEdit& edit, const std::string& out, FileBatch* batch) {
@@ -266,7 +274,7 @@ Outcome WriteDocument(const DocumentEdit& edit, const std::string& out, FileBatc
   Outcome outcome = Prepare(work, edit);
   if (outcome.Ok()) outcome = file.Open(out, batch);
   for (const auto& source : work.sources) {
-    if (source->index->file == out) file.MadeFrom(source->index->found);
+    if (outcome.Ok() && IsSameName(source->index->file, out)) file.MadeFrom(source->index->found);
   }
   if (outcome.Ok()) outcome = work.pieces.Write(file.Descriptor());
   if (outcome.Ok()) outcome = file.Commit();

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "Host/Toolkit/Descriptor.h"
@@ -16,6 +17,7 @@ namespace kz {
 struct DocumentLock::Held {
   OwnedDescriptor file;
   struct stat found;
+  bool locked = false;  // false where the file system has no locks
 };
 
 namespace {
@@ -64,11 +66,15 @@ Outcome GaveUp() {
   return Failure(K_ERROR_OPEN_WRITE, std::move(what));
 }
 
-// A lock asks for no particular right to the file.
+// A lock asks for no particular right to the file; but network file systems lock only
+// what is open for writing.
 int OpenAny(int folder, const char* name) {
-  constexpr int flags = O_NONBLOCK | O_NOCTTY;
-  const int file = OpenDescriptorAt(folder, name, O_RDONLY | flags);
-  return file >= 0 || errno != EACCES ? file : OpenDescriptorAt(folder, name, O_WRONLY | flags);
+  int file = -1;
+  for (const int access : {O_RDWR, O_RDONLY, O_WRONLY}) {
+    file = OpenDescriptorAt(folder, name, access | O_NONBLOCK | O_NOCTTY);
+    if (file >= 0 || errno == ENOENT) break;
+  }
+  return file;
 }
 
 Outcome RefuseIrregular(const struct stat& found) {
@@ -86,7 +92,8 @@ WritingPolicy& Writing() {
 
 Outcome DocumentLock::Take(const std::string& path) { return Take(AT_FDCWD, path, path); }
 
-Outcome DocumentLock::Take(int folder, const std::string& name, const std::string& path) {
+Outcome DocumentLock::Take(int folder, const std::string& name, const std::string& path,
+                           std::function<void()> beforeWaiting) {
   // What this thread holds; a second descriptor of the same file would wait for it.
   static thread_local std::vector<std::weak_ptr<const Held>> t_held;
   m_held.reset();
@@ -110,7 +117,8 @@ Outcome DocumentLock::Take(int folder, const std::string& name, const std::strin
         }
       }
     }
-    const bool busy = ::flock(taken->file.Get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+    taken->locked = ::flock(taken->file.Get(), LOCK_EX | LOCK_NB) == 0;
+    const bool busy = !taken->locked && errno == EWOULDBLOCK;
     // A writer puts a new file under the name: the lock must be that file's.
     if (::fstatat(folder, name.c_str(), &named, 0) != 0) {
       return SystemFailure(K_ERROR_OPEN_READ, errno);
@@ -120,6 +128,7 @@ Outcome DocumentLock::Take(int folder, const std::string& name, const std::strin
     if (!IsSameVersion(named, taken->found)) patience.Renew();
     taken->found = named;
     if (replaced) taken->file.Reset(-1);
+    if (busy && beforeWaiting) std::exchange(beforeWaiting, nullptr)();
     if (busy && !patience.Pause()) return GaveUp();
   }
   taken->found = named;
@@ -133,6 +142,8 @@ const struct stat& DocumentLock::Found() const {
   if (m_held == nullptr) return nothing;
   return m_held->found;
 }
+
+bool DocumentLock::IsEffective() const { return m_held != nullptr && m_held->locked; }
 
 int DocumentLock::Descriptor() const { return m_held != nullptr ? m_held->file.Get() : -1; }
 

@@ -3,6 +3,7 @@
 
 #include <sys/stat.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -24,12 +25,17 @@ class K_EXPORT DocumentLock {
   // lock can be taken again. Waits as the process's WritingPolicy says. -10 for
   // what isn't a regular file that can be opened, -14 when another keeps the lock.
   Outcome Take(const std::string& path);
-  // The same for a name in an opened folder; `path` is what the file is called.
-  Outcome Take(int folder, const std::string& name, const std::string& path);
+  // The same for a name in an opened folder; `path` is what the file is called. Who
+  // holds other locks gives them back in `beforeWaiting`, so that two programs never
+  // wait for each other.
+  Outcome Take(int folder, const std::string& name, const std::string& path,
+               std::function<void()> beforeWaiting = {});
   // Gives the lock back, unless it was taken elsewhere in the thread too.
   void Release() { m_held.reset(); }
 
   bool Holds() const { return m_held != nullptr; }
+  // Whether it keeps others out: false where the file system has no locks, too.
+  bool IsEffective() const;
   // The locked file as it was when the lock was taken; zeros without a lock.
   const struct stat& Found() const;
   // The locked file, to look at its rights; -1 without a lock.

@@ -164,7 +164,10 @@ FileWindow& PieceList::File(int source) {
   }
   auto window = std::make_unique<FileWindow>();
   if (!OpenWindow(source, *window).Ok()) window = std::make_unique<FileWindow>();
-  if (m_open.size() == maxOpen) m_open.erase(m_open.begin());
+  if (m_open.size() == maxOpen) {
+    LookForChanges(m_open.front());
+    m_open.erase(m_open.begin());
+  }
   m_open.push_back({source, std::move(window)});
   return *m_open.back().window;
 }
@@ -217,7 +220,16 @@ Outcome PieceList::Write(int descriptor) {
     }
     if (!outcome.Ok()) return outcome;
   }
-  return writer.Flush();
+  Outcome outcome = writer.Flush();
+  for (const OpenFile& file : m_open) LookForChanges(file);
+  if (outcome.Ok() && !m_changed.empty()) {
+    return Failure(K_ERROR_READ, m_changed + " has changed meanwhile");
+  }
+  return outcome;
+}
+
+void PieceList::LookForChanges(const OpenFile& file) {
+  if (!file.window->IsAsFound()) m_changed = m_files[static_cast<size_t>(file.source)].name;
 }
 
 Outcome MakeField(uint16_t code, const std::string& data, bool prefixed, std::string& field) {

@@ -39,7 +39,8 @@ class PieceList {
   FileWindow& File(int source);
   void Add(int source, ByteRange range, PieceForm form = PieceForm::AsIs);
   void Add(std::string literal);
-  // Writes all pieces at the descriptor's position. -7 or -5 when that fails.
+  // Writes all pieces at the descriptor's position. -7 or -5 when that fails; -7, too,
+  // when somebody wrote to a source meanwhile: the result may be made of two versions.
   Outcome Write(int descriptor);
 
  private:
@@ -52,11 +53,14 @@ class PieceList {
     std::unique_ptr<FileWindow> window;
   };
   Outcome OpenWindow(int source, FileWindow& window) const;
+  // Remembers it when somebody has written to a file that was read.
+  void LookForChanges(const OpenFile& file);
 
   std::vector<Source> m_files;
   int64_t m_planned = 0;         // bytes of the result, about
   std::vector<OpenFile> m_open;  // the one used last comes last
   std::vector<Piece> m_pieces;
+  std::string m_changed;  // the file that was written to; empty: none
 };
 
 // Makes a structured field of the code with the data, behind a 0x5A if asked for. -9

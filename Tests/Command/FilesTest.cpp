@@ -378,11 +378,31 @@ TEST_F(Files, HardLinksAreKeptOrBrokenOnRequest) {
       continue;
     }
     ExpectRefusal(use, "it has 2 names (hard links)");
+    std::vector<std::string> toItself = use;
+    toItself.insert(toItself.end(), {"-o", other});
+    ExpectRefusal(toItself, "it has 2 names (hard links)");
     EXPECT_TRUE(fs::equivalent(m_document, other) && FileBytes(other) == before);
     std::vector<std::string> allowed = use;
     allowed.emplace_back("--break-links");
     EXPECT_EQ(Kzica(allowed).exit, 0);
     EXPECT_TRUE(FileBytes(m_document) != before && FileBytes(other) == before);
+  }
+}
+
+TEST_F(Files, WhatWouldHitTheDocumentOrTheTerminalIsWrongUsage) {
+  const Bytes before = FileBytes(m_document);
+  EXPECT_EQ(Kzica({"delete", m_document, "-p", "1", "-o", ""}, kPatient).exit, 2);
+  EXPECT_TRUE(FileBytes(m_document) == before);
+  Conditions terminal = kPatient;
+  terminal.terminal = true;
+  EXPECT_EQ(Kzica({"split", m_document, "-", "-p", "1"}, terminal).exit, 2);
+}
+
+TEST_F(Files, ACheckFindsThatTheEndIsMissing) {
+  const Bytes whole = FileBytes(m_document);
+  for (const size_t missing : {16, 24, 32}) {
+    const std::string cut = m_folder.File("cut", Slice(whole, 0, whole.size() - missing));
+    ExpectRefusal({"check", cut}, "(status -7)");
   }
 }
 

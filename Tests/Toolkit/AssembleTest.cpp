@@ -1,9 +1,18 @@
 #include "Host/Toolkit/Assemble.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
+#include <fstream>
+#include <functional>
 #include <map>
+#include <thread>
 
+#include "Host/Toolkit/AtomicFile.h"
+#include "Host/Toolkit/Descriptor.h"
+#include "Host/Toolkit/WritingPolicy.h"
 #include "Tests/Toolkit/EditedDocuments.h"
 
 namespace kz::test {
@@ -259,6 +268,78 @@ TEST_F(AssembleTest, ManyFilesNeedFewDescriptors) {
   ASSERT_TRUE(outcome.Ok()) << outcome.what;
   EXPECT_EQ(CountImages(Out()), count);
   EXPECT_EQ(Picture(Out(), count), Picture(indexes.back().file, 1));
+}
+
+// What somebody does to a file while a writer waits for its lock.
+class WhileWaiting {
+ public:
+  WhileWaiting(const std::string& locked, std::function<void()> act)
+      : m_file(OpenDescriptor(locked.c_str(), O_RDONLY)), m_former(Writing()) {
+    EXPECT_EQ(flock(m_file.Get(), LOCK_EX), 0);
+    Writing().silence = {};
+    Writing().note = [this, act](const std::string&, const std::string&) {
+      act();
+      m_file.Reset(-1);
+    };
+  }
+  ~WhileWaiting() { Writing() = m_former; }
+  WhileWaiting(const WhileWaiting&) = delete;
+  WhileWaiting& operator=(const WhileWaiting&) = delete;
+
+ private:
+  OwnedDescriptor m_file;
+  WritingPolicy m_former;
+};
+
+TEST_F(AssembleTest, AChangeWhileWaitingIsNotWrittenOver) {
+  const Bytes bytes = FileBytes(Sample("formatter.afp"));
+  const std::string file = m_folder.File("formatter", bytes), changed = m_folder / "changed";
+  const PageIndex index = Indexed(file);
+  const WhileWaiting waiting(file, [&] {
+    m_folder.File("changed", bytes + Bytes{0});
+    std::filesystem::rename(changed, file);
+  });
+  const Outcome outcome =
+      WriteDocument(AssembleDocument({{&index, 2}, {&index, 1}}), m_folder / "./formatter");
+  EXPECT_THAT(outcome.what, HasSubstr("changed"));
+  EXPECT_TRUE(FileBytes(file) == bytes + Bytes{0});
+}
+
+TEST_F(AssembleTest, ABatchKeepsNoLocksWhileItWaits) {
+  const std::string one = m_folder.File("one", {1}), two = m_folder.File("two", {2});
+  FileBatch batch([](const std::string&, const Outcome& failed) { ADD_FAILURE() << failed.what; });
+  ASSERT_TRUE(WriteDocument(DeletePages(m_first, {1}), one, &batch).Ok());
+  bool free = false;
+  const WhileWaiting waiting(two, [&] {
+    const OwnedDescriptor other(OpenDescriptor(one.c_str(), O_RDONLY));
+    free = flock(other.Get(), LOCK_EX | LOCK_NB) == 0;
+  });
+  EXPECT_TRUE(WriteDocument(DeletePages(m_first, {2}), two, &batch).Ok());
+  EXPECT_TRUE(free);
+  batch.Finish();
+}
+
+TEST_F(AssembleTest, AResultOfTwoVersionsOfAFileFails) {
+  Bytes bytes = Begin("LONG");
+  for (int i = 1; i <= 60; ++i) bytes = bytes + NumberedPage(i) + Comment(std::string(30000, 'x'));
+  const std::string file = m_folder.File("long", bytes + End("LONG"));
+  const PageIndex index = Indexed(file);
+  int ends[2];
+  ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+  const OwnedDescriptor from(ends[0]);
+  OwnedDescriptor to(ends[1]);
+  // The pipe holds a small part: the rest is written after the change.
+  std::thread reader([&] {
+    std::vector<char> buffer(65536);
+    ssize_t n = read(from.Get(), buffer.data(), 1);
+    std::ofstream(file, std::ios::binary | std::ios::app).put(0);
+    while (n > 0) n = read(from.Get(), buffer.data(), buffer.size());
+  });
+  const Outcome outcome = WriteDocument(DeletePages(index, {1}), to.Get());
+  to.Reset(-1);
+  reader.join();
+  EXPECT_EQ(outcome.status, K_ERROR_READ);
+  EXPECT_THAT(outcome.what, HasSubstr("has changed meanwhile"));
 }
 
 }  // namespace

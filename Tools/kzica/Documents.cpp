@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <filesystem>
+
 #include "Host/Toolkit/Document.h"
 #include "Tools/kzica/Input.h"
 
@@ -50,6 +52,8 @@ void EditedDocument::AddOptions(CLI::App& command) {
   command
       .add_option("-o,--output", m_out,
                   "Write the result there and leave FILE alone; - is standard output")
+      ->check(CLI::Validator(
+          [](const std::string& out) { return out.empty() ? "an empty name is no file" : ""; }, ""))
       ->type_name("OUT");
   AddChangeOptions(command, m_breakLinks);
 }
@@ -60,8 +64,11 @@ Exit EditedDocument::Begin(bool inPlace) {
     throw UsageError("standard input can't be changed; say with -o where the result goes");
   }
   if (!m_out.empty() && OpenInput(m_file) != kDone) return kFileFailed;
-  if (m_out.empty()) {
-    const Exit locked = LockDocument(m_file, inPlace || m_breakLinks, m_lock);
+  std::error_code ignored;
+  const bool changesItself =
+      m_out.empty() || (m_out != "-" && std::filesystem::equivalent(m_file, m_out, ignored));
+  if (changesItself) {
+    const Exit locked = LockDocument(Result(), inPlace || m_breakLinks, m_lock);
     if (locked != kDone) return locked;
   }
   kz::Outcome outcome =

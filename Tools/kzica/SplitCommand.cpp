@@ -22,6 +22,7 @@ Exit Split(const SplitOptions& options) {
   if (!IsNumbered(options.out) && !range.IsSinglePage()) {
     throw UsageError(options.out + ": several pages go into several files; the name needs a %d");
   }
+  RefuseTerminal(options.out);
   kz::PageIndex index;
   std::vector<int> pages;
   Exit exit = IndexFile(options.file, index);
