@@ -3,9 +3,7 @@
 
 #include <cstdio>
 
-#include "API/Filters/Ica/Common/Ioca/Coders/CodecLoader.h"
 #include "Tests/Filter/FileBuilder.h"
-#include "Tests/Filter/LoadRoads.h"
 
 namespace {
 
@@ -65,23 +63,6 @@ TEST(Codec, IsFoundBesideTheKernelThenOnTheLoadersPath) {
                     file(c.data), c.depth, c.longer),
               c.result);
   }
-}
-
-TEST(Codec, UsersAreCounted) {
-  const K_DllLoader& loader = EmbeddedLoaders::g_aLoaders;
-  UnloadCodecLibrary();  // of nothing
-  for (int round = 0; round < 2; ++round) {
-    EXPECT_EQ(loader.IsLoaded(), 0);
-    EXPECT_EQ(LoadCodecLibrary(), 1);
-    EXPECT_EQ(LoadCodecLibrary(), 1);
-    EXPECT_NE(loader.IsFunctionOk("K_DecodeABIC"), 0);
-    EXPECT_NE(loader.IsFunctionOk("K_EncodeABIC"), 0);
-    EXPECT_EQ(loader.IsFunctionOk("fltLoad"), 0);
-    UnloadCodecLibrary();
-    EXPECT_NE(loader.IsLoaded(), 0) << "one user is left";
-    UnloadCodecLibrary();
-  }
-  EXPECT_EQ(loader.IsLoaded(), 0);
 }
 
 }  // namespace

@@ -51,13 +51,10 @@ TEST(Comment, TextIsTakenFromTransparentDataOnly) {
   const Case cases[] = {
       {"two sequences and none", Ptx(Transparent("x") + other + Transparent("y")) + Ptx({}),
        "xy\r\n\r\n"},
-      {"length 2 and 7", Ptx(Transparent("", 2) + Transparent("hello", 7)), "hello\r\n"},
       {"length below 2", Ptx(Transparent("ab", 0) + Transparent("cd", 1)), "\r\n"},
       {"length past the end", Ptx(Transparent("abc", 255)), "abc\r\n"},
       {"length short of the text", Ptx(Transparent("abcdef", 5)), "abc\r\n"},
-      {"header at the end", Ptx(Bytes{0x2B, 0xD3, 9, 0xDA}), "\r\n"},
       {"chained", Ptx({0x2B, 0xD3, 4, 0xDB, 'a', 'b'}), "\r\n"},
-      {"no prefix", Ptx({0x2A, 0xD3, 4, 0xDA, 'a', 'b'}), "\r\n"},
       {"0x5A and an extension", Ptx(Transparent("ext"), {true, {1, 2, 3}, true}), "ext\r\n"},
       {"a sequence in the text",
        Ptx(Transparent(std::string("a\x2B\xD3\x03\xDA"
@@ -93,18 +90,14 @@ TEST(Comment, TextRunsFromThePageWantedToTheEnd) {
   };
   const Case cases[] = {
       {"page 1", whole, 1, 3, 1, "one\r\nbetween\r\ntwo\r\n", 1},
-      {"page 0", whole, 0, 3, 1, "one\r\nbetween\r\ntwo\r\n", 1},
       {"page 2", whole, 2, 3, 1, "two\r\n", 2},
       {"page 9 of 3", whole, 9, 3, 1, "", 3},
-      {"page 9 of 2", whole, 9, 2, 1, "two\r\n", 2},
       {"no pages", whole, 2, 0, 1, "front\r\none\r\nbetween\r\ntwo\r\n", 0},
       {"no pages, no Begin Document", Page(front) + Field(0xA9A8), 2, 0, -7, "", 0},
       {"more pages than there are", Document(pages), 4, 9, -7, "", 4},
       {"no End Document", endless, 1, 3, -7, "one\r\nbetween\r\ntwo\r\n", 1},
       {"cut in the text", Slice(endless, 0, 55), 1, 3, -7, "", 1},
-      {"bad introducer", endless + Bytes(8, 0), 2, 3, -9, "two\r\n", 2},
       {"not a document", Pattern(50), 1, 1, -9, "", 1},
-      {"nothing", {}, 1, 1, -7, "", 1},
   };
   const TemporaryFolder folder;
   for (const Case& c : cases) {
@@ -114,14 +107,6 @@ TEST(Comment, TextRunsFromThePageWantedToTheEnd) {
     EXPECT_EQ(comment.text, Text(c.text));
     EXPECT_EQ(comment.page, c.pageAfter);
   }
-}
-
-// Its texts are chained Transparent Data, which only end lines here.
-TEST(Comment, ChainedTextOfAFormatterEndsLinesOnly) {
-  const std::string path = KZ_SAMPLES "/formatter.afp";
-  EXPECT_EQ(Read(path, 1, 2, 99).text, Text("\r\n\r\n"));
-  EXPECT_EQ(Read(path, 2, 2, 99).text, Text("\r\n"));
-  EXPECT_EQ(Read(path, 2, 2, 99).status, 1);
 }
 
 TEST(Comment, ABufferOfAnySizeIsFilledAndNoMore) {

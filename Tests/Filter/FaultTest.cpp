@@ -1,4 +1,4 @@
-// Every entry point on every road while one operation fails, each in turn: the status
+// Every entry point on every path while one operation fails, each in turn: the status
 // names it, nothing stays allocated, open or loaded, the host's routines are in force,
 // and a success is one. The tests of the command add what becomes of its files.
 #include <gmock/gmock.h>
@@ -9,8 +9,8 @@
 #include "API/Filters/Ica/Common/Ioca/Coders/CodecLoader.h"
 #include "Host/Toolkit/MemorySaver.h"
 #include "Tests/Filter/FailingFiles.h"
+#include "Tests/Filter/LoadPaths.h"
 #include "Tests/Filter/LoadRequest.h"
-#include "Tests/Filter/LoadRoads.h"
 #include "Tests/Filter/SaveRequest.h"
 
 namespace {
@@ -87,8 +87,8 @@ Attempt Perform(const Entry& entry, Fault fault = kFaults, int nth = 0) {
   return attempt;
 }
 
-Entry Describing(const std::string& road, const Bytes& file) {
-  return {"info of " + road, file, kInfo, [](Attempt& attempt) {
+Entry Describing(const std::string& path, const Bytes& file) {
+  return {"info of " + path, file, kInfo, [](Attempt& attempt) {
             tagHANDLE* handle = K_RedirectedOpen(attempt.file.c_str(), K_OPEN_READ, 0);
             attempt.status = K_ERROR_OPEN_READ;
             if (handle == K_InvalidHandle()) return;
@@ -105,11 +105,11 @@ Entry Describing(const std::string& road, const Bytes& file) {
           }};
 }
 
-Entry Loading(const Road& road, const std::string& container, const Bytes& file) {
-  return {"load of " + container + road.name, file, kLoad, [&road](Attempt& attempt) {
-            LoadRequest load(road.width, road.height, road.depth);
+Entry Loading(const Path& path, const std::string& container, const Bytes& file) {
+  return {"load of " + container + path.name, file, kLoad, [&path](Attempt& attempt) {
+            LoadRequest load(path.width, path.height, path.depth);
             attempt.Do([&] { return load(attempt.file); });
-            if (attempt.status == 1) attempt.result = load.Picture(road.bytesPerRow);
+            if (attempt.status == 1) attempt.result = load.Picture(path.bytesPerRow);
           }};
 }
 
@@ -170,14 +170,14 @@ Entry Saving(const std::string& what, const Bytes& before, int format, int depth
 std::vector<Entry> Readings() {
   std::vector<Entry> all = {Commenting()};
   const Style styles[] = {{}, {true, {}, false}, {false, {1, 2}, true}};
-  for (const Road& road : Roads()) {
-    all.push_back(Describing(road.name, road.segment));
-    all.push_back(Loading(road, "bare ", road.segment));
+  for (const Path& path : Paths()) {
+    all.push_back(Describing(path.name, path.segment));
+    all.push_back(Loading(path, "bare ", path.segment));
     for (const Style& style : styles) {
       const std::string name = style.carriageControl ? "0x5A " : "";
-      const Bytes file = Document({road.segment}, {40, 0, 7}, style);
-      all.push_back(Describing(name + road.name, file));
-      all.push_back(Loading(road, name, file));
+      const Bytes file = Document({path.segment}, {40, 0, 7}, style);
+      all.push_back(Describing(name + path.name, file));
+      all.push_back(Loading(path, name, file));
     }
   }
   return all;

@@ -54,7 +54,6 @@ struct LoadRequest {
   int stopResult = 1;
   size_t calls = 0;
   bool fromTarget = true;  // all rows had the target's layout
-  int rowWidth = 0;        // of the bitmap that the rows belong to
   std::vector<Row> rows;   // those of the last start
 
  private:
@@ -66,7 +65,6 @@ struct LoadRequest {
       return -1000;
     }
     self.fromTarget = pBitmap == &self.bitmap;
-    self.rowWidth = pBitmap->nWidth;
     self.rows.push_back({uFlags, Bytes(pRow, pRow + pBitmap->nBytesPerLine)});
     return ++self.calls == self.stopAt ? self.stopResult : 1;
   }

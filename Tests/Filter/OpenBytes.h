@@ -18,7 +18,6 @@ class OpenBytes {
 
   operator tagHANDLE*() const { return m_handle; }
   int Position() const { return K_RedirectedSeek(m_handle, 0, K_SEEK_CURRENT); }
-  FailingFiles& Files() { return m_files; }
 
  private:
   FailingFiles m_files;

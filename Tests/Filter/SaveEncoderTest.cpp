@@ -1,10 +1,7 @@
 // Image data as the encoders make them and as they lie in the file's fields.
 #include <gtest/gtest.h>
 
-#include "API/Filters/Ica/Common/Ioca/Coders/CodecLoader.h"
-#include "API/Filters/Ica/Common/Ioca/Coders/ExportedCoders.h"
 #include "Tests/Filter/FailingFiles.h"
-#include "Tests/Filter/LoadRoads.h"
 #include "Tests/Filter/SaveRequest.h"
 #include "Tests/Filter/WrittenFile.h"
 
@@ -47,10 +44,7 @@ TEST(SaveEncoder, DataFillFieldsAndOnlyTheLastHeaderIsMended) {
   const Case cases[] = {
       {"three fields", 312, 800, 200, {8176, 8176, 3648}, {8176, 8176, 8176, 3648}},
       {"two full fields", 312, 584, 224, {8176, 8176}, {8176, 8176}},
-      {"one full field", 253, 584, 112, {8176}, {8176}},
       {"one byte more", 253, 8, 8177, {8176, 1}, {8176, 8176, 1}},
-      {"one byte", 253, 3, 1, {1}, {8176, 1}},
-      {"rows across fields", 253, 32767, 3, {8176, 4112}, {8176, 8176, 4112}},
       {"a row across a full field", 253, 104, 700, {8176, 924}, {8176, 8176, 924}},
       {"bare", 254, 584, 112, {8176}, {65535, 8176}},
       {"bare, full", 254, 40, 13107, {65535}, {65535}},
@@ -77,13 +71,10 @@ TEST(SaveEncoder, JpegDataAreStoredAsTheHostMadeThem) {
   struct Case {
     int format, depth, quality, reached, code;
   };
-  for (const Case& c : {Case{377, 8, 0, 2, 10},
-                        {378, 24, 1, 2, 21},
-                        {379, 8, 2, 2, 23},
-                        {377, 24, -7, 2, 10},
-                        {377, 8, 100, 100, 10},
-                        {377, 8, 256, 255, 10},
-                        {377, 8, 300, 255, 10}}) {
+  const Case cases[] = {{377, 8, 0, 2, 10},    {378, 24, 1, 2, 21},    {379, 8, 2, 2, 23},
+                        {377, 24, -7, 2, 10},  {377, 8, 100, 100, 10}, {377, 8, 256, 255, 10},
+                        {377, 8, 300, 255, 10}};
+  for (const Case& c : cases) {
     SaveRequest request(9, 3, 24);
     request.save.nBitsPerPixel = c.depth;
     request.save.nQFactor = c.quality;
@@ -103,13 +94,9 @@ TEST(SaveEncoder, OnlyOneBitRowsAreInvertedAndOnlyByADarkFirstColour) {
     unsigned char blue;
     bool inverted;
   };
-  for (const Case& c : {Case{1, 0x00, true},
-                        {1, 0x7E, true},
-                        {1, 0x7F, false},
-                        {1, 0xFF, false},
-                        {4, 0x00, false},
-                        {8, 0x00, false},
-                        {24, 0x00, false}}) {
+  const Case cases[] = {{1, 0x00, true},  {1, 0x7E, true},  {1, 0x7F, false}, {1, 0xFF, false},
+                        {4, 0x00, false}, {8, 0x00, false}, {24, 0x00, false}};
+  for (const Case& c : cases) {
     for (const int width : {1, 13, 16}) {
       SCOPED_TRACE(testing::Message() << c.depth << " bits, blue " << int{c.blue});
       SaveRequest request(width, 5, c.depth);
@@ -142,49 +129,63 @@ TEST(SaveEncoder, BottomUpPicturesAreTurnedOverAndStaySo) {
   }
 }
 
-TEST(SaveEncoder, AbicDataAreTheCodecsAndTheCodecIsUnloaded) {
-  for (const int depth : {1, 4}) {
-    for (const unsigned char blue : Bytes{0x00, 0xFF}) {
-      for (const int width : {5, 32, 333}) {
-        SCOPED_TRACE(testing::Message() << depth << " bits, " << width << ", blue " << int{blue});
-        SaveRequest request(width, 40, depth);
-        request.colorTable[10] = blue;
-        const Saved saved(request, 191);
-        Bytes rows(static_cast<size_t>(request.bitmap.nRowBytes) * 40);
-        for (int y = 0; y < 40; ++y) {
-          const auto count = static_cast<size_t>(request.bitmap.nRowBytes);
-          K_GetBitmapRow(&request.bitmap, rows.data() + static_cast<size_t>(y) * count, y, count);
-        }
-        const bool inverted = depth == 1 && blue == 0;
-        EXPECT_EQ(saved.image.data,
-                  AbicData(inverted ? Inverted(rows) : rows, width, 40, depth == 1));
-        EXPECT_EQ(saved.image.encoding,
-                  (Bytes{static_cast<unsigned char>(depth == 1 ? 8 : 10), 1}));
-        EXPECT_EQ(request.save.nFormat, 185);
-        EXPECT_EQ(EmbeddedLoaders::g_aLoaders.IsLoaded(), 0);
-      }
-    }
+// The fields around an image, byte by byte.
+const char* const kHead =
+    "*0040D3A8A8000000 4040404040404040 0000 060102B901F4 0518010C00 23020100"
+    "C2F0F0F1F1F1F64B C2F2F5F6F3F24B D4F2F9F1F0F9F1C44B C6D6C4D4F0F14B"
+    "*0008D3A8AF000000 *0008D3A8C9000000"
+    "*0017D3A6AF000000 0000 38403840 002FD0 003DE0 000000"
+    "*0008D3A9C9000000 *0008D3A8FB000000 *0008D3A8C7000000"
+    "*001CD3A66B000000 034301 084B000038403840 094C02 002FD0 003DE0"
+    "*0020D3AC6B000000 01 17 000000 000000 0000 2D00 00 000000 000000 0000 2D00 01"
+    "*0011D3A6FB000000 00 0BB8 0BB8 09F6 0CE4"
+    "*0008D3A9C7000000 *001FD3EEFB000000"
+    "7000 9101FF 9409 00 0BB8 0BB8 09F6 0CE4 9502 0301 9601 01";
+const char* const kTail = "*0008D3A9FB000000 *0008D3A9AF000000 0010D3A9A8000000 0000000000000000";
+
+TEST(Envelope, HasItsBytesInEitherKindOfDocument) {
+  for (const bool carriageControl : {false, true}) {
+    SaveRequest request(2550, 3300);
+    request.bitmap.nXResolution = request.bitmap.nYResolution = 300;
+    const Bytes file = Saved(request, carriageControl ? 312 : 253).bytes;
+    const Bytes head = Hex(kHead, carriageControl);
+    const Bytes tail = Hex(kTail, carriageControl);
+    EXPECT_EQ(Slice(file, 0, head.size()), head);
+    EXPECT_EQ(Slice(file, file.size() - tail.size(), tail.size()), tail);
   }
 }
 
-TEST(SaveEncoder, AGroup4PageHasItsBytesInEitherContainer) {
-  const char* const parameters = "7000 9101FF 9409 00 07D0 07D0 06C0 0898 9502 8201 9601 01";
-  SaveRequest request(1728, 2200);  // noise: several fields
-  request.bitmap.nYResolution = 200;
-  const Saved bare(request, 79);
-  EXPECT_EQ(Slice(bare.bytes, 0, 27), Hex(parameters) + Hex("FE92FFFF"));
-  EXPECT_EQ(request.save.nFormat, 68);
-  ASSERT_GT(bare.image.pieces.size(), 2u);
-  const size_t last = bare.image.pieces.back();
-  EXPECT_EQ(Slice(bare.bytes, bare.bytes.size() - last - 8, 4),
-            Hex("FE92") + Big16(static_cast<unsigned>(last)));
-
-  const Saved wrapped(request, 73);
-  const size_t start = 64 + 8 * 5 + 23 + 28 + 32 + 17 + 8;
-  EXPECT_EQ(Slice(wrapped.bytes, start, 43),
-            Hex("001FD3EEFB000000") + Hex(parameters) + Hex("1FFCD3EEFB000000 FE921FF0"));
-  EXPECT_EQ(Slice(wrapped.bytes, wrapped.bytes.size() - 44, 12), Hex("000CD3EEFB000000 93007100"));
-  EXPECT_EQ(wrapped.image.data, bare.image.data);
+TEST(Envelope, PagesAreMeasuredIn1440thsOfAnInch) {
+  struct Case {
+    int width, height, xResolution, yResolution;
+    int units[2];
+    int resolutions[2];  // that the bitmap has afterwards
+  };
+  const Case cases[] = {
+      {96, 96, 0, 0, {1440, 1440}, {96, 96}},
+      {96, 200, 0, 100, {1440, 2880}, {96, 100}},
+      {200, 96, 100, 0, {2880, 1440}, {100, 96}},
+      {1, 2, 7, 11, {205, 261}, {7, 11}},              // 205.7 and 261.8
+      {32767, 10, 72, 100, {655340, 144}, {72, 100}},  // only 16 bits of them go out
+      {10, 32767, 100, 72, {144, 655340}, {100, 72}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.width << " by " << c.height);
+    SaveRequest request(c.width, c.height);
+    request.bitmap.nXResolution = c.xResolution;
+    request.bitmap.nYResolution = c.yResolution;
+    const std::vector<WalkedField> fields = Walk(Saved(request, 253).bytes);
+    EXPECT_EQ(request.bitmap.nXResolution, c.resolutions[0]);
+    EXPECT_EQ(request.bitmap.nYResolution, c.resolutions[1]);
+    const Bytes size = Bytes{0} + Big16(static_cast<unsigned>(c.units[0]) & 0xFFFF) + Bytes{0} +
+                       Big16(static_cast<unsigned>(c.units[1]) & 0xFFFF);
+    ASSERT_GT(fields.size(), 10u);
+    EXPECT_EQ(Slice(fields[3].Data(), 6, 6), size);
+    EXPECT_EQ(Slice(fields[7].Data(), 14, 6), size);
+    EXPECT_EQ(Slice(fields[9].Data(), 1, 4),
+              Big16(static_cast<unsigned>(c.resolutions[0]) * 10) +
+                  Big16(static_cast<unsigned>(c.resolutions[1]) * 10));
+  }
 }
 
 }  // namespace

@@ -9,26 +9,21 @@
 #include "API/Filters/Ica/Common/Thread.h"
 #include "Tests/Filter/FileBuilder.h"
 
-inline _BITMAPHANDLE MakeBitmap(int width, int height, int depth = 1, unsigned seed = 1) {
-  _BITMAPHANDLE bitmap;
-  if (K_CreateBitmap(&bitmap, sizeof bitmap, width, height, depth, K_ORDER_RGB, K_VIEW_TOP_DOWN) !=
-      K_SUCCESS) {
-    throw std::runtime_error("no bitmap");
-  }
-  const size_t bits = static_cast<size_t>(width) * static_cast<size_t>(depth);
-  const Bytes pattern = Pattern((bits + 7) / 8 * static_cast<size_t>(height), seed);
-  for (int row = 0; row < height; ++row) {
-    Bytes bytes = Slice(pattern, (bits + 7) / 8 * static_cast<size_t>(row), (bits + 7) / 8);
-    if (bits % 8 != 0) bytes.back() &= static_cast<unsigned char>(0xFF00 >> bits % 8);
-    K_PutBitmapRow(&bitmap, bytes.data(), row, bytes.size());
-  }
-  bitmap.nXResolution = 200;
-  bitmap.nYResolution = 100;
-  return bitmap;
-}
-
 struct SaveRequest {
-  explicit SaveRequest(_BITMAPHANDLE picture) : bitmap(picture) {
+  SaveRequest(int width, int height, int depth = 1, unsigned seed = 1) {
+    if (K_CreateBitmap(&bitmap, sizeof bitmap, width, height, depth, K_ORDER_RGB,
+                       K_VIEW_TOP_DOWN) != K_SUCCESS) {
+      throw std::runtime_error("no bitmap");
+    }
+    const size_t bits = static_cast<size_t>(width) * static_cast<size_t>(depth);
+    const Bytes pattern = Pattern((bits + 7) / 8 * static_cast<size_t>(height), seed);
+    for (int y = 0; y < height; ++y) {
+      Bytes bytes = Slice(pattern, (bits + 7) / 8 * static_cast<size_t>(y), (bits + 7) / 8);
+      if (bits % 8 != 0) bytes.back() &= static_cast<unsigned char>(0xFF00 >> bits % 8);
+      K_PutBitmapRow(&bitmap, bytes.data(), y, bytes.size());
+    }
+    bitmap.nXResolution = 200;
+    bitmap.nYResolution = 100;
     current = this;
     colorTable[10] = 0xFF;
     save.pBitmap = &bitmap;
@@ -42,8 +37,6 @@ struct SaveRequest {
     save.pfnGetRow = Get;
     save.pfnSaveToMemory = SaveToMemory;
   }
-  explicit SaveRequest(int width, int height, int depth = 1, unsigned seed = 1)
-      : SaveRequest(MakeBitmap(width, height, depth, seed)) {}
   ~SaveRequest() {
     K_FreeBitmap(&bitmap);
     if (current == this) current = nullptr;

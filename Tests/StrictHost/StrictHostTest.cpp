@@ -215,7 +215,11 @@ TEST_F(Calls, SavesLoadsAndDeletesPagesOfEveryKind) {
       Run([&] {
         SCOPED_TRACE(format);
         const auto page = [&](unsigned seed) { return Picture(45, 9, kind.depth, seed); };
-        for (const Picture& picture : {Picture(300, 300, kind.depth, 1), page(2)}) {
+        std::vector<Picture> pictures = {Picture(300, 300, kind.depth, 1),
+                                         Picture(32767, 3, kind.depth, 1)};
+        for (int width = 1; width <= 40; ++width) pictures.emplace_back(width, 5, kind.depth, 6);
+        pictures.push_back(page(2));
+        for (const Picture& picture : pictures) {
           EXPECT_EQ(Save(m_file, picture, format), 1);
           EXPECT_EQ(Load(m_file, picture), picture.rows);
           EXPECT_EQ(Pages(m_file), 1);

@@ -1,4 +1,4 @@
-#include "Tests/Filter/LoadRoads.h"
+#include "Tests/Filter/LoadPaths.h"
 
 #include <gtest/gtest.h>
 
@@ -48,8 +48,7 @@ Bytes Bits(std::string bits) {
   return bytes;
 }
 
-}  // namespace
-
+// The code string that the codec library makes of rows padded to four bytes.
 Bytes AbicData(const Bytes& rows, int width, int height, bool bilevel) {
   K_DllLoader loader;
   if (loader.LoadLib(KV_LIBID_ABIC, 0, nullptr) != 1 || loader.AddFunction("K_EncodeABIC") != 1) {
@@ -64,9 +63,11 @@ Bytes AbicData(const Bytes& rows, int width, int height, bool bilevel) {
   return bytes;
 }
 
-const std::vector<Road>& Roads() {
-  static const std::vector<Road> roads = [] {
-    std::vector<Road> all;
+}  // namespace
+
+const std::vector<Path>& Paths() {
+  static const std::vector<Path> paths = [] {
+    std::vector<Path> all;
     const auto sized = [](unsigned width, unsigned height, unsigned char compression) {
       return ImageSize(width, height) + Encoding(compression);
     };
@@ -127,5 +128,5 @@ const std::vector<Road>& Roads() {
     }
     return all;
   }();
-  return roads;
+  return paths;
 }
