@@ -12,8 +12,6 @@ struct PixDelete {
 };
 using PixPointer = std::unique_ptr<Pix, PixDelete>;
 
-inline std::string Sample(const std::string& name) { return std::string(KZ_SAMPLES "/") + name; }
-
 inline PixPointer ReadPix(const std::string& path) {
   PixPointer pix(pixRead(path.c_str()));
   if (!pix) throw std::runtime_error(path + " can't be read");

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+inline std::string Sample(const std::string& name) { return std::string(KZ_SAMPLES "/") + name; }
+
 struct Conditions {
   std::string output = {};                  // file for standard output; empty: it is returned
   int outputDescriptor = -1;                // the same, open already
