@@ -9,7 +9,6 @@
 #include <thread>
 
 #include "Host/Toolkit/Printable.h"
-#include "Tests/Command/PictureFiles.h"
 #include "Tests/Command/Program.h"
 #include "Tests/Toolkit/EditedDocuments.h"
 
