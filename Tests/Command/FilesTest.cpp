@@ -9,7 +9,6 @@
 
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <thread>
 
 #include "Host/Toolkit/Descriptor.h"
