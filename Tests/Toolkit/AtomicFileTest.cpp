@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -243,33 +242,6 @@ TEST(AtomicFile, WaitsForALockButNotForEver) {
   EXPECT_TRUE(Replace(file, "newer").Ok());
 }
 
-TEST(AtomicFile, ProcessesThatReadAndReplaceLoseNothing) {
-  const TemporaryFolder folder(TemporaryFolder::InMemory());
-  folder.File("file", {});
-  std::vector<pid_t> children;
-  for (int i = 0; i < 6; ++i) {
-    const pid_t child = ::fork();
-    if (child == 0) {
-      bool good = true;
-      for (int n = 0; n < 20; ++n) {
-        DocumentLock lock;
-        good = lock.Take(folder / "file").Ok() && good;
-        const Bytes old = FileBytes(folder / "file");
-        good = Replace(folder / "file", std::string(old.begin(), old.end()) + "x").Ok() && good;
-      }
-      ::_exit(good ? 0 : 1);
-    }
-    children.push_back(child);
-  }
-  for (const pid_t child : children) {
-    int status = -1;
-    ::waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0);
-  }
-  EXPECT_EQ(FileBytes(folder / "file"), Bytes(120, 'x'));
-  EXPECT_EQ(folder.Names(), std::vector<std::string>{"file"});
-}
-
 TEST(AtomicFile, RemovesWhatKilledProcessesLeft) {
   const TemporaryFolder folder;
   AtomicFile busy;
@@ -303,21 +275,6 @@ TEST(FileBatch, SyncsAndListsOnceForManyFiles) {
   EXPECT_EQ(folder.Names().size(), size_t{kFiles});
   EXPECT_EQ(FileBytes(folder / "298"), AsBytes("content"));
   EXPECT_EQ(FileBytes(folder / "299"), AsBytes("by another"));
-}
-
-// A system that doesn't copy between files by itself: a pipe.
-TEST(CopyDescriptor, ReadsAndWritesWhatTheSystemDoesNotCopy) {
-  const TemporaryFolder folder;
-  int ends[2];
-  ASSERT_EQ(::pipe(ends), 0);
-  EXPECT_EQ(::write(ends[1], "through", 7), 7);
-  ::close(ends[1]);
-  AtomicFile file;
-  ASSERT_TRUE(file.Open(folder / "piped").Ok());
-  ASSERT_TRUE(CopyDescriptor(ends[0], file.Descriptor()).Ok());
-  ::close(ends[0]);
-  ASSERT_TRUE(file.Commit().Ok());
-  EXPECT_EQ(FileBytes(folder / "piped"), AsBytes("through"));
 }
 
 }  // namespace

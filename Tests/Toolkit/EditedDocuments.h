@@ -93,11 +93,11 @@ inline Bytes Picture(const std::string& file, int page) {
   EXPECT_TRUE(outcome.Ok()) << file << ", page " << page << ": " << outcome.what;
   if (!outcome.Ok()) return {};
   const _BITMAPHANDLE& record = *bitmap.Handle();
-  Bytes picture = Big16(static_cast<unsigned>(record.nWidth)) +
-                  Big16(static_cast<unsigned>(record.nHeight)) +
-                  Big16(static_cast<unsigned>(record.nBitsPerPixel)) +
-                  Big16(static_cast<unsigned>(record.nXResolution)) +
-                  Big16(static_cast<unsigned>(record.nYResolution));
+  Bytes picture;
+  for (const int number : {record.nWidth, record.nHeight, record.nBitsPerPixel, record.nXResolution,
+                           record.nYResolution}) {
+    picture = picture + Big16(static_cast<unsigned>(number));
+  }
   picture.insert(picture.end(), record.pRows,
                  record.pRows + ptrdiff_t{record.nHeight} * record.nRowBytes);
   return picture;

@@ -1,12 +1,18 @@
-// JPEG data in memory: what the saver makes and the loader takes.
+// JPEG data in memory, which the saver makes and the loader takes, and data that only a
+// callback can describe.
+// Before MemorySaver.h, whose constants have the names of its enumerators.
+#include "Host/Toolkit/SavePage.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <thread>
 
 #include <jpeglib.h>
 
 #include "Host/Kernel/Kernel.h"
 #include "Host/Kernel/KernelTesting.h"
+#include "Host/Toolkit/Document.h"
 #include "Host/Toolkit/JpegCodec.h"
 #include "Host/Toolkit/MemoryLoader.h"
 #include "Host/Toolkit/MemorySaver.h"
@@ -46,17 +52,10 @@ int Load(const Bytes& data, int bits, Bitmap& bitmap, int order = K_ORDER_BGR) {
   return status;
 }
 
-// Where the frame header (SOF0) begins.
-size_t FrameHeader(const Bytes& data) {
-  size_t at = 2;
-  while (at + 9 < data.size() && data[at + 1] != 0xC0)
-    at += 2u + data[at + 2] * 256u + data[at + 3];
-  return at;
-}
-
-// The sampling factors of its components.
+// The sampling factors of the components.
 Bytes Sampling(const Bytes& data) {
-  const size_t frame = FrameHeader(data);
+  size_t frame = 2;  // at SOF0
+  while (data.at(frame + 1) != 0xC0) frame += 2u + data.at(frame + 2) * 256u + data.at(frame + 3);
   Bytes factors;
   for (size_t i = 0; i < data.at(frame + 9); ++i) factors.push_back(data.at(frame + 11 + 3 * i));
   return factors;
@@ -92,6 +91,10 @@ Bytes PlainEncode(const std::vector<int>& color, J_COLOR_SPACE space, bool progr
 }
 
 TEST(MemorySaver, FormatsDifferInTheirChromaSampling) {
+  for (const auto& [factor, quality] :
+       {std::pair{2, 100}, {255, 1}, {-5, 100}, {1000, 1}, {128, 51}, {129, 50}}) {
+    EXPECT_EQ(JpegQuality(factor), quality) << factor;
+  }
   const struct {
     int format, depth, bits;
     Bytes sampling;
@@ -123,18 +126,6 @@ TEST(MemorySaver, FormatsDifferInTheirChromaSampling) {
   }
 }
 
-TEST(MemorySaver, TheQualityFactorRunsEvenlyFromBestToSmallest) {
-  EXPECT_EQ(JpegQuality(2), 100);
-  EXPECT_EQ(JpegQuality(255), 1);
-  EXPECT_EQ(JpegQuality(-5), 100);
-  EXPECT_EQ(JpegQuality(1000), 1);
-  for (int factor = 2; factor <= 255; ++factor) {
-    EXPECT_NEAR(JpegQuality(factor), 100 - (factor - 2) * 99.0 / 253, 0.51) << factor;
-  }
-  Bitmap bitmap = RandomBitmap(64, 64, 24);
-  EXPECT_LT(Save(bitmap, kJpeg444, 24, 30).size(), Save(bitmap, kJpeg444, 24, 2).size());
-}
-
 TEST(FlipJpeg, PicturesOfWholeBlocksAreTurnedWithoutLoss) {
   const struct {
     int format, bits, height;
@@ -155,6 +146,8 @@ TEST(FlipJpeg, PicturesOfWholeBlocksAreTurnedWithoutLoss) {
     bool flipped = !c.flips;
     ASSERT_TRUE(FlipJpeg(data, kDefaultMaxPixels, flipped).Ok());
     EXPECT_EQ(flipped, c.flips);
+    Bytes limited = original;
+    EXPECT_EQ(FlipJpeg(limited, 8, flipped).status, K_ERROR_INVALID_FORMAT);
     if (!c.flips) {
       EXPECT_EQ(data, original);
       continue;
@@ -174,30 +167,6 @@ TEST(FlipJpeg, PicturesOfWholeBlocksAreTurnedWithoutLoss) {
     before.Handle()->nViewPerspective = K_VIEW_TOP_DOWN;
     EXPECT_EQ(LargestDifference(before, again), 0);
   }
-}
-
-TEST(FlipJpeg, DamagedDataStayAsTheyAre) {
-  Bitmap bitmap = RandomBitmap(64, 64, 24);
-  const Bytes data = Save(bitmap, kJpeg420, 24, 20);
-  const size_t blocks = K_LiveBlocks();
-  bool flipped = false;
-  for (size_t size = 0; size < data.size() - 20; size += 1 + size / 8) {
-    Bytes cut = Slice(data, 0, size);
-    EXPECT_FALSE(FlipJpeg(cut, kDefaultMaxPixels, flipped).Ok()) << size;
-    EXPECT_EQ(cut.size(), size);
-  }
-  Bytes whole = data;
-  EXPECT_EQ(FlipJpeg(whole, 64 * 64 - 1, flipped).status, K_ERROR_INVALID_FORMAT);
-  std::mt19937 random(3);
-  for (int i = 0; i < 200; ++i) {
-    Bytes bad = data;
-    for (int n = 0; n < 3; ++n) bad[random() % bad.size()] = static_cast<unsigned char>(random());
-    const Bytes same = bad;
-    const Outcome outcome = FlipJpeg(bad, kDefaultMaxPixels, flipped);
-    EXPECT_TRUE(outcome.Ok() || !flipped);
-    EXPECT_EQ(bad == same, !flipped);
-  }
-  EXPECT_EQ(K_LiveBlocks(), blocks);
 }
 
 TEST(MemoryLoader, InksBecomeColours) {
@@ -256,11 +225,11 @@ TEST(MemoryLoader, DamageThatLeavesAPictureIsReported) {
 }
 
 TEST(MemoryLoader, SizesThatTheDataCannotFillAreRefused) {
-  Bitmap bitmap = SmoothBitmap(16, 16, 24);
+  Bitmap bitmap = SmoothBitmap(16, 16, 24), loaded;
   Bytes data = Save(bitmap, kJpeg420, 24, 2);
-  const size_t frame = FrameHeader(data);
-  data.at(frame + 5) = data.at(frame + 7) = 0x3F;  // 16128 pixels wide and high
-  Bitmap loaded;
+  const Bytes marker = {0xFF, 0xC0};
+  const auto frame = std::search(data.begin(), data.end(), marker.begin(), marker.end());
+  frame[5] = frame[7] = 0x3F;  // 16128 pixels wide and high
   EXPECT_EQ(Load(data, 24, loaded), K_ERROR_INVALID_FORMAT);
   EXPECT_EQ(Load(data, 2, loaded), K_ERROR_BITS_PER_PIXEL);
 }
@@ -268,15 +237,129 @@ TEST(MemoryLoader, SizesThatTheDataCannotFillAreRefused) {
 TEST(MemoryLoader, AMultitudeOfScansIsRefused) {
   Bytes data = PlainEncode({100}, JCS_GRAYSCALE, true);
   // The last scan again and again.
-  size_t last = 0;
-  for (size_t at = 0; at + 1 < data.size(); ++at) {
-    if (data[at] == 0xFF && data[at + 1] == 0xDA) last = at;
-  }
-  const Bytes scan(data.begin() + static_cast<ptrdiff_t>(last), data.end() - 2);
+  const Bytes marker = {0xFF, 0xDA};
+  const Bytes scan(std::find_end(data.begin(), data.end(), marker.begin(), marker.end()),
+                   data.end() - 2);
   data.erase(data.end() - 2, data.end());
   for (int i = 0; i < 500; ++i) data.insert(data.end(), scan.begin(), scan.end());
   Bitmap loaded;
   EXPECT_EQ(Load(data, 8, loaded), K_ERROR_INVALID_FORMAT);
+}
+
+constexpr int kWidth = 70;
+constexpr int kHeight = 40;
+
+// The picture's Group 4 data.
+Bytes Group4Data(Bitmap& bitmap) {
+  const TemporaryFolder folder;
+  Bytes data;
+  EXPECT_TRUE(SavePage(folder / "page", bitmap, {}).Ok());
+  EXPECT_TRUE(ReadImageData(folder / "page", 1, data).Ok());
+  return data;
+}
+
+_LOADINFO Group4Info() {
+  _LOADINFO info{};
+  info.nFormat = 68;
+  info.nWidth = kWidth;
+  info.nHeight = kHeight;
+  info.nBitsPerPixel = 1;
+  info.nXResolution = info.nYResolution = 150;
+  info.uFlags = K_RAW_TOP_DOWN;
+  return info;
+}
+
+int GiveInfo(int, _LOADINFO* info, void* userData) {
+  *info = *static_cast<_LOADINFO*>(userData);
+  return K_SUCCESS;
+}
+
+int GiveNothing(int, _LOADINFO*, void*) { return 0; }
+
+class DescribedData : public testing::Test {
+ protected:
+  int Load(int bits = 1) { return test::Load(data, bits, loaded); }
+  void SetUp() override { SetLoadInfoCallback(GiveInfo, &info); }
+  void TearDown() override { SetLoadInfoCallback(nullptr, nullptr); }
+
+  Bitmap picture = RandomBitmap(kWidth, kHeight, 1);
+  Bytes data = Group4Data(picture);
+  _LOADINFO info = Group4Info();
+  Bitmap loaded;
+};
+
+TEST_F(DescribedData, FaxDataBecomeTheirPicture) {
+  for (const int bits : {1, 0, 8, 24}) {
+    ASSERT_EQ(Load(bits), K_SUCCESS) << bits;
+    EXPECT_EQ(loaded.BitsPerPixel(), bits == 0 ? 1 : bits);
+    EXPECT_EQ(LargestDifference(loaded, picture), 0);
+    EXPECT_EQ(loaded.XResolution(), 150);
+  }
+  // The data may begin behind something else.
+  data.insert(data.begin(), {1, 2, 3});
+  info.nDataOffset = 3;
+  ASSERT_EQ(Load(), K_SUCCESS);
+  EXPECT_EQ(LargestDifference(loaded, picture), 0);
+}
+
+TEST_F(DescribedData, FlagsGivePerspectiveAndPalette) {
+  const uint32_t flags[] = {0x1, 0x200, 0x80, 0x40, 0x100, 0x10, 0x400, 0x20};
+  for (int perspective = 1; perspective <= 8; ++perspective) {
+    info.uFlags = flags[perspective - 1];
+    ASSERT_EQ(Load(), K_SUCCESS);
+    EXPECT_EQ(loaded.Handle()->nViewPerspective, perspective);
+    EXPECT_EQ(loaded.Palette(), nullptr);
+    // Rows stand in the order in which they are coded.
+    EXPECT_EQ(loaded.Handle()->pRows[0], picture.Handle()->pRows[0]);
+  }
+  info.uFlags = 0x1041;
+  info.aPalette[1][0] = info.aPalette[1][1] = info.aPalette[1][2] = 128;
+  ASSERT_EQ(Load(), K_SUCCESS);
+  ASSERT_EQ(loaded.Colors(), 2);
+  EXPECT_EQ(Bytes(loaded.Palette(), loaded.Palette() + 8), (Bytes{0, 0, 0, 0, 128, 128, 128, 0}));
+}
+
+TEST_F(DescribedData, WhatCannotBeDecodedLeavesNoBitmap) {
+  const size_t before = K_LiveBlocks();
+  const struct {
+    const char* what;
+    void (*change)(_LOADINFO&, Bytes&);
+    int status;
+  } cases[] = {
+      {"unknown format", [](_LOADINFO& i, Bytes&) { i.nFormat = 185; }, -9},
+      {"depth", [](_LOADINFO& i, Bytes&) { i.nBitsPerPixel = 8; }, -9},
+      {"no width", [](_LOADINFO& i, Bytes&) { i.nWidth = 0; }, -9},
+      {"huge", [](_LOADINFO& i, Bytes&) { i.nWidth = i.nHeight = 0xFFFFFFFF; }, -9},
+      {"offset", [](_LOADINFO& i, Bytes& d) { i.nDataOffset = d.size() + 1; }, -9},
+      {"short", [](_LOADINFO&, Bytes& d) { d.resize(d.size() / 2); }, -7},
+      {"damaged", [](_LOADINFO&, Bytes& d) { std::fill(d.begin(), d.end(), 0x01); }, -9},
+      {"no description", [](_LOADINFO&, Bytes&) { SetLoadInfoCallback(GiveNothing, nullptr); }, -9},
+      {"no callback", [](_LOADINFO&, Bytes&) { SetLoadInfoCallback(nullptr, nullptr); }, -9},
+  };
+  const Bytes goodData = data;
+  for (const auto& c : cases) {
+    info = Group4Info();
+    data = goodData;
+    SetLoadInfoCallback(GiveInfo, &info);
+    c.change(info, data);
+    EXPECT_EQ(Load(), c.status) << c.what;
+    EXPECT_EQ(K_LiveBlocks(), before) << c.what;
+  }
+}
+
+TEST_F(DescribedData, CallbacksAreTheThreadsOwnAndComeBackWithTheirData) {
+  // A caller puts its own callback in force for a while and the former one back
+  // without knowing its data.
+  _LOADINFO other = Group4Info();
+  other.nHeight = 1;
+  const K_LoadInfoCallback former = SetLoadInfoCallback(GiveNothing, &other);
+  EXPECT_EQ(former, GiveInfo);
+  EXPECT_EQ(Load(), K_ERROR_INVALID_FORMAT);
+  EXPECT_EQ(SetLoadInfoCallback(former, nullptr), GiveNothing);
+  EXPECT_EQ(Load(), K_SUCCESS);
+  int elsewhere = 0;
+  std::thread([&] { elsewhere = Load(); }).join();
+  EXPECT_EQ(elsewhere, K_ERROR_INVALID_FORMAT);
 }
 
 }  // namespace

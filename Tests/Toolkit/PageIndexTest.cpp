@@ -5,18 +5,17 @@ namespace kz::test {
 namespace {
 
 TEST(PageRange, NamesPagesInOrder) {
-  struct Case {
+  const struct {
     const char* text;
     int pages;
     std::vector<int> expected;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"2", 9, {2}},         {"1,3-5,9-", 10, {1, 3, 4, 5, 9, 10}},
       {"z", 7, {7}},         {"z-1", 3, {3, 2, 1}},
       {"5-3", 5, {5, 4, 3}}, {"3-z", 4, {3, 4}},
       {"9-", 9, {9}},        {"1,1,z,1", 2, {1, 1, 2, 1}},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     PageRange range;
     std::vector<int> numbers;
     EXPECT_TRUE(range.Parse(c.text).Ok() && range.Resolve(c.pages, numbers).Ok()) << c.text;
@@ -36,18 +35,17 @@ TEST(PageIndex, KnowsWhereImagesAndPagesDiffer) {
   const Bytes two = Field(0xA8AF) + image + image + Field(0xA9AF);
   const Bytes group =
       Field(0xA8C6) + Field(0xA8CE, Name("RES1")) + image + Field(0xA9CE) + Field(0xA9C6);
-  struct Case {
+  const struct {
     Bytes file;
     const char* note;
     std::vector<int> firstImages;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {Begin("A") + NumberedPage(1) + NumberedPage(2) + End("A"), "", {1, 2}},
       {Begin("A") + NumberedPage(1) + empty + End("A"), "page 2 has no image of its own", {1, 0}},
       {Begin("A") + two + NumberedPage(2) + End("A"), "page 1 has 2 images", {1, 3}},
       {group + Begin("A") + NumberedPage(1) + End("A"), "1 image stands outside of the pages", {2}},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     const PageIndex index = Indexed(folder.File("document", c.file));
     EXPECT_EQ(index.NumberingNote(), c.note);
     ASSERT_EQ(index.pages.size(), c.firstImages.size()) << c.note;
@@ -64,12 +62,11 @@ TEST(PageIndex, SaysWhereADocumentIsWrong) {
   const Bytes end = End("A");
   const std::string behindPage = std::to_string(begin.size() + page.size());
   const Bytes noEnd = Slice(page, 0, page.size() - 16);
-  struct Case {
+  const struct {
     Bytes file;
     int status;
     std::string words;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {{}, -7, "the file is empty"},
       {{'G', 'I', 'F', '8', '9', 'a', 0, 0, 0}, -9, "neither an IOCA image nor a MO:DCA document"},
       {page + end, -9, "Begin Page (BPG) outside of a document at byte 0"},
@@ -88,7 +85,7 @@ TEST(PageIndex, SaysWhereADocumentIsWrong) {
        "no valid structured field at byte " + behindPage},
       {Field(0xA8C6) + begin + page + end, -9, "no end of the resource group at byte 0"},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     PageIndex index;
     const Outcome outcome = IndexPages(folder.File("document", c.file), index);
     EXPECT_EQ(outcome.status, c.status) << c.words;

@@ -16,36 +16,31 @@ namespace kz::test {
 
 namespace {
 
-Outcome Write(const std::string& path, const std::vector<const Bitmap*>& pages,
-              PictureFormat format = PictureFormat::kNone) {
+Outcome Write(const std::string& path, const std::vector<const Bitmap*>& pages) {
   PictureWriter writer;
-  Outcome outcome = writer.Open(path, format);
+  Outcome outcome = writer.Open(path);
   for (const Bitmap* page : pages) {
     if (outcome.Ok()) outcome = writer.AddPage(*page);
   }
   return outcome.Ok() ? writer.Commit() : outcome;
 }
 
-struct Kind {
+constexpr struct {
   int bits;
   Colors colors;
-};
+} kKinds[] = {{1, Colors::kNone},    {1, Colors::kBlackWhite}, {4, Colors::kNone},
+              {4, Colors::kColored}, {8, Colors::kNone},       {8, Colors::kColored},
+              {24, Colors::kNone}};
 
-constexpr Kind kKinds[] = {{1, Colors::kNone},    {1, Colors::kBlackWhite}, {4, Colors::kNone},
-                           {4, Colors::kColored}, {8, Colors::kNone},       {8, Colors::kColored},
-                           {24, Colors::kNone}};
-
-struct Format {
+constexpr struct {
   const char* ending;
   int depths;  // sum of the depths that stay
   bool resolution;
-};
-
-constexpr Format kLossless[] = {{"png", 1 + 4 + 8 + 24, true},
-                                {"tif", 1 + 4 + 8 + 24, true},
-                                {"TIFF", 1 + 4 + 8 + 24, true},
-                                {"pnm", 1 + 8 + 24, false},
-                                {"ppm", 24, false}};
+} kLossless[] = {{"png", 1 + 4 + 8 + 24, true},
+                 {"tif", 1 + 4 + 8 + 24, true},
+                 {"TIFF", 1 + 4 + 8 + 24, true},
+                 {"pnm", 1 + 8 + 24, false},
+                 {"ppm", 24, false}};
 
 // What Leptonica sees in a file must be the page.
 void ExpectLeptonicaSees(const std::string& path, const Bitmap& page) {
@@ -65,8 +60,8 @@ void ExpectLeptonicaSees(const std::string& path, const Bitmap& page) {
 
 TEST(PictureFile, EveryDepthComesBack) {
   const TemporaryFolder folder;
-  for (const Format& format : kLossless) {
-    for (const Kind& kind : kKinds) {
+  for (const auto& format : kLossless) {
+    for (const auto& kind : kKinds) {
       for (const int width : {1, 31, 70}) {
         for (const int perspective : {K_VIEW_TOP_DOWN, K_VIEW_BOTTOM_UP}) {
           SCOPED_TRACE(testing::Message() << format.ending << " " << kind.bits << " bits, palette "
@@ -178,19 +173,7 @@ TEST(PictureFile, PdfPagesHoldTheirPixels) {
   }
 }
 
-TEST(PictureFile, PdfPagesBeyondTheLimitKeepTheirProportions) {
-  Bitmap page;
-  ASSERT_EQ(page.Create(30000, 600, 1), K_SUCCESS);
-  page.SetResolution(100, 100);
-  const TemporaryFolder folder;
-  ASSERT_TRUE(Write(folder / "page.pdf", {&page}).Ok());
-  const std::string object = Pdf(folder / "page.pdf").objects.at(3);
-  // 300 inches by 6, in units of one and a half points.
-  EXPECT_NE(object.find("/MediaBox [0 0 14400.0000 288.0000]"), std::string::npos) << object;
-  EXPECT_NE(object.find("/UserUnit 1.5000"), std::string::npos) << object;
-}
-
-TEST(PictureFile, PdfNumbersHaveAPointInEveryLanguage) {
+TEST(PictureFile, PdfNumbersHaveAPointInEveryLanguageAndKeepProportions) {
   // A locale that writes a comma: the plain one, changed in its first value.
   const TemporaryFolder folder;
   Bytes numeric = FileBytes("/usr/lib/locale/C.utf8/LC_NUMERIC");
@@ -205,13 +188,19 @@ TEST(PictureFile, PdfNumbersHaveAPointInEveryLanguage) {
   (void)std::snprintf(text, sizeof(text), "%.1f", 0.5);
   EXPECT_STREQ(text, "0,5");
   const Bitmap page = RandomBitmap(50, 30, 1);
-  const Outcome written = Write(folder / "page.pdf", {&page});
+  Bitmap large;
+  ASSERT_EQ(large.Create(30000, 600, 1), K_SUCCESS);
+  large.SetResolution(100, 100);
+  const Outcome written = Write(folder / "page.pdf", {&page, &large});
   std::setlocale(LC_NUMERIC, "C");
   unsetenv("LOCPATH");
   ASSERT_TRUE(written.Ok());
   const Pdf pdf(folder / "page.pdf");
   EXPECT_NE(pdf.objects[3].find("/MediaBox [0 0 18.0000 21.6000]"), std::string::npos);
   EXPECT_NE(pdf.objects[4].find("q 18.0000 0 0 21.6000 0 0 cm"), std::string::npos);
+  // 300 inches by 6, in units of one and a half points.
+  EXPECT_NE(pdf.objects[6].find("/MediaBox [0 0 14400.0000 288.0000]"), std::string::npos);
+  EXPECT_NE(pdf.objects[6].find("/UserUnit 1.5000"), std::string::npos);
 }
 
 }  // namespace

@@ -66,43 +66,51 @@ Bytes PackedRow(const Kind& kind, uint32_t x, uint32_t y, uint32_t count, int pl
   return row;
 }
 
-void SetTags(TIFF* tiff, const Kind& kind, bool tiled, bool planes, int compression) {
-  TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, kWidth);
-  TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, kHeight);
-  TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, kind.bits);
-  TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, Samples(kind));
-  TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, kind.photometric);
-  TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, planes ? PLANARCONFIG_SEPARATE : PLANARCONFIG_CONTIG);
-  TIFFSetField(tiff, TIFFTAG_COMPRESSION, compression);
+struct Layout {
+  bool tiled = false, planes = false;
+  int compression = COMPRESSION_LZW, rowsPerStrip = 8, fillOrder = FILLORDER_MSB2LSB;
+  int orientation = 1;
+};
+
+void SetTags(TIFF* tiff, const Kind& kind, const Layout& layout) {
+  const auto set = [&](ttag_t tag, int value) { TIFFSetField(tiff, tag, value); };
+  set(TIFFTAG_IMAGEWIDTH, kWidth);
+  set(TIFFTAG_IMAGELENGTH, kHeight);
+  set(TIFFTAG_BITSPERSAMPLE, kind.bits);
+  set(TIFFTAG_SAMPLESPERPIXEL, Samples(kind));
+  set(TIFFTAG_PHOTOMETRIC, kind.photometric);
+  set(TIFFTAG_PLANARCONFIG, layout.planes ? PLANARCONFIG_SEPARATE : PLANARCONFIG_CONTIG);
+  set(TIFFTAG_COMPRESSION, layout.compression);
+  set(TIFFTAG_FILLORDER, layout.fillOrder);
+  set(TIFFTAG_ORIENTATION, layout.orientation);
+  set(TIFFTAG_RESOLUTIONUNIT, RESUNIT_CENTIMETER);
+  TIFFSetField(tiff, TIFFTAG_XRESOLUTION, 100.0);
+  TIFFSetField(tiff, TIFFTAG_YRESOLUTION, 50.0);
   if (!kind.extras.empty()) {
     TIFFSetField(tiff, TIFFTAG_EXTRASAMPLES, static_cast<int>(kind.extras.size()),
                  kind.extras.data());
   }
   uint16_t maps[3][256];
-  for (int c = 0; c < 3; ++c) {
-    for (int i = 0; i < 256; ++i) maps[c][i] = MapAt(c, i);
-  }
+  for (int i = 0; i < 3 * 256; ++i) maps[i / 256][i % 256] = MapAt(i / 256, i % 256);
   if (kind.photometric == PHOTOMETRIC_PALETTE) {
     TIFFSetField(tiff, TIFFTAG_COLORMAP, maps[0], maps[1], maps[2]);
   }
-  if (tiled) {
-    TIFFSetField(tiff, TIFFTAG_TILEWIDTH, kTile);
-    TIFFSetField(tiff, TIFFTAG_TILELENGTH, kTile);
+  if (layout.tiled) {
+    set(TIFFTAG_TILEWIDTH, kTile);
+    set(TIFFTAG_TILELENGTH, kTile);
   } else {
-    TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, 8);
+    set(TIFFTAG_ROWSPERSTRIP, layout.rowsPerStrip);
   }
 }
 
-void WritePage(const std::string& path, const Kind& kind, bool tiled, bool planes,
-               int compression = COMPRESSION_LZW) {
-  TIFF* tiff = TIFFOpen(path.c_str(), "w");
-  SetTags(tiff, kind, tiled, planes, compression);
-  for (int plane = planes ? 0 : -1; plane < (planes ? Samples(kind) : 0); ++plane) {
+void WriteSamples(TIFF* tiff, const Kind& kind, const Layout& layout) {
+  SetTags(tiff, kind, layout);
+  for (int plane = layout.planes ? 0 : -1; plane < (layout.planes ? Samples(kind) : 0); ++plane) {
     const auto sample = static_cast<uint16_t>(std::max(plane, 0));
-    for (uint32_t y = 0; !tiled && y < kHeight; ++y) {
+    for (uint32_t y = 0; !layout.tiled && y < kHeight; ++y) {
       TIFFWriteScanline(tiff, PackedRow(kind, 0, y, kWidth, plane).data(), y, sample);
     }
-    for (uint32_t y = 0; tiled && y < kHeight; y += kTile) {
+    for (uint32_t y = 0; layout.tiled && y < kHeight; y += kTile) {
       for (uint32_t x = 0; x < kWidth; x += kTile) {
         Bytes tile;
         for (uint32_t i = 0; i < kTile; ++i) tile = tile + PackedRow(kind, x, y + i, kTile, plane);
@@ -110,7 +118,20 @@ void WritePage(const std::string& path, const Kind& kind, bool tiled, bool plane
       }
     }
   }
+}
+
+void WritePage(const std::string& path, const Kind& kind, const Layout& layout) {
+  TIFF* tiff = TIFFOpen(path.c_str(), "w");
+  WriteSamples(tiff, kind, layout);
   TIFFClose(tiff);
+}
+
+Outcome Read(const std::string& path, Bitmap& bitmap) {
+  PictureReader reader;
+  const Outcome opened = reader.Open(path);
+  EXPECT_TRUE(opened.Ok()) << opened.what;
+  EXPECT_EQ(reader.Pages(), 1);
+  return reader.Read(1, bitmap);
 }
 
 // What a pixel shows of a colour (0 red): 0 to 255, not rounded.
@@ -131,6 +152,24 @@ double Shown(const Kind& kind, uint32_t x, uint32_t y, int color) {
     if (kind.extras[i] == EXTRASAMPLE_ASSOCALPHA) shown = std::min(shown + 1 - alpha, 1.0);
   }
   return 255 * shown;
+}
+
+void ExpectSamples(const std::string& path, const Kind& kind) {
+  Bitmap bitmap;
+  const Outcome outcome = Read(path, bitmap);
+  ASSERT_TRUE(outcome.Ok()) << outcome.what;
+  EXPECT_TRUE(outcome.warnings.empty());
+  ASSERT_EQ(bitmap.BitsPerPixel(), kind.depth);
+  double worst = 0;
+  for (uint32_t y = 0; y < kHeight; ++y) {
+    for (uint32_t x = 0; x < kWidth; ++x) {
+      const Color color = ColorAt(bitmap, static_cast<int>(x), static_cast<int>(y));
+      for (int c = 0; c < 3; ++c) {
+        worst = std::max(worst, std::abs(Shown(kind, x, y, c) - color[static_cast<size_t>(c)]));
+      }
+    }
+  }
+  EXPECT_LT(worst, kind.bits == 16 && !kind.extras.empty() ? 1.6 : 0.51);
 }
 
 TEST(TiffReader, StripsTilesAndPlanesOfEveryKindShowTheirSamples) {
@@ -172,27 +211,50 @@ TEST(TiffReader, StripsTilesAndPlanesOfEveryKindShowTheirSamples) {
       for (const bool planes : {false, true}) {
         SCOPED_TRACE(testing::Message() << kind.name << (tiled ? ", tiles" : ", strips")
                                         << (planes ? ", planes" : ""));
-        WritePage(folder / "a.tif", kind, tiled, planes);
-        PictureReader reader;
-        ASSERT_TRUE(reader.Open(folder / "a.tif").Ok());
-        Bitmap bitmap;
-        const Outcome outcome = reader.Read(1, bitmap);
-        ASSERT_TRUE(outcome.Ok()) << outcome.what;
-        EXPECT_TRUE(outcome.warnings.empty());
-        ASSERT_EQ(bitmap.BitsPerPixel(), kind.depth);
-        double worst = 0;
-        for (uint32_t y = 0; y < kHeight; ++y) {
-          for (uint32_t x = 0; x < kWidth; ++x) {
-            const Color color = ColorAt(bitmap, static_cast<int>(x), static_cast<int>(y));
-            for (int c = 0; c < 3; ++c) {
-              const double off = Shown(kind, x, y, c) - color[static_cast<size_t>(c)];
-              worst = std::max(worst, std::abs(off));
-            }
-          }
-        }
-        EXPECT_LT(worst, kind.bits == 16 && !kind.extras.empty() ? 1.6 : 0.51);
+        WritePage(folder / "a.tif", kind, {.tiled = tiled, .planes = planes});
+        ExpectSamples(folder / "a.tif", kind);
       }
     }
+  }
+  for (const Kind& kind : {kinds[0], kinds[1]}) {
+    for (const int fillOrder : {FILLORDER_MSB2LSB, FILLORDER_LSB2MSB}) {
+      for (const int rowsPerStrip : {1, 7, 21, 1000}) {
+        SCOPED_TRACE(testing::Message() << "Group 4, " << kind.name << fillOrder << rowsPerStrip);
+        WritePage(folder / "a.tif", kind,
+                  {.compression = COMPRESSION_CCITTFAX4,
+                   .rowsPerStrip = rowsPerStrip,
+                   .fillOrder = fillOrder});
+        ExpectSamples(folder / "a.tif", kind);
+      }
+    }
+  }
+}
+
+TEST(TiffReader, TurnedPagesStandUpright) {
+  const TemporaryFolder folder;
+  const Kind kind = {"", PHOTOMETRIC_MINISBLACK, 8, {}, 8};
+  // Which stored corners each orientation shows: 0, 1 (top) and 2, 3.
+  const struct {
+    int topLeft, topRight;
+  } cases[] = {{0, 1}, {1, 0}, {3, 2}, {2, 3}, {0, 2}, {2, 0}, {3, 1}, {1, 3}};
+  for (int orientation = 1; orientation <= 8; ++orientation) {
+    SCOPED_TRACE(orientation);
+    TIFF* tiff = TIFFOpen((folder / "a.tif").c_str(), "w");
+    // A thumbnail is no page.
+    WriteSamples(tiff, kind, {});
+    TIFFSetField(tiff, TIFFTAG_SUBFILETYPE, FILETYPE_REDUCEDIMAGE);
+    TIFFWriteDirectory(tiff);
+    WriteSamples(tiff, kind, {.orientation = orientation});
+    TIFFClose(tiff);
+    Bitmap bitmap;
+    ASSERT_TRUE(Read(folder / "a.tif", bitmap).Ok());
+    EXPECT_EQ(bitmap.Width(), static_cast<int>(orientation < 5 ? kWidth : kHeight));
+    EXPECT_EQ(bitmap.XResolution(), orientation < 5 ? 254 : 127);
+    const auto corner = [&](int n) {
+      return SampleAt(kind, n % 2 == 0 ? 0 : kWidth - 1, n < 2 ? 0 : kHeight - 1, 0);
+    };
+    EXPECT_EQ(ColorAt(bitmap, 0, 0)[0], corner(cases[orientation - 1].topLeft));
+    EXPECT_EQ(ColorAt(bitmap, bitmap.Width() - 1, 0)[0], corner(cases[orientation - 1].topRight));
   }
 }
 
@@ -212,7 +274,7 @@ TEST(TiffReader, DataThatEndInTheMidstAreNeverTakenInSilence) {
   const TemporaryFolder folder;
   for (const auto& c : cases) {
     for (const bool tiled : {false, true}) {
-      WritePage(folder / "whole.tif", c.kind, tiled, false, c.compression);
+      WritePage(folder / "whole.tif", c.kind, {.tiled = tiled, .compression = c.compression});
       TIFF* tiff = TIFFOpen((folder / "whole.tif").c_str(), "r");
       Bytes data(static_cast<size_t>(TIFFRawStripSize(tiff, 1)));
       (tiled ? TIFFReadRawTile : TIFFReadRawStrip)(tiff, 1, data.data(),
@@ -221,16 +283,14 @@ TEST(TiffReader, DataThatEndInTheMidstAreNeverTakenInSilence) {
       for (size_t left = data.size() * 3 / 4; left > 0; left /= 2) {
         SCOPED_TRACE(testing::Message() << c.name << (tiled ? " tile" : " strip") << " cut from "
                                         << data.size() << " to " << left);
-        WritePage(folder / "cut.tif", c.kind, tiled, false, c.compression);
+        WritePage(folder / "cut.tif", c.kind, {.tiled = tiled, .compression = c.compression});
         tiff = TIFFOpen((folder / "cut.tif").c_str(), "r+");
         (tiled ? TIFFWriteRawTile : TIFFWriteRawStrip)(tiff, 1, data.data(),
                                                        static_cast<tmsize_t>(left));
         TIFFRewriteDirectory(tiff);
         TIFFClose(tiff);
-        PictureReader reader;
-        ASSERT_TRUE(reader.Open(folder / "cut.tif").Ok());
         Bitmap bitmap;
-        const Outcome outcome = reader.Read(1, bitmap);
+        const Outcome outcome = Read(folder / "cut.tif", bitmap);
         EXPECT_TRUE(!outcome.Ok() || !outcome.warnings.empty());
         EXPECT_EQ(outcome.Ok(), outcome.what.empty());
       }
@@ -282,8 +342,8 @@ TEST(TiffReader, TheSameBytesAreNotReadAgainAndAgain) {
   const TemporaryFolder folder;
   for (const bool strips : {true, false}) {
     SCOPED_TRACE(strips ? "strips that are all of the file" : "profiles that are");
-    Bytes file = {'I', 'I', 42, 0};
-    file.resize(kHeader + kData, 0xFF);  // as Group 4: white row after white row
+    Bytes file(kHeader + kData, 0xFF);  // as Group 4: white row after white row
+    PutNumber(file, 0, 0x2A4949, 4);
     size_t at = file.size();
     PutNumber(file, 4, at, 4);
     if (strips) {
@@ -331,7 +391,7 @@ TEST(TiffReader, TheSameBytesAreNotReadAgainAndAgain) {
 
 TEST(TiffReader, PagesAreReadAsOftenAsOneLikes) {
   const TemporaryFolder folder;
-  WritePage(folder / "a.tif", {"", PHOTOMETRIC_RGB, 16, {}, 24}, false, false);
+  WritePage(folder / "a.tif", {"", PHOTOMETRIC_RGB, 16, {}, 24}, {});
   PictureReader reader;
   ASSERT_TRUE(reader.Open(folder / "a.tif").Ok());
   Bitmap bitmap;
@@ -341,16 +401,15 @@ TEST(TiffReader, PagesAreReadAsOftenAsOneLikes) {
 TEST(TiffReader, TilesOutOfProportionAreRefused) {
   const TemporaryFolder folder;
   TIFF* tiff = TIFFOpen((folder / "a.tif").c_str(), "w");
-  SetTags(tiff, {"", PHOTOMETRIC_MINISBLACK, 8, {}, 8}, true, false, COMPRESSION_ADOBE_DEFLATE);
+  SetTags(tiff, {"", PHOTOMETRIC_MINISBLACK, 8, {}, 8},
+          {.tiled = true, .compression = COMPRESSION_ADOBE_DEFLATE});
   TIFFSetField(tiff, TIFFTAG_TILEWIDTH, 1 << 14);
   TIFFSetField(tiff, TIFFTAG_TILELENGTH, 1 << 14);
   Bytes tile(size_t{1} << 28);
   TIFFWriteTile(tiff, tile.data(), 0, 0, 0, 0);
   TIFFClose(tiff);
-  PictureReader reader;
-  ASSERT_TRUE(reader.Open(folder / "a.tif").Ok());
   Bitmap bitmap;
-  EXPECT_THAT(reader.Read(1, bitmap).what, HasSubstr("out of all proportion"));
+  EXPECT_THAT(Read(folder / "a.tif", bitmap).what, HasSubstr("out of all proportion"));
 }
 
 }  // namespace
