@@ -2,6 +2,7 @@
 // document that has 0x5A before its fields and resources that its pages include:
 // each page asked for must be a page of the new document.
 #include "API/Filters/Ica/Common/Ica.h"
+#include "Format/FieldBuilder.h"
 #include "Fuzz/MemoryDisk.h"
 #include "Fuzz/MemoryPath.h"
 #include "Host/Toolkit/Assemble.h"
@@ -10,10 +11,7 @@ namespace {
 
 // With data of one byte, repeated.
 std::string Field(uint16_t code, char byte = 0, size_t count = 0) {
-  std::string field{'\x5A', 0, static_cast<char>(SF_INTRODUCER_LENGTH + count), '\xD3'};
-  field += static_cast<char>(code >> 8);
-  field += static_cast<char>(code);
-  return field.append(3, 0).append(count, byte);
+  return kz::FieldBuilder(code, true).PutBytes(std::string(count, byte)).Finish();
 }
 
 std::string IncludeObject(char name) {

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "API/Filters/Ica/Common/Ica.h"
+#include "Format/FieldBuilder.h"
 #include "Fuzz/MemoryDisk.h"
 #include "Fuzz/MemoryPath.h"
 #include "Host/Toolkit/Assemble.h"
@@ -21,26 +22,10 @@ std::vector<uint8_t> BytesOf(int descriptor) {
 std::string OtherDocument(bool prefixed) {
   std::string document;
   for (const uint16_t code : {SF_BEGIN_DOCUMENT, SF_BEGIN_PAGE, SF_END_PAGE, SF_END_DOCUMENT}) {
-    if (prefixed) document += '\x5A';
-    document.append({0, 8, '\xD3', static_cast<char>(code >> 8), static_cast<char>(code), 0, 0, 0});
+    document += kz::FieldBuilder(code, prefixed).Finish();
   }
   return document;
 }
-
-class Other {
- public:
-  explicit Other(bool prefixed)
-      : m_bytes(OtherDocument(prefixed)),
-        m_file(reinterpret_cast<const uint8_t*>(m_bytes.data()), m_bytes.size()) {
-    Require(kz::IndexPages(m_file.Path(), m_index).Ok(), "the other document is one");
-  }
-  const kz::PageIndex& Index() const { return m_index; }
-
- private:
-  std::string m_bytes;
-  MemoryPath m_file;
-  kz::PageIndex m_index;
-};
 
 // A document and what its pages are.
 struct Document {
@@ -50,6 +35,14 @@ struct Document {
   std::vector<uint8_t> bytes;
   kz::PageIndex index;
 };
+
+// Stays for ever.
+const kz::PageIndex& Other(bool prefixed) {
+  const std::string bytes = OtherDocument(prefixed);
+  auto* other = new Document(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
+  Require(other->Index(), "the other document is one");
+  return other->index;
+}
 
 // What came of an edit that nothing stands against.
 std::vector<uint8_t> Result(const kz::DocumentEdit& edit, size_t pages) {
@@ -73,9 +66,9 @@ void RequireSplice(const Document& document, kz::ByteRange range, const std::vec
           "what stays is kept byte for byte");
 }
 
-void Edit(const Document& document, const Other& other, int page) {
+void Edit(const Document& document, const kz::PageIndex& other, int page) {
   const kz::PageIndex& index = document.index;
-  const std::vector<kz::PagePick> picks = {{&other.Index(), 1}};
+  const std::vector<kz::PagePick> picks = {{&other, 1}};
   const size_t pages = index.pages.size();
   const int64_t place =
       page == 0 ? index.Head().end : index.pages[static_cast<size_t>(page) - 1].bytes.end;
@@ -110,15 +103,15 @@ void Split(const Document& document, int page) {
 }
 
 // Where the end can be found from behind, the pages go where a copy has them.
-void AppendInPlace(const Document& document, const Other& other) {
+void AppendInPlace(const Document& document, const kz::PageIndex& other) {
   const MemoryPath file(document.bytes.data(), document.bytes.size());
-  const kz::Outcome outcome = kz::AppendInPlace(file.Path(), other.Index());
+  const kz::Outcome outcome = kz::AppendInPlace(file.Path(), other);
   const std::vector<uint8_t> after = BytesOf(file.Descriptor());
   if (!outcome.Ok()) {
     Require(after == document.bytes, "a refusal changes nothing");
     return;
   }
-  const std::vector<kz::PagePick> picks = kz::AllPages(other.Index());
+  const std::vector<kz::PagePick> picks = kz::AllPages(other);
   const size_t pages = document.index.pages.size() + 1;
   Require(after.size() == Result(AppendPages(document.index, picks), pages).size(),
           "as long as a copy");
@@ -132,12 +125,12 @@ void AppendInPlace(const Document& document, const Other& other) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  static const Other plain(false), prefixed(true);
+  static const kz::PageIndex &plain = Other(false), &prefixed = Other(true);
   if (size == 0) return 0;
   const uint8_t selector = *data;
   Document document(data + 1, size - 1);
   if (!document.Index() || document.index.bare || document.index.pages.size() > 64) return 0;
-  const Other& other = document.index.prefix == kz::FieldPrefix::All ? prefixed : plain;
+  const kz::PageIndex& other = document.index.prefix == kz::FieldPrefix::All ? prefixed : plain;
   const int count = static_cast<int>(document.index.pages.size());
   Edit(document, other, selector % (count + 1));
   if (count > 0) Split(document, 1 + selector % count);

@@ -1,10 +1,8 @@
 // The readers of picture files: png, tif, pnm and jpg, by their first bytes.
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <string>
 
 #include "Fuzz/MemoryDisk.h"
+#include "Fuzz/MemoryPath.h"
 #include "Host/Kernel/KernelTesting.h"
 #include "Host/Toolkit/JpegCodec.h"
 #include "Host/Toolkit/PictureFile.h"
@@ -32,10 +30,9 @@ void ReadPages(const std::string& path, size_t size) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const size_t blocks = K_LiveBlocks();
-  const int file = memfd_create("picture", MFD_CLOEXEC);
-  Require(file >= 0 && write(file, data, size) == static_cast<ssize_t>(size), "a file is there");
-  ReadPages("/proc/self/fd/" + std::to_string(file), size);
-  close(file);
+  const MemoryPath file(data, size);
+  Require(file.Complete(), "a file is there");
+  ReadPages(file.Path(), size);
   std::vector<unsigned char> jpeg(data, data + size);
   bool flipped = false;
   const kz::Outcome outcome = kz::FlipJpeg(jpeg, kMaxPixels, flipped);

@@ -1,13 +1,10 @@
 #include "Host/Abic/Abic.h"
 
 #include <gtest/gtest.h>
-#include <leptonica/allheaders.h>
 
 #include <algorithm>
 #include <cstring>
 #include <random>
-#include <stdexcept>
-#include <string>
 #include <vector>
 
 #include "Host/Abic/ArithmeticDecoder.h"
@@ -50,16 +47,6 @@ struct Image {
 Image MakeImage(int width, int height, int depth) {
   Image image{width, height, depth, {}};
   image.rows.resize(static_cast<size_t>(image.BytesPerRow()) * static_cast<size_t>(height));
-  return image;
-}
-
-Image LoadSample(const char* name) {
-  PIX* picture = pixRead((std::string(KZ_SAMPLES "/") + name).c_str());
-  if (picture == nullptr) throw std::runtime_error(name);
-  Image image = MakeImage(pixGetWidth(picture), pixGetHeight(picture), 1);
-  pixEndianByteSwap(picture);
-  std::memcpy(image.rows.data(), pixGetData(picture), image.rows.size());
-  pixDestroy(&picture);
   return image;
 }
 
@@ -180,13 +167,11 @@ TEST_F(Abic, EveryWidthAndKindOfPictureSurvives) {
       }
     }
   }
-  CheckRoundTrip(LoadSample("letter.png"));
-  CheckRoundTrip(LoadSample("halftone.png"));
 }
 
 TEST_F(Abic, AnotherDecoderOfTheStandardReadsTheSame) {
-  std::vector<Image> images = {LoadSample("odd.png"), LoadSample("halftone.png")};
-  for (const int width : {1, 7, 31, 32, 33, 64, 100}) {
+  std::vector<Image> images;
+  for (const int width : {1, 7, 31, 32, 33, 64, 100, 333}) {
     for (const int depth : {1, 4}) {
       images.push_back(Draw(Kind::Noise, width, 40, depth, 1));
       images.push_back(Draw(Kind::Runs, width, 40, depth, 2));
@@ -255,12 +240,11 @@ TEST_F(Abic, FewBytesNeverAskForABigImage) {
   EXPECT_EQ(Decode(blankCode, blank), 1);
 }
 
-TEST_F(Abic, NoMemoryIsReportedAtEveryAllocation) {
+TEST_F(Abic, NoMemoryIsReportedAtEveryAllocationOfALongCode) {
   // Noise of this size makes the code string outgrow its first memory.
   const Image image = Draw(Kind::Noise, 1000, 800, 1, 7);
   const Bytes code = Code(image);
   Bytes other;
-  Image decoded = MakeImage(1000, 800, 1);
   int failures = 0;
   for (int n = 1;; ++n, ++failures) {
     K_FailAllocation(n);
@@ -271,12 +255,6 @@ TEST_F(Abic, NoMemoryIsReportedAtEveryAllocation) {
   }
   EXPECT_GE(failures, 4);
   EXPECT_EQ(other, code);
-  for (int n = 1; n <= 2; ++n) {
-    K_FailAllocation(n);
-    EXPECT_EQ(Decode(code, decoded), K_ERROR_NO_MEMORY);
-    K_FailAllocation(0);
-  }
-  EXPECT_EQ(Decode(code, decoded), 1);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 #include "Host/Kernel/Kernel.h"
 #include "Tests/Fax/Pictures.h"
@@ -10,21 +11,17 @@ namespace {
 
 // Every kind of picture in every width, as libtiff codes it.
 TEST(Decode, MatchesLibtiff) {
-  struct Way {
-    int nCode;
-    bool bFill;
-  };
-  const Way aWays[] = {{K_FAX_G3_1D, false},
-                       {K_FAX_G3_1D, true},
-                       {K_FAX_G3_2D, false},
-                       {K_FAX_G3_2D, true},
-                       {K_FAX_G4, false}};
+  const std::pair<int, bool> aWays[] = {{K_FAX_G3_1D, false},
+                                        {K_FAX_G3_1D, true},
+                                        {K_FAX_G3_2D, false},
+                                        {K_FAX_G3_2D, true},
+                                        {K_FAX_G4, false}};
   for (Picture& picture : TestPictures()) {
-    for (const Way& way : aWays) {
+    for (const auto& [nCode, bFill] : aWays) {
       SCOPED_TRACE(testing::Message() << picture.nWidth << " x " << picture.nHeight << ", code "
-                                      << way.nCode << (way.bFill ? ", fill" : ""));
-      const RawFaxLoad load = LoadRaw(EncodeWithTiff(picture, way.nCode, way.bFill), picture.nWidth,
-                                      picture.nHeight, way.nCode);
+                                      << nCode << (bFill ? ", fill" : ""));
+      const RawFaxLoad load =
+          LoadRaw(EncodeWithTiff(picture, nCode, bFill), picture.nWidth, picture.nHeight, nCode);
       ASSERT_EQ(load.nResult, K_SUCCESS);
       ASSERT_EQ(load.nLoadError, 0);
       ASSERT_TRUE(load.bRowsAsPromised);

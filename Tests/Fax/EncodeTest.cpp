@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include "Host/Kernel/Kernel.h"
-#include "Host/Kernel/KernelTesting.h"
 #include "Tests/Fax/Pictures.h"
 #include "Tests/Fax/RawFax.h"
 
@@ -75,26 +74,6 @@ TEST(Encode, Refusals) {
   EXPECT_EQ(SaveRaw(picture, K_FAX_G4, {.nBitsPerPixel = 4}).nResult, K_ERROR_BITS_PER_PIXEL);
   EXPECT_EQ(SaveRaw(picture, 65).nResult, K_ERROR_INVALID_FORMAT);
   EXPECT_EQ(SaveRaw(empty, K_FAX_G4).nResult, K_ERROR_INVALID_FORMAT);
-}
-
-// Data of several pieces; the filter's tests fail all else that a save asks of its host.
-TEST(Encode, FailingHost) {
-  Picture picture = MakePicture(Kind::Noise, 2550, 800, 1);
-  const size_t nBlocks = K_LiveBlocks();
-  for (const int nCode : kAllCodes) {
-    const RawFaxSave good = SaveRaw(picture, nCode);
-    EXPECT_GE(good.nLargestWrite, 32 * 1024);
-    EXPECT_LT(good.nLargestWrite, 64 * 1024);
-    int nFailed = 0;
-    for (;; ++nFailed) {
-      const RawFaxSave save = SaveRaw(picture, nCode, {.nFailingTransfer = nFailed + 1});
-      EXPECT_EQ(save.nConversions, 0);
-      if (save.nResult == K_SUCCESS) break;
-      ASSERT_EQ(save.nResult, K_ERROR_WRITE);
-    }
-    EXPECT_GT(nFailed, 2);
-  }
-  EXPECT_EQ(K_LiveBlocks(), nBlocks);
 }
 
 }  // namespace

@@ -12,9 +12,6 @@ struct Transfers {
   const Bytes* pInput = nullptr;
   Bytes output;
   size_t nPosition = 0;
-  int nTransfers = 0;
-  int nFailing = 0;
-  int nLargest = 0;
 };
 
 int ReadMemory(tagHANDLE*, unsigned char* pBuffer, unsigned int nCount, void* pUserData) {
@@ -27,8 +24,6 @@ int ReadMemory(tagHANDLE*, unsigned char* pBuffer, unsigned int nCount, void* pU
 
 int WriteMemory(tagHANDLE*, unsigned char* pBuffer, unsigned int nCount, void* pUserData) {
   auto& transfers = *static_cast<Transfers*>(pUserData);
-  if (++transfers.nTransfers == transfers.nFailing) return static_cast<int>(nCount) - 1;
-  transfers.nLargest = std::max(transfers.nLargest, static_cast<int>(nCount));
   transfers.output.insert(transfers.output.end(), pBuffer, pBuffer + nCount);
   return static_cast<int>(nCount);
 }
@@ -181,12 +176,10 @@ RawFaxSave SaveRaw(Picture& picture, int nCode, const RawFaxOptions& options, bo
   dispatch.pfnEndRows = EndRows;
 
   Transfers transfers;
-  transfers.nFailing = options.nFailingTransfer;
   const Redirection redirection(transfers);
   save.nResult = K_SaveRawFax(&dispatch, nullptr, &bitmap, options.nBitsPerPixel, nCode, 0, nullptr,
                               nullptr, nullptr, 0, nullptr, nullptr);
   save.data = transfers.output;
-  save.nLargestWrite = transfers.nLargest;
   save.nConversions = source.nConversions;
   return save;
 }

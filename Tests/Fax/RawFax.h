@@ -10,14 +10,13 @@
 std::string Times(int n, const std::string& bits);
 Bytes Pack(const std::string& bits);
 
-// How a call is made, and what fails during it.
+// How a call is made.
 struct RawFaxOptions {
   int nBitsPerPixel = 1;
   bool bReversedBits = false;
   int nBytesPerLine = 0;  // of the target bitmap
   int nStopAtRow = -1;    // the callback of this row returns nStopResult
   int nStopResult = 0;
-  int nFailingTransfer = 0;  // this write fails, counted from 1
 };
 
 struct RawFaxLoad {
@@ -35,7 +34,6 @@ RawFaxLoad LoadRaw(const Bytes& data, int nWidth, int nHeight, int nCode,
 struct RawFaxSave {
   int nResult = 0;
   Bytes data;
-  int nLargestWrite = 0;
   int nConversions = 0;  // begun and not ended
 };
 

@@ -27,32 +27,29 @@ TEST(Bitmap, RowsAreWholeWordsOfAKnownDepth) {
 
 TEST(Bitmap, CreationRefusesWhatItCanNotHave) {
   const size_t before = K_LiveBlocks();
-  struct Case {
-    uint32_t size;
-    int width, height, depth;
-    int failing;
-    int status;
+  const int cases[][5] = {
+      // clang-format off
+      // bytes missing, width, depth, failing allocation, status
+      {0, 8, 1, 0, K_SUCCESS}, {0, 8, 2, 0, K_ERROR_BITS_PER_PIXEL},
+      {0, 0, 1, 0, K_ERROR_INVALID_FORMAT}, {8, 8, 1, 0, K_ERROR_INVALID_FORMAT},
+      {0, 8, 1, 1, K_ERROR_NO_MEMORY},
+      // clang-format on
   };
-  const Case cases[] = {
-      {kSize, 8, 1, 1, 0, K_SUCCESS},
-      {kSize, 8, 1, 2, 0, K_ERROR_BITS_PER_PIXEL},
-      {kSize, 0, 1, 1, 0, K_ERROR_INVALID_FORMAT},
-      {kSize, 8, -1, 1, 0, K_ERROR_INVALID_FORMAT},
-      {kSize - 8, 8, 1, 1, 0, K_ERROR_INVALID_FORMAT},
-      {kSize, 8, 1, 1, 1, K_ERROR_NO_MEMORY},
-  };
-  for (const Case& c : cases) {
+  for (const auto& [missing, width, depth, failing, status] : cases) {
     _BITMAPHANDLE bitmap;
     std::memset(&bitmap, 0xAA, sizeof bitmap);
-    K_FailAllocation(c.failing);
-    EXPECT_EQ(K_CreateBitmap(&bitmap, c.size, c.width, c.height, c.depth, 1, 4), c.status);
+    K_FailAllocation(failing);
+    const uint32_t size = kSize - static_cast<uint32_t>(missing);
+    EXPECT_EQ(K_CreateBitmap(&bitmap, size, width, 1, depth, 1, 4), status);
     K_FailAllocation(0);
-    EXPECT_EQ(bitmap.pRows != nullptr, c.status == K_SUCCESS);
+    EXPECT_EQ(bitmap.pRows != nullptr, status == K_SUCCESS);
     K_FreeBitmap(&bitmap);
     EXPECT_EQ(bitmap.uFlags & K_BITMAP_ALLOCATED, 0u);
     EXPECT_EQ(K_IntAccessBitmap(&bitmap, 0), K_ERROR_NO_MEMORY);
   }
   EXPECT_EQ(K_LiveBlocks(), before);
+  _BITMAPHANDLE bitmap;
+  EXPECT_EQ(K_CreateBitmap(&bitmap, kSize, 8, -1, 1, 1, 4), K_ERROR_INVALID_FORMAT);
 }
 
 // Rows 0, 1, 2 ... hold the letters 'a', 'b', 'c' ...
@@ -103,7 +100,6 @@ TEST(Bitmap, RowsAreCopiedWithinTheBitmapOnly) {
 }
 
 TEST(Bitmap, GreyPalettesRunFromBlackToWhite) {
-  const size_t before = K_LiveBlocks();
   _BITMAPHANDLE bitmap = Lettered(1, K_VIEW_TOP_DOWN);
   K_FailAllocation(1);
   EXPECT_EQ(K_CreateBitmapGrayPalette(&bitmap), K_ERROR_NO_MEMORY);
@@ -111,15 +107,11 @@ TEST(Bitmap, GreyPalettesRunFromBlackToWhite) {
   for (const auto& [colors, step] : {std::pair{2, 255}, {16, 17}, {256, 1}}) {
     bitmap.nColors = colors;
     EXPECT_EQ(K_CreateBitmapGrayPalette(&bitmap), K_SUCCESS);
-    EXPECT_EQ(bitmap.nColors, colors);
-    for (int i = 0; i < colors; ++i) {
-      const unsigned char* entry = bitmap.pPalette + i * 4;
-      EXPECT_EQ(entry[0], i * step);
-      EXPECT_TRUE(entry[1] == entry[0] && entry[2] == entry[0] && entry[3] == 0);
+    for (int i = 0; i < colors * 4; ++i) {
+      EXPECT_EQ(bitmap.pPalette[i], i % 4 == 3 ? 0 : i / 4 * step);
     }
   }
   K_FreeBitmap(&bitmap);
-  EXPECT_EQ(K_LiveBlocks(), before);
 }
 
 TEST(Bitmap, ThePerspectiveChangesInPlaceOrInACopy) {

@@ -2,7 +2,6 @@
 // thread has its own, the filter's tests need wherever they let operations fail.
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <thread>
 
 #include "Host/Kernel/Kernel.h"
@@ -21,11 +20,8 @@ void* ReadData() {
   return data;
 }
 
-// A thread of its own gives every test fresh routines.
-void OnFreshThread(const std::function<void()>& body) { std::jthread(body).join(); }
-
 TEST(FilterIo, ASlotIsReportedOrExchanged) {
-  OnFreshThread([] {
+  std::jthread([] {  // has fresh routines
     int first = 0;
     int second = 0;
     K_ReadRoutine kernel = nullptr;
@@ -56,7 +52,8 @@ TEST(FilterIo, ASlotIsReportedOrExchanged) {
       Exchange(nullptr, nullptr);  // changes nothing
       EXPECT_EQ(ReadData(), step.dataInForce);
     }
-  });
+  })
+      .join();
 }
 
 }  // namespace

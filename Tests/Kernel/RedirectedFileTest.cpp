@@ -182,15 +182,6 @@ TEST(RedirectedFile, CreatedFilesAre0666LessTheUmaskWhateverTheMode) {
   }
 }
 
-TEST(RedirectedFile, SmallWritesGoOutTogether) {
-  const TemporaryFolder folder;
-  OpenFile file(folder / "new", kUpdateCreate);
-  for (int i = 0; i < 100; ++i) EXPECT_EQ(file.Write(Pattern(10)), 10);
-  EXPECT_EQ(FileBytes(folder / "new").size(), 0u);
-  EXPECT_EQ(file.Close(), K_SUCCESS);
-  EXPECT_EQ(FileBytes(folder / "new").size(), 1000u);
-}
-
 // A disk that takes nothing: the first small write is only held, so somebody
 // later must hear of it.
 TEST(RedirectedFile, AFailedWriteBackIsReportedByTheNextCallAndByClose) {
