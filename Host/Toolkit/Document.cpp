@@ -32,7 +32,7 @@ Outcome DescribePage(const std::string& file, int page, bool countPages, PageInf
   if (FileShift::IsNeeded(file)) {
     Document document(file);
     const Outcome indexed = document.Index();
-    const Outcome outcome = indexed.Ok() ? document.DescribePage(page, info) : indexed;
+    Outcome outcome = indexed.Ok() ? document.DescribePage(page, info) : indexed;
     if (outcome.Ok() && countPages) {
       info.pages = document.Pages();
       info.structure = document.Structure();

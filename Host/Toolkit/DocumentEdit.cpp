@@ -72,7 +72,7 @@ const ByteRange* ImageOf(const Source& source, const ScannedField& field, const 
 Outcome NoteNeeds(Work& work, Source& source, ByteRange page) {
   FileWindow& file = work.pieces.File(source.file);
   if (!source.read) {
-    const Outcome outcome = source.resources.Read(file, *source.index);
+    Outcome outcome = source.resources.Read(file, *source.index);
     if (!outcome.Ok()) return outcome;
     source.read = true;
   }

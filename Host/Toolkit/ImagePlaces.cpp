@@ -19,7 +19,7 @@ Outcome FaultAt(const ScannedField& field) {
 Outcome FindImagePlaces(const std::string& file, int64_t from, ImagePlaces& found) {
   found = {};
   FileWindow window;
-  const Outcome outcome = window.Open(file);
+  Outcome outcome = window.Open(file);
   if (!outcome.Ok()) return outcome;
   Container container = Container::Modca;
   bool inImage = false;
