@@ -41,8 +41,9 @@ int K_DecodeABIC(const unsigned char* pData, unsigned int nSize, unsigned char**
   GlobalBytes rows =
       AllocateGlobalBytes(layout.bytesPerRow * static_cast<size_t>(layout.height), kZeroFilled);
   if (!rows) return K_ERROR_NO_MEMORY;
-  AbicWorkspace& workspace = *new (memory.get()) AbicWorkspace{};
-  if (!DecodeRows(StartDecoder(pData, nSize), layout, workspace, rows.get())) return K_ERROR_READ;
+  const bool whole = DecodeRows(StartDecoder(pData, nSize), layout,
+                                *new (memory.get()) AbicWorkspace{}, rows.get());
+  if (!whole) return K_ERROR_READ;
   *ppRows = rows.release();
   return K_SUCCESS;
 }
