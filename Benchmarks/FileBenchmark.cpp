@@ -14,7 +14,7 @@
 #include "API/Filters/Ica/Common/Ica.h"
 #include "Benchmarks/FileInputs.h"
 #include "Host/Fax/Fax.h"
-#include "Host/Toolkit/PageIndex.h"
+#include "Toolkit/Documents/PageIndex.h"
 
 namespace {
 

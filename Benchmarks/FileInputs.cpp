@@ -13,11 +13,11 @@
 #include <jpeglib.h>
 
 #include "Host/Fax/Fax.h"
-#include "Host/Toolkit/Document.h"
-#include "Host/Toolkit/MemoryLoader.h"
-#include "Host/Toolkit/MemorySaver.h"
-#include "Host/Toolkit/PictureFile.h"
-#include "Host/Toolkit/RowConversion.h"
+#include "Toolkit/Documents/Document.h"
+#include "Toolkit/Imaging/MemoryLoader.h"
+#include "Toolkit/Imaging/MemorySaver.h"
+#include "Toolkit/Imaging/RowConversion.h"
+#include "Toolkit/Pictures/PictureFile.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include "Format/FieldBuilder.h"
 #include "Fuzz/MemoryDisk.h"
 #include "Fuzz/MemoryPath.h"
-#include "Host/Toolkit/Assemble.h"
+#include "Toolkit/Editing/Assemble.h"
 
 namespace {
 
@@ -25,13 +25,13 @@ std::string IncludeObject(char name) {
 std::string OtherDocument() {
   constexpr char name = '\xC1';
   constexpr char overlay = '\xC2';
-  return Field(0xA8C6) + Field(0xA8CE, name, 8) + Field(SF_BEGIN_IMAGE_OBJECT, name, 8) +
-         Field(SF_OBJECT_AREA_DESCRIPTOR) + Field(SF_OBJECT_AREA_POSITION, 0, 24) +
-         Field(SF_IMAGE_PICTURE_DATA, 0x70, 1) + Field(SF_END_IMAGE_OBJECT) + Field(0xA9CE) +
+  return Field(0xA8C6) + Field(0xA8CE, name, 8) + Field(sf::kBeginImageObject, name, 8) +
+         Field(sf::kObjectAreaDescriptor) + Field(sf::kObjectAreaPosition, 0, 24) +
+         Field(sf::kImagePictureData, 0x70, 1) + Field(sf::kEndImageObject) + Field(0xA9CE) +
          Field(0xA8CE, overlay, 8) + Field(0xA8DF) + Field(0xA9DF) + Field(0xA9CE) + Field(0xA9C6) +
-         Field(SF_BEGIN_DOCUMENT) + Field(SF_BEGIN_PAGE) + IncludeObject(name) +
-         Field(SF_END_PAGE) + Field(SF_BEGIN_PAGE) + Field(0xAFD8, overlay, 8) +
-         Field(SF_END_PAGE) + Field(SF_END_DOCUMENT);
+         Field(sf::kBeginDocument) + Field(sf::kBeginPage) + IncludeObject(name) +
+         Field(sf::kEndPage) + Field(sf::kBeginPage) + Field(0xAFD8, overlay, 8) +
+         Field(sf::kEndPage) + Field(sf::kEndDocument);
 }
 
 const kz::PageIndex& OtherIndex() {

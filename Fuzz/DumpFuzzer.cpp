@@ -5,7 +5,7 @@
 
 #include "Fuzz/MemoryDisk.h"
 #include "Fuzz/MemoryPath.h"
-#include "Host/Toolkit/Dump.h"
+#include "Toolkit/Dump/Dump.h"
 
 // Keeps the code page loaded, which each dump would load anew.
 extern "C" int LLVMFuzzerInitialize(int*, char***) {

@@ -7,7 +7,7 @@
 #include "Format/FieldBuilder.h"
 #include "Fuzz/MemoryDisk.h"
 #include "Fuzz/MemoryPath.h"
-#include "Host/Toolkit/Assemble.h"
+#include "Toolkit/Editing/Assemble.h"
 
 namespace {
 
@@ -21,7 +21,7 @@ std::vector<uint8_t> BytesOf(int descriptor) {
 // One page each, without and with 0x5A before its fields.
 std::string OtherDocument(bool prefixed) {
   std::string document;
-  for (const uint16_t code : {SF_BEGIN_DOCUMENT, SF_BEGIN_PAGE, SF_END_PAGE, SF_END_DOCUMENT}) {
+  for (const uint16_t code : {sf::kBeginDocument, sf::kBeginPage, sf::kEndPage, sf::kEndDocument}) {
     document += kz::FieldBuilder(code, prefixed).Finish();
   }
   return document;

@@ -9,7 +9,7 @@
 #include <random>
 #include <vector>
 
-#include "API/Filters/Ica/Common/Ioca/FormatCodes.h"
+#include "Format/Compression.h"
 #include "Fuzz/FieldKinds.h"
 
 extern "C" size_t LLVMFuzzerMutate(uint8_t* data, size_t size, size_t maxSize);

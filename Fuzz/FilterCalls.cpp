@@ -6,9 +6,9 @@
 #include "Fuzz/FieldKinds.h"
 #include "Fuzz/MemoryDisk.h"
 #include "Host/Kernel/DllLoader.h"
-#include "Host/Toolkit/MemoryLoader.h"
-#include "Host/Toolkit/MemorySaver.h"
-#include "Host/Toolkit/RowConversion.h"
+#include "Toolkit/Imaging/MemoryLoader.h"
+#include "Toolkit/Imaging/MemorySaver.h"
+#include "Toolkit/Imaging/RowConversion.h"
 
 namespace {
 
@@ -57,7 +57,7 @@ int Describe(int page, _IMAGEFILEINFO* info) {
   const int status = fltInfo(&dispatch);
   K_RedirectedClose(dispatch.hFile);
   if (status == K_SUCCESS) {
-    Require(info->nWidth > 0 && info->nWidth <= MAX_IMAGE_SIDE, "a described width can be loaded");
+    Require(info->nWidth > 0 && info->nWidth <= kMaxImageSide, "a described width can be loaded");
     Require(info->nPageNumber >= 1 && info->nPageNumber <= info->nTotalPages,
             "the page described is one of the file's");
     Require(std::strlen(info->szCompression) > 0, "every compression has a name");
@@ -127,13 +127,13 @@ int EndPages(const std::vector<uint8_t>& file) {
   bool ended = false;
   for (const Span& field : kStructuredFields.Split(file)) {
     if (ended) return -1;
-    const size_t start = field.start + (file[field.start] == CARRIAGE_CONTROL ? 1 : 0);
+    const size_t start = field.start + (file[field.start] == kCarriageControl ? 1 : 0);
     const int code = file[start + 3] << 8 | file[start + 4];
-    pages += code == SF_END_PAGE ? 1 : 0;
-    ended = code == SF_END_DOCUMENT;
+    pages += code == sf::kEndPage ? 1 : 0;
+    ended = code == sf::kEndDocument;
     end = field.start + field.length;
-    if ((file[start + 5] & SF_FLAG_EXTENSION) == 0) continue;
-    const size_t data = start + SF_INTRODUCER_LENGTH;
+    if ((file[start + 5] & kFlagExtension) == 0) continue;
+    const size_t data = start + kIntroducerLength;
     if (data == end || file[data] == 0 || file[data] > end - data) return -1;
   }
   return end == file.size() ? pages : -1;

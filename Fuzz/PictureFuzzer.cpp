@@ -4,8 +4,8 @@
 #include "Fuzz/MemoryDisk.h"
 #include "Fuzz/MemoryPath.h"
 #include "Host/Kernel/KernelTesting.h"
-#include "Host/Toolkit/JpegCodec.h"
-#include "Host/Toolkit/PictureFile.h"
+#include "Toolkit/Imaging/JpegCodec.h"
+#include "Toolkit/Pictures/PictureFile.h"
 
 namespace {
 

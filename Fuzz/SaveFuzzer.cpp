@@ -17,7 +17,7 @@ size_t EndDocument(const std::vector<uint8_t>& file) {
     return file.size() >= length && std::equal(std::begin(field), std::end(field),
                                                file.end() - static_cast<ptrdiff_t>(length));
   };
-  return ends(named) ? named : ends(SF_INTRODUCER_LENGTH) ? SF_INTRODUCER_LENGTH : 0;
+  return ends(named) ? named : ends(kIntroducerLength) ? kIntroducerLength : 0;
 }
 
 // What a save that succeeds leaves of the file, and how many pages it has then.

@@ -124,9 +124,8 @@ int K_ChangeBitmapViewPerspective(_BITMAPHANDLE* pCopy, _BITMAPHANDLE* pBitmap,
       K_FreeBitmap(pCopy);
       return K_ERROR_NO_MEMORY;
     }
-    std::memcpy(
-        pCopy->pRows, pBitmap->pRows,
-        static_cast<size_t>(pBitmap->nRowBytes) * static_cast<size_t>(pBitmap->nHeight));
+    std::memcpy(pCopy->pRows, pBitmap->pRows,
+                static_cast<size_t>(pBitmap->nRowBytes) * static_cast<size_t>(pBitmap->nHeight));
     target = pCopy;
   }
   if (target->nViewPerspective != nViewPerspective) {

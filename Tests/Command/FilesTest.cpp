@@ -11,9 +11,9 @@
 #include <filesystem>
 #include <thread>
 
-#include "Host/Toolkit/Descriptor.h"
 #include "Tests/Command/Program.h"
 #include "Tests/Toolkit/EditedDocuments.h"
+#include "Toolkit/Files/FileDescriptor.h"
 
 namespace {
 

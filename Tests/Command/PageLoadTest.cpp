@@ -3,10 +3,10 @@
 #include <gtest/gtest.h>
 
 #include "Host/Kernel/KernelTesting.h"
-#include "Host/Toolkit/Document.h"
-#include "Host/Toolkit/RowConversion.h"
-#include "Host/Toolkit/SavePage.h"
 #include "Tests/Filter/FileBuilder.h"
+#include "Toolkit/Documents/Document.h"
+#include "Toolkit/Editing/SavePage.h"
+#include "Toolkit/Imaging/RowConversion.h"
 
 namespace {
 

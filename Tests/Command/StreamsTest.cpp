@@ -8,9 +8,9 @@
 #include <fstream>
 #include <thread>
 
-#include "Host/Toolkit/Printable.h"
 #include "Tests/Command/Program.h"
 #include "Tests/Toolkit/EditedDocuments.h"
+#include "Toolkit/Base/Printable.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include <cstdio>
 
 #include "API/Filters/Ica/Common/Ioca/Coders/CodecLoader.h"
-#include "Host/Toolkit/SavePage.h"
 #include "Tests/Filter/LoadRequest.h"
+#include "Toolkit/Editing/SavePage.h"
 
 int main(int, char** arguments) {
   const int depth = arguments[2][0] - '0';

@@ -7,11 +7,11 @@
 #include <functional>
 
 #include "API/Filters/Ica/Common/Ioca/Coders/CodecLoader.h"
-#include "Host/Toolkit/MemorySaver.h"
 #include "Tests/Filter/FailingFiles.h"
 #include "Tests/Filter/LoadPaths.h"
 #include "Tests/Filter/LoadRequest.h"
 #include "Tests/Filter/SaveRequest.h"
+#include "Toolkit/Imaging/MemorySaver.h"
 
 namespace {
 

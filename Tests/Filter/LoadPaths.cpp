@@ -5,8 +5,8 @@
 #include "Host/Abic/Abic.h"
 #include "Host/Kernel/DllLoader.h"
 #include "Host/Kernel/Kernel.h"
-#include "Host/Toolkit/MemoryLoader.h"
-#include "Host/Toolkit/MemorySaver.h"
+#include "Toolkit/Imaging/MemoryLoader.h"
+#include "Toolkit/Imaging/MemorySaver.h"
 
 namespace {
 

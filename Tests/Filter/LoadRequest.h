@@ -5,8 +5,8 @@
 
 #include "API/Filters/Ica/Common/Ica.h"
 #include "Host/Kernel/KernelTesting.h"
-#include "Host/Toolkit/MemoryLoader.h"
 #include "Tests/Kernel/TemporaryFolder.h"
+#include "Toolkit/Imaging/MemoryLoader.h"
 
 struct LoadRequest {
   struct Row {

@@ -7,10 +7,10 @@
 #include <thread>
 
 #include "API/Filters/Ica/Common/Ioca/Coders/CodecLoader.h"
-#include "Host/Toolkit/SavePage.h"
 #include "Tests/Filter/FailingFiles.h"
 #include "Tests/Filter/LoadPaths.h"
 #include "Tests/Filter/LoadRequest.h"
+#include "Toolkit/Editing/SavePage.h"
 
 namespace {
 

@@ -52,7 +52,7 @@ foreach(word info extract create append insert replace delete assemble split tex
 endforeach()
 
 file(GLOB_RECURSE headers RELATIVE ${prefix}/include/kzica ${prefix}/include/kzica/*.h)
-expect("${headers}" "Host/Toolkit/Document.h;.*Host/Toolkit/Text.h")
+expect("${headers}" "Toolkit/Documents/Document.h;.*Toolkit/Documents/Text.h")
 foreach(header IN LISTS headers)
   set(alone "#include \"${header}\"\n")
   set(tiff "#include <tiffio.h>\n")

@@ -1,4 +1,4 @@
-#include "Host/Toolkit/Assemble.h"
+#include "Toolkit/Editing/Assemble.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -10,10 +10,10 @@
 #include <map>
 #include <thread>
 
-#include "Host/Toolkit/AtomicFile.h"
-#include "Host/Toolkit/Descriptor.h"
-#include "Host/Toolkit/WritingPolicy.h"
 #include "Tests/Toolkit/EditedDocuments.h"
+#include "Toolkit/Files/AtomicFile.h"
+#include "Toolkit/Files/FileDescriptor.h"
+#include "Toolkit/Files/WritingPolicy.h"
 
 namespace kz::test {
 namespace {

@@ -1,4 +1,4 @@
-#include "Host/Toolkit/AtomicFile.h"
+#include "Toolkit/Files/AtomicFile.h"
 
 #include <dirent.h>
 #include <dlfcn.h>
@@ -11,10 +11,10 @@
 
 #include <functional>
 
-#include "Host/Toolkit/Descriptor.h"
-#include "Host/Toolkit/DocumentLock.h"
-#include "Host/Toolkit/WritingPolicy.h"
 #include "Tests/Toolkit/TestPictures.h"
+#include "Toolkit/Files/DocumentLock.h"
+#include "Toolkit/Files/FileDescriptor.h"
+#include "Toolkit/Files/WritingPolicy.h"
 
 // The calls that wait for the disk, or cost as much as the folder is long.
 static struct Calls {

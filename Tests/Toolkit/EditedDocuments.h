@@ -8,10 +8,10 @@
 #include <string>
 #include <vector>
 
-#include "Host/Toolkit/Assemble.h"
-#include "Host/Toolkit/Document.h"
-#include "Host/Toolkit/PageIndex.h"
 #include "Tests/Filter/WrittenFile.h"
+#include "Toolkit/Documents/Document.h"
+#include "Toolkit/Documents/PageIndex.h"
+#include "Toolkit/Editing/Assemble.h"
 
 namespace kz::test {
 

@@ -1,7 +1,7 @@
 // JPEG data in memory, which the saver makes and the loader takes, and data that only a
 // callback can describe.
 // Before MemorySaver.h, whose constants have the names of its enumerators.
-#include "Host/Toolkit/SavePage.h"
+#include "Toolkit/Editing/SavePage.h"
 
 #include <gtest/gtest.h>
 
@@ -12,12 +12,12 @@
 
 #include "Host/Kernel/Kernel.h"
 #include "Host/Kernel/KernelTesting.h"
-#include "Host/Toolkit/Document.h"
-#include "Host/Toolkit/JpegCodec.h"
-#include "Host/Toolkit/MemoryLoader.h"
-#include "Host/Toolkit/MemorySaver.h"
 #include "Tests/Filter/FileBuilder.h"
 #include "Tests/Toolkit/TestPictures.h"
+#include "Toolkit/Documents/Document.h"
+#include "Toolkit/Imaging/JpegCodec.h"
+#include "Toolkit/Imaging/MemoryLoader.h"
+#include "Toolkit/Imaging/MemorySaver.h"
 
 namespace kz::test {
 

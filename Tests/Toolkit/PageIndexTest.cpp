@@ -1,5 +1,5 @@
-#include "Host/Toolkit/PageRange.h"
 #include "Tests/Toolkit/EditedDocuments.h"
+#include "Toolkit/Documents/PageRange.h"
 
 namespace kz::test {
 namespace {

@@ -1,5 +1,5 @@
 // What PictureWriter writes: read back by PictureReader and by independent libraries.
-#include "Host/Toolkit/PictureFile.h"
+#include "Toolkit/Pictures/PictureFile.h"
 
 #include <gtest/gtest.h>
 #include <leptonica/allheaders.h>
@@ -9,8 +9,8 @@
 #include <cstdlib>
 
 #include "Host/Fax/Fax.h"
-#include "Host/Toolkit/MemoryLoader.h"
 #include "Tests/Toolkit/TestPictures.h"
+#include "Toolkit/Imaging/MemoryLoader.h"
 
 namespace kz::test {
 

@@ -4,8 +4,8 @@
 
 #include <cstdio>
 
-#include "Host/Toolkit/PictureFile.h"
 #include "Tests/Toolkit/TestPictures.h"
+#include "Toolkit/Pictures/PictureFile.h"
 
 namespace kz::test {
 

@@ -1,4 +1,4 @@
-#include "Host/Toolkit/RowConversion.h"
+#include "Toolkit/Imaging/RowConversion.h"
 
 #include <gtest/gtest.h>
 

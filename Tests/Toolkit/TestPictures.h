@@ -8,8 +8,8 @@
 #include <string_view>
 #include <vector>
 
-#include "Host/Toolkit/Bitmap.h"
 #include "Tests/Kernel/TemporaryFolder.h"
+#include "Toolkit/Base/Bitmap.h"
 
 namespace kz::test {
 

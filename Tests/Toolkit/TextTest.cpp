@@ -1,4 +1,4 @@
-#include "Host/Toolkit/Text.h"
+#include "Toolkit/Documents/Text.h"
 
 #include "Tests/Toolkit/EditedDocuments.h"
 

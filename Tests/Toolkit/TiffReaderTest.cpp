@@ -6,9 +6,9 @@
 
 #include <fstream>
 
-#include "Host/Toolkit/PictureFile.h"
 #include "Tests/Filter/FileBuilder.h"
 #include "Tests/Toolkit/TestPictures.h"
+#include "Toolkit/Pictures/PictureFile.h"
 
 namespace kz::test {
 

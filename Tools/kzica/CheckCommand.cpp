@@ -1,8 +1,8 @@
 // kzica check: whether every page of a file can be used.
 #include <memory>
 
-#include "Host/Toolkit/Check.h"
-#include "Host/Toolkit/Printable.h"
+#include "Toolkit/Base/Printable.h"
+#include "Toolkit/Documents/Check.h"
 #include "Tools/kzica/Input.h"
 
 namespace kzica {

@@ -8,9 +8,9 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "Host/Toolkit/Document.h"
-#include "Host/Toolkit/Printable.h"
-#include "Host/Toolkit/TextDecoder.h"
+#include "Toolkit/Base/Printable.h"
+#include "Toolkit/Documents/Document.h"
+#include "Toolkit/Fields/TextDecoder.h"
 #include "Tools/kzica/Input.h"
 
 namespace kzica {

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-#include "Host/Toolkit/Outcome.h"
+#include "Toolkit/Base/Outcome.h"
 
 namespace kzica {
 

@@ -3,8 +3,8 @@
 
 #include <memory>
 
-#include "Host/Toolkit/AtomicFile.h"
-#include "Host/Toolkit/PageIndex.h"
+#include "Toolkit/Documents/PageIndex.h"
+#include "Toolkit/Files/AtomicFile.h"
 #include "Tools/kzica/Locking.h"
 #include "Tools/kzica/Pages.h"
 #include "Tools/kzica/SpoolFile.h"

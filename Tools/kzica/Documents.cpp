@@ -4,7 +4,7 @@
 
 #include <filesystem>
 
-#include "Host/Toolkit/Document.h"
+#include "Toolkit/Documents/Document.h"
 #include "Tools/kzica/Input.h"
 
 namespace kzica {

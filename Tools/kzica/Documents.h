@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "Host/Toolkit/Assemble.h"
-#include "Host/Toolkit/PageRange.h"
+#include "Toolkit/Documents/PageRange.h"
+#include "Toolkit/Editing/Assemble.h"
 #include "Tools/kzica/Locking.h"
 #include "Tools/kzica/Pages.h"
 #include "Tools/kzica/SpoolFile.h"

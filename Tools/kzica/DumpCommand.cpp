@@ -2,7 +2,7 @@
 #include <cstdio>
 #include <memory>
 
-#include "Host/Toolkit/Dump.h"
+#include "Toolkit/Dump/Dump.h"
 #include "Tools/kzica/Input.h"
 
 namespace kzica {

@@ -6,12 +6,12 @@
 #include <memory>
 #include <vector>
 
-#include "Host/Toolkit/AtomicFile.h"
-#include "Host/Toolkit/Document.h"
-#include "Host/Toolkit/JpegCodec.h"
-#include "Host/Toolkit/PageRange.h"
-#include "Host/Toolkit/PictureFile.h"
-#include "Host/Toolkit/RowConversion.h"
+#include "Toolkit/Documents/Document.h"
+#include "Toolkit/Documents/PageRange.h"
+#include "Toolkit/Files/AtomicFile.h"
+#include "Toolkit/Imaging/JpegCodec.h"
+#include "Toolkit/Imaging/RowConversion.h"
+#include "Toolkit/Pictures/PictureFile.h"
 #include "Tools/kzica/Input.h"
 #include "Tools/kzica/Locking.h"
 #include "Tools/kzica/NumberedName.h"

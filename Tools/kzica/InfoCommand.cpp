@@ -3,9 +3,9 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
-#include "Host/Toolkit/Document.h"
-#include "Host/Toolkit/PageRange.h"
-#include "Host/Toolkit/Printable.h"
+#include "Toolkit/Base/Printable.h"
+#include "Toolkit/Documents/Document.h"
+#include "Toolkit/Documents/PageRange.h"
 #include "Tools/kzica/Input.h"
 
 namespace kzica {

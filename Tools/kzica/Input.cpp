@@ -10,8 +10,8 @@
 #include <map>
 #include <vector>
 
-#include "Host/Toolkit/AtomicFile.h"
-#include "Host/Toolkit/Descriptor.h"
+#include "Toolkit/Files/AtomicFile.h"
+#include "Toolkit/Files/FileDescriptor.h"
 #include "Tools/kzica/SpoolFile.h"
 
 namespace kzica {

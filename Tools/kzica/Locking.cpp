@@ -1,6 +1,6 @@
 #include "Tools/kzica/Locking.h"
 
-#include "Host/Toolkit/WritingPolicy.h"
+#include "Toolkit/Files/WritingPolicy.h"
 
 namespace kzica {
 

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "Host/Toolkit/DocumentLock.h"
+#include "Toolkit/Files/DocumentLock.h"
 #include "Tools/kzica/Command.h"
 
 namespace kzica {

@@ -7,7 +7,7 @@
 #include <sstream>
 #include <string>
 
-#include "Host/Toolkit/TemporaryFile.h"
+#include "Toolkit/Files/TemporaryFile.h"
 #include "Tools/kzica/App.h"
 #include "Tools/kzica/Locking.h"
 

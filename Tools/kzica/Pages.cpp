@@ -2,8 +2,8 @@
 
 #include <charconv>
 
-#include "Host/Toolkit/Document.h"
-#include "Host/Toolkit/PictureFile.h"
+#include "Toolkit/Documents/Document.h"
+#include "Toolkit/Pictures/PictureFile.h"
 #include "Tools/kzica/Input.h"
 
 namespace kzica {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "Host/Toolkit/SavePage.h"
+#include "Toolkit/Editing/SavePage.h"
 #include "Tools/kzica/Command.h"
 
 namespace kzica {

@@ -1,7 +1,7 @@
 // kzica replace: a picture in the place of a page of a document.
 #include <memory>
 
-#include "Host/Toolkit/PictureFile.h"
+#include "Toolkit/Pictures/PictureFile.h"
 #include "Tools/kzica/Documents.h"
 #include "Tools/kzica/Input.h"
 

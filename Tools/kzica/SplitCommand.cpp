@@ -2,7 +2,7 @@
 #include <filesystem>
 #include <memory>
 
-#include "Host/Toolkit/AtomicFile.h"
+#include "Toolkit/Files/AtomicFile.h"
 #include "Tools/kzica/Documents.h"
 #include "Tools/kzica/Input.h"
 #include "Tools/kzica/NumberedName.h"

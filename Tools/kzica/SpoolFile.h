@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "Host/Toolkit/Descriptor.h"
-#include "Host/Toolkit/Outcome.h"
+#include "Toolkit/Base/Outcome.h"
+#include "Toolkit/Files/FileDescriptor.h"
 
 namespace kzica {
 

@@ -1,7 +1,7 @@
 // kzica text: the presentation text of a document.
 #include <memory>
 
-#include "Host/Toolkit/Text.h"
+#include "Toolkit/Documents/Text.h"
 #include "Tools/kzica/Documents.h"
 #include "Tools/kzica/Input.h"
 

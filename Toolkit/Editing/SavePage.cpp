@@ -1,0 +1,191 @@
+#include "Toolkit/Editing/SavePage.h"
+
+#include <algorithm>
+#include <cerrno>
+
+#include "API/Filters/Ica/Common/Ica.h"
+#include "Toolkit/Documents/Document.h"
+#include "Toolkit/Imaging/MemorySaver.h"
+#include "Toolkit/Imaging/RowConversion.h"
+
+namespace kz {
+
+namespace {
+
+struct NamedCompression {
+  const char* name;
+  Compression compression;
+};
+
+constexpr NamedCompression kCompressions[] = {
+    {"g4", Compression::kGroup4},
+    {"g3", Compression::kGroup3},
+    {"g3-2d", Compression::kGroup3TwoDimensional},
+    {"mmr", Compression::kIbmMmr},
+    {"abic", Compression::kAbic},
+    {"none", Compression::kNone},
+    {"jpeg", Compression::kJpeg},
+    {"jpeg-420", Compression::kJpeg420},
+    {"jpeg-422", Compression::kJpeg422},
+};
+
+constexpr int kMaxSide = static_cast<int>(kMaxImageSide);
+// Tenths of dots per inch from 0x8000 on are read as "none".
+constexpr int kMaxResolution = 0x7FFF / 10;
+
+const FormatRow* RowOf(Compression compression) {
+  int count = 0;
+  const FormatRow* rows = FormatRows(&count);
+  const FormatRow* end = rows + count;
+  const FormatRow* row = std::find_if(
+      rows, end, [&](const FormatRow& r) { return r.raw == static_cast<uint32_t>(compression); });
+  return row == end ? nullptr : row;
+}
+
+// The quality factor that JpegQuality turns into this quality.
+int QualityFactor(int quality) { return 2 + ((100 - std::clamp(quality, 1, 100)) * 253 + 49) / 99; }
+
+Outcome CheckDepth(const FormatRow& row, int bitsPerPixel) {
+  const auto depthsOf = [](Coding coding) {
+    switch (coding) {
+      case Coding::Abic:
+        return "1 or 4 bits";
+      case Coding::Jpeg:
+        return "8 or 24 bits";
+      default:
+        return "1 bit";
+    }
+  };
+  const bool carried = row.coding == Coding::Abic   ? bitsPerPixel == 1 || bitsPerPixel == 4
+                       : row.coding == Coding::Jpeg ? bitsPerPixel == 8 || bitsPerPixel == 24
+                                                    : bitsPerPixel == 1;
+  if (carried) return {};
+  if (row.coding == Coding::Uncompressed) {
+    return Failure(K_ERROR_BITS_PER_PIXEL,
+                   "uncompressed pages of more than 1 bit per pixel can't be read back");
+  }
+  return Failure(K_ERROR_BITS_PER_PIXEL, std::string(row.name) + " carries " +
+                                             depthsOf(row.coding) + " per pixel, not " +
+                                             std::to_string(bitsPerPixel));
+}
+
+Outcome CheckSize(const Bitmap& bitmap) {
+  if (bitmap.Empty()) return Failure(K_ERROR_INVALID_FORMAT, "there is no picture to write");
+  if (bitmap.Width() > kMaxSide || bitmap.Height() > kMaxSide) {
+    return Failure(K_ERROR_INVALID_FORMAT, "a page has at most 32767 x 32767 pixels, not " +
+                                               std::to_string(bitmap.Width()) + " x " +
+                                               std::to_string(bitmap.Height()));
+  }
+  const auto outside = [](int resolution) { return resolution < 0 || resolution > kMaxResolution; };
+  if (outside(bitmap.XResolution()) || outside(bitmap.YResolution())) {
+    return Failure(K_ERROR_INVALID_FORMAT, "a page has at most 3276 dots per inch, not " +
+                                               std::to_string(bitmap.XResolution()) + " x " +
+                                               std::to_string(bitmap.YResolution()));
+  }
+  return {};
+}
+
+// How a picture will be written.
+struct Format {
+  Coding coding = Coding::Fax;
+  uint32_t code = 0;
+  int bitsPerPixel = 0;
+};
+
+Outcome FindFormat(const Bitmap& bitmap, const SaveRequest& request, Format& format) {
+  const FormatRow* row = RowOf(request.compression);
+  if (row == nullptr) return Failure(K_ERROR_SAVE_FORMAT);
+  format.coding = row->coding;
+  format.code = FormatCodeIn(row, request.container);
+  format.bitsPerPixel =
+      request.bitsPerPixel != 0 ? request.bitsPerPixel : DefaultDepth(request.compression, bitmap);
+  if (format.code == 0) {
+    return Failure(K_ERROR_SAVE_FORMAT, std::string(row->name) + " can't be written into " +
+                                            ContainerName(request.container) + " files");
+  }
+  const Outcome outcome = CheckDepth(*row, format.bitsPerPixel);
+  return outcome.Ok() ? CheckSize(bitmap) : outcome;
+}
+
+// The filter's own words don't say which of the refusals of a valid request it was.
+Outcome ExplainFailure(int status, SaveMode mode, int errorNumber) {
+  if (status == K_ERROR_INVALID_FORMAT && mode == SaveMode::kAppend) {
+    return Failure(status, "the document doesn't end with End Document");
+  }
+  const bool system = status == K_ERROR_OPEN_WRITE || status == K_ERROR_WRITE;
+  return system && errorNumber != 0 ? SystemFailure(status, errorNumber) : Failure(status);
+}
+
+Outcome Save(const std::string& file, Bitmap& bitmap, const SaveRequest& request,
+             const Format& format) {
+  _SAVEOPTIONS options = {0, request.mode == SaveMode::kNewFile ? 1 : 2};
+  _SAVEDISPATCH dispatch = {};
+  dispatch.pszFileName = file.c_str();
+  dispatch.pBitmap = bitmap.Handle();
+  dispatch.nBitsPerPixel = format.bitsPerPixel;
+  dispatch.nFormat = static_cast<int32_t>(format.code);
+  dispatch.uHostFlags = request.dither ? K_HOST_DITHER : 0;
+  dispatch.nQFactor = QualityFactor(request.quality);
+  dispatch.pSaveOptions = &options;
+  dispatch.pfnBeginRows = BeginRows;
+  dispatch.pfnEndRows = EndRows;
+  dispatch.pfnGetRow = GetRow;
+  dispatch.pfnSaveToMemory = SaveToMemory;
+  errno = 0;
+  const int status = fltSave(&dispatch);
+  return status == K_SUCCESS ? Outcome{} : ExplainFailure(status, request.mode, errno);
+}
+
+}  // namespace
+
+std::vector<std::string> CompressionNames() {
+  std::vector<std::string> names;
+  for (const NamedCompression& known : kCompressions) names.emplace_back(known.name);
+  return names;
+}
+
+bool CompressionOfName(std::string_view name, Compression& compression) {
+  for (const NamedCompression& known : kCompressions) {
+    if (name != known.name) continue;
+    compression = known.compression;
+    return true;
+  }
+  return false;
+}
+
+Compression DefaultCompression(const Bitmap& bitmap) {
+  return bitmap.BitsPerPixel() == 1 ? Compression::kGroup4 : Compression::kJpeg;
+}
+
+int DefaultDepth(Compression compression, const Bitmap& bitmap) {
+  switch (compression) {
+    case Compression::kAbic:
+      return bitmap.BitsPerPixel() == 1 ? 1 : 4;
+    case Compression::kJpeg:
+    case Compression::kJpeg420:
+    case Compression::kJpeg422:
+      return bitmap.IsGray() ? 8 : 24;
+    default:
+      return 1;
+  }
+}
+
+Outcome CheckPicture(const Bitmap& bitmap, const SaveRequest& request) {
+  Format format;
+  return FindFormat(bitmap, request, format);
+}
+
+Outcome SavePage(const std::string& file, Bitmap& bitmap, const SaveRequest& request) {
+  Format format;
+  Outcome outcome = FindFormat(bitmap, request, format);
+  if (!outcome.Ok()) return outcome;
+  if (format.coding != Coding::Abic || bitmap.BitsPerPixel() == format.bitsPerPixel) {
+    return Save(file, bitmap, request, format);
+  }
+  // The codec gets the bitmap's own rows.
+  Bitmap converted;
+  outcome = ConvertBitmap(bitmap, format.bitsPerPixel, request.dither, converted);
+  return outcome.Ok() ? Save(file, converted, request, format) : outcome;
+}
+
+}  // namespace kz

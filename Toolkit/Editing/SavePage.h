@@ -1,0 +1,71 @@
+// Writes pictures as pages of IOCA and MO:DCA files.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Format/Compression.h"
+#include "Host/Kernel/Export.h"
+#include "Toolkit/Base/Bitmap.h"
+#include "Toolkit/Base/Outcome.h"
+
+namespace kz {
+
+// How the image data of a page are coded.
+enum class Compression : uint32_t {
+  kGroup4 = RAW_G4_MMR,
+  kGroup3 = RAW_G3_MH,
+  kGroup3TwoDimensional = RAW_G3_MR,
+  kIbmMmr = RAW_IBM_MMR,
+  kAbic = RAW_ABIC,
+  kNone = RAW_UNCOMPRESSED,
+  kJpeg = RAW_JPEG_444,
+  kJpeg420 = RAW_JPEG_420,
+  kJpeg422 = RAW_JPEG_422,
+};
+
+// Names for people: g4, g3, g3-2d, mmr, abic, none, jpeg, jpeg-420, jpeg-422.
+K_EXPORT std::vector<std::string> CompressionNames();
+// False for other names; `compression` is unchanged then.
+K_EXPORT bool CompressionOfName(std::string_view name, Compression& compression);
+
+// Group 4 for 1-bit pictures, JPEG for all others.
+K_EXPORT Compression DefaultCompression(const Bitmap& bitmap);
+// The depth at which a picture is written unless the caller wants another: 1 for
+// fax and uncompressed data, 1 or 4 for ABIC, 8 (grey) or 24 (colour) for JPEG.
+K_EXPORT int DefaultDepth(Compression compression, const Bitmap& bitmap);
+
+enum class SaveMode {
+  kNewFile,  // whatever the file held is gone
+  kAppend,   // behind the last page; a new file when there is none
+};
+
+struct SaveRequest {
+  SaveMode mode = SaveMode::kNewFile;
+  Container container = Container::Modca;
+  Compression compression = Compression::kGroup4;
+  int bitsPerPixel = 0;  // 0: the default depth
+  int quality = 90;      // of JPEG data: 1 to 100
+  bool dither = false;   // spread the error of a conversion to 1 bit
+};
+
+// What SavePage would refuse about a picture, whatever the file: -16 for a
+// compression that the kind of container can't hold; -27 for a depth that the
+// compression can't carry, and for uncompressed pages of more than 1 bit per
+// pixel, which no reader takes; -9 for a picture above 32767 pixels or 3276 dpi.
+K_EXPORT Outcome CheckPicture(const Bitmap& bitmap, const SaveRequest& request);
+
+// Writes a picture as a page, converted to the depth asked for. The file is
+// written in place: a failure under way leaves it damaged (see AtomicFile). The
+// filter may store the bitmap's rows top row first and set a resolution of 0 to
+// 96 dpi.
+//
+// Before anything is written it refuses what CheckPicture refuses and, with -9, to
+// append to a document that doesn't end with End Document. Else it returns the filter's
+// status. A document that is more than pages just saved is better edited through
+// AppendPages (see Assemble), which looks at all of it.
+K_EXPORT Outcome SavePage(const std::string& file, Bitmap& bitmap, const SaveRequest& request);
+
+}  // namespace kz

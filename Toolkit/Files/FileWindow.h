@@ -1,0 +1,57 @@
+// A file of any size, seen through one window of it.
+#pragma once
+
+#include <sys/stat.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "Toolkit/Base/Outcome.h"
+#include "Toolkit/Files/FileDescriptor.h"
+
+namespace kz {
+
+class FileWindow {
+ public:
+  // The most bytes that At gives: more than any structured field has.
+  static constexpr size_t kMaxBytes = 65536;
+
+  // Opens a regular file for reading. -10 when that fails.
+  Outcome Open(const std::string& path);
+  int64_t Size() const { return m_size; }
+  int Descriptor() const { return m_file ? m_file->Get() : -1; }
+  // What was opened.
+  const struct stat& Found() const { return m_found; }
+  // Whether nothing was written to the file since it was opened, whatever its name
+  // leads to now.
+  bool IsAsFound() const;
+  // `count` bytes at the offset, which stay until the next call; null when the file
+  // doesn't hold them all or they can't be read.
+  const unsigned char* At(int64_t offset, size_t count);
+  // Whether reading has failed other than by the end of the file.
+  bool Failed() const { return m_failed; }
+
+ private:
+  bool Fill(int64_t offset, size_t count);
+
+  std::optional<OwnedDescriptor> m_file;
+  struct stat m_found = {};
+  int64_t m_size = 0;
+  std::unique_ptr<unsigned char[]> m_bytes;
+  size_t m_capacity = 0;
+  int64_t m_start = 0;
+  size_t m_length = 0;
+  int64_t m_lastUse = 0;  // behind the last bytes that were given
+  size_t m_fill = 0;      // bytes that the last fill asked for
+  bool m_failed = false;
+};
+
+// Reads until `count` bytes are there or the file ends. Returns the bytes read, or -1.
+int64_t ReadFully(int descriptor, int64_t offset, unsigned char* to, size_t count);
+// Writes all of the bytes at the descriptor's position. Whether that worked.
+bool WriteFully(int descriptor, const unsigned char* from, size_t count);
+
+}  // namespace kz

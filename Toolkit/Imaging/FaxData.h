@@ -1,0 +1,23 @@
+// Fax data in memory, through the host's fax library.
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "Host/Kernel/HostRecords.h"
+#include "Toolkit/Base/Bitmap.h"
+#include "Toolkit/Base/Outcome.h"
+
+namespace kz {
+
+// Decodes info.nHeight rows of the format that `info` names into a 1-bit bitmap of
+// the same width, from its stored row `firstRow` on; 1 is black. Returns what
+// K_LoadRawFax returns, no value above 1. *damaged tells of Group 3 lines that had
+// to be replaced.
+int DecodeFax(const unsigned char* data, size_t size, _LOADINFO& info, int firstRow, Bitmap& bitmap,
+              bool* damaged);
+
+// Encodes a 1-bit picture as ITU-T T.6, top row first, 1 = black.
+Outcome EncodeGroup4(const Bitmap& bitmap, std::vector<unsigned char>& data);
+
+}  // namespace kz

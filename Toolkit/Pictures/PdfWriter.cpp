@@ -1,0 +1,197 @@
+// PDF (ISO 32000-1) files of one picture a page, written front to back.
+#include <leptonica/allheaders.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+
+#include "Toolkit/Imaging/FaxData.h"
+#include "Toolkit/Imaging/RowConversion.h"
+#include "Toolkit/Pictures/PictureFormats.h"
+
+namespace kz {
+
+namespace {
+
+constexpr double kPointsPerInch = 72;
+constexpr int kDefaultResolution = 96;
+// The largest page side that every reader takes, in units of a point or larger.
+constexpr double kMaxPageSide = 14400;
+constexpr unsigned char kFilterUp = 2;  // of PNG: differences to the row above
+
+// Objects 1 and 2 are the catalog and the page tree, which comes last.
+constexpr int kPageTree = 2;
+constexpr int kObjectsPerPage = 3;  // page, contents, image
+
+std::string Number(double value) {
+  // With a point, whatever the host's language writes.
+  char text[32];
+  const auto end = std::to_chars(text, text + sizeof(text), value, std::chars_format::fixed, 4);
+  return {text, end.ptr};
+}
+
+std::string Reference(int object) { return std::to_string(object) + " 0 R"; }
+
+// The page tree's children are listed when all are known.
+int PageObject(int page) { return kPageTree + 1 + page * kObjectsPerPage; }
+
+double PageSide(int pixels, int resolution) {
+  return pixels * kPointsPerInch / (resolution > 0 ? resolution : kDefaultResolution);
+}
+
+struct ImageData {
+  std::string entries;  // of the image's dictionary
+  std::vector<unsigned char> data;
+};
+
+class PdfSink : public PictureSink {
+ public:
+  // The second line tells transfer programs that the file isn't text.
+  explicit PdfSink(int descriptor)
+      : m_descriptor(descriptor), m_text("%PDF-1.6\n%\xE2\xE3\xCF\xD3\n") {
+    Begin(1);
+    m_text += "<< /Type /Catalog /Pages " + Reference(kPageTree) + " >>\nendobj\n";
+  }
+
+  Outcome AddPage(const Bitmap& bitmap) override {
+    ImageData image;
+    Outcome outcome =
+        bitmap.BitsPerPixel() == 1 ? Group4Image(bitmap, image) : DeflatedImage(bitmap, image);
+    if (!outcome.Ok()) return outcome;
+    const int page = PageObject(m_pages++);
+    const int contents = page + 1;
+    const int picture = page + 2;
+    const double x = PageSide(bitmap.Width(), bitmap.XResolution());
+    const double y = PageSide(bitmap.Height(), bitmap.YResolution());
+    const double unit = std::max({1.0, x / kMaxPageSide, y / kMaxPageSide});
+    const std::string width = Number(x / unit);
+    const std::string height = Number(y / unit);
+    Begin(page);
+    m_text += "<< /Type /Page /Parent " + Reference(kPageTree) + " /MediaBox [0 0 " + width + " " +
+              height + "] /Contents " + Reference(contents) + " /Resources << /XObject << /Im " +
+              Reference(picture) + " >> >>" + (unit > 1 ? " /UserUnit " + Number(unit) : "") +
+              " >>\nendobj\n";
+    const std::string draw = "q " + width + " 0 0 " + height + " 0 0 cm /Im Do Q";
+    Begin(contents);
+    m_text += "<< /Length " + std::to_string(draw.size()) + " >>\nstream\n" + draw +
+              "\nendstream\nendobj\n";
+    Begin(picture);
+    m_text += "<< /Type /XObject /Subtype /Image /Width " + std::to_string(bitmap.Width()) +
+              " /Height " + std::to_string(bitmap.Height()) + image.entries + " /Length " +
+              std::to_string(image.data.size()) + " >>\nstream\n";
+    outcome = WriteText();
+    if (outcome.Ok()) outcome = Write(image.data.data(), image.data.size());
+    m_text = "\nendstream\nendobj\n";
+    return outcome;
+  }
+
+  Outcome Finish() override {
+    Begin(kPageTree);
+    m_text += "<< /Type /Pages /Count " + std::to_string(m_pages) + " /Kids [";
+    for (int i = 0; i < m_pages; ++i) {
+      m_text += Reference(PageObject(i));
+      m_text += ' ';
+    }
+    m_text += "] >>\nendobj\n";
+    const uint64_t table = m_written + m_text.size();
+    const std::string count = std::to_string(m_offsets.size());
+    m_text += "xref\n0 " + count + "\n0000000000 65535 f \n";
+    for (size_t i = 1; i < m_offsets.size(); ++i) {
+      char entry[32];
+      (void)std::snprintf(entry, sizeof(entry), "%010llu 00000 n \n",
+                          static_cast<unsigned long long>(m_offsets[i]));
+      m_text += entry;
+    }
+    m_text += "trailer\n<< /Size " + count + " /Root " + Reference(1) + " >>\nstartxref\n" +
+              std::to_string(table) + "\n%%EOF\n";
+    return WriteText();
+  }
+
+ private:
+  // Starts an object at the end of what is written so far.
+  void Begin(int object) {
+    const auto index = static_cast<size_t>(object);
+    if (m_offsets.size() <= index) m_offsets.resize(index + 1);
+    m_offsets[index] = m_written + m_text.size();
+    m_text += std::to_string(object) + " 0 obj\n";
+  }
+
+  Outcome Write(const void* bytes, size_t count) {
+    m_written += count;
+    return WriteBytes(m_descriptor, bytes, count);
+  }
+
+  Outcome WriteText() {
+    Outcome outcome = Write(m_text.data(), m_text.size());
+    m_text.clear();
+    return outcome;
+  }
+
+  static Outcome Group4Image(const Bitmap& bitmap, ImageData& image) {
+    image.entries =
+        " /ColorSpace /DeviceGray /BitsPerComponent 1 /Filter /CCITTFaxDecode /DecodeParms << /K -1"
+        " /Columns " +
+        std::to_string(bitmap.Width()) + " /Rows " + std::to_string(bitmap.Height()) + " >>";
+    return EncodeGroup4(bitmap, image.data);
+  }
+
+  static std::string ColorSpace(const Bitmap& bitmap, bool mapped) {
+    if (bitmap.BitsPerPixel() == 24) return "/DeviceRGB";
+    if (!mapped) return "/DeviceGray";
+    std::string space = "[/Indexed /DeviceRGB " + std::to_string(bitmap.Colors() - 1) + " <";
+    for (int i = 0; i < bitmap.Colors(); ++i) {
+      char entry[8];
+      const unsigned char* color = bitmap.Palette() + ptrdiff_t{4} * i;
+      (void)std::snprintf(entry, sizeof(entry), "%02X%02X%02X", color[0], color[1], color[2]);
+      space += entry;
+    }
+    return space + ">]";
+  }
+
+  static Outcome DeflatedImage(const Bitmap& bitmap, ImageData& image) {
+    const int depth = bitmap.BitsPerPixel();
+    const bool mapped = !bitmap.IsGray() && depth <= 8;
+    PictureRows rows;
+    const int status = rows.Begin(bitmap, depth, K_ORDER_RGB);
+    if (status != K_SUCCESS) return Failure(status);
+    const size_t rowBytes =
+        (static_cast<size_t>(bitmap.Width()) * static_cast<size_t>(depth) + 7) / 8;
+    std::vector<unsigned char> filtered;
+    filtered.reserve((rowBytes + 1) * static_cast<size_t>(bitmap.Height()));
+    std::vector<unsigned char> above(rowBytes);
+    for (int i = 0; i < bitmap.Height(); ++i) {
+      const unsigned char* row = mapped ? bitmap.TopDownRow(i) : rows.Row(i);
+      filtered.push_back(kFilterUp);
+      for (size_t x = 0; x < rowBytes; ++x) {
+        filtered.push_back(static_cast<unsigned char>(row[x] - above[x]));
+      }
+      above.assign(row, row + rowBytes);
+    }
+    size_t size = 0;
+    const std::unique_ptr<l_uint8, void (*)(void*)> deflated(
+        zlibCompress(filtered.data(), filtered.size(), &size), lept_free);
+    if (deflated == nullptr) return Failure(K_ERROR_NO_MEMORY);
+    image.data.assign(deflated.get(), deflated.get() + size);
+    const std::string component = std::to_string(depth == 24 ? 8 : depth);
+    image.entries = " /ColorSpace " + ColorSpace(bitmap, mapped) + " /BitsPerComponent " +
+                    component + " /Filter /FlateDecode /DecodeParms << /Predictor 15 /Colors " +
+                    (depth == 24 ? "3" : "1") + " /BitsPerComponent " + component + " /Columns " +
+                    std::to_string(bitmap.Width()) + " >>";
+    return {};
+  }
+
+  int m_descriptor;
+  int m_pages = 0;
+  std::string m_text;  // not written yet
+  uint64_t m_written = 0;
+  std::vector<uint64_t> m_offsets;  // of the objects, by number
+};
+
+}  // namespace
+
+std::unique_ptr<PictureSink> MakePdfSink(int descriptor) {
+  return std::make_unique<PdfSink>(descriptor);
+}
+
+}  // namespace kz

@@ -1,0 +1,78 @@
+// Picture files of every day: png, tif, pnm, jpg and, for writing, pdf.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "Host/Kernel/Export.h"
+#include "Toolkit/Base/Bitmap.h"
+#include "Toolkit/Base/Outcome.h"
+
+namespace kz {
+
+class PictureSource;
+class PictureSink;
+class PictureOutput;
+class FileBatch;
+
+enum class PictureFormat { kNone, kPng, kTiff, kPbm, kPgm, kPpm, kPnm, kJpeg, kPdf };
+
+// The format that a name's ending stands for, in either case; kNone for others.
+K_EXPORT PictureFormat FormatOfEnding(std::string_view name);
+// Whether a file of the format holds more than one page.
+K_EXPORT bool HoldsPages(PictureFormat format);
+
+// Reads picture files. What a file is shows in its first bytes, not in its name.
+class K_EXPORT PictureReader {
+ public:
+  PictureReader();
+  ~PictureReader();
+
+  // -10 when the file can't be opened, -9 when it isn't a picture file of a kind
+  // that is read. Pages of more pixels than `maxPixels` will be refused.
+  Outcome Open(const std::string& path, int64_t maxPixels = kDefaultMaxPixels);
+  // Pages of the file; above 1 for tif and pnm only. Thumbnails and masks don't
+  // count.
+  int Pages() const;
+  // Reads a page, counted from 1, top row first, with its resolution (0 when the
+  // file has none). 1-bit pages stay 1 bit, palettes of 4 and 8 bits are kept, 16
+  // bits a sample become 8, transparent parts show white. The warnings name damage
+  // that the picture shows. -9 for a page that isn't there or is damaged, -7 for one
+  // that ends too early, -1 for no memory; the bitmap is empty then.
+  Outcome Read(int page, Bitmap& bitmap);
+
+ private:
+  std::unique_ptr<PictureSource> m_source;
+  int64_t m_maxPixels = kDefaultMaxPixels;
+};
+
+// Writes picture files, completely or not at all.
+class K_EXPORT PictureWriter {
+ public:
+  PictureWriter();
+  // Without Commit, a file that was there stays as it was.
+  ~PictureWriter();
+
+  // Starts a file of the format that the name's ending says, or of the one given;
+  // "-" is standard output and needs a format. With a batch, the file is put into
+  // place together with others. -16 for an ending or a format that isn't written, -14
+  // when the file can't be made.
+  Outcome Open(const std::string& path, PictureFormat format = PictureFormat::kNone,
+               FileBatch* batch = nullptr);
+  // Adds a page. Its depth stays where the format can hold it (pgm and ppm
+  // convert), 1-bit pages are stored with 1 bit, as Group 4 in tif and pdf. -16 for
+  // a second page in a format that holds one; -27 for a page of more than 1 bit in a
+  // pbm, which would lose all but its outlines; -5 when writing fails.
+  Outcome AddPage(const Bitmap& bitmap);
+  // Completes the file and puts it in place. -9 when no page was added.
+  Outcome Commit();
+
+ private:
+  std::unique_ptr<PictureOutput> m_output;
+  std::unique_ptr<PictureSink> m_sink;
+  PictureFormat m_format = PictureFormat::kNone;
+  int m_pages = 0;
+};
+
+}  // namespace kz
