@@ -1,7 +1,5 @@
-// Looking up the table of compressions ("Compressions" of docs/format.md).
+// What must hold of the table of compressions ("Compressions" of docs/format.md).
 #include "Format/Compression.h"
-
-#include <algorithm>
 
 namespace kz {
 
@@ -42,77 +40,6 @@ static_assert(Holds([](const CompressionRow& row, size_t index) {
               }),
               "one code, one compression");
 
-template <typename Rule>
-const CompressionRow* Find(Rule rule) {
-  const auto* row = std::find_if(std::begin(kCompressions), std::end(kCompressions), rule);
-  return row != std::end(kCompressions) ? row : nullptr;
-}
-
 }  // namespace
-
-const CompressionRow* FindCompression(unsigned id) {
-  return Find(
-      [id](const CompressionRow& row) { return row.id == id && row.coding != Coding::Unknown; });
-}
-
-FormatCode FindFormatCode(uint32_t nFormat) {
-  for (const CompressionRow& row : kCompressions) {
-    for (const Container container :
-         {Container::Modca, Container::Ioca, Container::ModcaCarriageControl}) {
-      if (nFormat != 0 && FormatCodeIn(row, container) == nFormat) return {&row, container};
-    }
-  }
-  return {nullptr, Container::Modca};
-}
-
-const CompressionRow* FindRawCode(uint32_t raw) {
-  return raw == 0 ? nullptr : Find([raw](const CompressionRow& row) { return row.raw == raw; });
-}
-
-const CompressionRow* FindCompressionOption(std::string_view option) {
-  return Find([option](const CompressionRow& row) {
-    return row.option != nullptr && option == row.option;
-  });
-}
-
-uint32_t FormatCodeIn(const CompressionRow& row, Container container) {
-  switch (container) {
-    case Container::Ioca:
-      return row.ioca;
-    case Container::Modca:
-      return row.modca;
-    case Container::ModcaCarriageControl:
-      return row.modcaCarriageControl;
-  }
-  return 0;
-}
-
-uint32_t DescribedFormatCode(const CompressionRow& row, Container container) {
-  const uint32_t code = FormatCodeIn(row, container);
-  return code != 0 ? code : row.modca;
-}
-
-unsigned CompressionIdAt(const CompressionRow& row, int bitsPerPixel) {
-  if (row.idDepth == 0) return row.id;
-  const CompressionRow* sibling = Find([&](const CompressionRow& other) {
-    return other.raw == row.raw && other.idDepth == bitsPerPixel;
-  });
-  return sibling != nullptr ? sibling->id : 0;
-}
-
-int DefaultDepth(Coding coding, int pictureBits, bool gray) {
-  switch (coding) {
-    case Coding::Unknown:
-      return 0;
-    case Coding::Fax:
-    case Coding::Uncompressed:
-      return 1;
-    case Coding::Abic:
-      return pictureBits == 1 ? 1 : 4;
-    case Coding::Jpeg:
-      return gray ? 8 : 24;
-  }
-  return 0;
-}
 
 }  // namespace kz

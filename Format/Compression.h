@@ -2,6 +2,7 @@
 // it an enumerator and a row here, and a coding of its own if a new coder does it.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <iterator>
 #include <string_view>
@@ -90,31 +91,93 @@ constexpr const CompressionRow& RowOf(Compression compression) {
   return kCompressions[static_cast<size_t>(compression)];
 }
 
+// The first row that a rule holds for; null when there is none.
+template <typename Rule>
+constexpr const CompressionRow* FindCompressionRow(Rule rule) {
+  const auto* row = std::find_if(std::begin(kCompressions), std::end(kCompressions), rule);
+  return row != std::end(kCompressions) ? row : nullptr;
+}
+
+// The row of an Image Encoding field's compression; null when it can't be loaded.
+constexpr const CompressionRow* FindCompression(unsigned id) {
+  return FindCompressionRow(
+      [id](const CompressionRow& row) { return row.id == id && row.coding != Coding::Unknown; });
+}
+
+// The row of a raw code; null for another code.
+constexpr const CompressionRow* FindRawCode(uint32_t raw) {
+  return FindCompressionRow(
+      [raw](const CompressionRow& row) { return raw != 0 && row.raw == raw; });
+}
+
+// The row of the command's name for it; null for another name.
+constexpr const CompressionRow* FindCompressionOption(std::string_view option) {
+  return FindCompressionRow([option](const CompressionRow& row) {
+    return row.option != nullptr && option == row.option;
+  });
+}
+
+// The row's format code for saving into a container; 0 when there is none.
+constexpr uint32_t FormatCodeIn(const CompressionRow& row, Container container) {
+  switch (container) {
+    case Container::Ioca:
+      return row.ioca;
+    case Container::Modca:
+      return row.modca;
+    case Container::ModcaCarriageControl:
+      return row.modcaCarriageControl;
+  }
+  return 0;
+}
+
 // The row and the container of a format code; a null row for other codes.
 struct FormatCode {
   const CompressionRow* row;
   Container container;
 };
 
-// The row of an Image Encoding field's compression; null when it can't be loaded.
-const CompressionRow* FindCompression(unsigned id);
-FormatCode FindFormatCode(uint32_t nFormat);
-// The row of a raw code; null for another code.
-const CompressionRow* FindRawCode(uint32_t raw);
-// The row of the command's name for it; null for another name.
-const CompressionRow* FindCompressionOption(std::string_view option);
+constexpr FormatCode FindFormatCode(uint32_t nFormat) {
+  for (const CompressionRow& row : kCompressions) {
+    for (const Container container :
+         {Container::Modca, Container::Ioca, Container::ModcaCarriageControl}) {
+      if (nFormat != 0 && FormatCodeIn(row, container) == nFormat) return {&row, container};
+    }
+  }
+  return {nullptr, Container::Modca};
+}
 
-// The row's format code for saving into a container; 0 when there is none.
-uint32_t FormatCodeIn(const CompressionRow& row, Container container);
 // The format code of a page as read: a compression that is saved into one container
 // only has that one's code everywhere.
-uint32_t DescribedFormatCode(const CompressionRow& row, Container container);
+constexpr uint32_t DescribedFormatCode(const CompressionRow& row, Container container) {
+  const uint32_t code = FormatCodeIn(row, container);
+  return code != 0 ? code : row.modca;
+}
 
 // The identifier to write for a row and its bits per pixel; 0 when no identifier
 // stands for that depth.
-unsigned CompressionIdAt(const CompressionRow& row, int bitsPerPixel);
+constexpr unsigned CompressionIdAt(const CompressionRow& row, int bitsPerPixel) {
+  if (row.idDepth == 0) return row.id;
+  const CompressionRow* sibling = FindCompressionRow([&](const CompressionRow& other) {
+    return other.raw == row.raw && other.idDepth == bitsPerPixel;
+  });
+  return sibling != nullptr ? sibling->id : 0;
+}
+
 // The depth at which a coding's data are written unless somebody wants another;
 // 0 for a coding that isn't written.
-int DefaultDepth(Coding coding, int pictureBits, bool gray);
+constexpr int DefaultDepth(Coding coding, int pictureBits, bool gray) {
+  switch (coding) {
+    case Coding::Unknown:
+      return 0;
+    case Coding::Fax:
+    case Coding::Uncompressed:
+      return 1;
+    case Coding::Abic:
+      return pictureBits == 1 ? 1 : 4;
+    case Coding::Jpeg:
+      return gray ? 8 : 24;
+  }
+  return 0;
+}
 
 }  // namespace kz

@@ -8,19 +8,6 @@
 
 namespace kz {
 
-const char* ContainerName(Container container) {
-  for (const ContainerRow& row : kContainers) {
-    if (row.container == container) return row.name;
-  }
-  return "";
-}
-
-const ContainerRow* FindContainer(std::string_view option) {
-  const auto* row = std::find_if(std::begin(kContainers), std::end(kContainers),
-                                 [&](const ContainerRow& known) { return option == known.option; });
-  return row != std::end(kContainers) ? row : nullptr;
-}
-
 bool StartsBareImage(ByteSpan start) {
   return start.size() >= std::size(kBareStart) &&
          std::equal(std::begin(kBareStart), std::end(kBareStart), start.begin());

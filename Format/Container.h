@@ -22,9 +22,19 @@ inline constexpr ContainerRow kContainers[] = {
 };
 
 // The container's name for people.
-const char* ContainerName(Container container);
+constexpr const char* ContainerName(Container container) {
+  for (const ContainerRow& row : kContainers) {
+    if (row.container == container) return row.name;
+  }
+  return "";
+}
 // The container of the command's name; null for another name.
-const ContainerRow* FindContainer(std::string_view option);
+constexpr const ContainerRow* FindContainerOption(std::string_view option) {
+  for (const ContainerRow& row : kContainers) {
+    if (option == row.option) return &row;
+  }
+  return nullptr;
+}
 
 // Begin Segment without a name, Begin Image Content: what a bare image begins with.
 inline constexpr unsigned char kBareStart[] = {0x70, 0x00, 0x91, 0x01, 0xFF};

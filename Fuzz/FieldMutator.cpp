@@ -136,7 +136,8 @@ bool MutateFields(const FieldKind& kind, Bytes& bytes, Random& random) {
 
 // What the bytes behind the selector begin with.
 const FieldKind& KindOf(const Bytes& bytes) {
-  return !bytes.empty() && bytes[0] == SDF_BEGIN_SEGMENT ? kSelfDefiningFields : kStructuredFields;
+  return !bytes.empty() && bytes[0] == kz::sdf::kBeginSegment ? kSelfDefiningFields
+                                                              : kStructuredFields;
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
 // fltInfo, and the readers that count pages.
-#include "API/Filters/Ica/Common/Ioca/Navigation.h"
+#include "API/Filters/Ica/Common/Ioca/Document/Navigation.h"
 #include "Fuzz/FilterCalls.h"
 #include "Fuzz/MemoryDisk.h"
 

@@ -106,7 +106,7 @@ kz::Bitmap Picture(int width, int height, int bitsPerPixel) {
 TEST(PageLoad, JpegWithoutDepthAndWithAnotherSizeIsWhatItsDataSay) {
   const TemporaryFolder folder;
   kz::SaveRequest request;
-  request.compression = kz::Compression::kJpeg;
+  request.compression = kz::Compression::Jpeg;
   for (const auto& [depth, width] : {std::pair{24, 16u}, {8, 16u}, {24, 20u}, {24, 9u}}) {
     kz::Bitmap bitmap = Picture(16, 8, depth);
     Bytes data;
@@ -128,8 +128,8 @@ TEST(PageLoad, JpegWithoutDepthAndWithAnotherSizeIsWhatItsDataSay) {
 TEST(PageLoad, EveryAllocationThatFailsIsReportedAndFreesAll) {
   kz::Bitmap bitmap = Picture(64, 40, 1), loaded;
   const TemporaryFolder folder;
-  for (const kz::Compression compression : {kz::Compression::kGroup4, kz::Compression::kAbic,
-                                            kz::Compression::kNone, kz::Compression::kJpeg}) {
+  for (const kz::Compression compression : {kz::Compression::Group4, kz::Compression::Abic,
+                                            kz::Compression::None, kz::Compression::Jpeg}) {
     kz::SaveRequest request;
     request.compression = compression;
     const std::string file = folder / "page";

@@ -21,7 +21,7 @@ int main(int, char** arguments) {
     kz::Bitmap picture;
     (void)picture.Create(20, 3, depth);
     kz::SaveRequest request;
-    request.compression = kz::Compression::kAbic;
+    request.compression = kz::Compression::Abic;
     saved = kz::SavePage(std::string(arguments[1]) + ".saved", picture, request).status;
     picture.Reset();
     K_FreeBitmap(&load.bitmap);

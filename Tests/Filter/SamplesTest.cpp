@@ -84,16 +84,16 @@ Bytes SavedDocument() {
   const TemporaryFolder folder;
   const std::string file = folder / "saved";
   for (const kz::Compression compression :
-       {kz::Compression::kGroup4, kz::Compression::kGroup3, kz::Compression::kIbmMmr,
-        kz::Compression::kAbic, kz::Compression::kNone, kz::Compression::kJpeg}) {
+       {kz::Compression::Group4, kz::Compression::Group3, kz::Compression::IbmMmr,
+        kz::Compression::Abic, kz::Compression::None, kz::Compression::Jpeg}) {
     kz::Bitmap picture;
-    EXPECT_EQ(picture.Create(200, 50, compression == kz::Compression::kJpeg ? 8 : 1), K_SUCCESS);
+    EXPECT_EQ(picture.Create(200, 50, compression == kz::Compression::Jpeg ? 8 : 1), K_SUCCESS);
     for (int y = 0; y < 50; ++y) {
       const Bytes row = Pattern(25, static_cast<unsigned>(y));
       std::copy(row.begin(), row.end(), picture.TopDownRow(y));
     }
     kz::SaveRequest request;
-    request.mode = kz::SaveMode::kAppend;
+    request.mode = kz::SaveMode::Append;
     request.compression = compression;
     EXPECT_EQ(kz::SavePage(file, picture, request).status, K_SUCCESS);
   }

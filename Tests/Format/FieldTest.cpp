@@ -272,8 +272,8 @@ TEST(Containers, AreToldByTheirFirstBytes) {
     EXPECT_EQ(kz::StartsBareImage(Bytes(row.start)), row.bare);
     EXPECT_EQ(kz::StartsStructuredField(Bytes(row.start)), row.document);
   }
-  EXPECT_EQ(kz::FindContainer("afp")->container, kz::Container::ModcaCarriageControl);
-  EXPECT_EQ(kz::FindContainer("pdf"), nullptr);
+  EXPECT_EQ(kz::FindContainerOption("afp")->container, kz::Container::ModcaCarriageControl);
+  EXPECT_EQ(kz::FindContainerOption("pdf"), nullptr);
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 namespace kz::test {
 namespace {
 
-constexpr unsigned sf::kIncludeObject = 0xAFC3;
+constexpr unsigned kIncludeObject = 0xAFC3;
 constexpr unsigned kObjectAreaDescriptor = 0xA66B;
 constexpr unsigned kObjectAreaPosition = 0xAC6B;
 constexpr unsigned kMapImageObject = 0xABFB;
@@ -100,10 +100,10 @@ TEST(ResourceGroups, IncludedImagesMoveIntoThePage) {
     EXPECT_EQ(Picture(out, 1), Picture(formatter.file, page));
     EXPECT_EQ(Prefixes(FileBytes(out)), FieldPrefix::All);
     for (const WalkedField& field : Walk(FileBytes(out))) {
-      EXPECT_TRUE(field.code != 0xA8C6 && field.code != sf::kIncludeObject);
+      EXPECT_TRUE(field.code != 0xA8C6 && field.code != kIncludeObject);
     }
     // The area's origin and rotation.
-    const Bytes include = FieldOf(Pages(source)[static_cast<size_t>(page) - 1], sf::kIncludeObject);
+    const Bytes include = FieldOf(Pages(source)[static_cast<size_t>(page) - 1], kIncludeObject);
     const Bytes position = FieldOf(FileBytes(out), kObjectAreaPosition);
     EXPECT_EQ(Slice(position, 2, 10), Slice(include, 10, 10));
   }
@@ -131,7 +131,7 @@ Bytes Including(const Inclusion& inclusion) {
   Bytes include = Name("PIC") + Bytes{0, 0xFB} + Bytes(16, 0xFF) + Bytes{1} + inclusion.triplets;
   Bytes image, page;
   for (size_t i = 0; i < inclusion.imageFields; ++i) image = image + Field(0xEEFB, Bytes(32000, 7));
-  for (size_t i = 0; i < inclusion.times; ++i) page = page + Field(sf::kIncludeObject, include);
+  for (size_t i = 0; i < inclusion.times; ++i) page = page + Field(kIncludeObject, include);
   return Field(0xA8C6) + Field(0xA8CE, Name("PIC") + Bytes{0, 0}) + Field(0xA8FB, Name("PIC")) +
          Field(kObjectAreaDescriptor, inclusion.descriptor) +
          Field(kObjectAreaPosition, Bytes(24, 0)) + image + Field(0xA9FB) + Field(0xA9CE) +

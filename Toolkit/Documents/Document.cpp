@@ -16,18 +16,6 @@ uint64_t UncompressedBytes(int64_t width, int64_t height, int bitsPerPixel) {
 
 }  // namespace
 
-const char* ContainerName(Container container) {
-  switch (container) {
-    case Container::Ioca:
-      return "IOCA";
-    case Container::Modca:
-      return "MO:DCA";
-    case Container::ModcaCarriageControl:
-      return "MO:DCA with carriage control";
-  }
-  return "";
-}
-
 Outcome DescribePage(const std::string& file, int page, bool countPages, PageInfo& info) {
   if (FileShift::IsNeeded(file)) {
     Document document(file);
@@ -101,11 +89,13 @@ Outcome Document::Index() {
     m_places.push_back({0, Container::Ioca});
     return {};
   }
-  ImagePlaces found;
-  outcome = FindImagePlaces(m_file, 0, found);
+  FileWindow file;
+  outcome = file.Open(m_file);
+  if (!outcome.Ok()) return outcome;
+  ImagePlaces found = FindImagePlaces(file, 0);
   m_places = std::move(found.places);
   m_structure = std::move(found.structure);
-  if (outcome.Ok() && m_places.empty()) {
+  if (m_places.empty()) {
     outcome = m_structure.Ok() ? Failure(K_ERROR_READ, "the document has no image") : m_structure;
   }
   return outcome;
@@ -124,7 +114,7 @@ Outcome Document::AtPage(int page, PageInfo* info, Read read) const {
   if (info != nullptr && outcome.Ok()) {
     info->page = page;
     info->container = place.container;
-    info->format = DescribedFormatCode(FindFormatCode(info->format).row, place.container);
+    info->format = DescribedFormatCode(*FindFormatCode(info->format).row, place.container);
   }
   return outcome;
 }

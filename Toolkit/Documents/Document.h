@@ -17,9 +17,6 @@ namespace kz {
 
 class FileWindow;
 
-// "IOCA", "MO:DCA" or "MO:DCA with carriage control".
-K_EXPORT const char* ContainerName(Container container);
-
 // What a file says of one of its pages.
 struct PageInfo {
   uint32_t format = 0;  // the filter's code for compression and container

@@ -16,16 +16,13 @@ Outcome FaultAt(const ScannedField& field) {
 
 }  // namespace
 
-Outcome FindImagePlaces(const std::string& file, int64_t from, ImagePlaces& found) {
-  found = {};
-  FileWindow window;
-  Outcome outcome = window.Open(file);
-  if (!outcome.Ok()) return outcome;
+ImagePlaces FindImagePlaces(FileWindow& file, int64_t from, size_t most) {
+  ImagePlaces found;
   Container container = Container::Modca;
   bool inImage = false;
   bool documentEnded = false;
-  for (int64_t at = from; at < window.Size();) {
-    const ScannedField field = ScanField(window, at);
+  for (int64_t at = from; at < file.Size() && found.places.size() < most;) {
+    const ScannedField field = ScanField(file, at);
     if (field.prefixed) container = Container::ModcaCarriageControl;
     const bool named = field.fault == FieldFault::None || field.fault == FieldFault::CutData;
     const bool pictureData = named && field.code == sf::kImagePictureData;
@@ -36,14 +33,14 @@ Outcome FindImagePlaces(const std::string& file, int64_t from, ImagePlaces& foun
     }
     inImage = pictureData;
     if (field.fault != FieldFault::None) {
-      // Files are padded behind their document.
+      // Files are padded after their document.
       if (named || !documentEnded) found.structure = FaultAt(field);
       break;
     }
     documentEnded = field.code == sf::kEndDocument;
     at = field.End();
   }
-  return {};
+  return found;
 }
 
 }  // namespace kz

@@ -1,10 +1,12 @@
 // Where the images of a document stand, whatever its size.
 #pragma once
 
-#include <string>
+#include <cstddef>
+#include <cstdint>
 #include <vector>
 
 #include "Toolkit/Documents/Document.h"
+#include "Toolkit/Files/FileWindow.h"
 
 namespace kz {
 
@@ -13,8 +15,8 @@ struct ImagePlaces {
   Outcome structure;  // what ended the walk before the document's end, if anything did
 };
 
-// Walks over all structured fields of a document from a position on. Fails with -10
-// when the file can't be opened.
-Outcome FindImagePlaces(const std::string& file, int64_t from, ImagePlaces& found);
+// Walks over the structured fields of a document from a position on, until its end or
+// until `most` images are found.
+ImagePlaces FindImagePlaces(FileWindow& file, int64_t from, size_t most = SIZE_MAX);
 
 }  // namespace kz

@@ -1,18 +1,14 @@
 #include "Toolkit/Documents/PageIndex.h"
+#include "Toolkit/Files/FileWindow.h"
 
-#include <cerrno>
-#include <cstring>
+#include <algorithm>
 
 #include "Format/FieldScan.h"
-#include "Format/StructuredField.h"
 #include "Toolkit/Documents/Resources.h"
 
 namespace kz {
 
 namespace {
-
-// Begin Segment without a name, Begin Image Content.
-constexpr unsigned char kBareStart[] = {0x70, 0x00, 0x91, 0x01, 0xFF};
 
 class PrefixCount {
  public:
@@ -212,16 +208,16 @@ class Indexer {
 
 Outcome FindContainer(FileWindow& file, Container& container) {
   if (file.Size() == 0) return Failure(K_ERROR_READ, "the file is empty");
-  const unsigned char* start = file.At(0, sizeof(kBareStart));
-  if (start != nullptr && std::memcmp(start, kBareStart, sizeof(kBareStart)) == 0) {
+  const auto count = static_cast<size_t>(std::min<int64_t>(file.Size(), kIntroducerRoom));
+  const unsigned char* bytes = file.At(0, count);
+  const ByteSpan start(bytes, bytes != nullptr ? count : 0);
+  if (StartsBareImage(start)) {
     container = Container::Ioca;
-    return {};
-  }
-  const bool prefixed = start != nullptr && start[0] == kCarriageControl;
-  if (start == nullptr || start[prefixed ? 3 : 2] != kFieldClass) {
+  } else if (!StartsStructuredField(start)) {
     return Failure(K_ERROR_INVALID_FORMAT, "this is neither an IOCA image nor a MO:DCA document");
+  } else {
+    container = start[0] == kCarriageControl ? Container::ModcaCarriageControl : Container::Modca;
   }
-  container = prefixed ? Container::ModcaCarriageControl : Container::Modca;
   return {};
 }
 

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "Format/Compression.h"
+#include "Format/Container.h"
 #include "Host/Kernel/Export.h"
 #include "Toolkit/Base/Outcome.h"
 

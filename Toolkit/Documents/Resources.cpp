@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "Format/Triplet.h"
+
 namespace kz {
 
 namespace {
@@ -13,34 +15,7 @@ std::string_view Trimmed(std::string_view name) {
   return name;
 }
 
-constexpr unsigned kBegin = 0xA8;
-constexpr unsigned kEnd = 0xA9;
-constexpr size_t kNameLength = 8;
-constexpr char kQualifiedNameTriplet = 0x02;
-// Bytes of the triplet before the name.
-constexpr size_t kQualifiedName = 4;
-
 }  // namespace
-
-bool RefersToResource(uint16_t code) {
-  switch (code) {
-    case 0xAFD8:  // Include Page Overlay
-    case 0xAF5F:  // Include Page Segment
-    case sf::kIncludeObject:
-    case 0xAFAF:  // Include Page
-    case 0xADC3:  // Preprocess Presentation Object
-    case 0xAB8A:  // Map Coded Font
-    case 0xB18A:  // Map Coded Font, format 1
-    case 0xABC3:  // Map Data Resource
-    case 0xABD8:  // Map Page Overlay
-    case 0xB15F:  // Map Page Segment
-    case 0xAB77:  // Map Color Attribute Table
-    case 0xABCC:  // Invoke Medium Map
-      return true;
-    default:
-      return false;
-  }
-}
 
 std::string FieldData(FileWindow& file, const ScannedField& field) {
   const unsigned length = field.DataLength();
@@ -55,17 +30,10 @@ void ResourceCatalogue::AddNames(uint16_t code, std::string_view data) {
     name = Trimmed(name);
     if (!name.empty()) m_names.emplace(name, resource);
   };
-  add(data.substr(0, kNameLength));
-  // Fully qualified names follow as triplets: length, 02, type, format, name.
-  size_t at = code == sf::kBeginResource ? kNameLength + 2 : kNameLength;
-  while (at + kQualifiedName < data.size()) {
-    const auto length = static_cast<unsigned char>(data[at]);
-    if (length < 2) break;
-    if (data[at + 1] == kQualifiedNameTriplet && length > kQualifiedName) {
-      add(data.substr(at + kQualifiedName, length - kQualifiedName));
-    }
-    at += length;
-  }
+  add(data.substr(0, kFieldNameLength));
+  const size_t named = std::min<size_t>(data.size(), TripletsOffset(code));
+  Triplets triplets(data.substr(named));
+  for (Triplet triplet; triplets.Next(triplet);) add(QualifiedName(triplet));
 }
 
 void ResourceCatalogue::Note(FileWindow& file, const ScannedField& field, int depth) {
@@ -73,7 +41,7 @@ void ResourceCatalogue::Note(FileWindow& file, const ScannedField& field, int de
   Resource& resource = m_resources.back();
   resource.hasPages |= code == sf::kBeginDocument || code == sf::kEndDocument ||
                        code == sf::kBeginPage || code == sf::kEndPage;
-  if (code >> 8 == kBegin && depth <= 1) {
+  if (TypeOf(code) == FieldType::Begin && depth <= 1) {
     // A resource is named by Begin Resource and by the Begin field within.
     AddNames(code, FieldData(file, field));
     if (code == sf::kBeginImageObject) resource.image = {field.offset, field.offset};
@@ -97,11 +65,11 @@ Outcome ResourceCatalogue::Read(FileWindow& file, const PageIndex& index) {
       if (field.fault != FieldFault::None) return Failure(K_ERROR_READ);
       at = field.End();
       if (field.code == sf::kBeginResourceGroup || field.code == sf::kEndResourceGroup) continue;
-      const unsigned type = field.code >> 8;
-      if (type == kBegin && depth == 0) m_resources.emplace_back();
-      if (depth > 0 || type == kBegin) Note(file, field, depth);
-      if (type == kBegin) ++depth;
-      if (type == kEnd && depth > 0) --depth;
+      const FieldType type = TypeOf(field.code);
+      if (type == FieldType::Begin && depth == 0) m_resources.emplace_back();
+      if (depth > 0 || type == FieldType::Begin) Note(file, field, depth);
+      if (type == FieldType::Begin) ++depth;
+      if (type == FieldType::End && depth > 0) --depth;
     }
   }
   return {};
@@ -126,12 +94,10 @@ bool ResourceCatalogue::Knows(std::string_view name) const {
 bool ResourceCatalogue::NamedIn(std::string_view data) const {
   for (size_t at = 0; at < data.size(); ++at) {
     const std::string_view rest = data.substr(at);
-    if (rest.size() >= kNameLength && Knows(rest.substr(0, kNameLength))) return true;
-    if (rest.size() <= kQualifiedName || rest[1] != kQualifiedNameTriplet) continue;
-    const auto length = static_cast<unsigned char>(rest[0]);
-    if (length > kQualifiedName && Knows(rest.substr(kQualifiedName, length - kQualifiedName))) {
-      return true;
-    }
+    if (rest.size() >= kFieldNameLength && Knows(rest.substr(0, kFieldNameLength))) return true;
+    Triplet triplet;
+    Triplets(rest).Next(triplet);
+    if (Knows(QualifiedName(triplet))) return true;
   }
   return false;
 }

@@ -9,15 +9,12 @@
 
 #include "Format/FieldScan.h"
 #include "Toolkit/Documents/PageIndex.h"
+#include "Toolkit/Files/FileWindow.h"
 
 namespace kz {
 
 // Data bytes of an Object Area Position field up to its reference system.
 constexpr unsigned kObjectAreaPositionLength = 24;
-
-// Whether a field names something that the document may bring along: Include
-// fields, and Map fields but for the mapping options of objects.
-bool RefersToResource(uint16_t code);
 
 // A field's data; empty when they can't be read.
 std::string FieldData(FileWindow& file, const ScannedField& field);

@@ -4,9 +4,7 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "API/Filters/Ica/Common/Ioca/Document.h"
-#include "Format/BigEndian.h"
-#include "Format/FieldScan.h"
+#include "Format/PageFields.h"
 #include "Toolkit/Editing/Assemble.h"
 #include "Toolkit/Editing/Pieces.h"
 #include "Toolkit/Files/DocumentLock.h"
@@ -15,35 +13,23 @@ namespace kz {
 
 namespace {
 
-// Finds End Document, with or without a name, as the last field of a document of
-// `size` bytes. False when there is none or it can't be read.
-bool FindEnd(int descriptor, int64_t size, std::string& field) {
-  for (const unsigned length : {END_DOCUMENT_LENGTH, kIntroducerLength}) {
-    field.resize(length);
-    auto* bytes = reinterpret_cast<unsigned char*>(field.data());
-    const bool there =
-        size >= length && ReadFully(descriptor, size - length, bytes, length) == length;
-    if (there && GetBig16(bytes) == length && bytes[2] == kFieldClass &&
-        GetBig16(bytes + 3) == sf::kEndDocument) {
-      return true;
-    }
-  }
-  return false;
-}
-
 Outcome Append(int descriptor, int64_t size, const PageIndex& pages) {
-  std::string end;
-  if (!FindEnd(descriptor, size, end)) {
+  unsigned char last[1 + kEndDocumentLength];  // the last field and the byte before it
+  const auto count = static_cast<size_t>(std::min<int64_t>(size, sizeof(last)));
+  const bool read = ReadFully(descriptor, size - static_cast<int64_t>(count), last, count) ==
+                    static_cast<int64_t>(count);
+  size_t length = read ? TrailingEndDocument({last, count}) : 0;
+  if (length == 0) {
     return Failure(K_ERROR_INVALID_FORMAT, "the document doesn't end with End Document");
   }
   // A 0x5A before it may be its own or another field's last byte: where the pages begin
   // with the same byte, both are kept as they are.
-  unsigned char before = 0;
-  const int64_t room = static_cast<int64_t>(end.size()) + 1;
-  if (pages.prefix == FieldPrefix::All && size >= room &&
-      ReadFully(descriptor, size - room, &before, 1) == 1 && before == kCarriageControl) {
-    end.insert(end.begin(), static_cast<char>(before));
+  if (pages.prefix == FieldPrefix::All && count > length &&
+      last[count - length - 1] == kCarriageControl) {
+    ++length;
   }
+  const unsigned char* bytes = last + count - length;
+  const std::string end(bytes, bytes + length);
   const int64_t place = size - static_cast<int64_t>(end.size());
   PieceList list;
   int source = 0;
@@ -57,10 +43,8 @@ Outcome Append(int descriptor, int64_t size, const PageIndex& pages) {
   outcome = list.Write(descriptor);
   if (outcome.Ok() && ::fsync(descriptor) != 0) outcome = SystemFailure(K_ERROR_WRITE, errno);
   if (outcome.Ok()) return outcome;
-  const auto* bytes = reinterpret_cast<const unsigned char*>(end.data());
   const bool restored = ::lseek(descriptor, place, SEEK_SET) >= 0 &&
-                        WriteFully(descriptor, bytes, end.size()) &&
-                        ::ftruncate(descriptor, size) == 0;
+                        WriteFully(descriptor, bytes, length) && ::ftruncate(descriptor, size) == 0;
   if (!restored) outcome.what += "; the document is left damaged";
   return outcome;
 }

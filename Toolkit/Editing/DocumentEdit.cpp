@@ -5,6 +5,7 @@
 #include <unordered_map>
 
 #include "Format/FieldScan.h"
+#include "Format/SelfDefiningField.h"
 #include "Toolkit/Documents/Resources.h"
 #include "Toolkit/Editing/ImagePage.h"
 #include "Toolkit/Editing/IncludedImage.h"

@@ -2,13 +2,12 @@
 
 #include <string>
 
-#include "Format/BigEndian.h"
+#include "Format/FieldBuilder.h"
+#include "Format/Triplet.h"
 
 namespace kz {
 
 namespace {
-
-constexpr uint16_t kMapImageObject = 0xABFB;
 
 // Offsets in the data of an Include Object field.
 constexpr size_t kObjectType = 9;
@@ -16,7 +15,7 @@ constexpr size_t kAreaOrigin = 10;     // X and Y, three bytes each
 constexpr size_t kAreaRotation = 16;   // X and Y, two bytes each
 constexpr size_t kContentOrigin = 20;  // X and Y, three bytes each
 constexpr size_t kReferenceSystem = 26;
-constexpr size_t kTriplets = 27;
+constexpr size_t kTriplets = TripletsOffset(sf::kIncludeObject);
 constexpr char kTypeIoca = '\xFB';
 
 // Offsets in the data of an Object Area Position field.
@@ -25,28 +24,13 @@ constexpr size_t kPositionAreaRotation = 8;
 constexpr size_t kPositionContentOrigin = 13;
 constexpr size_t kPositionReferenceSystem = 23;
 
-constexpr char kTripletMeasurementUnits = '\x4B';
-constexpr char kTripletAreaSize = '\x4C';
-constexpr char kTripletMappingOption = '\x04';
-
-// The triplet of the identifier in a sequence of triplets, whole; empty when there
-// is none.
-std::string_view FindTriplet(std::string_view triplets, char identifier) {
-  while (triplets.size() >= 2) {
-    const auto length = static_cast<unsigned char>(triplets[0]);
-    if (length < 2 || length > triplets.size()) break;
-    if (triplets[1] == identifier) return triplets.substr(0, length);
-    triplets.remove_prefix(length);
-  }
-  return {};
-}
-
 // The sequence with the triplet in the place of the one of the same identifier.
-std::string ReplaceTriplet(std::string_view triplets, std::string_view triplet) {
-  const std::string_view old = FindTriplet(triplets, triplet[1]);
+std::string ReplaceTriplet(std::string_view triplets, const Triplet& triplet) {
+  const Triplet old = FindTriplet(triplets, triplet.id);
   std::string result(triplets);
-  if (old.empty()) return result.append(triplet);
-  return result.replace(static_cast<size_t>(old.data() - triplets.data()), old.size(), triplet);
+  if (old.whole.empty()) return result.append(triplet.whole);
+  return result.replace(static_cast<size_t>(old.whole.data() - triplets.data()), old.whole.size(),
+                        triplet.whole);
 }
 
 std::string PlacedPosition(std::string position, std::string_view include) {
@@ -68,41 +52,37 @@ std::string PlacedPosition(std::string position, std::string_view include) {
 }
 
 std::string SizedDescriptor(std::string descriptor, std::string_view triplets) {
-  for (const char identifier : {kTripletMeasurementUnits, kTripletAreaSize}) {
-    const std::string_view triplet = FindTriplet(triplets, identifier);
-    if (!triplet.empty()) descriptor = ReplaceTriplet(descriptor, triplet);
+  for (const uint8_t id : {triplet::kMeasurementUnits, triplet::kObjectAreaSize}) {
+    const Triplet triplet = FindTriplet(triplets, id);
+    if (!triplet.whole.empty()) descriptor = ReplaceTriplet(descriptor, triplet);
   }
   return descriptor;
-}
-
-// A mapping field's data: one repeating group, its length before the triplet.
-std::string MappingData(std::string_view triplet) {
-  unsigned char length[2];
-  PutBig16(length, static_cast<uint32_t>(sizeof(length) + triplet.size()));
-  return std::string(reinterpret_cast<const char*>(length), sizeof(length)).append(triplet);
 }
 
 }  // namespace
 
 std::string_view IncludedImageName(std::string_view include) {
   if (include.size() < kTriplets || include[kObjectType] != kTypeIoca) return {};
-  return include.substr(0, 8);
+  return include.substr(0, kFieldNameLength);
 }
 
 Outcome AddIncludedImage(PieceList& pieces, int source, ByteRange image, std::string_view include,
                          PieceForm form, bool prefixed) {
   FileWindow& file = pieces.File(source);
   const std::string_view triplets = include.substr(kTriplets);
-  const std::string_view mapping = FindTriplet(triplets, kTripletMappingOption);
+  const std::string_view mapping = FindTriplet(triplets, triplet::kMappingOption).whole;
   Outcome outcome;
   int64_t copied = image.begin;
   const auto leaveOut = [&](const ScannedField& field) {
     pieces.Add(source, {copied, field.offset}, form);
     copied = field.End();
   };
-  const auto add = [&](uint16_t code, const std::string& data) {
-    std::string field;
-    if (outcome.Ok()) outcome = MakeField(code, data, prefixed, field);
+  const auto add = [&](uint16_t code, FieldBuilder& builder) {
+    std::string field = builder.Finish();
+    if (field.empty()) {
+      outcome = Failure(K_ERROR_INVALID_FORMAT,
+                        FieldWords(code) + " would be longer than a structured field can be");
+    }
     pieces.Add(std::move(field));
   };
   for (int64_t at = image.begin; at < image.end && outcome.Ok();) {
@@ -111,13 +91,17 @@ Outcome AddIncludedImage(PieceList& pieces, int source, ByteRange image, std::st
     if (field.fault != FieldFault::None || code == sf::kImagePictureData) break;
     if (code == sf::kObjectAreaDescriptor) {
       leaveOut(field);
-      add(code, SizedDescriptor(FieldData(file, field), triplets));
+      FieldBuilder built(code, prefixed);
+      add(code, built.PutBytes(SizedDescriptor(FieldData(file, field), triplets)));
     } else if (code == sf::kObjectAreaPosition) {
       leaveOut(field);
-      add(code, PlacedPosition(FieldData(file, field), include));
+      FieldBuilder built(code, prefixed);
+      add(code, built.PutBytes(PlacedPosition(FieldData(file, field), include)));
       // What the page says of the mapping takes the place of what the object says.
-      if (!mapping.empty()) add(kMapImageObject, MappingData(mapping));
-    } else if (code == kMapImageObject && !mapping.empty()) {
+      FieldBuilder map(sf::kMapImageObject, prefixed);
+      map.BeginGroup().PutBytes(mapping).EndGroup();
+      if (!mapping.empty()) add(sf::kMapImageObject, map);
+    } else if (code == sf::kMapImageObject && !mapping.empty()) {
       leaveOut(field);
     }
     at = field.End();

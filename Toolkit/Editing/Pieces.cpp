@@ -1,4 +1,6 @@
 #include "Toolkit/Editing/Pieces.h"
+#include "Format/FieldBuilder.h"
+#include "Format/SelfDefiningField.h"
 
 #include <algorithm>
 
@@ -17,7 +19,7 @@ constexpr int64_t kMaxBuffer = int64_t{1} << 20;
 constexpr int64_t kKernelCopy = int64_t{64} * 1024;
 // The most data of an Image Picture Data field: an Image Data field of 8176 bytes
 // with its header, as pages that the filter saves have it.
-constexpr int64_t kPictureData = 8176 + SDF_IMAGE_DATA_HEADER;
+constexpr int64_t kPictureData = 8176 + SelfDefiningHeaderLength(sdf::kImageData);
 
 class PieceWriter {
  public:
@@ -112,21 +114,11 @@ Outcome WriteFields(PieceWriter& writer, FileWindow& from, ByteRange range, bool
   return {};
 }
 
-// A structured field up to its data; the length is in range.
-std::string Introducer(uint16_t code, size_t dataLength, bool prefixed) {
-  unsigned char introducer[kIntroducerLength] = {};
-  PutBig16(introducer, static_cast<uint32_t>(kIntroducerLength + dataLength));
-  introducer[2] = kFieldClass;
-  PutBig16(introducer + 3, code);
-  std::string field(prefixed ? 1 : 0, static_cast<char>(kCarriageControl));
-  return field.append(reinterpret_cast<const char*>(introducer), sizeof(introducer));
-}
-
 Outcome WriteWrapped(PieceWriter& writer, FileWindow& from, ByteRange range, bool prefixed) {
   while (range.Size() > 0) {
     const int64_t n = std::min(range.Size(), kPictureData);
     const std::string introducer =
-        Introducer(sf::kImagePictureData, static_cast<size_t>(n), prefixed);
+        FieldBuilder(sf::kImagePictureData, prefixed).Finish(static_cast<size_t>(n));
     Outcome outcome = writer.Put(introducer.data(), introducer.size());
     if (outcome.Ok()) outcome = writer.Copy(from, {range.begin, range.begin + n});
     if (!outcome.Ok()) return outcome;
@@ -230,16 +222,6 @@ Outcome PieceList::Write(int descriptor) {
 
 void PieceList::LookForChanges(const OpenFile& file) {
   if (!file.window->IsAsFound()) m_changed = m_files[static_cast<size_t>(file.source)].name;
-}
-
-Outcome MakeField(uint16_t code, const std::string& data, bool prefixed, std::string& field) {
-  constexpr size_t maxData = INT16_MAX - kIntroducerLength;
-  if (data.size() > maxData) {
-    return Failure(K_ERROR_INVALID_FORMAT,
-                   FieldWords(code) + " would be longer than a structured field can be");
-  }
-  field = Introducer(code, data.size(), prefixed) + data;
-  return {};
 }
 
 }  // namespace kz

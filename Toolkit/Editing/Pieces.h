@@ -63,8 +63,4 @@ class PieceList {
   std::string m_changed;  // the file that was written to; empty: none
 };
 
-// Makes a structured field of the code with the data, behind a 0x5A if asked for. -9
-// when no field can be so long.
-Outcome MakeField(uint16_t code, const std::string& data, bool prefixed, std::string& field);
-
 }  // namespace kz

@@ -4,6 +4,7 @@
 #include <cerrno>
 
 #include "API/Filters/Ica/Common/Ica.h"
+#include "Format/SelfDefiningField.h"
 #include "Toolkit/Documents/Document.h"
 #include "Toolkit/Imaging/MemorySaver.h"
 #include "Toolkit/Imaging/RowConversion.h"
@@ -12,61 +13,33 @@ namespace kz {
 
 namespace {
 
-struct NamedCompression {
-  const char* name;
-  Compression compression;
-};
-
-constexpr NamedCompression kCompressions[] = {
-    {"g4", Compression::kGroup4},
-    {"g3", Compression::kGroup3},
-    {"g3-2d", Compression::kGroup3TwoDimensional},
-    {"mmr", Compression::kIbmMmr},
-    {"abic", Compression::kAbic},
-    {"none", Compression::kNone},
-    {"jpeg", Compression::kJpeg},
-    {"jpeg-420", Compression::kJpeg420},
-    {"jpeg-422", Compression::kJpeg422},
-};
-
 constexpr int kMaxSide = static_cast<int>(kMaxImageSide);
 // Tenths of dots per inch from 0x8000 on are read as "none".
 constexpr int kMaxResolution = 0x7FFF / 10;
 
-const FormatRow* RowOf(Compression compression) {
-  int count = 0;
-  const FormatRow* rows = FormatRows(&count);
-  const FormatRow* end = rows + count;
-  const FormatRow* row = std::find_if(
-      rows, end, [&](const FormatRow& r) { return r.raw == static_cast<uint32_t>(compression); });
-  return row == end ? nullptr : row;
-}
-
 // The quality factor that JpegQuality turns into this quality.
 int QualityFactor(int quality) { return 2 + ((100 - std::clamp(quality, 1, 100)) * 253 + 49) / 99; }
 
-Outcome CheckDepth(const FormatRow& row, int bitsPerPixel) {
-  const auto depthsOf = [](Coding coding) {
-    switch (coding) {
-      case Coding::Abic:
-        return "1 or 4 bits";
-      case Coding::Jpeg:
-        return "8 or 24 bits";
-      default:
-        return "1 bit";
-    }
-  };
-  const bool carried = row.coding == Coding::Abic   ? bitsPerPixel == 1 || bitsPerPixel == 4
-                       : row.coding == Coding::Jpeg ? bitsPerPixel == 8 || bitsPerPixel == 24
-                                                    : bitsPerPixel == 1;
-  if (carried) return {};
+// "1 or 4 bits", of a set that isn't empty.
+std::string DepthWords(Depths depths) {
+  std::string words;
+  for (int depth = 1; depth < 32; ++depth) {
+    if (!HasDepth(depths, depth)) continue;
+    if (!words.empty()) words += " or ";
+    words += std::to_string(depth);
+  }
+  return words + (words == "1" ? " bit" : " bits");
+}
+
+Outcome CheckDepth(const CompressionRow& row, int bitsPerPixel) {
+  const Depths depths = row.written & row.read;
+  if (HasDepth(depths, bitsPerPixel)) return {};
   if (row.coding == Coding::Uncompressed) {
     return Failure(K_ERROR_BITS_PER_PIXEL,
                    "uncompressed pages of more than 1 bit per pixel can't be read back");
   }
-  return Failure(K_ERROR_BITS_PER_PIXEL, std::string(row.name) + " carries " +
-                                             depthsOf(row.coding) + " per pixel, not " +
-                                             std::to_string(bitsPerPixel));
+  return Failure(K_ERROR_BITS_PER_PIXEL, std::string(row.name) + " carries " + DepthWords(depths) +
+                                             " per pixel, not " + std::to_string(bitsPerPixel));
 }
 
 Outcome CheckSize(const Bitmap& bitmap) {
@@ -93,23 +66,22 @@ struct Format {
 };
 
 Outcome FindFormat(const Bitmap& bitmap, const SaveRequest& request, Format& format) {
-  const FormatRow* row = RowOf(request.compression);
-  if (row == nullptr) return Failure(K_ERROR_SAVE_FORMAT);
-  format.coding = row->coding;
+  const CompressionRow& row = RowOf(request.compression);
+  format.coding = row.coding;
   format.code = FormatCodeIn(row, request.container);
   format.bitsPerPixel =
       request.bitsPerPixel != 0 ? request.bitsPerPixel : DefaultDepth(request.compression, bitmap);
   if (format.code == 0) {
-    return Failure(K_ERROR_SAVE_FORMAT, std::string(row->name) + " can't be written into " +
+    return Failure(K_ERROR_SAVE_FORMAT, std::string(row.name) + " can't be written into " +
                                             ContainerName(request.container) + " files");
   }
-  const Outcome outcome = CheckDepth(*row, format.bitsPerPixel);
+  const Outcome outcome = CheckDepth(row, format.bitsPerPixel);
   return outcome.Ok() ? CheckSize(bitmap) : outcome;
 }
 
 // The filter's own words don't say which of the refusals of a valid request it was.
 Outcome ExplainFailure(int status, SaveMode mode, int errorNumber) {
-  if (status == K_ERROR_INVALID_FORMAT && mode == SaveMode::kAppend) {
+  if (status == K_ERROR_INVALID_FORMAT && mode == SaveMode::Append) {
     return Failure(status, "the document doesn't end with End Document");
   }
   const bool system = status == K_ERROR_OPEN_WRITE || status == K_ERROR_WRITE;
@@ -118,7 +90,7 @@ Outcome ExplainFailure(int status, SaveMode mode, int errorNumber) {
 
 Outcome Save(const std::string& file, Bitmap& bitmap, const SaveRequest& request,
              const Format& format) {
-  _SAVEOPTIONS options = {0, request.mode == SaveMode::kNewFile ? 1 : 2};
+  _SAVEOPTIONS options = {0, request.mode == SaveMode::NewFile ? 1 : 2};
   _SAVEDISPATCH dispatch = {};
   dispatch.pszFileName = file.c_str();
   dispatch.pBitmap = bitmap.Handle();
@@ -138,36 +110,12 @@ Outcome Save(const std::string& file, Bitmap& bitmap, const SaveRequest& request
 
 }  // namespace
 
-std::vector<std::string> CompressionNames() {
-  std::vector<std::string> names;
-  for (const NamedCompression& known : kCompressions) names.emplace_back(known.name);
-  return names;
-}
-
-bool CompressionOfName(std::string_view name, Compression& compression) {
-  for (const NamedCompression& known : kCompressions) {
-    if (name != known.name) continue;
-    compression = known.compression;
-    return true;
-  }
-  return false;
-}
-
 Compression DefaultCompression(const Bitmap& bitmap) {
-  return bitmap.BitsPerPixel() == 1 ? Compression::kGroup4 : Compression::kJpeg;
+  return bitmap.BitsPerPixel() == 1 ? Compression::Group4 : Compression::Jpeg;
 }
 
 int DefaultDepth(Compression compression, const Bitmap& bitmap) {
-  switch (compression) {
-    case Compression::kAbic:
-      return bitmap.BitsPerPixel() == 1 ? 1 : 4;
-    case Compression::kJpeg:
-    case Compression::kJpeg420:
-    case Compression::kJpeg422:
-      return bitmap.IsGray() ? 8 : 24;
-    default:
-      return 1;
-  }
+  return DefaultDepth(RowOf(compression).coding, bitmap.BitsPerPixel(), bitmap.IsGray());
 }
 
 Outcome CheckPicture(const Bitmap& bitmap, const SaveRequest& request) {

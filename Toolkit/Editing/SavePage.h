@@ -1,10 +1,7 @@
 // Writes pictures as pages of IOCA and MO:DCA files.
 #pragma once
 
-#include <cstdint>
 #include <string>
-#include <string_view>
-#include <vector>
 
 #include "Format/Compression.h"
 #include "Host/Kernel/Export.h"
@@ -13,24 +10,6 @@
 
 namespace kz {
 
-// How the image data of a page are coded.
-enum class Compression : uint32_t {
-  kGroup4 = RAW_G4_MMR,
-  kGroup3 = RAW_G3_MH,
-  kGroup3TwoDimensional = RAW_G3_MR,
-  kIbmMmr = RAW_IBM_MMR,
-  kAbic = RAW_ABIC,
-  kNone = RAW_UNCOMPRESSED,
-  kJpeg = RAW_JPEG_444,
-  kJpeg420 = RAW_JPEG_420,
-  kJpeg422 = RAW_JPEG_422,
-};
-
-// Names for people: g4, g3, g3-2d, mmr, abic, none, jpeg, jpeg-420, jpeg-422.
-K_EXPORT std::vector<std::string> CompressionNames();
-// False for other names; `compression` is unchanged then.
-K_EXPORT bool CompressionOfName(std::string_view name, Compression& compression);
-
 // Group 4 for 1-bit pictures, JPEG for all others.
 K_EXPORT Compression DefaultCompression(const Bitmap& bitmap);
 // The depth at which a picture is written unless the caller wants another: 1 for
@@ -38,14 +17,14 @@ K_EXPORT Compression DefaultCompression(const Bitmap& bitmap);
 K_EXPORT int DefaultDepth(Compression compression, const Bitmap& bitmap);
 
 enum class SaveMode {
-  kNewFile,  // whatever the file held is gone
-  kAppend,   // behind the last page; a new file when there is none
+  NewFile,  // whatever the file held is gone
+  Append,   // behind the last page; a new file when there is none
 };
 
 struct SaveRequest {
-  SaveMode mode = SaveMode::kNewFile;
+  SaveMode mode = SaveMode::NewFile;
   Container container = Container::Modca;
-  Compression compression = Compression::kGroup4;
+  Compression compression = Compression::Group4;
   int bitsPerPixel = 0;  // 0: the default depth
   int quality = 90;      // of JPEG data: 1 to 100
   bool dither = false;   // spread the error of a conversion to 1 bit

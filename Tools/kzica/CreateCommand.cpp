@@ -42,7 +42,7 @@ class NewFile {
 
 // OUT forgotten, the first picture would be replaced.
 void RefuseForeignFile(const std::string& out) {
-  Container container = Container::Modca;
+  kz::Container container = kz::Container::Modca;
   if (out == "-" || kz::FindContainer(out, container).status != K_ERROR_INVALID_FORMAT) return;
   throw UsageError(out +
                    ": there is a file that is neither an IOCA image nor a MO:DCA document; "
@@ -50,7 +50,7 @@ void RefuseForeignFile(const std::string& out) {
 }
 
 Exit Create(const CreateOptions& options) {
-  const Container container = ContainerOfName(options.container);
+  const kz::Container container = ContainerOfName(options.container);
   const PageSaver saver(options.pages, container, options.out);
   RefuseTerminal(options.out);
   if (!options.force) RefuseForeignFile(options.out);
@@ -58,14 +58,14 @@ Exit Create(const CreateOptions& options) {
   kz::Outcome outcome = file.Open(options.out);
   if (!outcome.Ok()) return Complain({options.out}, outcome);
 
-  kz::SaveMode mode = kz::SaveMode::kNewFile;
+  kz::SaveMode mode = kz::SaveMode::NewFile;
   const Exit exit = ForEachPicture(options.inputs, [&](Picture& picture) {
-    if (mode == kz::SaveMode::kAppend && container == Container::Ioca) {
+    if (mode == kz::SaveMode::Append && container == kz::Container::Ioca) {
       return Complain(picture.source,
                       kz::Failure(K_ERROR_SAVE_FORMAT, "a bare IOCA file holds one page only"));
     }
     const Exit saved = saver.Save(file.Path(), picture, mode);
-    mode = kz::SaveMode::kAppend;
+    mode = kz::SaveMode::Append;
     return saved;
   });
   if (exit != kDone) return exit;

@@ -74,7 +74,7 @@ Exit EditedDocument::Begin(bool inPlace) {
   kz::Outcome outcome =
       inPlace ? kz::FindContainer(m_file, m_container) : kz::IndexPages(m_file, m_index);
   if (outcome.Ok() && !inPlace) m_container = m_index.container;
-  if (outcome.Ok() && m_container == Container::Ioca) {
+  if (outcome.Ok() && m_container == kz::Container::Ioca) {
     outcome = kz::Failure(K_ERROR_SAVE_FORMAT,
                           "a bare IOCA file is one page and stays so; a document can be made of "
                           "it with assemble");
@@ -86,17 +86,17 @@ Exit EditedDocument::Write(const kz::DocumentEdit& edit) const { return WriteTo(
 
 Exit PicturePages::Make(const std::vector<std::string>& inputs, const PageOptions& options,
                         const std::string& container, const EditedDocument& document) {
-  const Container kind = document.DocumentContainer();
+  const kz::Container kind = document.DocumentContainer();
   if (!container.empty() && ContainerOfName(container) != kind) {
     Note({document.File()}, std::string("stays ") + kz::ContainerName(kind));
   }
   const PageSaver saver(options, kind, document.File());
   const kz::Outcome outcome = m_file.Open();
   if (!outcome.Ok()) return Complain({document.File()}, outcome);
-  kz::SaveMode mode = kz::SaveMode::kNewFile;
+  kz::SaveMode mode = kz::SaveMode::NewFile;
   const Exit exit = ForEachPicture(inputs, [&](Picture& picture) {
     const Exit saved = saver.Save(m_file.Path(), picture, mode);
-    mode = kz::SaveMode::kAppend;
+    mode = kz::SaveMode::Append;
     return saved;
   });
   return exit == kDone ? IndexFile(m_file.Path(), m_index) : exit;

@@ -38,7 +38,7 @@ class EditedDocument {
   const std::string& Result() const { return m_out.empty() ? m_file : m_out; }
   // Of a document that is not changed in place.
   const kz::PageIndex& Index() const { return m_index; }
-  Container DocumentContainer() const { return m_container; }
+  kz::Container DocumentContainer() const { return m_container; }
   // Writes the result. Says what fails.
   Exit Write(const kz::DocumentEdit& edit) const;
 
@@ -47,7 +47,7 @@ class EditedDocument {
   std::string m_out;  // empty: the document itself
   bool m_breakLinks = false;
   kz::DocumentLock m_lock;
-  Container m_container = Container::Modca;
+  kz::Container m_container = kz::Container::Modca;
   kz::PageIndex m_index;
 };
 

@@ -139,7 +139,7 @@ class Extraction {
     if (m_format.raw) return StoredData(out, pages[0], batch);
     kz::PageInfo info;
     if (m_format.picture == kz::PictureFormat::kJpeg && !m_options.dither &&
-        m_document.DescribePage(pages[0], info).Ok() && info.coding == Coding::Jpeg) {
+        m_document.DescribePage(pages[0], info).Ok() && info.coding == kz::Coding::Jpeg) {
       return info.topDown ? StoredData(out, pages[0], batch) : FlippedData(out, pages[0], batch);
     }
     return Pictures(out, pages, batch);

@@ -10,15 +10,6 @@ namespace kzica {
 
 namespace {
 
-struct NamedContainer {
-  const char* name;
-  Container container;
-};
-
-constexpr NamedContainer kContainers[] = {{"modca", Container::Modca},
-                                          {"afp", Container::ModcaCarriageControl},
-                                          {"ioca", Container::Ioca}};
-
 constexpr int kDefaultQuality = 90;
 
 // Takes a positive number off the front of the text; 0 when there is none.
@@ -30,6 +21,16 @@ int TakeNumber(std::string_view& text) {
   return number;
 }
 
+// The names that the rows of a table have as options.
+template <typename Row, size_t Count>
+std::vector<std::string> OptionsOf(const Row (&rows)[Count]) {
+  std::vector<std::string> names;
+  for (const Row& row : rows) {
+    if (row.option != nullptr) names.emplace_back(row.option);
+  }
+  return names;
+}
+
 }  // namespace
 
 void AddPageOptions(CLI::App& command, PageOptions& options) {
@@ -37,7 +38,7 @@ void AddPageOptions(CLI::App& command, PageOptions& options) {
   command
       .add_option("-c,--compression", options.compression,
                   "How to code pages; if not given, g4 for 1-bit pictures and jpeg for others")
-      ->check(CLI::IsMember(kz::CompressionNames()));
+      ->check(CLI::IsMember(OptionsOf(kz::kCompressions)));
   command
       .add_option("--dpi", options.dpi,
                   "Resolution of the pages, like 300 or 204x98, instead of the pictures' own")
@@ -55,23 +56,19 @@ void AddPageOptions(CLI::App& command, PageOptions& options) {
 }
 
 CLI::Option* AddContainerOption(CLI::App& command, std::string& container) {
-  std::vector<std::string> names;
-  for (const NamedContainer& known : kContainers) names.emplace_back(known.name);
   return command
       .add_option("--container", container,
                   "What to wrap pages in: a MO:DCA document, one with carriage control, or, for a "
                   "single page, nothing")
-      ->check(CLI::IsMember(names));
+      ->check(CLI::IsMember(OptionsOf(kz::kContainers)));
 }
 
-Container ContainerOfName(const std::string& name) {
-  for (const NamedContainer& known : kContainers) {
-    if (name == known.name) return known.container;
-  }
-  return Container::Modca;
+kz::Container ContainerOfName(const std::string& name) {
+  const kz::ContainerRow* row = kz::FindContainerOption(name);
+  return row != nullptr ? row->container : kz::Container::Modca;
 }
 
-PageSaver::PageSaver(const PageOptions& options, Container container, const std::string& target)
+PageSaver::PageSaver(const PageOptions& options, kz::Container container, const std::string& target)
     : m_options(options), m_container(container), m_target(target) {
   if (options.dpi.empty()) return;
   std::string_view text = options.dpi;
@@ -91,7 +88,9 @@ Exit PageSaver::Save(const std::string& path, Picture& picture, kz::SaveMode mod
   request.mode = mode;
   request.container = m_container;
   request.compression = kz::DefaultCompression(bitmap);
-  kz::CompressionOfName(m_options.compression, request.compression);
+  if (const kz::CompressionRow* row = kz::FindCompressionOption(m_options.compression)) {
+    request.compression = row->compression;
+  }
   request.bitsPerPixel = m_options.bitsPerPixel;
   request.quality = m_options.quality;
   request.dither = m_options.dither;

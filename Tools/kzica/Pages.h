@@ -24,7 +24,7 @@ void AddPageOptions(CLI::App& command, PageOptions& options);
 // Adds --container; `container` stays empty when it isn't given.
 CLI::Option* AddContainerOption(CLI::App& command, std::string& container);
 // The container of a name that the option admits.
-Container ContainerOfName(const std::string& name);
+kz::Container ContainerOfName(const std::string& name);
 
 // One page of a picture file.
 struct Picture {
@@ -36,14 +36,14 @@ struct Picture {
 class PageSaver {
  public:
   // `target` is what the file is called. A --dpi that is none is a UsageError.
-  PageSaver(const PageOptions& options, Container container, const std::string& target);
+  PageSaver(const PageOptions& options, kz::Container container, const std::string& target);
 
   // Writes one picture as a page of the file at the path. Says what fails.
   Exit Save(const std::string& path, Picture& picture, kz::SaveMode mode) const;
 
  private:
   const PageOptions& m_options;
-  Container m_container;
+  kz::Container m_container;
   std::string m_target;
   int m_xResolution = 0;  // 0: the picture's own
   int m_yResolution = 0;

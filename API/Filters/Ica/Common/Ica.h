@@ -18,58 +18,6 @@
 // The tag of the filter's allocations, but for those of the per-thread state.
 constexpr const char* KZICA_SOURCE = "API/Filters/Ica/Common/Ioca";
 
-// Byte before a structured field of a file with carriage control.
-constexpr unsigned char CARRIAGE_CONTROL = 0x5A;
-
-// Type and category codes of the structured fields that the filter knows, type
-// in the high byte; the class code is always 0xD3.
-constexpr uint16_t SF_BEGIN_DOCUMENT = 0xA8A8;
-constexpr uint16_t SF_END_DOCUMENT = 0xA9A8;
-constexpr uint16_t SF_BEGIN_PAGE = 0xA8AF;
-constexpr uint16_t SF_END_PAGE = 0xA9AF;
-constexpr uint16_t SF_BEGIN_ACTIVE_ENVIRONMENT = 0xA8C9;
-constexpr uint16_t SF_END_ACTIVE_ENVIRONMENT = 0xA9C9;
-constexpr uint16_t SF_PAGE_DESCRIPTOR = 0xA6AF;
-constexpr uint16_t SF_BEGIN_IMAGE_OBJECT = 0xA8FB;
-constexpr uint16_t SF_END_IMAGE_OBJECT = 0xA9FB;
-constexpr uint16_t SF_BEGIN_OBJECT_ENVIRONMENT = 0xA8C7;
-constexpr uint16_t SF_END_OBJECT_ENVIRONMENT = 0xA9C7;
-constexpr uint16_t SF_OBJECT_AREA_DESCRIPTOR = 0xA66B;
-constexpr uint16_t SF_OBJECT_AREA_POSITION = 0xAC6B;
-constexpr uint16_t SF_IMAGE_DATA_DESCRIPTOR = 0xA6FB;
-constexpr uint16_t SF_IMAGE_PICTURE_DATA = 0xEEFB;
-constexpr uint16_t SF_PRESENTATION_TEXT = 0xEE9B;
-constexpr uint16_t SF_NO_OPERATION = 0xEEEE;
-constexpr unsigned char SF_CLASS = 0xD3;
-constexpr unsigned char SF_FLAG_EXTENSION = 0x80;
-// Bytes of an introducer without extension.
-constexpr unsigned SF_INTRODUCER_LENGTH = 8;
-
-// Identifiers of the self-defining fields of an image segment: 0x00nn for the
-// one-byte identifiers, 0xFEnn for the extended one.
-constexpr uint16_t SDF_BEGIN_SEGMENT = 0x0070;
-constexpr uint16_t SDF_END_SEGMENT = 0x0071;
-constexpr uint16_t SDF_BEGIN_IMAGE_CONTENT = 0x0091;
-constexpr uint16_t SDF_END_IMAGE_CONTENT = 0x0093;
-constexpr uint16_t SDF_IMAGE_SIZE = 0x0094;
-constexpr uint16_t SDF_IMAGE_ENCODING = 0x0095;
-constexpr uint16_t SDF_IDE_SIZE = 0x0096;
-constexpr uint16_t SDF_IMAGE_LUT_ID = 0x0097;
-constexpr uint16_t SDF_IDE_STRUCTURE = 0x009B;
-constexpr uint16_t SDF_IMAGE_DATA = 0xFE92;
-constexpr unsigned char SDF_EXTENDED = 0xFE;
-// Bytes of an Image Data field before its data: FE 92 and the length.
-constexpr unsigned SDF_IMAGE_DATA_HEADER = 4;
-
-// Parameters of the Image Size and Image Encoding fields.
-constexpr unsigned char UNIT_BASE_TEN_INCHES = 0x00;
-constexpr unsigned char UNIT_BASE_TEN_CENTIMETRES = 0x01;
-constexpr unsigned char UNIT_BASE_LOGICAL = 0x02;
-constexpr unsigned char RECORDING_RIDIC = 0x01;
-constexpr unsigned char RECORDING_BOTTOM_TO_TOP = 0x03;
-constexpr unsigned char RECORDING_UNPADDED_RIDIC = 0x04;
-constexpr unsigned MAX_IMAGE_SIDE = 0x7FFF;
-
 #pragma pack(push, 1)
 
 // One structured field introducer as read. The first eight bytes are one raw

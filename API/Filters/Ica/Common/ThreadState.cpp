@@ -1,5 +1,5 @@
-// The calling thread's record, and the host's routines in it. This uses what the
-// library exports and nothing of its own, so that the toolkit may have it as well.
+// The calling thread's record, and the host's routines in it. What it uses is exported, so
+// that the filter's tests can build it in as well.
 #include "API/Filters/Ica/Common/Thread.h"
 
 #include "Host/Kernel/IoExchange.h"

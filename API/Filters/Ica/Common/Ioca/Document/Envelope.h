@@ -4,10 +4,6 @@
 
 #include "API/Filters/Ica/Common/Ica.h"
 
-// The End Document field that WriteMODCAEndDoc writes is this long, and no 0x5A
-// ever precedes it, so that an append finds it at the end of the file.
-constexpr unsigned END_DOCUMENT_LENGTH = 16;
-
 // Writes a structured field from its record, of which a copy is converted.
 // Returns 1 or -5.
 K_EXPORT int WriteMODCA_SDF(tagHANDLE* handle, _MODCA_SDF* sdf);

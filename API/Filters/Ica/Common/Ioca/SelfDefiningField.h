@@ -1,3 +1,0 @@
-#pragma once
-
-#include "API/Filters/Ica/Common/Ioca/Segment/SegmentField.h"

@@ -1,0 +1,41 @@
+// The fields of a document of image pages ("Structured fields" of docs/format.md).
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "Format/FieldBuilder.h"
+
+namespace kz {
+
+// A whole field without 0x5A. Each has room here.
+using SmallField = FixedBytes<80>;
+
+// An image and its page, which is as large.
+struct PageImage {
+  int width;  // pixels
+  int height;
+  int xResolution;  // dots per inch, not 0
+  int yResolution;
+};
+
+// Begin Document with the code page and interchange set of image documents.
+SmallField BeginDocumentField();
+// End Document with a name of zeros. No 0x5A ever precedes it, so that who appends
+// finds it at the end of the file.
+SmallField EndDocumentField();
+constexpr unsigned kEndDocumentLength = kIntroducerLength + kFieldNameLength;
+
+// How long the End Document field is that the last bytes of a file are, without its
+// 0x5A; 0 when they are none of the two lengths in use, 16 bytes (with a name) and 8.
+unsigned TrailingEndDocument(ByteSpan bytes);
+
+// Describes the image of a page. Resolutions are in tenths of a dot, 16 bits of them.
+SmallField ImageDataDescriptorField(const PageImage& image);
+
+// What stands around the image segment of a page: Begin Page to End Object
+// Environment Group, and End Image Object and End Page.
+std::array<SmallField, 10> PageStartFields(const PageImage& image);
+std::array<SmallField, 2> PageEndFields();
+
+}  // namespace kz
