@@ -5,9 +5,12 @@
 #include <new>
 #include <vector>
 
+#include "API/Filters/Ica/Common/Ica.h"
 #include "Format/ControlSequence.h"
+#include "Format/FieldScan.h"
 #include "Toolkit/Documents/PageIndex.h"
-#include "Toolkit/Documents/Resources.h"
+#include "Toolkit/Fields/TextDecoder.h"
+#include "Toolkit/Files/FileWindow.h"
 
 namespace kz {
 
@@ -22,31 +25,30 @@ class TextReader {
   TextReader(TextDecoder* decoder, PageTexts& texts) : m_decoder(decoder), m_texts(texts) {}
 
   Outcome Run(FileWindow& file) {
-    for (int64_t at = 0; at < file.Size();) {
-      const ScannedField field = ScanField(file, at);
-      if (field.fault == FieldFault::Cut || field.fault == FieldFault::CutData) {
-        return At(K_ERROR_READ, "the file ends within the structured field", at);
-      }
-      if (field.fault != FieldFault::None) {
-        return At(K_ERROR_INVALID_FORMAT, "there is no valid structured field", at);
-      }
+    FieldWalk walk(file);
+    ScannedField field;
+    while (walk.Next(field)) {
       if (field.code == sf::kBeginPage) {
         ++m_pages;
       } else if (field.code == sf::kPresentationText && m_pages > 0) {
-        if (Wanted(0) != nullptr || Wanted(m_pages) != nullptr) AddLines(FieldData(file, field));
+        if (Wanted(0) != nullptr || Wanted(m_pages) != nullptr) AddLines(DataOf(file, field));
       } else if (field.code == sf::kEndDocument) {
         return HasPages();
       }
-      at = field.End();
     }
-    return Failure(K_ERROR_READ, "the file ends without an End Document field");
+    const std::string place = " at byte " + std::to_string(field.offset);
+    switch (field.fault) {
+      case FieldFault::None:
+        return Failure(K_ERROR_READ, "the file ends without an End Document field");
+      case FieldFault::Cut:
+      case FieldFault::CutData:
+        return Failure(K_ERROR_READ, "the file ends within the structured field" + place);
+      default:
+        return Failure(K_ERROR_INVALID_FORMAT, "there is no valid structured field" + place);
+    }
   }
 
  private:
-  static Outcome At(int status, const char* what, int64_t offset) {
-    return Failure(status, std::string(what) + " at byte " + std::to_string(offset));
-  }
-
   Outcome HasPages() const {
     const int last = m_texts.empty() ? 0 : m_texts.rbegin()->first;
     if (last <= m_pages) return {};
@@ -60,15 +62,11 @@ class TextReader {
   }
 
   // A field is a line, and so is what stands on a baseline of its own.
-  void AddLines(const std::string& data) {
+  void AddLines(ByteSpan data) {
     std::string line;
-    ControlSequences sequences(data);
+    ControlSequences sequences({reinterpret_cast<const char*>(data.data()), data.size()});
     ControlSequence sequence;
     while (sequences.Next(sequence)) {
-      if (sequence.fault != ControlSequence::Fault::None &&
-          sequence.fault != ControlSequence::Fault::Cut) {
-        continue;
-      }
       if (sequence.Type() == ptx::kTransparentData) {
         line.append(sequence.parameters);
       } else if (sequence.MovesBaseline() && !line.empty()) {

@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
+#include "Format/CodePage.h"
 #include "Host/Kernel/Export.h"
 #include "Toolkit/Base/Outcome.h"
-#include "Toolkit/Fields/TextDecoder.h"
 
 namespace kz {
 
@@ -16,10 +16,10 @@ constexpr const char* kRawEncoding = "raw";
 // Reads the text of a page, or with page 0 of all pages, whole however long it is: a
 // line for each presentation text field and baseline in it, in UTF-8, or raw with the
 // ends of lines that comments have, CR LF. Chained text is read too. `encoding` is
-// the document's; iconv knows it by this name. A bare image has no text, which is no
-// failure. Fails with -10 for a file that can't be opened, -9 for a page that isn't
-// there, an unknown encoding or a damaged field, -7 for a document that doesn't end;
-// with the last two `text` holds what stands before.
+// the document's, kDefaultEncoding as a rule; iconv knows it by this name. A bare image has no
+// text, which is no failure. Fails with -10 for a file that can't be opened, -9 for a page that
+// isn't there, an unknown encoding or a damaged field, -7 for a document that doesn't end; with the
+// last two `text` holds what stands before.
 K_EXPORT Outcome ReadText(const std::string& file, int page, const std::string& encoding,
                           std::string& text);
 

@@ -1,10 +1,11 @@
 #include "Toolkit/Dump/Dump.h"
 
 #include <algorithm>
-#include <cstring>
+#include <iterator>
 #include <utility>
 
-#include "Format/StructuredField.h"
+#include "Format/Container.h"
+#include "Format/FieldScan.h"
 #include "Toolkit/Base/Printable.h"
 #include "Toolkit/Dump/DumpWalkers.h"
 
@@ -53,16 +54,14 @@ std::string Hex(std::string_view bytes, size_t most) {
   return hex;
 }
 
-int64_t Big(std::string_view bytes, size_t at, size_t count) {
-  int64_t value = 0;
-  for (const char c : bytes.substr(at, count)) value = value << 8 | static_cast<unsigned char>(c);
-  return value;
+std::string HexNumber(uint32_t value, unsigned bytes) {
+  unsigned char big[sizeof(value)];
+  PutBig32(big, value);
+  return Hex({reinterpret_cast<const char*>(std::end(big)) - bytes, bytes});
 }
 
 namespace {
 
-// Begin Segment without a name, Begin Image Content.
-constexpr std::string_view kBareStart("\x70\x00\x91\x01\xFF", 5);
 constexpr int kMaxDepth = 16;
 
 std::string FaultWords(const ScannedField& field) {
@@ -71,10 +70,9 @@ std::string FaultWords(const ScannedField& field) {
       return {};
     case FieldFault::Cut:
       return "the file ends within an introducer";
-    case FieldFault::Class: {
-      const char classCode = static_cast<char>(field.identifier >> 16);
-      return "no structured field: the class code is " + Hex({&classCode, 1}) + ", not D3";
-    }
+    case FieldFault::Class:
+      return "no structured field: the class code is " + HexNumber(field.classCode, 1) + ", not " +
+             HexNumber(kFieldClass, 1);
     case FieldFault::Length:
       return "no structured field can have the length " + std::to_string(field.length);
     case FieldFault::Extension:
@@ -87,60 +85,45 @@ std::string FaultWords(const ScannedField& field) {
 
 class FileDumper {
  public:
-  FileDumper(FileWindow& file, DumpStream& stream)
-      : m_file(file), m_stream(stream), m_segment(stream) {}
+  FileDumper(FileWindow& file, DumpStream& stream) : m_file(file), m_stream(stream) {}
 
   void Run() {
-    if (StartsBare()) {
-      DumpSegment(0, m_file.Size(), 0);
-      m_segment.Finish(m_file.Size());
-      return;
+    constexpr size_t length = std::size(kBareStart);
+    const unsigned char* start = m_file.At(0, length);
+    if (start != nullptr && StartsBareImage({start, length})) {
+      m_segment = std::make_unique<SegmentWalker>(m_file, m_stream, 0);
+      m_segment->Walk(0, m_file.Size());
+    } else {
+      for (int64_t at = 0; at < m_file.Size() && !m_stream.Ended() && !m_file.Failed();) {
+        at = DumpField(ScanField(m_file, at));
+      }
     }
-    for (int64_t at = 0; at < m_file.Size() && !m_stream.Ended() && !m_file.Failed();) {
-      at = DumpField(ScanField(m_file, at));
-    }
-    if (m_inSegment) m_segment.Finish(m_file.Size());
+    EndSegment(m_file.Size());
   }
 
  private:
-  bool StartsBare() {
-    const unsigned char* start = m_file.At(0, kBareStart.size());
-    return start != nullptr && std::memcmp(start, kBareStart.data(), kBareStart.size()) == 0;
-  }
-
   // Returns where the next field begins.
   int64_t DumpField(const ScannedField& field) {
     const bool readable = field.fault == FieldFault::None || field.fault == FieldFault::CutData;
-    const bool pictureData = readable && field.code == sf::kImagePictureData;
-    if (m_inSegment && !pictureData) {
-      m_segment.Finish(field.offset);
-      m_inSegment = false;
-    }
-    switch (field.fault) {
-      case FieldFault::None:
-      case FieldFault::CutData:
-        DumpWhole(field);
-        break;
-      case FieldFault::Length:
-      case FieldFault::Extension:
-        // The identifier may be right nevertheless, and says where things went wrong.
-        if (FindStructuredField(field.code) != nullptr) PutField(field, {});
-        break;
-      case FieldFault::Cut:
-      case FieldFault::Class:
-        break;
+    if (!readable || field.code != sf::kImagePictureData) EndSegment(field.offset);
+    if (readable) {
+      DumpWhole(field);
+    } else if ((field.fault == FieldFault::Length || field.fault == FieldFault::Extension) &&
+               FindStructuredField(field.code) != nullptr) {
+      // The code may be right nevertheless, and says where things went wrong.
+      PutField(field, {});
     }
     if (field.fault == FieldFault::None) return field.End();
+
+    const int64_t next = FindField(field.offset + 1);
     if (field.fault == FieldFault::CutData) {
       const int64_t missing = field.End() - m_file.Size();
       // Either the file was cut or the length is wrong: then fields follow within.
-      const int64_t next = FindField(field.offset + 1);
       m_stream.Problem(field.offset, 0, m_depth,
                        FaultWords(field) + ", " + std::to_string(missing) + " bytes are missing" +
                            (next < m_file.Size() ? "; another begins within" : ""));
       return next;
     }
-    const int64_t next = FindField(field.offset + 1);
     const bool padding = m_documentEnded && next == m_file.Size();
     m_stream.Problem(field.offset, next - field.offset, m_depth,
                      padding ? "no structured field follows the document" : FaultWords(field));
@@ -148,26 +131,23 @@ class FileDumper {
   }
 
   void DumpWhole(const ScannedField& field) {
-    const auto available = static_cast<size_t>(
-        std::min<int64_t>(field.DataLength(), m_file.Size() - field.DataOffset()));
-    const unsigned type = field.code >> 8;
-    if (type == 0xA9 && m_depth > 0) --m_depth;
-    const bool pictureData = field.code == sf::kImagePictureData;
-    // The data of pictures aren't looked at here, so that they needn't be read.
-    std::string data;
-    if (!pictureData) {
-      const unsigned char* bytes = m_file.At(field.DataOffset(), available);
-      if (bytes != nullptr) data.assign(reinterpret_cast<const char*>(bytes), available);
+    const int64_t begin = field.DataOffset();
+    const int64_t end = std::clamp(m_file.Size(), begin, field.End());
+    const FieldType type = TypeOf(field.code);
+    if (type == FieldType::End && m_depth > 0) --m_depth;
+    if (field.code == sf::kImagePictureData) {
+      // The data of pictures aren't looked at, so that they needn't be read.
+      PutField(field, {});
+      if (!m_segment) m_segment = std::make_unique<SegmentWalker>(m_file, m_stream, m_depth + 1);
+      m_segment->Walk(begin, end);
+    } else {
+      const std::string data(BytesAt(begin, end));
+      PutField(field, data);
+      if (field.code == sf::kPresentationText) {
+        DumpPresentationText(data, begin, m_depth + 1, m_stream);
+      }
     }
-    PutField(field, data);
-    if (pictureData) {
-      m_inSegment = true;
-      DumpSegment(field.DataOffset(), field.DataOffset() + static_cast<int64_t>(available),
-                  m_depth + 1);
-    } else if (field.code == sf::kPresentationText) {
-      DumpPresentationText(data, field.DataOffset(), m_depth + 1, m_stream);
-    }
-    if (type == 0xA8 && m_depth < kMaxDepth) ++m_depth;
+    if (type == FieldType::Begin && m_depth < kMaxDepth) ++m_depth;
     m_documentEnded = field.code == sf::kEndDocument;
   }
 
@@ -177,56 +157,47 @@ class FileDumper {
     event.length = field.length;
     event.prefixed = field.prefixed;
     event.depth = m_depth;
-    constexpr char classCode = static_cast<char>(kFieldClass);
-    const char code[] = {classCode, static_cast<char>(field.code >> 8),
-                         static_cast<char>(field.code)};
-    event.identifier = Hex({code, sizeof(code)});
-    if (const StructuredFieldRow* name = FindStructuredField(field.code)) {
-      event.acronym = name->acronym;
-      event.name = name->words;
+    event.identifier = HexNumber(kFieldClass, 1) + HexNumber(field.code, 2);
+    if (const StructuredFieldRow* row = FindStructuredField(field.code)) {
+      event.acronym = row->acronym;
+      event.name = row->words;
     }
     if ((field.flags & kFlagExtension) != 0) event.flags.emplace_back("extension");
-    if ((field.flags & 0x20) != 0) event.flags.emplace_back("segmented");
-    if ((field.flags & 0x08) != 0) event.flags.emplace_back("padded");
+    if ((field.flags & kFlagSegmented) != 0) event.flags.emplace_back("segmented");
+    if ((field.flags & kFlagPadded) != 0) event.flags.emplace_back("padded");
     if (field.extension > 1) {
       const unsigned length = field.extension - 1;
-      const unsigned char* bytes = m_file.At(field.DataOffset() - length, length);
-      if (bytes != nullptr) event.extension = Hex({reinterpret_cast<const char*>(bytes), length});
+      event.extension = Hex(BytesAt(field.DataOffset() - length, field.DataOffset()), length);
     }
     DescribeFieldData(field.code, data, m_stream, event);
     m_stream.Put(event);
   }
 
-  void DumpSegment(int64_t at, int64_t end, int depth) {
-    while (at < end && !m_stream.Ended()) {
-      const int64_t unread = std::min(m_segment.Unread(), end - at);
-      if (unread > 0) {
-        m_segment.Skip(unread);
-        at += unread;
-        continue;
-      }
-      const auto n = static_cast<size_t>(std::min<int64_t>(end - at, kSegmentStep));
-      const unsigned char* bytes = m_file.At(at, n);
-      if (bytes == nullptr) return;
-      m_segment.Feed({reinterpret_cast<const char*>(bytes), n}, at, depth);
-      at += static_cast<int64_t>(n);
-    }
+  void EndSegment(int64_t offset) {
+    if (m_segment) m_segment->Finish(offset);
+    m_segment.reset();
   }
 
-  // Where a field begins that has a known identifier, a length that the file has
-  // room for and another field, or the end of the file, behind it.
+  // Bytes of one field, which stay until the next are read; none when they can't be.
+  std::string_view BytesAt(int64_t begin, int64_t end) {
+    const auto count = static_cast<size_t>(end - begin);
+    const auto* bytes = reinterpret_cast<const char*>(m_file.At(begin, count));
+    return bytes != nullptr ? std::string_view(bytes, count) : std::string_view();
+  }
+
+  // Where a field begins that has a known code, a length that the file has room for
+  // and another field, or the end of the file, after it.
   int64_t FindField(int64_t from) {
     constexpr auto step = static_cast<int64_t>(FileWindow::kMaxBytes);
     for (int64_t at = from; at < m_file.Size() && !m_stream.Ended();) {
-      const auto n = static_cast<size_t>(std::min(step, m_file.Size() - at));
-      const unsigned char* bytes = m_file.At(at, n);
-      const void* found = bytes != nullptr ? std::memchr(bytes, kFieldClass, n) : nullptr;
-      if (found == nullptr) {
-        at += static_cast<int64_t>(n);
+      const int64_t end = std::min(at + step, m_file.Size());
+      const size_t found = BytesAt(at, end).find(static_cast<char>(kFieldClass));
+      if (found == std::string_view::npos) {
+        at = end;
         continue;
       }
-      const int64_t classCode = at + (static_cast<const unsigned char*>(found) - bytes);
-      // Behind the two length bytes, and perhaps a 0x5A before them.
+      const int64_t classCode = at + static_cast<int64_t>(found);
+      // After the two length bytes, and perhaps a 0x5A before them.
       for (const int64_t start : {classCode - 3, classCode - 2}) {
         if (start >= from && Plausible(start)) return start;
       }
@@ -243,14 +214,10 @@ class FileDumper {
     return field.End() == m_file.Size() || ScanField(m_file, field.End()).fault == FieldFault::None;
   }
 
-  // Image data aren't read, parameters are short: small steps find their way.
-  static constexpr int64_t kSegmentStep = 512;
-
   FileWindow& m_file;
   DumpStream& m_stream;
-  SegmentWalker m_segment;
+  std::unique_ptr<SegmentWalker> m_segment;  // while the fields of an image follow each other
   int m_depth = 0;
-  bool m_inSegment = false;
   bool m_documentEnded = false;
 };
 

@@ -1,5 +1,5 @@
 // Everything that a file consists of, field by field, for people who want to see why
-// it is as it is: also behind what can't be read.
+// it is as it is: also past what can't be read.
 #pragma once
 
 #include <cstdint>
@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Format/CodePage.h"
 #include "Host/Kernel/Export.h"
 #include "Toolkit/Base/Outcome.h"
 #include "Toolkit/Fields/TextDecoder.h"

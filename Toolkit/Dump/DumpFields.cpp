@@ -1,118 +1,81 @@
 // What the data of structured fields say, in short.
+#include <algorithm>
+
+#include "Format/SelfDefiningField.h"
 #include "Format/StructuredField.h"
+#include "Format/Triplet.h"
 #include "Toolkit/Dump/DumpWalkers.h"
 
 namespace kz {
 
 namespace {
 
-constexpr size_t kNameLength = 8;
-constexpr size_t kShownBytes = 16;
 constexpr size_t kShownText = 120;
-
-const char* UnitBase(int64_t base) {
-  switch (base) {
-    case 0:
-      return "10 inches";
-    case 1:
-      return "10 centimetres";
-    case 2:
-      return "logical";
-    default:
-      return "unknown";
-  }
-}
-
-// Begin, End and Include fields say a name first.
-bool BeginsWithName(uint16_t code) {
-  const unsigned type = code >> 8;
-  return type == 0xA8 || type == 0xA9 || type == 0xAF;
-}
 
 // Text that may be the document's code page or ASCII, which comments often are.
 std::string FreeText(std::string_view bytes, DumpStream& stream) {
-  size_t ascii = 0;
-  for (const char c : bytes) ascii += c >= 0x20 && c < 0x7F ? 1 : 0;
+  const bool ascii =
+      std::all_of(bytes.begin(), bytes.end(), [](char c) { return c >= 0x20 && c < 0x7F; });
   const std::string_view shown = bytes.substr(0, kShownText);
   const bool whole = shown.size() == bytes.size();
-  return (ascii == bytes.size() ? std::string(shown) : stream.Text(shown)) + (whole ? "" : "...");
+  return (ascii ? std::string(shown) : stream.Text(shown)) + (whole ? "" : "...");
 }
 
-void DescribeTriplets(std::string_view triplets, DumpStream& stream, DumpEvent& event) {
-  constexpr char fullyQualifiedName = 0x02;
-  constexpr char attributeValue = 0x36;
-  while (triplets.size() > 4) {
-    const auto length = static_cast<unsigned char>(triplets[0]);
-    if (length < 2 || length > triplets.size()) return;
-    if (length > 4 && triplets[1] == fullyQualifiedName) {
+void DescribeTriplets(uint16_t code, std::string_view data, DumpStream& stream, DumpEvent& event) {
+  data.remove_prefix(std::min<size_t>(data.size(), TripletsOffset(code)));
+  Triplets walk(data);
+  Triplet triplet;
+  while (walk.Next(triplet)) {
+    const std::string_view name = QualifiedName(triplet);
+    if (!name.empty()) {
       // A format of 0 says that the name is text.
-      const std::string_view name = triplets.substr(4, length - 4u);
-      const bool text = triplets[3] == 0;
-      event.Add("qualifiedName", text ? stream.Text(name) : Hex(name, kShownBytes));
-    } else if (length > 4 && triplets[1] == attributeValue) {
-      event.Add("value", stream.Text(triplets.substr(4, length - 4u)));
+      const bool text = triplet.contents[1] == 0;
+      event.Add("qualifiedName", text ? stream.Text(name) : Hex(name));
+    } else if (triplet.id == triplet::kAttributeValue && triplet.contents.size() > 2) {
+      event.Add("value", stream.Text(triplet.contents.substr(2)));
     }
-    triplets.remove_prefix(length);
   }
 }
 
-void DescribeName(uint16_t code, std::string_view data, DumpStream& stream, DumpEvent& event) {
-  if (data.size() < kNameLength) return;
-  const std::string_view name = data.substr(0, kNameLength);
+void DescribeNamed(uint16_t code, std::string_view data, DumpStream& stream, DumpEvent& event) {
+  const std::string_view name = data.substr(0, kFieldNameLength);
+  // What there is after the name of an Include field isn't in words.
+  if (TypeOf(code) == FieldType::Include) event.data = Hex(data.substr(name.size()));
+  if (name.size() < kFieldNameLength) return;
   // Names of zeros or all bits on are none: they match any.
   if (name.find_first_not_of('\0') == std::string_view::npos) return;
   if (name.find_first_not_of('\xFF') == std::string_view::npos) return;
   std::string text = stream.Text(name);
-  while (!text.empty() && text.back() == ' ') text.pop_back();
+  text.erase(text.find_last_not_of(' ') + 1);
   if (!text.empty()) event.Add("name", std::move(text));
-  // Begin Document and Begin Resource have two bytes before their triplets.
-  const bool two = code == 0xA8A8 || code == 0xA8CE;
-  if (data.size() > kNameLength + 2 && code >> 8 == 0xA8) {
-    DescribeTriplets(data.substr(two ? kNameLength + 2 : kNameLength), stream, event);
-  }
+  if (TypeOf(code) == FieldType::Begin) DescribeTriplets(code, data, stream, event);
 }
 
-void DescribeExtent(std::string_view data, DumpEvent& event) {
-  // Page Descriptor and Presentation Text Data Descriptor have these twelve bytes.
-  if (data.size() < 12) return;
-  event.Add("unitBase", UnitBase(Big(data, 0, 1)));
-  event.Add("xUnits", Big(data, 2, 2));
-  event.Add("yUnits", Big(data, 4, 2));
-  event.Add("width", Big(data, 6, 3));
-  event.Add("height", Big(data, 9, 3));
+// A unit base begins the data, the units of both directions stand at an offset.
+void AddUnits(std::string_view data, size_t units, DumpEvent& event) {
+  const char* base = UnitBaseName(static_cast<unsigned char>(data[0]));
+  event.Add("unitBase", base != nullptr ? base : "unknown");
+  event.Add("xUnits", GetBig(data, units, 2));
+  event.Add("yUnits", GetBig(data, units + 2, 2));
 }
 
-void DescribeImageData(std::string_view data, DumpEvent& event) {
-  if (data.size() < 9) return;
-  event.Add("unitBase", UnitBase(Big(data, 0, 1)));
-  event.Add("xUnits", Big(data, 1, 2));
-  event.Add("yUnits", Big(data, 3, 2));
-  event.Add("width", Big(data, 5, 2));
-  event.Add("height", Big(data, 7, 2));
+// Two sides of `count` bytes each.
+void AddSize(std::string_view data, size_t at, size_t count, DumpEvent& event) {
+  event.Add("width", GetBig(data, at, count));
+  event.Add("height", GetBig(data, at + count, count));
 }
 
-void DescribeAreaDescriptor(std::string_view triplets, DumpEvent& event) {
-  while (triplets.size() >= 2) {
-    const auto length = static_cast<unsigned char>(triplets[0]);
-    if (length < 2 || length > triplets.size()) return;
-    if (triplets[1] == 0x4B && length >= 8) {
-      event.Add("unitBase", UnitBase(Big(triplets, 2, 1)));
-      event.Add("xUnits", Big(triplets, 4, 2));
-      event.Add("yUnits", Big(triplets, 6, 2));
-    } else if (triplets[1] == 0x4C && length >= 9) {
-      event.Add("width", Big(triplets, 3, 3));
-      event.Add("height", Big(triplets, 6, 3));
+void DescribeAreaDescriptor(std::string_view data, DumpEvent& event) {
+  Triplets walk(data);
+  Triplet triplet;
+  while (walk.Next(triplet)) {
+    const size_t size = triplet.contents.size();
+    if (triplet.id == triplet::kMeasurementUnits && size >= 6) {
+      AddUnits(triplet.contents, 2, event);
+    } else if (triplet.id == triplet::kObjectAreaSize && size >= 7) {
+      AddSize(triplet.contents, 1, 3, event);
     }
-    triplets.remove_prefix(length);
   }
-}
-
-void DescribeAreaPosition(std::string_view data, DumpEvent& event) {
-  if (data.size() < 12) return;
-  event.Add("x", Big(data, 2, 3));
-  event.Add("y", Big(data, 5, 3));
-  // Degrees stand above seven bits of fraction.
-  event.Add("rotation", Big(data, 8, 2) >> 7);
 }
 
 }  // namespace
@@ -120,40 +83,43 @@ void DescribeAreaPosition(std::string_view data, DumpEvent& event) {
 void DescribeFieldData(uint16_t code, std::string_view data, DumpStream& stream, DumpEvent& event) {
   switch (code) {
     case sf::kPageDescriptor:
-    case kTextDescriptor:
-      DescribeExtent(data, event);
+    case sf::kTextDescriptor:
+      if (data.size() < 12) break;
+      AddUnits(data, 2, event);
+      AddSize(data, 6, 3, event);
       break;
     case sf::kImageDataDescriptor:
-      DescribeImageData(data, event);
+      if (data.size() < 9) break;
+      AddUnits(data, 1, event);
+      AddSize(data, 5, 2, event);
       break;
     case sf::kObjectAreaDescriptor:
       DescribeAreaDescriptor(data, event);
       break;
     case sf::kObjectAreaPosition:
-      DescribeAreaPosition(data, event);
+      if (data.size() < 12) break;
+      event.Add("x", GetBig(data, 2, 3));
+      event.Add("y", GetBig(data, 5, 3));
+      // Degrees stand above seven bits of fraction.
+      event.Add("rotation", GetBig(data, 8, 2) >> 7);
       break;
-    case kNoOperation:
+    case sf::kNoOperation:
       if (!data.empty()) event.Add("text", FreeText(data, stream));
       break;
-    case kTagLogicalElement:
-      DescribeTriplets(data, stream, event);
+    case sf::kTagLogicalElement:
+      DescribeTriplets(code, data, stream, event);
       break;
     case sf::kImagePictureData:
     case sf::kPresentationText:
       // Their contents follow as events of their own.
       return;
     default:
-      if (BeginsWithName(code)) {
-        DescribeName(code, data, stream, event);
-        // What more there is, isn't in words.
-        if (code >> 8 != 0xAF) return;
-        data.remove_prefix(std::min(data.size(), kNameLength));
-        event.data = Hex(data, kShownBytes);
+      if (CarriesName(code)) {
+        DescribeNamed(code, data, stream, event);
         return;
       }
-      break;
   }
-  if (event.values.empty()) event.data = Hex(data, kShownBytes);
+  if (event.values.empty()) event.data = Hex(data);
 }
 
 }  // namespace kz

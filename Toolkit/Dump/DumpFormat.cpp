@@ -13,7 +13,7 @@ std::string InWords(const DumpValue& value) {
   return value.isNumber ? std::to_string(value.number) : value.words;
 }
 
-// What a value and the one behind it are called together; null for a value that
+// What a value and the one after it are called together; null for a value that
 // stands alone.
 const char* PairName(std::string_view name) {
   if (name == "xUnits") return "units ";

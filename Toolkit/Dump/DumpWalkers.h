@@ -4,8 +4,9 @@
 #include <string>
 #include <string_view>
 
-#include "Format/FieldScan.h"
+#include "Format/BigEndian.h"
 #include "Toolkit/Dump/Dump.h"
+#include "Toolkit/Files/FileWindow.h"
 
 namespace kz {
 
@@ -28,9 +29,13 @@ class DumpStream {
   int m_fields = 0;
 };
 
+// Data that aren't in words are shown up to here.
+constexpr size_t kShownBytes = 16;
+
 // Hexadecimal digits of at most `most` bytes, "..." for the rest.
-std::string Hex(std::string_view bytes, size_t most = SIZE_MAX);
-int64_t Big(std::string_view bytes, size_t at, size_t count);
+std::string Hex(std::string_view bytes, size_t most = kShownBytes);
+// Two hexadecimal digits for each of the number's low bytes, of which it has up to four.
+std::string HexNumber(uint32_t value, unsigned bytes);
 
 // Fills in what the data of a structured field say.
 void DescribeFieldData(uint16_t code, std::string_view data, DumpStream& stream, DumpEvent& event);
@@ -38,29 +43,28 @@ void DescribeFieldData(uint16_t code, std::string_view data, DumpStream& stream,
 // The self-defining fields of one image segment, which comes in parts.
 class SegmentWalker {
  public:
-  explicit SegmentWalker(DumpStream& stream) : m_stream(stream) {}
-  // The next part of the segment, which stands at the offset of the file.
-  void Feed(std::string_view bytes, int64_t offset, int depth);
-  // Bytes that the next part may begin with without anyone looking at them.
-  int64_t Unread() const { return m_skip; }
-  void Skip(int64_t count) { m_skip -= count; }
-  // The segment is over. Reports what is missing and starts anew.
+  SegmentWalker(FileWindow& file, DumpStream& stream, int depth)
+      : m_file(file), m_stream(stream), m_depth(depth) {}
+  // Dumps the next part of the segment: bytes of the file from `at` up to `end`.
+  void Walk(int64_t at, int64_t end);
+  // The segment is over at the offset. Reports what is missing.
   void Finish(int64_t offset);
 
  private:
-  size_t Wanted() const;
-  void Complete(int depth);
-  void CheckField(DumpEvent& event, int depth);
+  ByteSpan Field() const;
+  size_t Missing() const;
+  void Complete();
 
+  FileWindow& m_file;
   DumpStream& m_stream;
-  std::string m_field;   // of the field that has begun
-  int64_t m_offset = 0;  // of the field
+  const int m_depth;
+  std::string m_field;   // what has been read of the field that has begun
+  int64_t m_offset = 0;  // of the field, or of the bytes past the end
   int64_t m_skip = 0;    // image data still to come
-  int m_depth = 0;
+  int64_t m_past = 0;    // bytes past End Segment
   int m_problems = 0;
   bool m_begun = false;
   bool m_ended = false;
-  int64_t m_behind = 0;  // bytes behind End Segment
 };
 
 // The control sequences of one Presentation Text Data field (PTOCA).

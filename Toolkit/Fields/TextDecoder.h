@@ -11,9 +11,6 @@
 
 namespace kz {
 
-// The code page of documents that say nothing else: EBCDIC, international.
-constexpr const char* kDefaultEncoding = "cp500";
-
 class K_EXPORT TextDecoder {
  public:
   TextDecoder() = default;
