@@ -1,4 +1,4 @@
-// fltLoad on all roads.
+// fltLoad on all paths.
 #include "Fuzz/FilterCalls.h"
 #include "Fuzz/MemoryDisk.h"
 

@@ -23,11 +23,11 @@ struct ArithmeticDecoder {
   uint32_t lastByte;
   const unsigned char* next;
   const unsigned char* end;
-  int64_t fillBits;  // read behind the end of the code string, where all bits are 1
+  int64_t fillBits;  // read after the end of the code string, where all bits are 1
   bool truncated;    // the bytes ran out without a marker
 };
 
-// Bits behind its end that decoding a whole code string may shift into C's upper
+// Bits after its end that decoding a whole code string may shift into C's upper
 // half. After n shifts 15 + n bits are there; the encoder has by then made at
 // least 4 + n with the two bytes that end the string.
 constexpr int kMaxFillBits = 11;

@@ -19,7 +19,7 @@ struct ArithmeticEncoder {
 };
 
 // One decision shifts C by up to 15 bits, and at worst every second byte is an
-// 0xFF with only 7 bits behind it.
+// 0xFF with only 7 bits after it.
 constexpr size_t kMaxBytesPerDecision = 2;
 // Room that FinishEncoder needs: what is left of C, up to three bytes, and the marker.
 constexpr size_t kMaxFinishBytes = 5;
@@ -67,7 +67,7 @@ inline void EncodeBeyondSlack(ArithmeticEncoder& encoder, ContextState& state, b
 
 }  // namespace arithmetic_encoder
 
-// An encoder whose code string starts behind *before, a byte that it sets to 0.
+// An encoder whose code string starts after *before, a byte that it sets to 0.
 // The caller sees to the room: see kMaxBytesPerDecision and kMaxFinishBytes.
 inline ArithmeticEncoder StartEncoder(unsigned char* before) {
   *before = 0;
@@ -91,7 +91,7 @@ inline int EncodeMpsRun(ArithmeticEncoder& encoder, ContextState state, int coun
 }
 
 // Writes what is left of C with as many 1 bits at its end as the interval allows,
-// then the end marker. Returns the byte behind the code string.
+// then the end marker. Returns the byte after the code string.
 inline unsigned char* FinishEncoder(ArithmeticEncoder& encoder) {
   uint32_t c = encoder.base - static_cast<uint32_t>(encoder.slack);
   const uint32_t top = encoder.base + static_cast<uint32_t>(kHalfInterval);

@@ -22,7 +22,7 @@ constexpr int kMaxPlaneWidth = 0x7FFF;
 constexpr int kWordPixels = 32;
 
 // One row of a bit plane in words of 32 pixels, the first pixel in the most
-// significant bit. A word of 0 stands on either side; bits behind the width are 0.
+// significant bit. A word of 0 stands on either side; bits after the width are 0.
 struct PlaneRow {
   static constexpr size_t kMaxWords = (kMaxPlaneWidth + kWordPixels - 1) / kWordPixels;
 
@@ -60,7 +60,7 @@ struct RowsAbove {
   }
 };
 
-// Those for the first pixel of a word. They reach until behind the word's last
+// Those for the first pixel of a word. They reach until after the word's last
 // pixel.
 inline RowsAbove RowsAboveWord(const PlaneRow& two, const PlaneRow& one, int word) {
   return {two.Window(word) << 14, one.Window(word) << 13};

@@ -13,7 +13,7 @@ namespace fax {
 using ReadPieceRoutine = int (*)(void* pContext, unsigned char* pBuffer, unsigned int nCount);
 
 constexpr unsigned int kPieceSize = 32 * 1024;
-// What stands around a piece: the tail of the one before, and zeros behind the
+// What stands around a piece: the tail of the one before, and zeros after the
 // end of the data. No code consists of zeros, so no decoder runs far into them.
 constexpr unsigned int kPieceTail = 8;
 constexpr unsigned int kZerosBehindData = 64;
@@ -54,7 +54,7 @@ struct PieceSource {
 
   // A reader at the first bit.
   BitReader Start();
-  // Puts the bytes from pNext on in front of a new piece or, behind the last one,
+  // Puts the bytes from pNext on in front of a new piece or, after the last one,
   // stays among the zeros. Returns a position to load from.
   PiecePosition NextPiece(const unsigned char* pNext);
 };
@@ -85,7 +85,7 @@ struct BitReader {
     nBits -= nCount;
   }
 
-  // Bits of the data that are not taken, negative when zeros behind the data were;
+  // Bits of the data that are not taken, negative when zeros after the data were;
   // a huge number before the last piece is in.
   int64_t BitsLeft() const {
     return pSource->bLastPiece ? int64_t{8} * (pSource->pEnd - position.pNext) + nBits : INT64_MAX;

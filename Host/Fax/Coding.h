@@ -14,7 +14,7 @@ enum class Coding {
 constexpr bool IsGroup3(Coding coding) {
   return coding == Coding::Group3OneDimensional || coding == Coding::Group3TwoDimensional;
 }
-// Whether a bit behind each EOL tells how the next line is coded: 1 for
+// Whether a bit after each EOL tells how the next line is coded: 1 for
 // one-dimensionally.
 constexpr bool HasTagBits(Coding coding) {
   return coding == Coding::Group3TwoDimensional || coding == Coding::IbmMmr;

@@ -33,7 +33,7 @@ constexpr auto kWhite =
 constexpr auto kBlack =
     MakeRuns<1 << kBlackBits>(kBlackTerminatingCodes, kBlackMakeUpCodes, kBlackBits);
 
-// The bits of `index`, nWidth many, behind the first nSkipped.
+// The bits of `index`, nWidth many, after the first nSkipped.
 constexpr unsigned int Rest(unsigned int index, int nWidth, int nSkipped) {
   return (index << nSkipped) & ((1u << nWidth) - 1);
 }

@@ -19,10 +19,10 @@ extern "C" {
 // piece, whatever the page.
 //
 // A row is nBytesPerLine bytes of pBitmap (never fewer than the width needs), the
-// bits behind the width being 0; the callback may change it. pInfo->uFlags 0x8:
+// bits after the width being 0; the callback may change it. pInfo->uFlags 0x8:
 // the code's bits are reversed in each byte.
 //
-// Group 3 may lack EOL codes, has them on byte boundaries or behind fill, and
+// Group 3 may lack EOL codes, has them on byte boundaries or after fill, and
 // resumes at the next EOL: a damaged line is replaced by the line above, the load
 // succeeds and pDispatch->nLoadError is left at -9. Where every line has an EOL,
 // one with a single wrong bit counts, and a line that none follows is damaged. An

@@ -24,7 +24,7 @@ void DrawLine(const Line& line, int nWidth, uint64_t* pRow) {
       pRow[end / 64] ^= fromEnd;
     }
   }
-  // ... and, if the word then ends in black, the words behind it.
+  // ... and, if the word then ends in black, the words after it.
   uint64_t black = 0;
   for (size_t i = 0; i < nWords; ++i) {
     const uint64_t word = pRow[i] ^ black;

@@ -13,8 +13,8 @@ constexpr int kMaxWidth = 0x8000;
 
 // Elements that coding takes at once, at most.
 constexpr int kElementsAtOnce = 8;
-// One element before the first may be read, and is 0. Behind the last stands the
-// width, kSentinels times: the imaginary changing element behind the line, which
+// One element before the first may be read, and is 0. After the last stands the
+// width, kSentinels times: the imaginary changing element after the line, which
 // b1 and b2 may be, and as many as may be taken at once from there.
 constexpr int kSentinels = kElementsAtOnce + 4;
 
@@ -34,7 +34,7 @@ struct Line {
     line.End(line.pElements, nWidth);
     return line;
   }
-  // Ends the line at pEnd, behind its last element; elements at the width go.
+  // Ends the line at pEnd, after its last element; elements at the width go.
   void End(uint16_t* pEnd, int nWidth) {
     while (pEnd > pElements && pEnd[-1] >= nWidth) --pEnd;
     nElements = static_cast<int>(pEnd - pElements);
@@ -46,7 +46,7 @@ struct Line {
 constexpr size_t RowWords(int nWidth) { return static_cast<size_t>(nWidth) / 64 + 1; }
 
 // Draws the line as pixels, 1 being black: RowWords(nWidth) words, the first
-// pixel in the first byte's top bit, zeros behind the width.
+// pixel in the first byte's top bit, zeros after the width.
 void DrawLine(const Line& line, int nWidth, uint64_t* pRow);
 
 }  // namespace fax

@@ -60,12 +60,12 @@ inline Lanes LoadLanes(const void* pElements) {
   return lanes;
 }
 
-// Decodes several codes of Vertical mode as if each b1 were the element behind
+// Decodes several codes of Vertical mode as if each b1 were the element after
 // the one before, which it mostly is, and puts the elements at pNext. False when
 // that is not so, when a code does not fit in the line, or when the line is full.
 inline bool DecodeVerticals(const VerticalsEntry& entry, const uint16_t* b1, int a0,
                             uint16_t* pNext) {
-  // Of the lanes behind nCodes nothing counts; the entry's last one is no offset.
+  // Of the lanes after nCodes nothing counts; the entry's last one is no offset.
   static constexpr uint16_t kCounts[16] = {0xFFFF, 0xFFFF, 0xFFFF, 0xFFFF,
                                            0xFFFF, 0xFFFF, 0xFFFF, 0xFFFF};
   constexpr Lanes kAllButFirst = {0, 0xFFFF, 0xFFFF, 0xFFFF, 0xFFFF, 0xFFFF, 0xFFFF, 0xFFFF};
@@ -85,9 +85,9 @@ inline bool DecodeVerticals(const VerticalsEntry& entry, const uint16_t* b1, int
   return (aWrong[0] | aWrong[1]) == 0 && *pNext > a0;
 }
 
-// The next b1 behind a code of Vertical mode, which has the other colour: the
-// element behind the old one or, for VL, the one before; two further on if that is
-// not right of a1, and only behind VR(3) that may be so twice.
+// The next b1 after a code of Vertical mode, which has the other colour: the
+// element after the old one or, for VL, the one before; two further on if that is
+// not right of a1, and only after VR(3) that may be so twice.
 inline const uint16_t* NextB1(const uint16_t* b1, int a1, int nOffset) {
   b1 += nOffset < 0 ? -1 : 1;
   b1 += 2 * static_cast<ptrdiff_t>(*b1 <= a1);
@@ -146,7 +146,7 @@ LineResult DecodeTwoDimensional(BitReader& reader, int nWidth, const Line& refer
   BitReader in = reader;
   uint16_t* const pFirst = line.pElements;
   uint16_t* pNext = pFirst;                  // where a1 goes
-  const uint16_t* b1 = reference.pElements;  // b2 stands behind it
+  const uint16_t* b1 = reference.pElements;  // b2 stands after it
   const uint16_t* const pEnd = b1 + reference.nElements;
   int a0 = -1;
   LineResult result = LineResult::Complete;
@@ -165,7 +165,7 @@ LineResult DecodeTwoDimensional(BitReader& reader, int nWidth, const Line& refer
     }
     const Mode mode = kModes[in.Peek(kModeBits)].mode;
     if (mode == Mode::Vertical) {
-      // One code, and another one: where b1 was not the element behind the one
+      // One code, and another one: where b1 was not the element after the one
       // before, the next is often not either.
       for (int i = 0; i < 2; ++i) {
         const ModeEntry& code = kModes[in.Peek(kModeBits)];

@@ -8,7 +8,7 @@ namespace fax {
 
 enum class LineResult {
   Complete,
-  BadCode,       // no code, or a run past the line's end; the reader is at or behind it
+  BadCode,       // no code, or a run past the line's end; the reader is at or after it
   Uncompressed,  // uncompressed mode is asked for
 };
 

@@ -76,7 +76,7 @@ void EncodeOneDimensional(BitWriter& writer, int nWidth, const Line& line) {
 
 void EncodeTwoDimensional(BitWriter& writer, int nWidth, const Line& reference, const Line& line) {
   BitWriter out = writer;
-  const uint16_t* a1 = line.pElements;  // a2 stands behind it
+  const uint16_t* a1 = line.pElements;  // a2 stands after it
   const uint16_t* const aEnd = a1 + line.nElements;
   const uint16_t* b1 = reference.pElements;  // the first element right of a0 and of a1's colour
   int a0 = -1;
@@ -98,7 +98,7 @@ void EncodeTwoDimensional(BitWriter& writer, int nWidth, const Line& reference, 
       out.Put(kVerticalCodes.data()[nOffset + kMaxOffset]);
       a0 = *a1++;
       if (a0 == nWidth) break;
-      // The next b1 has the other colour. It is the element behind the old one or,
+      // The next b1 has the other colour. It is the element after the old one or,
       // left of that, the one before; further on by two while not right of a0.
       b1 += nOffset < 0 ? -1 : 1;
       while (*b1 <= a0) b1 += 2;

@@ -39,14 +39,14 @@ class FileBuffer {
 
  private:
   bool Fill();
-  // Moves behind bytes that were read or written.
+  // Moves past bytes that were read or written.
   void Advance(int64_t count) { m_lastUse = m_position += count; }
   bool HoldsPosition() const;
   int64_t WindowEnd() const { return m_start + static_cast<int64_t>(m_length); }
 
   int m_descriptor;
   int64_t m_position = 0;
-  int64_t m_lastUse = 0;  // behind the last byte that was read or written
+  int64_t m_lastUse = 0;  // after the last byte that was read or written
   std::unique_ptr<unsigned char[]> m_window;
   int64_t m_start = 0;      // file position of the window's first byte
   size_t m_length = 0;      // bytes of the window that hold file content

@@ -112,7 +112,7 @@ K_EXPORT int WinGlobalUnlock(HGLOBAL hBlock);                        // locks st
 K_EXPORT HGLOBAL WinGlobalHandle(const void* pBlock);                // null for null
 K_EXPORT size_t WinGlobalSize(HGLOBAL hBlock);
 K_EXPORT HGLOBAL WinGlobalFree(HGLOBAL hBlock);  // null; null is ignored
-// Frees the global block behind a locked pointer; null is ignored.
+// Frees the global block of a locked pointer; null is ignored.
 K_EXPORT void K_GlobalFree(void* pBlock, int nLine, const char* pszSource);
 // Records a block with the resource tracking (kind 3: global memory).
 K_EXPORT int K_ResourceAdd(int nKind, HGLOBAL hBlock, int nLine, const char* pszSource);

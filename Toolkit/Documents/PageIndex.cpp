@@ -37,7 +37,7 @@ class Indexer {
   Outcome Run(FileWindow& file) {
     for (int64_t at = 0; at < file.Size();) {
       const ScannedField field = ScanField(file, at);
-      // Files are padded behind their document.
+      // Files are padded after their document.
       if (field.fault != FieldFault::None && Outside() && m_index.endDocument.end > 0) break;
       if (field.fault == FieldFault::Cut || field.fault == FieldFault::CutData) {
         return At(at, "the file ends within the structured field", K_ERROR_READ);

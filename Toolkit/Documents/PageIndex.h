@@ -55,14 +55,14 @@ struct K_EXPORT PageIndex {
   // Where the first page group begins that encloses the first page, or that page,
   // or End Document without any.
   int64_t plainHeadEnd = 0;
-  // Where pages behind all others go: before the last End Document.
+  // Where pages after all others go: before the last End Document.
   int64_t appendAt = 0;
 
   int64_t Size() const { return found.st_size; }
   // What stands before the first page: resource groups, Begin Document and so on.
   // Without a page, all that stands before End Document.
   ByteRange Head() const;
-  // What stands behind the last page.
+  // What stands after the last page.
   ByteRange Tail() const;
   // Whether image object n is the picture of page n, for all pages.
   bool PagesAreImages() const;

@@ -29,13 +29,13 @@ struct PagePick {
 K_EXPORT std::vector<PagePick> AllPages(const PageIndex& index);
 
 // The edits: WriteDocument carries them out. What stands before the first page,
-// between pages and behind the last stays in place. They refuse, with -9, pages that
+// between pages and after the last stays in place. They refuse, with -9, pages that
 // aren't there, and a bare IOCA file as target.
 
-// Inserts the pages behind a page of the target; 0: before the first.
+// Inserts the pages after a page of the target; 0: before the first.
 K_EXPORT DocumentEdit InsertPages(const PageIndex& target, int after,
                                   const std::vector<PagePick>& pages);
-// Puts the pages behind all others, outside of any page group.
+// Puts the pages after all others, outside of any page group.
 K_EXPORT DocumentEdit AppendPages(const PageIndex& target, const std::vector<PagePick>& pages);
 // Puts the pages in the place of a page of the target.
 K_EXPORT DocumentEdit ReplacePage(const PageIndex& target, int page,
@@ -43,7 +43,7 @@ K_EXPORT DocumentEdit ReplacePage(const PageIndex& target, int page,
 // Removes pages, named in any order. One at least must stay.
 K_EXPORT DocumentEdit DeletePages(const PageIndex& target, const std::vector<int>& pages);
 // Makes a document of the pages in their order. The first document among them gives
-// what stands before and behind the pages; bare images alone get a new document. What
+// what stands before and after the pages; bare images alone get a new document. What
 // stands between two pages stays if both stay neighbours, but page groups only if
 // the document's pages come first and complete.
 K_EXPORT DocumentEdit AssembleDocument(const std::vector<PagePick>& pages);

@@ -18,7 +18,7 @@ K_EXPORT int DefaultDepth(Compression compression, const Bitmap& bitmap);
 
 enum class SaveMode {
   NewFile,  // whatever the file held is gone
-  Append,   // behind the last page; a new file when there is none
+  Append,   // after the last page; a new file when there is none
 };
 
 struct SaveRequest {

@@ -262,17 +262,14 @@ Outcome CopyDescriptor(int from, int to) {
     // left, if anything, goes through memory.
     break;
   }
-  std::vector<char> buffer(size_t{256} * 1024);
+  std::vector<unsigned char> buffer(size_t{256} * 1024);
   for (;;) {
     const ssize_t read = ::read(from, buffer.data(), buffer.size());
     if (read == 0) return {};
     if (read < 0 && errno == EINTR) continue;
     if (read < 0) return SystemFailure(K_ERROR_READ, errno);
-    for (ssize_t done = 0; done < read;) {
-      const ssize_t n = ::write(to, buffer.data() + done, static_cast<size_t>(read - done));
-      if (n < 0 && errno == EINTR) continue;
-      if (n <= 0) return SystemFailure(K_ERROR_WRITE, n < 0 ? errno : EIO);
-      done += n;
+    if (!WriteFully(to, buffer.data(), static_cast<size_t>(read))) {
+      return SystemFailure(K_ERROR_WRITE, errno);
     }
   }
 }

@@ -88,7 +88,7 @@ class K_EXPORT FileBatch {
 // when `from` can't be opened, -14 when `to` can't, -7 or -5 when copying fails.
 K_EXPORT Outcome CopyFile(const std::string& from, const std::string& to);
 
-// Appends the whole file behind one descriptor to another, which may be a pipe.
+// Appends the whole file of one descriptor to another, which may be a pipe.
 // Returns -7 or -5 when that fails.
 K_EXPORT Outcome CopyDescriptor(int from, int to);
 

@@ -1,6 +1,8 @@
 // An owned file descriptor.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <fcntl.h>
 #include <sys/types.h>
 #include <unistd.h>
@@ -46,5 +48,12 @@ inline int OpenDescriptorAt(int folder, const char* name, int flags, mode_t mode
 inline int OpenDescriptor(const char* path, int flags, mode_t mode = 0) {
   return OpenDescriptorAt(AT_FDCWD, path, flags, mode);
 }
+
+// Reads at an offset until `count` bytes are there or the file ends. Returns the bytes
+// read, or -1.
+int64_t ReadFully(int descriptor, int64_t offset, unsigned char* to, size_t count);
+// Writes all of the bytes at the descriptor's position. False, with errno, when that
+// fails.
+bool WriteFully(int descriptor, const unsigned char* from, size_t count);
 
 }  // namespace kz

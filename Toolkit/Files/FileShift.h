@@ -9,7 +9,7 @@
 namespace kz {
 
 // For its lifetime, files that the calling thread opens through the kernel begin
-// `base` bytes behind their real beginning. Shifts don't nest.
+// `base` bytes after their real beginning. Shifts don't nest.
 //
 // Positions are 32-bit numbers there. The files of a far shift may be of any size: it
 // reads them itself, for as far from the base as positions reach, and writes none.

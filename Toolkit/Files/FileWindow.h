@@ -44,14 +44,9 @@ class FileWindow {
   size_t m_capacity = 0;
   int64_t m_start = 0;
   size_t m_length = 0;
-  int64_t m_lastUse = 0;  // behind the last bytes that were given
+  int64_t m_lastUse = 0;  // after the last bytes that were given
   size_t m_fill = 0;      // bytes that the last fill asked for
   bool m_failed = false;
 };
-
-// Reads until `count` bytes are there or the file ends. Returns the bytes read, or -1.
-int64_t ReadFully(int descriptor, int64_t offset, unsigned char* to, size_t count);
-// Writes all of the bytes at the descriptor's position. Whether that worked.
-bool WriteFully(int descriptor, const unsigned char* from, size_t count);
 
 }  // namespace kz

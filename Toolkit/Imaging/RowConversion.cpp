@@ -162,7 +162,7 @@ void DitherTo(const _BITMAPHANDLE& bitmap, RowContext& context, int row, unsigne
   }
 }
 
-// Clears the bits behind the width in the last byte of a 1-bit row.
+// Clears the bits after the width in the last byte of a 1-bit row.
 void ClearSpareBits(unsigned char* row, int width) {
   unsigned char& last = row[(width - 1) / 8];
   const int spare = 7 - (width - 1) % 8;

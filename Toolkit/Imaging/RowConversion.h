@@ -34,7 +34,7 @@ K_EXPORT int BeginRows(_BITMAPHANDLE* pBitmap, void** ppContext, int nBitsPerPix
                        void* pfnHostCallback, void* pHostUserData, unsigned char** ppColorTable);
 // K_GetRowRoutine. Rows may be asked for in any order and again, with the same
 // result; a dithered row costs the rows between when they aren't asked in order.
-// Bits behind the width are 0. Returns 1, or -9 for a row outside the bitmap.
+// Bits after the width are 0. Returns 1, or -9 for a row outside the bitmap.
 K_EXPORT int GetRow(_BITMAPHANDLE* pBitmap, void* pContext, unsigned char* pRow, int nRow,
                     int nReserved, uint32_t uHostFlags, void* pfnHostCallback, void* pHostUserData,
                     unsigned char* pColorTable);
@@ -42,7 +42,7 @@ K_EXPORT int GetRow(_BITMAPHANDLE* pBitmap, void* pContext, unsigned char* pRow,
 K_EXPORT int EndRows(_BITMAPHANDLE* pBitmap, void** ppContext, uint32_t* puHostFlags,
                      unsigned char** ppRow, unsigned char** ppColorTable);
 
-// Inverts the first `width` bits of a 1-bit row; the bits behind them become 0.
+// Inverts the first `width` bits of a 1-bit row; the bits after them become 0.
 K_EXPORT void InvertBits(unsigned char* row, int width);
 
 // The rows of a bitmap at one depth, top row first: the row routines for C++ code.
@@ -57,7 +57,7 @@ class K_EXPORT PictureRows {
   // white. The bitmap must live as long. Returns 1, -27 or -1.
   int Begin(const Bitmap& bitmap, int bitsPerPixel, int colorOrder, bool dither = false);
   // The picture's row, counted from 0, which must be in range; it stands until the
-  // next call. Bits behind the width are 0.
+  // next call. Bits after the width are 0.
   const unsigned char* Row(int row);
 
  private:

@@ -33,8 +33,8 @@ class ExifReader {
   bool m_bigEndian;
 };
 
-// The orientation tag of the Exif segment that a camera puts right behind the
-// start of the image, or behind a JFIF segment; 1 when there is none.
+// The orientation tag of the Exif segment that a camera puts right after the
+// start of the image, or after a JFIF segment; 1 when there is none.
 int ExifOrientation(const std::vector<unsigned char>& data) {
   constexpr unsigned char kApplicationData = 0xE0;
   constexpr unsigned char kExifSegment = 0xE1;

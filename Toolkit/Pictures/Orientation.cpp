@@ -66,7 +66,7 @@ int FromPix(PIX* pix, Bitmap& bitmap) {
   return status;
 }
 
-// The reverse; the palette stays behind.
+// The reverse; the palette stays where it was.
 OwnedPix ToPix(const Bitmap& bitmap) {
   const bool color = bitmap.BitsPerPixel() == 24;
   OwnedPix pix(

@@ -274,15 +274,8 @@ Outcome PictureWriter::Commit() try {
 }
 
 Outcome WriteBytes(int descriptor, const void* bytes, size_t count) {
-  const auto* from = static_cast<const unsigned char*>(bytes);
-  while (count > 0) {
-    const ssize_t n = ::write(descriptor, from, count);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) return SystemFailure(K_ERROR_WRITE, n < 0 ? errno : EIO);
-    from += n;
-    count -= static_cast<size_t>(n);
-  }
-  return {};
+  const bool written = WriteFully(descriptor, static_cast<const unsigned char*>(bytes), count);
+  return written ? Outcome{} : SystemFailure(K_ERROR_WRITE, errno);
 }
 
 }  // namespace kz

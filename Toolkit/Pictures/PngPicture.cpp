@@ -1,4 +1,4 @@
-// PNG (ISO/IEC 15948) in and out. Straight through libpng: other roads print its
+// PNG (ISO/IEC 15948) in and out. Straight through libpng: other paths print its
 // messages on standard error and can't keep every depth.
 #include <png.h>
 

@@ -159,7 +159,7 @@ class PnmSource : public PictureSource {
   }
 
  private:
-  // Goes behind a picture; false when it is damaged or ends too early.
+  // Goes after a picture; false when it is damaged or ends too early.
   static bool SkipPicture(PnmScanner& scanner) {
     PnmHeader header{};
     if (!ReadHeader(scanner, header) || LeastBytes(header) > scanner.Left()) return false;
@@ -198,7 +198,7 @@ class PnmSource : public PictureSource {
 
   std::vector<unsigned char> m_data;
   std::vector<size_t> m_pages;  // where they begin
-  size_t m_behind = 0;          // bytes behind the last that are none
+  size_t m_behind = 0;          // bytes after the last that are none
 };
 
 class PnmSink : public PictureSink {

@@ -115,7 +115,7 @@ int TiffFile::TakeWarning(TIFF* tiff, void* self, const char* module, const char
                           va_list values) {
   auto& file = *static_cast<TiffFile*>(self);
   const std::string_view words(format);
-  // A value behind the file's end is only warned about, and a page without its
+  // A value after the file's end is only warned about, and a page without its
   // colours or its resolution comes of it; a list of directories that leads back
   // into itself is, and pages are missing then. Lengths that it works out itself may
   // be right.

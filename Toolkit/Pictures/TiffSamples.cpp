@@ -18,7 +18,7 @@ using LocalBytes = std::unique_ptr<unsigned char, LocalDeleter>;
 
 bool IsMapped(const TiffTags& tags) { return tags.photometric == PHOTOMETRIC_PALETTE; }
 
-// Samples of a pixel's colour: what stands behind them is alpha or unspecified.
+// Samples of a pixel's colour: what stands after them is alpha or unspecified.
 // 0 for colours that aren't read here.
 int ColorSamples(uint16_t photometric, uint16_t compression) {
   switch (photometric) {

@@ -1,4 +1,4 @@
-// kzica append: pictures behind the last page of a document.
+// kzica append: pictures after the last page of a document.
 #include <memory>
 
 #include "Tools/kzica/Documents.h"

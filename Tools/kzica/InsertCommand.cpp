@@ -1,4 +1,4 @@
-// kzica insert: pictures behind a page of a document.
+// kzica insert: pictures after a page of a document.
 #include <memory>
 
 #include "Tools/kzica/Documents.h"
