@@ -1,13 +1,13 @@
 // An owned file descriptor.
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
 #include <fcntl.h>
 #include <sys/types.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstddef>
+#include <cstdint>
 #include <utility>
 
 namespace kz {
