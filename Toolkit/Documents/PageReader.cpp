@@ -69,13 +69,13 @@ Outcome PageReader::DescribePage(int page, bool countPages, PageInfo& info) {
   if (countPages) result.structure = CheckStructure();
   m_page = page;
   m_segment.reset();
-  // Only the image segment tells the order of the bits and how rows are padded, and only
-  // the walk to it what a document with JPEG data has before its fields: not all pay for it.
+  // Only the image segment tells the order of the bits and how rows are padded; and JPEG
+  // has one format code for all containers. Other pages don't pay for the walk to it.
   result.container = FindFormatCode(found.nFormat).container;
   if (countPages || result.coding == Coding::Uncompressed || result.coding == Coding::Jpeg) {
     Outcome outcome = OpenSegment();
     if (!outcome.Ok()) return outcome;
-    result.container = m_container;
+    if (result.coding == Coding::Jpeg) result.container = m_container;
     result.reversedBits = m_layout.reversedBits;
     result.unpaddedRows = m_layout.unpaddedRows;
   }
