@@ -9,8 +9,8 @@
 
 #include "Host/Fax/Fax.h"
 #include "Host/Kernel/Kernel.h"
-#include "Tests/Fax/Pictures.h"
-#include "Tests/Fax/TiffCodec.h"
+#include "Tests/Host/Fax/Pictures.h"
+#include "Tests/Host/Fax/TiffCodec.h"
 
 namespace {
 

@@ -8,9 +8,9 @@
 #include <utility>
 
 #include "Host/Kernel/KernelTesting.h"
-#include "Tests/Filter/FileBuilder.h"
-#include "Tests/Filter/LoadedFilter.h"
 #include "Tests/StrictHost/StrictHost.h"
+#include "Tests/Support/FileBuilder.h"
+#include "Tests/Support/LoadedFilter.h"
 
 namespace {
 

@@ -1,0 +1,208 @@
+// What PictureWriter writes: read back by PictureReader and by independent libraries.
+#include "Toolkit/Pictures/PictureFile.h"
+
+#include <gtest/gtest.h>
+#include <leptonica/allheaders.h>
+
+#include <clocale>
+#include <cstdio>
+#include <cstdlib>
+
+#include "Host/Fax/Fax.h"
+#include "Tests/Support/TestPictures.h"
+#include "Toolkit/Imaging/MemoryLoader.h"
+
+namespace kz::test {
+
+namespace {
+
+Outcome Write(const std::string& path, const std::vector<const Bitmap*>& pages) {
+  PictureWriter writer;
+  Outcome outcome = writer.Open(path);
+  for (const Bitmap* page : pages) {
+    if (outcome.Ok()) outcome = writer.AddPage(*page);
+  }
+  return outcome.Ok() ? writer.Commit() : outcome;
+}
+
+constexpr struct {
+  int bits;
+  Colors colors;
+} kKinds[] = {{1, Colors::kNone},    {1, Colors::kBlackWhite}, {4, Colors::kNone},
+              {4, Colors::kColored}, {8, Colors::kNone},       {8, Colors::kColored},
+              {24, Colors::kNone}};
+
+constexpr struct {
+  const char* ending;
+  int depths;  // sum of the depths that stay
+  bool resolution;
+} kLossless[] = {{"png", 1 + 4 + 8 + 24, true},
+                 {"tif", 1 + 4 + 8 + 24, true},
+                 {"TIFF", 1 + 4 + 8 + 24, true},
+                 {"pnm", 1 + 8 + 24, false},
+                 {"ppm", 24, false}};
+
+// What Leptonica sees in a file must be the page.
+void ExpectLeptonicaSees(const std::string& path, const Bitmap& page) {
+  PIX* pix = pixRead(path.c_str());
+  ASSERT_NE(pix, nullptr);
+  PIX* color = pixConvertTo32(pix);
+  for (int y = 0; y < page.Height(); ++y) {
+    for (int x = 0; x < page.Width(); ++x) {
+      int r, g, b;
+      pixGetRGBPixel(color, x, y, &r, &g, &b);
+      ASSERT_EQ((Color{r, g, b}), ColorAt(page, x, y)) << x << " " << y;
+    }
+  }
+  pixDestroy(&color);
+  pixDestroy(&pix);
+}
+
+TEST(PictureFile, EveryDepthComesBack) {
+  const TemporaryFolder folder;
+  for (const auto& format : kLossless) {
+    for (const auto& kind : kKinds) {
+      for (const int width : {1, 31, 70}) {
+        for (const int perspective : {K_VIEW_TOP_DOWN, K_VIEW_BOTTOM_UP}) {
+          SCOPED_TRACE(testing::Message() << format.ending << " " << kind.bits << " bits, palette "
+                                          << static_cast<int>(kind.colors) << ", width " << width);
+          const int order = width == 31 ? K_ORDER_RGB : K_ORDER_BGR;
+          const Bitmap page = RandomBitmap(width, 9, kind.bits, kind.colors, perspective, order);
+          const std::string path = folder / (std::string("page.") + format.ending);
+          const Outcome written = Write(path, {&page});
+          ASSERT_TRUE(written.Ok()) << written.what;
+          PictureReader reader;
+          ASSERT_TRUE(reader.Open(path).Ok());
+          ASSERT_EQ(reader.Pages(), 1);
+          Bitmap back;
+          const Outcome read = reader.Read(1, back);
+          ASSERT_TRUE(read.Ok()) << read.what;
+          EXPECT_EQ(LargestDifference(page, back), 0);
+          ExpectLeptonicaSees(path, page);
+          if ((format.depths & kind.bits) == kind.bits && kind.bits != 8) {
+            EXPECT_EQ(back.BitsPerPixel(), kind.bits);
+          }
+          EXPECT_EQ(back.XResolution(), format.resolution ? 200 : 0);
+          EXPECT_EQ(back.YResolution(), format.resolution ? 100 : 0);
+        }
+      }
+    }
+  }
+}
+
+// A PDF file's objects, as its cross-reference table finds them.
+struct Pdf {
+  explicit Pdf(const std::string& path) {
+    const Bytes bytes = FileBytes(path);
+    const std::string text(bytes.begin(), bytes.end());
+    const size_t table = std::stoul(text.substr(text.rfind("startxref\n") + 10));
+    EXPECT_EQ(text.compare(table, 7, "xref\n0 "), 0);
+    const size_t count = std::stoul(text.substr(table + 7));
+    const size_t entries = text.find('\n', table + 5) + 1;
+    for (size_t i = 0; i < count; ++i) {
+      objects.push_back(text.substr(std::stoul(text.substr(entries + 20 * i, 10))));
+      const std::string head = std::to_string(i) + " 0 obj\n";
+      EXPECT_TRUE(i == 0 || objects.back().starts_with(head)) << i;
+    }
+  }
+  Bytes Stream(size_t number) const {
+    const std::string& object = objects.at(number);
+    const size_t length = std::stoul(object.substr(object.find("/Length ") + 8));
+    const size_t at = object.find("\nstream\n") + 8;
+    EXPECT_EQ(object.compare(at + length, 10, "\nendstream"), 0);
+    return AsBytes(std::string_view(object).substr(at, length));
+  }
+  std::vector<std::string> objects;
+};
+
+TEST(PictureFile, PdfPagesHoldTheirPixels) {
+  const TemporaryFolder folder;
+  const Bitmap bits = RandomBitmap(50, 30, 1, Colors::kBlackWhite);
+  const Bitmap colors = RandomBitmap(50, 30, 24);
+  const Bitmap mapped = RandomBitmap(50, 30, 4, Colors::kColored);
+  ASSERT_TRUE(Write(folder / "pages.pdf", {&bits, &colors, &mapped}).Ok());
+  const Pdf pdf(folder / "pages.pdf");
+  ASSERT_EQ(pdf.objects.size(), 12U);
+  EXPECT_NE(pdf.objects[2].find("/Count 3 /Kids [3 0 R 6 0 R 9 0 R ]"), std::string::npos);
+  // 50 pixels at 200 dpi and 30 at 100 dpi, in points.
+  EXPECT_NE(pdf.objects[3].find("/MediaBox [0 0 18.0000 21.6000]"), std::string::npos);
+
+  EXPECT_NE(pdf.objects[5].find("/CCITTFaxDecode /DecodeParms << /K -1 /Columns 50 /Rows 30 >>"),
+            std::string::npos);
+  Bytes data = pdf.Stream(5);
+  SetLoadInfoCallback(
+      [](int, _LOADINFO* info, void*) {
+        info->nFormat = K_FAX_G4;
+        info->nWidth = 50;
+        info->nHeight = 30;
+        info->nBitsPerPixel = 1;
+        info->uFlags = K_RAW_TOP_DOWN;
+        return K_SUCCESS;
+      },
+      nullptr);
+  _BITMAPHANDLE record{};
+  ASSERT_EQ(LoadMemory(data.data(), &record, sizeof(record), 1, K_ORDER_BGR, data.size(), nullptr,
+                       nullptr),
+            K_SUCCESS);
+  SetLoadInfoCallback(nullptr, nullptr);
+  const Bitmap back = Adopt(record);
+  EXPECT_EQ(LargestDifference(bits, back), 0);
+
+  for (const bool color : {true, false}) {
+    const std::string& object = pdf.objects[color ? 8 : 11];
+    EXPECT_NE(
+        object.find(color ? "/ColorSpace /DeviceRGB" : "/ColorSpace [/Indexed /DeviceRGB 15 <"),
+        std::string::npos);
+    const Bytes deflated = pdf.Stream(color ? 8 : 11);
+    size_t size = 0;
+    l_uint8* rows = zlibUncompress(deflated.data(), deflated.size(), &size);
+    const size_t rowBytes = color ? 150 : 25;
+    ASSERT_EQ(size, (rowBytes + 1) * 30);
+    for (size_t y = 0; y < 30; ++y) {
+      unsigned char* row = rows + y * (rowBytes + 1);
+      ASSERT_EQ(row[0], 2);
+      for (size_t x = 1; y > 0 && x <= rowBytes; ++x)
+        row[x] = static_cast<unsigned char>(row[x] + row[x - rowBytes - 1]);
+      if (color) {
+        EXPECT_EQ((Color{row[148], row[149], row[150]}), ColorAt(colors, 49, static_cast<int>(y)));
+      } else {
+        EXPECT_EQ(row[25], mapped.TopDownRow(static_cast<int>(y))[24]);
+      }
+    }
+    lept_free(rows);
+  }
+}
+
+TEST(PictureFile, PdfNumbersHaveAPointInEveryLanguageAndKeepProportions) {
+  // A locale that writes a comma: the plain one, changed in its first value.
+  const TemporaryFolder folder;
+  Bytes numeric = FileBytes("/usr/lib/locale/C.utf8/LC_NUMERIC");
+  const auto point = std::find(numeric.begin() + 0x20, numeric.end(), '.');
+  ASSERT_NE(point, numeric.end());
+  *point = ',';
+  std::filesystem::create_directory(folder / "comma");
+  folder.File("comma/LC_NUMERIC", numeric);
+  ASSERT_EQ(setenv("LOCPATH", (folder / "").c_str(), 1), 0);
+  ASSERT_NE(std::setlocale(LC_NUMERIC, "comma"), nullptr);
+  char text[8];
+  (void)std::snprintf(text, sizeof(text), "%.1f", 0.5);
+  EXPECT_STREQ(text, "0,5");
+  const Bitmap page = RandomBitmap(50, 30, 1);
+  Bitmap large;
+  ASSERT_EQ(large.Create(30000, 600, 1), K_SUCCESS);
+  large.SetResolution(100, 100);
+  const Outcome written = Write(folder / "page.pdf", {&page, &large});
+  std::setlocale(LC_NUMERIC, "C");
+  unsetenv("LOCPATH");
+  ASSERT_TRUE(written.Ok());
+  const Pdf pdf(folder / "page.pdf");
+  EXPECT_NE(pdf.objects[3].find("/MediaBox [0 0 18.0000 21.6000]"), std::string::npos);
+  EXPECT_NE(pdf.objects[4].find("q 18.0000 0 0 21.6000 0 0 cm"), std::string::npos);
+  // 300 inches by 6, in units of one and a half points.
+  EXPECT_NE(pdf.objects[6].find("/MediaBox [0 0 14400.0000 288.0000]"), std::string::npos);
+  EXPECT_NE(pdf.objects[6].find("/UserUnit 1.5000"), std::string::npos);
+}
+
+}  // namespace
+
+}  // namespace kz::test
