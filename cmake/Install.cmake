@@ -1,7 +1,8 @@
 # What `cmake --install` puts in place: the command with its manual page and
-# completion (Tools/kzica), the libraries, the headers, a CMake package and a
-# pkg-config file. Headers keep their folders below include/kzica.
+# completion (Tools/kzica), the libraries, the headers as <kzica/X.h>, a CMake package
+# and a pkg-config file.
 include(CMakePackageConfigHelpers)
+include(cmake/PublicHeaders.cmake)
 
 set(libraries kvkrn kzfax kzica_filter kztoolkit)
 set_target_properties(kvkrn PROPERTIES EXPORT_NAME kernel)
@@ -11,7 +12,7 @@ set_target_properties(kztoolkit PROPERTIES EXPORT_NAME toolkit)
 target_link_libraries(kztoolkit INTERFACE kzica_filter kvkrn)
 foreach(library IN LISTS libraries)
   target_include_directories(${library} INTERFACE
-    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/kzica>)
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
   target_compile_features(${library} INTERFACE cxx_std_20)
 endforeach()
 # Where a library finds the others is the same before and after the installation. With
@@ -29,25 +30,16 @@ install(TARGETS ${libraries} EXPORT kzica LIBRARY DESTINATION ${CMAKE_INSTALL_LI
 install(TARGETS kzabi LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(TARGETS kzica RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 
-function(kz_install_headers folder)
-  list(TRANSFORM ARGN PREPEND ${PROJECT_SOURCE_DIR}/${folder}/)
-  install(FILES ${ARGN} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kzica/${folder})
-endfunction()
-kz_install_headers(Host/Kernel DllLoader.h Export.h HostRecords.h Kernel.h Status.h)
-kz_install_headers(Host/Fax Fax.h)
-kz_install_headers(Host/Abic Abic.h)
-kz_install_headers(Host/Toolkit
-  Assemble.h AtomicFile.h Bitmap.h Check.h Document.h DocumentEdit.h DocumentLock.h Dump.h
-  MemoryLoader.h MemorySaver.h Outcome.h PageIndex.h PageRange.h PictureFile.h RowConversion.h
-  SavePage.h Text.h TextDecoder.h WritingPolicy.h)
-kz_install_headers(API/Filters/Ica/Common Ica.h)
-kz_install_headers(API/Filters/Ica/Common/Ioca Comment.h FormatCodes.h ImageInfo.h WriteImage.h)
-kz_install_headers(API/Filters/Ica/Common/Ioca/Coders
-  CodecLoader.h ExportedCoders.h RowDelivery.h)
-kz_install_headers(API/Filters/Ica/Common/Ioca/Document Envelope.h FieldStream.h Navigation.h)
-kz_install_headers(API/Filters/Ica/Common/Ioca/Segment
-  ImageDataReader.h ImageDataWriter.h PictureData.h SegmentField.h)
-kz_install_headers(Format BigEndian.h StructuredField.h)
+# What a program may call: all that the toolkit exports, the filter's entry points, and
+# the host that they need.
+kz_exporting_headers(toolkit_headers Toolkit)
+kz_public_headers(headers ${PROJECT_BINARY_DIR}/include/kzica
+  API/Filters/Ica/Common/Ica.h
+  Host/Abic/Abic.h Host/Fax/Fax.h
+  Host/Kernel/DllLoader.h Host/Kernel/Export.h Host/Kernel/HostRecords.h Host/Kernel/Kernel.h
+  Host/Kernel/Status.h
+  ${toolkit_headers})
+install(FILES ${headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kzica)
 
 set(package ${CMAKE_INSTALL_LIBDIR}/cmake/kzica)
 install(EXPORT kzica NAMESPACE kzica:: DESTINATION ${package} FILE kzicaTargets.cmake)

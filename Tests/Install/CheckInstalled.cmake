@@ -1,8 +1,10 @@
 # Installs the build into a fresh prefix and moves it elsewhere, builds a program against
 # it with the CMake package and with pkg-config, and runs it, the command and the manual
-# page there. Every header compiles alone, before and after <tiffio.h>, and no program or
-# library, built or installed, looks for libraries in the current folder:
+# page there. Every header compiles alone, before and after <tiffio.h>, and has no names
+# that others may have; and no program or library, built or installed, looks for libraries
+# in the current folder:
 # cmake -DBUILD=... -DSOURCE=... -DCOMPILER=... -P CheckInstalled.cmake
+cmake_minimum_required(VERSION 3.25)
 set(work ${BUILD}/installed)
 file(REMOVE_RECURSE ${work})
 set(prefix ${work}/prefix)
@@ -51,15 +53,35 @@ foreach(word info extract create append insert replace delete assemble split tex
   expect("${text}" "\\.SH COMMAND ${word}\n")
 endforeach()
 
-file(GLOB_RECURSE headers RELATIVE ${prefix}/include/kzica ${prefix}/include/kzica/*.h)
-expect("${headers}" "Toolkit/Documents/Document.h;.*Toolkit/Documents/Text.h")
+file(GLOB_RECURSE headers RELATIVE ${prefix}/include ${prefix}/include/*)
+expect("${headers}" "^kzica/Abic.h;.*;kzica/Document.h;.*;kzica/Ica.h;.*;kzica/WritingPolicy.h")
+# The interface between host and filter, whose records and functions have global names.
+set(host Abic DllLoader Export Fax HostRecords Ica Kernel Status)
 foreach(header IN LISTS headers)
-  set(alone "#include \"${header}\"\n")
+  set(alone "#include <${header}>\n")
   set(tiff "#include <tiffio.h>\n")
   file(WRITE ${work}/before.cpp "${alone}${tiff}")
   file(WRITE ${work}/after.cpp "${tiff}${alone}")
-  run(ignored ${COMPILER} -std=c++20 -fsyntax-only -I${prefix}/include/kzica ${work}/before.cpp)
-  run(ignored ${COMPILER} -std=c++20 -fsyntax-only -I${prefix}/include/kzica ${work}/after.cpp)
+  run(ignored ${COMPILER} -std=c++20 -fsyntax-only -I${prefix}/include ${work}/before.cpp)
+  run(ignored ${COMPILER} -std=c++20 -fsyntax-only -I${prefix}/include ${work}/after.cpp)
+
+  # No names that others may have: macros and the host's constants begin with K, and all
+  # else is in our namespace.
+  file(READ ${prefix}/include/${header} text)
+  string(REGEX REPLACE "//[^\n]*" "" text "${text}")
+  if(text MATCHES "#define +([^K]|K[^_])[^\n]*")
+    message(FATAL_ERROR "${header}: ${CMAKE_MATCH_0}")
+  endif()
+  string(REGEX REPLACE "#[^\n]*" "" text "${text}")
+  cmake_path(GET header STEM name)
+  if(name IN_LIST host)
+    string(REGEX MATCHALL "\nconstexpr [^=]*" constants "\n${text}")
+    foreach(constant IN LISTS constants)
+      expect("${header}: ${constant}" "[ *]KZ?[A-Z]*_[A-Z0-9_]+ $")
+    endforeach()
+  else()
+    expect("${header}:${text}" "^${header}:[ \n]*((struct|class) [A-Za-z_]+;[ \n]*)*namespace kz {.*\n}[ \n]*$")
+  endif()
 endforeach()
 
 file(GLOB built ${BUILD}/bin/* ${BUILD}/lib/*)

@@ -1,7 +1,7 @@
 // A program outside the tree: says what the pages of a file are and loads them.
-#include <cstdio>
+#include <kzica/Document.h>
 
-#include "Toolkit/Documents/Document.h"
+#include <cstdio>
 
 int main(int argc, char** argv) {
   if (argc != 2) return 2;

@@ -1,0 +1,56 @@
+# kz_public_headers(output folder HEADERS...): copies headers, and those of the format
+# and of the toolkit that they include, into one folder, where they include one another
+# as <kzica/X.h>. Names them in `output`. Fails for two of one name, and for an include
+# of anything else that isn't among HEADERS.
+function(kz_public_headers output folder)
+  set(wanted ${ARGN})
+  set(seen "")
+  set(names "")
+  set(copies "")
+  while(wanted)
+    list(POP_FRONT wanted header)
+    if(header IN_LIST seen)
+      continue()
+    endif()
+    list(APPEND seen ${header})
+    cmake_path(GET header FILENAME name)
+    if(name IN_LIST names)
+      message(FATAL_ERROR "two of the installed headers are called ${name}: ${header} is the second")
+    endif()
+    list(APPEND names ${name})
+
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${header})
+    file(READ ${PROJECT_SOURCE_DIR}/${header} text)
+    string(REGEX MATCHALL "\n#include \"[^\"\n]+\"" includes "\n${text}")
+    foreach(include IN LISTS includes)
+      string(REGEX REPLACE "\n#include \"(.*)\"" "\\1" include "${include}")
+      if(include MATCHES "^(Format|Toolkit)/")
+        list(APPEND wanted ${include})
+      elseif(NOT include IN_LIST ARGN)
+        message(FATAL_ERROR "${header} is installed and includes ${include}, which isn't")
+      endif()
+    endforeach()
+    string(REGEX REPLACE "\n#include \"([^\"\n]*/)?([^\"\n/]+)\"" "\n#include <kzica/\\2>"
+      text "\n${text}")
+    string(SUBSTRING "${text}" 1 -1 text)
+    file(WRITE ${folder}/${name} "${text}")
+    list(APPEND copies ${folder}/${name})
+  endwhile()
+  set(${output} ${copies} PARENT_SCOPE)
+endfunction()
+
+# kz_exporting_headers(output folder): the headers below a folder of the tree that
+# declare something exported.
+function(kz_exporting_headers output folder)
+  set(exporting "")
+  file(GLOB_RECURSE headers RELATIVE ${PROJECT_SOURCE_DIR} CONFIGURE_DEPENDS
+    ${PROJECT_SOURCE_DIR}/${folder}/*.h)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${headers})
+  foreach(header IN LISTS headers)
+    file(STRINGS ${PROJECT_SOURCE_DIR}/${header} exports REGEX "K_EXPORT" LIMIT_COUNT 1)
+    if(exports)
+      list(APPEND exporting ${header})
+    endif()
+  endforeach()
+  set(${output} ${exporting} PARENT_SCOPE)
+endfunction()
