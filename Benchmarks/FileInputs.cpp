@@ -186,8 +186,8 @@ int RunCommand(const std::string& command) {
 }
 
 FaxInMemory::FaxInMemory(const std::string& file) {
-  kz::PageInfo info;
-  Check(kz::ReadImageData(file, 1, m_data, &info).Ok(), file);
+  kz::PictureInfo info;
+  Check(kz::DescribePicture(file, 1, info).Ok() && kz::ReadImageData(file, 1, m_data).Ok(), file);
   m_bitmap = NewBitmap(info.width, info.height, 1);
 }
 
@@ -308,7 +308,7 @@ Inputs MakeInputs(const fs::path& folder) {
   if (!fs::exists(in.tiff200)) {
     kz::PictureWriter writer;
     kz::Bitmap page;
-    Check(kz::LoadPage(in.text, 1, {}, page).Ok() && writer.Open(in.tiff200).Ok(), in.tiff200);
+    Check(kz::LoadPicture(in.text, 1, {}, page).Ok() && writer.Open(in.tiff200).Ok(), in.tiff200);
     for (int i = 0; i < 200; ++i) Check(writer.AddPage(page).Ok(), in.tiff200);
     Check(writer.Commit().Ok(), in.tiff200);
   }

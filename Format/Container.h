@@ -39,8 +39,11 @@ constexpr const ContainerRow* FindContainerOption(std::string_view option) {
 // Begin Segment without a name, Begin Image Content: what a bare image begins with.
 inline constexpr unsigned char kBareStart[] = {0x70, 0x00, 0x91, 0x01, 0xFF};
 
-// Whether a file that begins with these bytes is a bare image.
+// Whether a file that begins with these bytes is a bare image of the kind that the
+// filter takes: one whose segment has no name.
 bool StartsBareImage(ByteSpan start);
+// Whether it is any bare image, also one whose segment has a name.
+bool StartsBareSegment(ByteSpan start);
 // Whether the class code of a structured field stands where it must in the file's
 // first bytes; its length may be wrong nevertheless.
 bool StartsStructuredField(ByteSpan start);

@@ -89,7 +89,7 @@ inline PageIndex Indexed(const std::string& file) {
 // The picture of a page: size, depth, resolution and rows, to be compared.
 inline Bytes Picture(const std::string& file, int page) {
   Bitmap bitmap;
-  const Outcome outcome = LoadPage(file, page, {}, bitmap);
+  const Outcome outcome = LoadPicture(file, page, {}, bitmap);
   EXPECT_TRUE(outcome.Ok()) << file << ", page " << page << ": " << outcome.what;
   if (!outcome.Ok()) return {};
   const _BITMAPHANDLE& record = *bitmap.Handle();
@@ -104,10 +104,10 @@ inline Bytes Picture(const std::string& file, int page) {
 }
 
 inline int CountImages(const std::string& file) {
-  PageInfo info;
-  const Outcome outcome = DescribePage(file, 1, true, info);
+  Document document(file);
+  const Outcome outcome = document.Open();
   EXPECT_TRUE(outcome.Ok()) << file << ": " << outcome.what;
-  return info.pages;
+  return document.Pictures();
 }
 
 }  // namespace kz::test

@@ -11,14 +11,14 @@
 namespace kz {
 
 struct CheckResult {
-  int page;   // 0: the file as a whole
-  int pages;  // of the file; 0 when it has none that can be counted
+  int picture = 0;   // 0: the file as a whole
+  int pictures = 0;  // of the file
   Outcome outcome;
 };
 
-// Looks whether the structure of the file is whole and each of its pages can be
-// described and loaded, and reports page by page and then on the file as a whole.
-// Returns the first failure; its words don't name the page.
+// Looks whether the structure of the file is whole and each of its pictures can be
+// loaded, and reports picture by picture and then on the file as a whole.
+// Returns the first failure; its words don't name the picture.
 K_EXPORT Outcome CheckFile(const std::string& file, const LoadOptions& options,
                            const std::function<void(const CheckResult&)>& report);
 

@@ -1,8 +1,6 @@
 #include "Toolkit/Documents/Document.h"
 
-#include "Toolkit/Documents/ImagePlaces.h"
-#include "Toolkit/Documents/PageIndex.h"
-#include "Toolkit/Documents/PageReader.h"
+#include "Toolkit/Documents/ImageReader.h"
 #include "Toolkit/Files/FileShift.h"
 #include "Toolkit/Files/FileWindow.h"
 
@@ -14,24 +12,17 @@ uint64_t UncompressedBytes(int64_t width, int64_t height, int bitsPerPixel) {
   return static_cast<uint64_t>(height * ((width * bitsPerPixel + 7) / 8));
 }
 
-}  // namespace
+Outcome NoSuchPicture(size_t count) {
+  if (count == 0) return Failure(K_ERROR_INVALID_FORMAT, "there is no picture");
+  return Failure(K_ERROR_INVALID_FORMAT,
+                 "there is no such picture, the last is picture " + std::to_string(count));
+}
 
-Outcome DescribePage(const std::string& file, int page, bool countPages, PageInfo& info) {
-  if (FileShift::IsNeeded(file)) {
-    Document document(file);
-    const Outcome indexed = document.Index();
-    Outcome outcome = indexed.Ok() ? document.DescribePage(page, info) : indexed;
-    if (outcome.Ok() && countPages) {
-      info.pages = document.Pages();
-      info.structure = document.Structure();
-    }
-    return outcome;
-  }
-  PageReader reader;
-  Outcome outcome = reader.Open(file);
-  if (!outcome.Ok()) return outcome;
-  PageInfo found;
-  outcome = reader.DescribePage(page, countPages, found);
+Outcome DescribeFirst(const std::string& file, Container container, PictureInfo& info) {
+  ImageReader reader;
+  PictureInfo found;
+  Outcome outcome = reader.Open(file, container);
+  if (outcome.Ok()) outcome = reader.Describe(found);
   if (!outcome.Ok()) return outcome;
   if (found.coding == Coding::Jpeg && found.bitsPerPixel == 1) {
     // Without an IDE Size field the description falls back to 1.
@@ -45,30 +36,17 @@ Outcome DescribePage(const std::string& file, int page, bool countPages, PageInf
   return {};
 }
 
-Outcome ReadImageData(const std::string& file, int page, std::vector<unsigned char>& data,
-                      PageInfo* info) {
-  data.clear();
-  if (FileShift::IsNeeded(file)) {
-    Document document(file);
-    Outcome far = document.Index();
-    if (far.Ok() && info != nullptr) far = document.DescribePage(page, *info);
-    return far.Ok() ? document.ReadImageData(page, data) : far;
-  }
-  PageReader reader;
-  PageInfo found;
-  Outcome outcome = reader.Open(file);
-  if (outcome.Ok()) outcome = reader.DescribePage(page, false, found);
-  if (outcome.Ok()) outcome = reader.ReadImageData(data);
-  if (!outcome.Ok()) {
-    data.clear();
-    return outcome;
-  }
-  if (info != nullptr) *info = found;
-  return {};
+Outcome ReadFirst(const std::string& file, Container container, std::vector<unsigned char>& data) {
+  ImageReader reader;
+  PictureInfo ignored;
+  Outcome outcome = reader.Open(file, container);
+  if (outcome.Ok()) outcome = reader.Describe(ignored);
+  return outcome.Ok() ? reader.ReadImageData(data) : outcome;
 }
 
-Outcome Document::Index() {
-  m_places.clear();
+}  // namespace
+
+Outcome Document::Open() {
   auto open = std::make_shared<FileWindow>();
   Outcome outcome = open->Open(m_name);
   if (!outcome.Ok()) return outcome;
@@ -76,60 +54,77 @@ Outcome Document::Index() {
   m_file = ::access(path.c_str(), F_OK) == 0 ? path : m_name;
   m_open = std::move(open);
   m_far = FileShift::IsNeeded(m_file);
-  PageInfo first;
-  if (m_far) {
-    outcome = FindContainer(m_file, first.container);
-  } else {
-    PageReader reader;
-    outcome = reader.Open(m_file);
-    if (outcome.Ok()) outcome = reader.DescribePage(1, false, first);
-  }
-  if (!outcome.Ok()) return outcome;
-  if (first.container == Container::Ioca) {
-    m_places.push_back({0, Container::Ioca});
-    return {};
-  }
-  FileWindow file;
-  outcome = file.Open(m_file);
-  if (!outcome.Ok()) return outcome;
-  ImagePlaces found = FindImagePlaces(file, 0);
-  m_places = std::move(found.places);
-  m_structure = std::move(found.structure);
-  if (m_places.empty()) {
-    outcome = m_structure.Ok() ? Failure(K_ERROR_READ, "the document has no image") : m_structure;
-  }
+  outcome = IndexFile(m_file, m_index);
+  m_index.file = m_name;
   return outcome;
 }
 
-// Runs read(page) with the file shifted to where that page is the first, and puts
-// right what is said about it.
+// Runs read(container) with the file shifted to where the picture is the first.
 template <typename Read>
-Outcome Document::AtPage(int page, PageInfo* info, Read read) const {
-  if (m_places.empty()) return read(page);
-  if (page < 1 || page > Pages()) return NoSuchPage(page < 1 ? 0 : Pages());
-  const ImagePlace& place = m_places[static_cast<size_t>(page) - 1];
-  const FileShift shift(place.position, m_far);
-  Outcome outcome = read(1);
+Outcome Document::AtPicture(int picture, Read read) const {
+  if (picture < 1 || picture > Pictures()) return NoSuchPicture(m_index.pictures.size());
+  const IndexedPicture& at = m_index.pictures[static_cast<size_t>(picture) - 1];
+  if (at.kind != PictureKind::Ioca) {
+    return Failure(K_ERROR_INVALID_FORMAT, std::string("it is of a kind that can't be read yet: ") +
+                                               PictureKindName(at.kind));
+  }
+  if (at.content > 1) {
+    return Failure(
+        K_ERROR_INVALID_FORMAT,
+        "it is not the first image content of its segment, the only one that can be read");
+  }
+  const FileShift shift(at.bytes.begin, m_far);
+  Outcome outcome = read(at.container);
   if (!m_open->IsAsFound()) return Failure(K_ERROR_READ, "the file has changed meanwhile");
-  if (info != nullptr && outcome.Ok()) {
-    info->page = page;
-    info->container = place.container;
-    info->format = DescribedFormatCode(*FindFormatCode(info->format).row, place.container);
+  const Outcome& structure = m_index.structure;
+  if (outcome.status == K_ERROR_READ && structure.status == K_ERROR_READ) {
+    outcome.what = structure.what;
   }
   return outcome;
 }
 
-Outcome Document::DescribePage(int page, PageInfo& info) const {
-  return AtPage(page, &info, [&](int p) { return kz::DescribePage(m_file, p, false, info); });
+Outcome Document::DescribePicture(int picture, PictureInfo& info) const {
+  return AtPicture(picture,
+                   [&](Container container) { return DescribeFirst(m_file, container, info); });
 }
 
-Outcome Document::ReadImageData(int page, std::vector<unsigned char>& data) const {
-  return AtPage(page, nullptr, [&](int p) { return kz::ReadImageData(m_file, p, data); });
+Outcome Document::ReadImageData(int picture, std::vector<unsigned char>& data) const {
+  data.clear();
+  Outcome outcome =
+      AtPicture(picture, [&](Container container) { return ReadFirst(m_file, container, data); });
+  if (!outcome.Ok()) data.clear();
+  return outcome;
 }
 
-Outcome Document::LoadPage(int page, const LoadOptions& options, Bitmap& bitmap,
-                           PageInfo* info) const {
-  return AtPage(page, info, [&](int p) { return kz::LoadPage(m_file, p, options, bitmap, info); });
+Outcome Document::LoadPicture(int picture, const LoadOptions& options, Bitmap& bitmap,
+                              PictureInfo* info) const {
+  bitmap.Reset();
+  PictureInfo found;
+  Outcome outcome = AtPicture(picture, [&](Container container) {
+    return LoadFirstPicture(m_file, container, options, bitmap, found);
+  });
+  if (!outcome.Ok()) bitmap.Reset();
+  if (info != nullptr) *info = found;
+  return outcome;
+}
+
+Outcome DescribePicture(const std::string& file, int picture, PictureInfo& info) {
+  Document document(file);
+  Outcome outcome = document.Open();
+  return outcome.Ok() ? document.DescribePicture(picture, info) : outcome;
+}
+
+Outcome ReadImageData(const std::string& file, int picture, std::vector<unsigned char>& data) {
+  Document document(file);
+  Outcome outcome = document.Open();
+  return outcome.Ok() ? document.ReadImageData(picture, data) : outcome;
+}
+
+Outcome LoadPicture(const std::string& file, int picture, const LoadOptions& options,
+                    Bitmap& bitmap, PictureInfo* info) {
+  Document document(file);
+  Outcome outcome = document.Open();
+  return outcome.Ok() ? document.LoadPicture(picture, options, bitmap, info) : outcome;
 }
 
 }  // namespace kz

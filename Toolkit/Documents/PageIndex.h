@@ -1,9 +1,10 @@
-// Where the pages of a document stand: one pass over the introducers of its fields,
-// from which pages can be inserted, replaced, removed and copied.
+// What a file holds: its pages, pictures, page groups and resources, found in one pass
+// over the introducers of its fields. Damage ends nothing: the pass goes on at the next
+// plausible field.
 //
-// A page here is what stands between Begin Page and End Page, both included. The
-// page numbers of descriptions and loads count image objects instead; the index
-// knows where the two differ.
+// A page is what stands between Begin Page and End Page, both included, outside of
+// resource groups. A picture is an image content of an image object, an IM image, or a
+// JPEG or TIFF file in an object container, wherever it stands. Both are counted from 1.
 #pragma once
 
 #include <sys/stat.h>
@@ -26,24 +27,95 @@ struct ByteRange {
 };
 
 // How many structured fields have the carriage-control byte 0x5A before them.
-enum class FieldPrefix { None, Some, All };
+enum class FieldPrefix : uint8_t { None, Some, All };
+
+// An index that leads nowhere.
+constexpr uint32_t kNoIndex = UINT32_MAX;
+
+enum class PictureKind : uint8_t { Ioca, Im1, Jpeg, Tiff };
+// "IOCA image", "IM1 image", "JPEG file", "TIFF file".
+K_EXPORT const char* PictureKindName(PictureKind kind);
+
+struct IndexedPicture {
+  // From the first Image Picture Data field to after the last; of others the object with
+  // its Begin and End field; of a bare image from its segment on.
+  ByteRange bytes;
+  PictureKind kind = PictureKind::Ioca;
+  Container container = Container::Modca;  // met up to there
+  int content = 1;                         // which image content there, counted from 1
+  int page = 0;                            // in which it stands; 0: in none
+  uint32_t resource = kNoIndex;               // that it stands in
+};
 
 struct IndexedPage {
-  ByteRange bytes;       // Begin Page, with its 0x5A, to the end of End Page
-  int imageObjects = 0;  // in the page
-  int firstImage = 0;    // number of its first image object in the file, from 1; 0: none
+  ByteRange bytes;        // Begin Page, with its 0x5A, to the end of End Page
+  size_t firstShown = 0;  // in PageIndex::shown, up to that of the next page
   FieldPrefix prefix = FieldPrefix::None;
   bool refersToResources = false;  // has Include or Map fields
+  bool hasText = false;
+  bool hasDrawings = false;  // graphics or bar codes
+};
+
+// A tag of Tag Logical Element fields.
+struct IndexedTag {
+  std::string name;
+  std::string value;
+  int page = 0;            // that it belongs to; 0: to its group
+  uint32_t group = kNoIndex;  // the innermost that is open there
+};
+
+struct IndexedGroup {
+  std::string name;
+  ByteRange bytes;
+  int firstPage = 0;        // the page that follows its beginning
+  int pages = 0;            // also those of groups in it
+  uint32_t parent = kNoIndex;  // the group that it stands in
+};
+
+// Something that pages include by its name: an overlay, a page segment, an object.
+struct IndexedResource {
+  std::string name;
+  uint16_t code = 0;  // of the Begin field that says what it is
+  ByteRange bytes;
+  std::vector<uint32_t> shown;  // as PageIndex::shown
+};
+
+// What Include fields name, and a form map of its medium overlays.
+struct IncludedName {
+  std::string name;
+  uint16_t code = 0;          // of the first such field
+  int page = 0;               // where that stands; 0: in none
+  int64_t count = 0;          // of such fields
+  uint32_t resource = kNoIndex;  // that it leads to; kNoIndex: the file doesn't hold it
+};
+
+// Bytes in which no fields could be found.
+struct SkippedBytes {
+  int64_t offset = 0;
+  int64_t length = 0;
 };
 
 struct K_EXPORT PageIndex {
   std::string file;
   struct stat found = {};  // of the file when it was indexed
-  // A bare IOCA file: the one page is the image segment, which is the whole file.
+  // A bare IOCA file: image segments and nothing else. Each image content is a page.
   bool bare = false;
   Container container = Container::Modca;  // by its first field
   std::vector<IndexedPage> pages;
-  int imageObjects = 0;  // of the whole file
+  std::vector<IndexedPicture> pictures;
+  std::vector<IndexedGroup> groups;
+  std::vector<IndexedTag> tags;
+  std::vector<IndexedResource> resources;
+  std::vector<IncludedName> includes;
+  std::vector<SkippedBytes> skipped;
+  // What pages show, one page after the other: pictures by their index, or, with
+  // kInclude, names in `includes`.
+  std::vector<uint32_t> shown;
+  static constexpr uint32_t kInclude = 0x80000000;
+
+  // Why the pages can't be edited: a field that is damaged, missing or misplaced, with
+  // the place; also whether anything else is wrong with the file's structure.
+  Outcome structure;
   // Of the document's fields. End Document doesn't count, since whoever appends
   // pages finds it more easily without.
   FieldPrefix prefix = FieldPrefix::None;
@@ -64,11 +136,14 @@ struct K_EXPORT PageIndex {
   ByteRange Head() const;
   // What stands after the last page.
   ByteRange Tail() const;
-  // Whether image object n is the picture of page n, for all pages.
-  bool PagesAreImages() const;
-  // In what the pages differ from the image objects, for people: "page 2 has no
-  // image"; empty when PagesAreImages().
-  std::string NumberingNote() const;
+  // The pictures that a page shows, in their order, included ones too, as numbers
+  // counted from 1; at most kMostShown, however often resources include each other.
+  std::vector<int> PicturesOf(int page) const;
+  static constexpr size_t kMostShown = 10000;
+  // The pages that show a picture: the one that it stands in, or those that include it.
+  std::vector<std::vector<int>> PagesOfPictures() const;
+  // What is on a page, for people: "text, 2 pictures", "nothing".
+  std::string PageWords(int page) const;
 };
 
 // Tells a bare image from a document, with or without 0x5A before its first field, by
@@ -76,9 +151,10 @@ struct K_EXPORT PageIndex {
 // empty one, -9 for what is neither.
 K_EXPORT Outcome FindContainer(const std::string& file, Container& container);
 
-// Indexes a file of any size. Fails like FindContainer, with -7 for a file that ends
-// too early, -9 for one that isn't a document of pages, each time with the place and
-// the reason; `index` is untouched then.
+// Indexes a file of any size. Fails like FindContainer, and with -9 for a file that has
+// a structured field nowhere; `index` is untouched then.
+K_EXPORT Outcome IndexFile(const std::string& file, PageIndex& index);
+// The same for who edits: fails, too, with the index's `structure`.
 K_EXPORT Outcome IndexPages(const std::string& file, PageIndex& index);
 
 }  // namespace kz

@@ -33,8 +33,8 @@ std::string BytesOf(const std::array<SmallField, Count>& fields, bool prefixed) 
 }  // namespace
 
 Outcome MakePageEnvelope(const std::string& file, bool prefixed, PageEnvelope& envelope) {
-  PageInfo info;
-  Outcome outcome = DescribePage(file, 1, false, info);
+  PictureInfo info;
+  Outcome outcome = DescribePicture(file, 1, info);
   if (!outcome.Ok()) return outcome;
   const PageImage image{info.width, info.height, PageResolution(info.xResolution),
                         PageResolution(info.yResolution)};

@@ -38,22 +38,18 @@ Exit Assemble(const AssembleOptions& options) {
   RefuseTerminal(options.out);
   std::map<std::string, kz::PageIndex> indexes;
   std::vector<kz::PagePick> picks;
-  bool numbered = true;
   for (const std::string& input : options.inputs) {
     PagesOfFile wanted = SplitArgument(input);
     if (OpenInput(wanted.file) != kDone) return kFileFailed;
     const auto [entry, added] = indexes.try_emplace(wanted.file);
     kz::PageIndex& index = entry->second;
-    Exit exit = added ? IndexFile(wanted.file, index) : kDone;
+    Exit exit = added ? IndexToEdit(wanted.file, index) : kDone;
     std::vector<int> pages;
     if (exit == kDone) exit = ChoosePages(index, wanted.range, pages);
     if (exit != kDone) return exit;
     for (const int page : pages) picks.push_back({&index, page});
-    numbered = numbered && index.PagesAreImages();
   }
-  const Exit exit = WriteTo(options.out, kz::AssembleDocument(picks));
-  if (exit == kDone && !numbered) NoteNumbering(options.out);
-  return exit;
+  return WriteTo(options.out, kz::AssembleDocument(picks));
 }
 
 }  // namespace

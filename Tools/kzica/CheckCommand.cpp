@@ -16,20 +16,21 @@ struct CheckOptions {
 
 Exit CheckOne(std::string file, const kz::LoadOptions& options) {
   if (OpenInput(file) != kDone) return kFileFailed;
-  int pages = 0;
+  int pictures = 0;
   const kz::Outcome outcome = kz::CheckFile(file, options, [&](const kz::CheckResult& result) {
-    pages = result.pages;
+    pictures = result.pictures;
     // Damage of a page is a warning; what is said of the whole file is worth knowing.
-    if (result.page > 0) {
-      Warn({file, result.page}, result.outcome);
+    if (result.picture > 0) {
+      Warn({file, 0, result.picture}, result.outcome);
     } else {
       for (const std::string& note : result.outcome.warnings) Note({file}, note);
     }
-    if (!result.outcome.Ok()) Complain({file, result.page}, result.outcome);
+    if (!result.outcome.Ok()) Complain({file, 0, result.picture}, result.outcome);
   });
   if (!outcome.Ok()) return kFileFailed;
   Print(kz::Printable(InputName(file)) + ": " +
-        (pages == 1 ? "the page" : "all " + std::to_string(pages) + " pages") + " can be loaded\n");
+        (pictures == 1 ? "the picture" : "all " + std::to_string(pictures) + " pictures") +
+        " can be loaded\n");
   return kDone;
 }
 

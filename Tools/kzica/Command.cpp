@@ -22,6 +22,9 @@ void SayLine(const Subject& subject, const std::string& text) {
   line += subject.file == "-" ? "standard output" : InputName(subject.file);
   if (subject.file.empty()) line += "''";
   if (subject.page > 0) line += ": page " + std::to_string(subject.page);
+  if (subject.picture > 0) {
+    line += (subject.page > 0 ? ", " : ": ") + ("picture " + std::to_string(subject.picture));
+  }
   Say(line + ": " + text);
 }
 

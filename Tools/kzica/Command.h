@@ -36,11 +36,12 @@ class UsageError : public CLI::ValidationError {
       : CLI::ValidationError("UsageError", what, CLI::ExitCodes::ValidationError) {}
 };
 
-// What a line on standard error begins with: the file, and the page when it is
-// one that matters (0: none).
+// What a line on standard error begins with: the file, and the page or
+// picture when it is one that matters (0: none).
 struct Subject {
   std::string file;
   int page = 0;
+  int picture = 0;
 };
 
 // "kzica: FILE: page 2: the data end too early (status -7)" on standard error.

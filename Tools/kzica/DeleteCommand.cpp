@@ -19,7 +19,6 @@ Exit Delete(DeleteOptions& options) {
   Exit exit = document.Begin();
   if (exit == kDone) exit = ChoosePages(document.Index(), range, pages);
   if (exit == kDone) exit = document.Write(kz::DeletePages(document.Index(), pages));
-  if (exit == kDone && !document.Index().PagesAreImages()) NoteNumbering(document.Result());
   return exit;
 }
 

@@ -16,7 +16,7 @@ kz::PageRange ParsePages(const std::string& option, const std::string& text) {
   return range;
 }
 
-Exit IndexFile(const std::string& file, kz::PageIndex& index) {
+Exit IndexToEdit(const std::string& file, kz::PageIndex& index) {
   const kz::Outcome outcome = kz::IndexPages(file, index);
   return outcome.Ok() ? kDone : Complain({file}, outcome);
 }
@@ -29,15 +29,6 @@ Exit ChoosePages(const kz::PageIndex& index, const kz::PageRange& range, std::ve
     outcome = range.Resolve(static_cast<int>(index.pages.size()), pages);
   }
   return outcome.Ok() ? kDone : Complain({index.file}, outcome);
-}
-
-void NoteNumbering(const std::string& file) {
-  kz::PageIndex index;
-  if (file == "-" || !kz::IndexPages(file, index).Ok()) return;
-  const std::string note = index.NumberingNote();
-  if (!note.empty()) {
-    Note({file}, note + "; info, extract and check number the images, the editing commands pages");
-  }
 }
 
 Exit WriteTo(const std::string& out, const kz::DocumentEdit& edit, kz::FileBatch* batch) {
@@ -99,7 +90,7 @@ Exit PicturePages::Make(const std::vector<std::string>& inputs, const PageOption
     mode = kz::SaveMode::Append;
     return saved;
   });
-  return exit == kDone ? IndexFile(m_file.Path(), m_index) : exit;
+  return exit == kDone ? IndexToEdit(m_file.Path(), m_index) : exit;
 }
 
 }  // namespace kzica

@@ -15,15 +15,13 @@ namespace kzica {
 
 // A page range of an option; one that isn't is a UsageError.
 kz::PageRange ParsePages(const std::string& option, const std::string& text);
-// Indexes a file. Says what fails.
-Exit IndexFile(const std::string& file, kz::PageIndex& index);
+// Indexes a file to be edited. Says what fails.
+Exit IndexToEdit(const std::string& file, kz::PageIndex& index);
 // The pages of the file that the range names. Says what fails.
 Exit ChoosePages(const kz::PageIndex& index, const kz::PageRange& range, std::vector<int>& pages);
 // Writes a document to a file, alone or with a batch, or, for "-", to standard output.
 // Says what fails.
 Exit WriteTo(const std::string& out, const kz::DocumentEdit& edit, kz::FileBatch* batch = nullptr);
-// Says it when image numbers differ from page numbers in a file that was just made.
-void NoteNumbering(const std::string& file);
 
 // The document that a command changes, and where the result goes.
 class EditedDocument {

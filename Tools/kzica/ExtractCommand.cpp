@@ -106,12 +106,12 @@ class Extraction {
   Exit Run() {
     std::vector<int> pages;
     kz::Outcome outcome;
-    if (m_range.NeedsPageCount() || !m_range.IsSinglePage()) outcome = m_document.Index();
-    if (outcome.Ok()) outcome = m_range.Resolve(m_document.Pages(), pages);
+    outcome = m_document.Open();
+    if (outcome.Ok()) outcome = m_range.Resolve(m_document.Pictures(), pages);
     if (!outcome.Ok()) return Complain({m_options.file}, outcome);
     const Exit exit = Numbered() ? ToNumberedFiles(pages)
                                  : ToOneFile(NumberedName(m_options.out, pages[0]), pages);
-    const kz::Outcome& structure = m_document.Structure();
+    const kz::Outcome& structure = m_document.Index().structure;
     return structure.Ok() ? exit : Complain({m_options.file}, structure);
   }
 
@@ -137,9 +137,9 @@ class Extraction {
                  kz::FileBatch* batch = nullptr) {
     RefuseSameFile(m_options, out);
     if (m_format.raw) return StoredData(out, pages[0], batch);
-    kz::PageInfo info;
+    kz::PictureInfo info;
     if (m_format.picture == kz::PictureFormat::kJpeg && !m_options.dither &&
-        m_document.DescribePage(pages[0], info).Ok() && info.coding == kz::Coding::Jpeg) {
+        m_document.DescribePicture(pages[0], info).Ok() && info.coding == kz::Coding::Jpeg) {
       return info.topDown ? StoredData(out, pages[0], batch) : FlippedData(out, pages[0], batch);
     }
     return Pictures(out, pages, batch);
@@ -178,7 +178,7 @@ class Extraction {
     kz::Bitmap bitmap;
     Progress progress(pages.size());
     for (const int page : pages) {
-      outcome = m_document.LoadPage(page, m_options.load, bitmap);
+      outcome = m_document.LoadPicture(page, m_options.load, bitmap);
       if (!outcome.Ok()) return Complain({m_options.file, page}, outcome);
       Warn({m_options.file, page}, outcome);
       outcome = Dither(bitmap);

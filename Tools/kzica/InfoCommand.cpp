@@ -18,9 +18,11 @@ struct InfoOptions {
   bool json = false;
 };
 
-std::string RowOrder(const kz::PageInfo& info) { return info.topDown ? "top-down" : "bottom-up"; }
+std::string RowOrder(const kz::PictureInfo& info) {
+  return info.topDown ? "top-down" : "bottom-up";
+}
 
-std::string InWords(const std::string& file, const kz::PageInfo& info) {
+std::string InWords(const std::string& file, const kz::PictureInfo& info) {
   const auto text = [](auto number) { return std::to_string(number); };
   const bool known = info.xResolution > 0 && info.yResolution > 0;
   std::string words = kz::Printable(file) + "\n";
@@ -31,7 +33,6 @@ std::string InWords(const std::string& file, const kz::PageInfo& info) {
     words += label + value + "\n";
   };
   line("container", kz::ContainerName(info.container));
-  line("page", text(info.page) + " of " + text(info.pages));
   line("size", text(info.width) + " x " + text(info.height) + " pixels");
   line("depth",
        text(info.bitsPerPixel) + (info.bitsPerPixel == 1 ? " bit" : " bits") + " per pixel");
@@ -43,14 +44,12 @@ std::string InWords(const std::string& file, const kz::PageInfo& info) {
   return words;
 }
 
-std::string InJson(const std::string& file, const kz::PageInfo& info) {
+std::string InJson(const std::string& file, const kz::PictureInfo& info) {
   const nlohmann::ordered_json object = {
       {"file", file},
       {"container", kz::ContainerName(info.container)},
       {"format", info.format},
       {"compression", info.compression},
-      {"page", info.page},
-      {"pages", info.pages},
       {"width", info.width},
       {"height", info.height},
       {"bitsPerPixel", info.bitsPerPixel},
@@ -68,20 +67,16 @@ std::string InJson(const std::string& file, const kz::PageInfo& info) {
 Exit Describe(const std::string& argument, const kz::PageRange& range, bool json) {
   std::string file = argument;
   if (OpenInput(file) != kDone) return kFileFailed;
-  kz::PageInfo info;
-  std::vector<int> page = {1};
-  kz::Outcome outcome;
-  if (range.NeedsPageCount()) {
-    outcome = kz::DescribePage(file, 1, true, info);
-    if (outcome.Ok()) outcome = range.Resolve(info.pages, page);
-  } else {
-    outcome = range.Resolve(0, page);
-  }
+  kz::Document document(file);
+  kz::Outcome outcome = document.Open();
+  std::vector<int> picture;
+  if (outcome.Ok()) outcome = range.Resolve(document.Pictures(), picture);
+  kz::PictureInfo info;
+  if (outcome.Ok()) outcome = document.DescribePicture(picture[0], info);
   if (!outcome.Ok()) return Complain({file}, outcome);
-  outcome = kz::DescribePage(file, page[0], true, info);
-  if (!outcome.Ok()) return Complain({file, page[0] == 1 ? 0 : page[0]}, outcome);
   Print(json ? InJson(argument, info) : InWords(InputName(file), info));
-  return info.structure.Ok() ? kDone : Complain({file}, info.structure);
+  const kz::Outcome& structure = document.Index().structure;
+  return structure.Ok() ? kDone : Complain({file}, structure);
 }
 
 Exit Info(const InfoOptions& options) {

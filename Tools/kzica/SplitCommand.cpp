@@ -25,7 +25,7 @@ Exit Split(const SplitOptions& options) {
   RefuseTerminal(options.out);
   kz::PageIndex index;
   std::vector<int> pages;
-  Exit exit = IndexFile(options.file, index);
+  Exit exit = IndexToEdit(options.file, index);
   if (exit == kDone) exit = ChoosePages(index, range, pages);
   if (exit != kDone) return exit;
   kz::FileBatch batch(
@@ -42,9 +42,6 @@ Exit Split(const SplitOptions& options) {
     progress.Step();
   }
   batch.Finish();
-  for (size_t i = 0; i < pages.size() && exit == kDone && !index.PagesAreImages(); ++i) {
-    NoteNumbering(NumberedName(options.out, pages[i]));
-  }
   return exit;
 }
 

@@ -23,7 +23,7 @@ Exit Text(TextOptions& options) {
     const kz::PageRange range = ParsePages("--page", options.pages);
     kz::PageIndex index;
     Exit exit = kDone;
-    if (range.NeedsPageCount()) exit = IndexFile(options.file, index);
+    if (range.NeedsPageCount()) exit = IndexToEdit(options.file, index);
     if (exit == kDone && range.NeedsPageCount()) exit = ChoosePages(index, range, pages);
     if (exit == kDone && !range.NeedsPageCount()) {
       const kz::Outcome outcome = range.Resolve(0, pages);

@@ -38,19 +38,18 @@ TEST(PageIndex, KnowsWhereImagesAndPagesDiffer) {
   const struct {
     Bytes file;
     const char* note;
-    std::vector<int> firstImages;
+    std::vector<std::vector<int>> pictures;
   } cases[] = {
-      {Begin("A") + NumberedPage(1) + NumberedPage(2) + End("A"), "", {1, 2}},
-      {Begin("A") + NumberedPage(1) + empty + End("A"), "page 2 has no image of its own", {1, 0}},
-      {Begin("A") + two + NumberedPage(2) + End("A"), "page 1 has 2 images", {1, 3}},
-      {group + Begin("A") + NumberedPage(1) + End("A"), "1 image stands outside of the pages", {2}},
+      {Begin("A") + NumberedPage(1) + NumberedPage(2) + End("A"), "one", {{1}, {2}}},
+      {Begin("A") + NumberedPage(1) + empty + End("A"), "empty", {{1}, {}}},
+      {Begin("A") + two + NumberedPage(2) + End("A"), "two", {{1, 2}, {3}}},
+      {group + Begin("A") + NumberedPage(1) + End("A"), "resource", {{2}}},
   };
   for (const auto& c : cases) {
     const PageIndex index = Indexed(folder.File("document", c.file));
-    EXPECT_EQ(index.NumberingNote(), c.note);
-    ASSERT_EQ(index.pages.size(), c.firstImages.size()) << c.note;
-    for (size_t i = 0; i < c.firstImages.size(); ++i) {
-      EXPECT_EQ(index.pages[i].firstImage, c.firstImages[i]) << c.note;
+    ASSERT_EQ(index.pages.size(), c.pictures.size()) << c.note;
+    for (size_t i = 0; i < c.pictures.size(); ++i) {
+      EXPECT_EQ(index.PicturesOf(static_cast<int>(i) + 1), c.pictures[i]) << c.note;
     }
   }
 }

@@ -1,10 +1,9 @@
-// Loads the picture of a page: sets the filter up and takes its rows.
+// Loads a picture: sets the filter up and takes its rows.
 #include <algorithm>
 #include <array>
 #include <cstring>
 
-#include "Toolkit/Documents/PageReader.h"
-#include "Toolkit/Files/FileShift.h"
+#include "Toolkit/Documents/ImageReader.h"
 #include "Toolkit/Imaging/MemoryLoader.h"
 
 namespace kz {
@@ -26,7 +25,7 @@ constexpr std::array<unsigned char, 256> kReversedBytes = MakeReversedBytes();
 // bitmap that is wider, and may start over from the first.
 class RowTaker {
  public:
-  RowTaker(Bitmap& bitmap, const PageInfo& info, size_t storedRowBits)
+  RowTaker(Bitmap& bitmap, const PictureInfo& info, size_t storedRowBits)
       : m_bitmap(bitmap),
         m_rowBytes(
             (static_cast<size_t>(bitmap.Width()) * static_cast<size_t>(bitmap.BitsPerPixel()) + 7) /
@@ -136,7 +135,8 @@ std::string SizeText(int width, int height) {
 }
 
 // Replaces what the page says of size and depth by what its JPEG data say.
-Outcome ApplyJpegFrame(PageReader& reader, PageInfo& info, std::vector<std::string>& warnings) {
+Outcome ApplyJpegFrame(ImageReader& reader, PictureInfo& info,
+                       std::vector<std::string>& warnings) {
   JpegFrame frame;
   Outcome outcome = reader.ReadJpegFrame(frame);
   if (!outcome.Ok()) return outcome;
@@ -152,7 +152,7 @@ Outcome ApplyJpegFrame(PageReader& reader, PageInfo& info, std::vector<std::stri
 
 // Finds the length of the stored rows: whole bytes, more when the rows are padded,
 // or just the pixels.
-Outcome FindStoredRowBits(PageReader& reader, const PageInfo& info, size_t& storedRowBits,
+Outcome FindStoredRowBits(ImageReader& reader, const PictureInfo& info, size_t& storedRowBits,
                           std::vector<std::string>& warnings) {
   const auto height = static_cast<uint64_t>(info.height);
   const auto rowBits = static_cast<uint64_t>(info.width) * static_cast<uint64_t>(info.bitsPerPixel);
@@ -177,10 +177,10 @@ Outcome FindStoredRowBits(PageReader& reader, const PageInfo& info, size_t& stor
   return {};
 }
 
-Outcome RunLoad(const std::string& file, Bitmap& bitmap, size_t storedRowBits, const PageInfo& info,
-                std::vector<std::string>& warnings) {
+Outcome RunLoad(const std::string& file, Bitmap& bitmap, size_t storedRowBits,
+                const PictureInfo& info, std::vector<std::string>& warnings) {
   RowTaker taker(bitmap, info, storedRowBits);
-  _LOADOPTIONS options = {sizeof(options), 0, 0, 0, info.page};
+  _LOADOPTIONS options = {sizeof(options), 0, 0, 0, 1};
   _LOADDISPATCH dispatch = {};
   dispatch.pszFileName = file.c_str();
   dispatch.pBitmap = bitmap.Handle();
@@ -206,14 +206,16 @@ Outcome RunLoad(const std::string& file, Bitmap& bitmap, size_t storedRowBits, c
   return {};
 }
 
-Outcome Load(const std::string& file, int page, const LoadOptions& options, Bitmap& bitmap,
-             PageInfo& info) {
+}  // namespace
+
+Outcome LoadFirstPicture(const std::string& file, Container container, const LoadOptions& options,
+                         Bitmap& bitmap, PictureInfo& info) {
   std::vector<std::string> warnings;
   size_t storedRowBits = 0;
   {
-    PageReader reader;
-    Outcome outcome = reader.Open(file);
-    if (outcome.Ok()) outcome = reader.DescribePage(page, false, info);
+    ImageReader reader;
+    Outcome outcome = reader.Open(file, container);
+    if (outcome.Ok()) outcome = reader.Describe(info);
     if (outcome.Ok() && info.coding == Coding::Jpeg) {
       outcome = ApplyJpegFrame(reader, info, warnings);
     }
@@ -231,23 +233,6 @@ Outcome Load(const std::string& file, int page, const LoadOptions& options, Bitm
   bitmap.SetResolution(info.xResolution, info.yResolution);
   Outcome outcome = RunLoad(file, bitmap, storedRowBits, info, warnings);
   outcome.warnings = std::move(warnings);
-  return outcome;
-}
-
-}  // namespace
-
-Outcome LoadPage(const std::string& file, int page, const LoadOptions& options, Bitmap& bitmap,
-                 PageInfo* info) {
-  bitmap.Reset();
-  if (FileShift::IsNeeded(file)) {
-    Document document(file);
-    const Outcome indexed = document.Index();
-    return indexed.Ok() ? document.LoadPage(page, options, bitmap, info) : indexed;
-  }
-  PageInfo found;
-  Outcome outcome = Load(file, page, options, bitmap, found);
-  if (!outcome.Ok()) bitmap.Reset();
-  if (info != nullptr) *info = found;
   return outcome;
 }
 

@@ -1,0 +1,49 @@
+// A picture's description and image data: as the filter describes it.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "API/Filters/Ica/Common/Ica.h"
+#include "Toolkit/Documents/Document.h"
+#include "Toolkit/Documents/ImageSegment.h"
+#include "Toolkit/Imaging/JpegFrame.h"
+
+namespace kz {
+
+// One open file, whose picture is the first of it, seen from where the FileShift in
+// force begins.
+class ImageReader {
+ public:
+  ImageReader() = default;
+  ~ImageReader();
+  ImageReader(const ImageReader&) = delete;
+  ImageReader& operator=(const ImageReader&) = delete;
+
+  Outcome Open(const std::string& file, Container container);
+  // What the filter says of the picture, and how its data are laid out.
+  Outcome Describe(PictureInfo& info);
+
+  // The image data.
+  // Reads them into `data`, until `limit` bytes or more are there.
+  Outcome ReadImageData(std::vector<unsigned char>& data, size_t limit = SIZE_MAX);
+  // Counts the rest of them.
+  Outcome CountImageData(uint64_t& bytes);
+  // Reads as much as finding the frame header of JPEG data takes.
+  Outcome ReadJpegFrame(JpegFrame& frame);
+
+ private:
+  tagHANDLE* m_file = K_InvalidHandle();
+  FileWindow m_window;
+  Container m_container = Container::Modca;
+  std::optional<ImageSegment> m_segment;
+};
+
+// Loads that picture.
+Outcome LoadFirstPicture(const std::string& file, Container container, const LoadOptions& options,
+                         Bitmap& bitmap, PictureInfo& info);
+
+}  // namespace kz

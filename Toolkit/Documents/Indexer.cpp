@@ -1,0 +1,455 @@
+#include "Toolkit/Documents/Indexer.h"
+
+#include <algorithm>
+
+#include "Format/CodePage.h"
+#include "Format/Triplet.h"
+
+namespace kz {
+
+namespace {
+
+// The type of the qualified name that is an attribute's.
+constexpr char kAttributeName = 0x0B;
+
+Outcome At(int64_t offset, std::string what, int status = K_ERROR_INVALID_FORMAT) {
+  return Failure(status, std::move(what) + " at byte " + std::to_string(offset));
+}
+
+bool IsInclude(uint16_t code) {
+  return code == sf::kIncludePageSegment || code == sf::kIncludePageOverlay ||
+         code == sf::kIncludeObject;
+}
+
+}  // namespace
+
+std::string_view TrimmedName(std::string_view name) {
+  while (!name.empty() && (name.back() == '\x40' || name.back() == '\0')) name.remove_suffix(1);
+  return name;
+}
+
+Indexer::Indexer(FileWindow& file, PageIndex& index)
+    : m_file(file), m_index(index), m_pictures(file, index.pictures), m_search(file) {
+  if (!m_decoder.Open(kDefaultEncoding).Ok()) m_index.structure = Failure(K_ERROR_NO_MEMORY);
+}
+
+void Indexer::Run() {
+  if (m_index.container == Container::Ioca) return IndexBareFile();
+  int64_t at = 0;
+  while (at < m_file.Size() && !m_file.Failed()) {
+    const ScannedField field = ScanField(m_file, at);
+    if (field.prefixed) m_container = Container::ModcaCarriageControl;
+    if (field.fault != FieldFault::None) {
+      at = PassDamage(field, at);
+      continue;
+    }
+    Take(field);
+    m_last = field;
+    at = field.End();
+  }
+  Finish();
+}
+
+void Indexer::IndexBareFile() {
+  m_index.bare = true;
+  m_pictures.TakeBareFile();
+  for (size_t i = 0; i < m_index.pictures.size(); ++i) {
+    m_index.pages.push_back(
+        {.bytes = m_index.pictures[i].bytes, .firstShown = m_index.shown.size()});
+    m_index.pictures[i].page = static_cast<int>(i) + 1;
+    m_index.shown.push_back(static_cast<uint32_t>(i));
+  }
+  if (m_index.pages.size() == 1) {
+    m_index.pages.front().bytes = {0, m_file.Size()};
+  } else {
+    m_index.structure = Failure(K_ERROR_INVALID_FORMAT,
+                                "the file has more than one image, and no document around them");
+  }
+}
+
+int64_t Indexer::PassDamage(const ScannedField& field, int64_t at) {
+  const bool cut = field.fault == FieldFault::Cut || field.fault == FieldFault::CutData;
+  const bool afterDocument = !InDocument() && !InResources() && m_index.endDocument.end > 0;
+  const size_t pictures = m_index.pictures.size();
+  if (field.fault == FieldFault::CutData) m_pictures.Take(field, m_container);
+  m_pictures.Finish();
+  AddPictures(pictures);
+  // The field before may have the wrong length, so that others begin in its data.
+  const int64_t from = cut || m_last.length == 0 ? at + 1 : m_last.DataOffset();
+  int64_t next = m_search.Find(from);
+  if (next == m_file.Size() && afterDocument) return next;  // files are padded at their end
+  Fault(cut ? At(at, "the file ends within the structured field", K_ERROR_READ)
+            : At(at, "there is no valid structured field"));
+  const int64_t begin = next < at ? m_last.offset : at;
+  m_index.skipped.push_back({begin, next - begin});
+  m_damaged = true;
+  return next;
+}
+
+void Indexer::Take(const ScannedField& field) {
+  const bool inPage = m_inPage;
+  if (field.code != sf::kEndDocument) {
+    m_prefix.Add(field.prefixed);
+    if (inPage) m_pagePrefix.Add(field.prefixed);
+  }
+  const size_t pictures = m_index.pictures.size();
+  m_pictures.Take(field, m_container);
+  if (m_index.pictures.size() > pictures) AddPictures(pictures);
+  if (InResources()) {
+    TakeInResource(field);
+  } else if (inPage) {
+    TakeInPage(field);
+  } else {
+    TakeBetweenPages(field);
+  }
+}
+
+void Indexer::AddPictures(size_t from) {
+  for (size_t i = from; i < m_index.pictures.size(); ++i) {
+    IndexedPicture& picture = m_index.pictures[i];
+    picture.page = m_inPage ? static_cast<int>(m_index.pages.size()) : 0;
+    picture.resource = m_inPage ? kNoIndex : m_resource;
+    Show(static_cast<uint32_t>(i));
+  }
+}
+
+void Indexer::Show(uint32_t what) {
+  if (m_inPage) {
+    m_index.shown.push_back(what);
+  } else if (m_resource != kNoIndex) {
+    m_index.resources[m_resource].shown.push_back(what);
+  }
+}
+
+void Indexer::TakeBetweenPages(const ScannedField& field) {
+  const ByteRange bytes = {field.offset, field.End()};
+  switch (field.code) {
+    case sf::kBeginDocument:
+      if (InDocument()) return Misplaced(field, "within a document");
+      Open(Bracket::Document, field);
+      m_document = m_open.size();
+      m_dividedSincePage = true;
+      if (m_index.beginDocument.Size() == 0) m_index.beginDocument = bytes;
+      return;
+    case sf::kEndDocument:
+      return EndDocument(field);
+    case sf::kBeginPage:
+      if (!InDocument()) Misplaced(field, "outside of a document");
+      return BeginPage(field);
+    case sf::kEndPage:
+      return Misplaced(field, "without Begin Page");
+    case sf::kBeginResourceGroup:
+      Open(Bracket::ResourceGroup, field);
+      ++m_resources;
+      m_resourceDepth = 0;
+      m_index.resourceGroups.push_back(bytes);
+      return;
+    case sf::kBeginResource:
+    case sf::kBeginPageSegment:
+    case sf::kBeginOverlay:
+    case sf::kBeginFormMap:
+      ++m_resources;
+      m_resourceDepth = 1;
+      return BeginResource(field);
+    case sf::kBeginPageGroup:
+      m_dividedSincePage = true;
+      return BeginGroup(field);
+    case sf::kEndPageGroup:
+      m_dividedSincePage = true;
+      if (Within(Bracket::PageGroup)) EndGroup(field.End());
+      return;
+    case sf::kTagLogicalElement:
+      return AddTag(field);
+    default:
+      if (IsInclude(field.code)) AddInclude(field);
+      return;
+  }
+}
+
+void Indexer::TakeInPage(const ScannedField& field) {
+  IndexedPage& page = m_index.pages.back();
+  switch (field.code) {
+    case sf::kBeginDocument:
+      return Misplaced(field, "within " + PageText() + " instead of outside");
+    case sf::kBeginPage:
+    case sf::kEndDocument:
+      Fault(
+          At(field.offset, PageText() + " has no End Page field before " + FieldWords(field.code)));
+      EndPage(field.offset);
+      return TakeBetweenPages(field);
+    case sf::kEndPage:
+      return EndPage(field.End());
+    case sf::kTagLogicalElement:
+      return AddTag(field);
+    case sf::kPresentationText:
+      page.hasText = true;
+      return;
+    case sf::kGraphicsData:
+    case sf::kBarCodeData:
+      page.hasDrawings = true;
+      return;
+    default:
+      page.refersToResources |= RefersToResource(field.code);
+      if (IsInclude(field.code)) AddInclude(field);
+      return;
+  }
+}
+
+// What else stands in there, documents and pages too, is the resource's own.
+void Indexer::TakeInResource(const ScannedField& field) {
+  const FieldType type = TypeOf(field.code);
+  const bool inGroup = Within(Bracket::ResourceGroup) || m_open.size() > 1;
+  if (field.code == sf::kBeginResourceGroup && inGroup) {
+    return Misplaced(field, "within a resource group");
+  }
+  // Where damage has hidden an end, the next beginning stands for it.
+  if (field.code == sf::kEndResourceGroup || (m_damaged && field.code == sf::kBeginDocument)) {
+    if (Within(Bracket::Resource)) EndResource(field.offset);
+    if (Within(Bracket::ResourceGroup)) {
+      m_index.resourceGroups.back().end =
+          field.code == sf::kEndResourceGroup ? field.End() : field.offset;
+      Close();
+      --m_resources;
+    }
+    if (field.code == sf::kBeginDocument) TakeBetweenPages(field);
+    return;
+  }
+  if (field.code == sf::kBeginResource && Within(Bracket::Resource)) {
+    EndResource(field.offset);
+    m_resourceDepth = 0;
+    if (!InResources()) return TakeBetweenPages(field);
+  }
+  if (type == FieldType::Begin) {
+    if (m_resourceDepth == 0) {
+      BeginResource(field);
+    } else if (m_resourceDepth == 1) {
+      NameResource(field);
+    }
+    ++m_resourceDepth;
+  } else if (type == FieldType::End && m_resourceDepth > 0) {
+    if (--m_resourceDepth == 0) EndResource(field.End());
+  } else if (field.code == sf::kMapMediumOverlay) {
+    AddMediumOverlays(field);
+  } else if (IsInclude(field.code)) {
+    AddInclude(field);
+  }
+}
+
+void Indexer::BeginPage(const ScannedField& field) {
+  if (m_index.pages.empty()) {
+    const bool grouped = m_open.size() > m_document;
+    m_index.plainHeadEnd = grouped ? m_open[m_document].begin : field.offset;
+  } else {
+    m_index.divided |= m_dividedSincePage;
+  }
+  Open(Bracket::Page, field);
+  m_inPage = true;
+  m_index.pages.push_back(
+      {.bytes = {field.offset, field.End()}, .firstShown = m_index.shown.size()});
+  m_pagePrefix = {};
+  m_pagePrefix.Add(field.prefixed);
+}
+
+void Indexer::EndPage(int64_t end) {
+  m_index.pages.back().bytes.end = end;
+  m_index.pages.back().prefix = m_pagePrefix.Result();
+  m_inPage = false;
+  m_dividedSincePage = false;
+  Close();
+}
+
+void Indexer::EndDocument(const ScannedField& field) {
+  if (!InDocument()) return Misplaced(field, "without Begin Document");
+  // It ends the page groups, too, that nothing else has ended.
+  while (m_open.size() > m_document && Within(Bracket::PageGroup)) EndGroup(field.offset);
+  m_open.resize(m_document - 1);
+  m_document = 0;
+  m_dividedSincePage = true;
+  if (m_index.endDocument.Size() == 0) m_index.endDocument = {field.offset, field.End()};
+  m_index.appendAt = field.offset;
+}
+
+void Indexer::BeginGroup(const ScannedField& field) {
+  Open(Bracket::PageGroup, field, m_group);
+  IndexedGroup group;
+  group.name = NameOf(Data(field), sf::kBeginPageGroup);
+  group.bytes = {field.offset, field.End()};
+  group.firstPage = static_cast<int>(m_index.pages.size()) + 1;
+  group.parent = m_group;
+  m_group = static_cast<uint32_t>(m_index.groups.size());
+  m_index.groups.push_back(std::move(group));
+}
+
+void Indexer::EndGroup(int64_t end) {
+  IndexedGroup& group = m_index.groups[m_group];
+  group.bytes.end = end;
+  group.pages = static_cast<int>(m_index.pages.size()) + 1 - group.firstPage;
+  m_group = m_open.back().outer;
+  Close();
+}
+
+void Indexer::BeginResource(const ScannedField& field) {
+  Open(Bracket::Resource, field);
+  m_resource = static_cast<uint32_t>(m_index.resources.size());
+  IndexedResource resource;
+  resource.code = field.code;
+  resource.bytes = {field.offset, field.End()};
+  m_index.resources.push_back(std::move(resource));
+  NameResource(field);
+}
+
+void Indexer::NameResource(const ScannedField& field) {
+  IndexedResource& resource = m_index.resources[m_resource];
+  // A resource is named by Begin Resource and by the Begin field within.
+  if (resource.code == sf::kBeginResource) resource.code = field.code;
+  const std::string_view data = Data(field);
+  const auto add = [&](std::string_view name) {
+    name = TrimmedName(name);
+    if (name.empty()) return;
+    if (resource.name.empty()) resource.name = Text(name);
+    m_resourcesByName.emplace(name, m_resource);
+  };
+  add(data.substr(0, kFieldNameLength));
+  Triplets triplets(data.substr(std::min<size_t>(data.size(), TripletsOffset(field.code))));
+  for (Triplet triplet; triplets.Next(triplet);) add(QualifiedName(triplet));
+}
+
+void Indexer::EndResource(int64_t end) {
+  m_index.resources[m_resource].bytes.end = end;
+  m_resource = kNoIndex;
+  Close();
+  // One that stands by itself.
+  if (!Within(Bracket::ResourceGroup)) --m_resources;
+}
+
+void Indexer::AddTag(const ScannedField& field) {
+  IndexedTag tag;
+  Triplets triplets(Data(field));
+  for (Triplet triplet; triplets.Next(triplet);) {
+    constexpr size_t reserved = 2;
+    if (triplet.id == triplet::kQualifiedName && triplet.contents.starts_with(kAttributeName)) {
+      tag.name = Text(QualifiedName(triplet));
+    } else if (triplet.id == triplet::kAttributeValue && triplet.contents.size() > reserved) {
+      tag.value = Text(triplet.contents.substr(reserved));
+    }
+  }
+  tag.page = m_inPage ? static_cast<int>(m_index.pages.size()) : 0;
+  tag.group = m_group;
+  m_index.tags.push_back(std::move(tag));
+}
+
+void Indexer::AddInclude(const ScannedField& field) {
+  const std::string_view data = Data(field);
+  if (data.size() < kFieldNameLength) return;
+  std::string_view qualified;
+  if (field.code == sf::kIncludeObject && data.size() > TripletsOffset(field.code)) {
+    qualified = QualifiedName(
+        FindTriplet(data.substr(TripletsOffset(field.code)), triplet::kQualifiedName));
+  }
+  const uint32_t include = IncludeOf(data.substr(0, kFieldNameLength), qualified, field.code);
+  Show(PageIndex::kInclude | include);
+}
+
+// Repeating groups follow the length of each, and three bytes.
+void Indexer::AddMediumOverlays(const ScannedField& field) {
+  constexpr size_t head = 4;
+  constexpr size_t nameOffset = 4;  // after the local identifier and flags
+  const std::string_view data = Data(field);
+  if (data.size() < head) return;
+  const auto length = static_cast<unsigned char>(data[0]);
+  if (length < nameOffset + kFieldNameLength) return;
+  for (size_t at = head; at + length <= data.size(); at += length) {
+    IncludeOf(data.substr(at + nameOffset, kFieldNameLength), {}, field.code);
+  }
+}
+
+uint32_t Indexer::IncludeOf(std::string_view name, std::string_view qualified, uint16_t code) {
+  name = TrimmedName(name);
+  qualified = TrimmedName(qualified);
+  std::string key(name);
+  key.append(1, '\0').append(qualified);
+  const auto [place, added] =
+      m_includes.emplace(std::move(key), static_cast<uint32_t>(m_index.includes.size()));
+  if (added) {
+    IncludedName include;
+    include.name = Text(qualified.empty() ? name : qualified);
+    include.code = code;
+    include.page = m_inPage ? static_cast<int>(m_index.pages.size()) : 0;
+    m_index.includes.push_back(std::move(include));
+  }
+  ++m_index.includes[place->second].count;
+  return place->second;
+}
+
+// Resources may follow the pages that include them.
+void Indexer::ResolveIncludes() {
+  for (const auto& [key, include] : m_includes) {
+    const size_t end = key.find('\0');
+    for (const std::string& name : {key.substr(0, end), key.substr(end + 1)}) {
+      const auto resource = m_resourcesByName.find(name);
+      if (resource != m_resourcesByName.end())
+        m_index.includes[include].resource = resource->second;
+    }
+  }
+}
+
+void Indexer::Finish() {
+  const size_t pictures = m_index.pictures.size();
+  m_pictures.Finish();
+  AddPictures(pictures);
+  m_index.prefix = m_prefix.Result();
+  ResolveIncludes();
+  if (m_inPage) {
+    Fault(Failure(K_ERROR_READ, PageText() + " has no End Page field before the file ends"));
+    EndPage(m_file.Size());
+  }
+  if (Within(Bracket::Resource)) EndResource(m_file.Size());
+  if (Within(Bracket::ResourceGroup)) {
+    Fault(At(m_open.back().begin, "there is no end of the resource group"));
+    m_index.resourceGroups.back().end = m_file.Size();
+    Close();
+  }
+  while (Within(Bracket::PageGroup)) EndGroup(m_file.Size());
+  if (InDocument()) Fault(Failure(K_ERROR_READ, "the file ends without an End Document field"));
+  if (m_index.beginDocument.Size() == 0) {
+    Fault(Failure(K_ERROR_INVALID_FORMAT, "the file has no Begin Document field"));
+  }
+  if (m_index.pages.empty()) m_index.plainHeadEnd = m_index.endDocument.begin;
+}
+
+void Indexer::Open(Bracket kind, const ScannedField& field, uint32_t outer) {
+  m_open.push_back({kind, field.offset, outer});
+}
+
+void Indexer::Close() { m_open.pop_back(); }
+
+void Indexer::Fault(Outcome fault) {
+  if (m_index.structure.Ok()) m_index.structure = std::move(fault);
+}
+
+void Indexer::Misplaced(const ScannedField& field, const std::string& where) {
+  Fault(At(field.offset, FieldWords(field.code) + " " + where));
+}
+
+std::string Indexer::PageText() const {
+  return "page " + std::to_string(m_index.pages.size()) + ", which begins at byte " +
+         std::to_string(m_index.pages.back().bytes.begin) + ",";
+}
+
+std::string Indexer::Text(std::string_view bytes) { return m_decoder.Decode(bytes); }
+
+std::string_view Indexer::Data(const ScannedField& field) {
+  const ByteSpan data = DataOf(m_file, field);
+  return {reinterpret_cast<const char*>(data.data()), data.size()};
+}
+
+// A qualified name is the full one.
+std::string Indexer::NameOf(std::string_view data, uint16_t code) {
+  const std::string_view triplets =
+      data.substr(std::min<size_t>(data.size(), TripletsOffset(code)));
+  const std::string_view qualified =
+      TrimmedName(QualifiedName(FindTriplet(triplets, triplet::kQualifiedName)));
+  return Text(qualified.empty() ? TrimmedName(data.substr(0, kFieldNameLength)) : qualified);
+}
+
+}  // namespace kz

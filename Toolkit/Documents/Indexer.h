@@ -1,0 +1,109 @@
+// The one pass over a file that finds what PageIndex holds.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "Format/FieldScan.h"
+#include "Toolkit/Documents/FieldSearch.h"
+#include "Toolkit/Documents/PageIndex.h"
+#include "Toolkit/Documents/PictureScan.h"
+#include "Toolkit/Fields/TextDecoder.h"
+#include "Toolkit/Files/FileWindow.h"
+
+namespace kz {
+
+// How many of some fields have a 0x5A.
+class PrefixCount {
+ public:
+  void Add(bool prefixed) { ++(prefixed ? m_with : m_without); }
+  FieldPrefix Result() const {
+    if (m_with == 0) return FieldPrefix::None;
+    return m_without == 0 ? FieldPrefix::All : FieldPrefix::Some;
+  }
+
+ private:
+  int64_t m_with = 0;
+  int64_t m_without = 0;
+};
+
+class Indexer {
+ public:
+  // The index knows its container.
+  Indexer(FileWindow& file, PageIndex& index);
+  void Run();
+
+ private:
+  // What fields begin and others end.
+  enum class Bracket : uint8_t { Document, Page, PageGroup, ResourceGroup, Resource };
+  struct OpenBracket {
+    Bracket kind;
+    int64_t begin;
+    uint32_t outer;  // of a page group the one around it
+  };
+
+  void IndexBareFile();
+  // Goes on after bytes that are no field; where.
+  int64_t PassDamage(const ScannedField& field, int64_t at);
+  void Take(const ScannedField& field);
+  void TakeBetweenPages(const ScannedField& field);
+  void TakeInPage(const ScannedField& field);
+  void TakeInResource(const ScannedField& field);
+  void BeginPage(const ScannedField& field);
+  void EndPage(int64_t end);
+  void EndDocument(const ScannedField& field);
+  void BeginGroup(const ScannedField& field);
+  void EndGroup(int64_t end);
+  void BeginResource(const ScannedField& field);
+  void NameResource(const ScannedField& field);
+  void EndResource(int64_t end);
+  void AddPictures(size_t from);
+  void AddTag(const ScannedField& field);
+  void AddInclude(const ScannedField& field);
+  void AddMediumOverlays(const ScannedField& field);
+  uint32_t IncludeOf(std::string_view name, std::string_view qualified, uint16_t code);
+  void Show(uint32_t what);
+  void ResolveIncludes();
+  void Finish();
+
+  bool Within(Bracket kind) const { return !m_open.empty() && m_open.back().kind == kind; }
+  bool InDocument() const { return m_document > 0; }
+  bool InResources() const { return m_resources > 0; }
+  void Open(Bracket kind, const ScannedField& field, uint32_t outer = kNoIndex);
+  void Close();
+  // The first fault of the structure counts.
+  void Fault(Outcome fault);
+  void Misplaced(const ScannedField& field, const std::string& where);
+  std::string PageText() const;
+  std::string Text(std::string_view bytes);
+  std::string NameOf(std::string_view data, uint16_t code);
+  std::string_view Data(const ScannedField& field);
+
+  FileWindow& m_file;
+  PageIndex& m_index;
+  PictureScan m_pictures;
+  FieldSearch m_search;
+  TextDecoder m_decoder;
+  std::vector<OpenBracket> m_open;
+  size_t m_document = 0;        // depth at which the open document stands; 0: none is open
+  int m_resources = 0;          // open resource groups and resources
+  int m_resourceDepth = 0;      // Begin fields open in the resource
+  uint32_t m_group = kNoIndex;     // the innermost that is open
+  uint32_t m_resource = kNoIndex;  // the same
+  bool m_inPage = false;
+  bool m_dividedSincePage = false;
+  Container m_container = Container::Modca;
+  ScannedField m_last;     // the last sound field
+  bool m_damaged = false;  // there was damage before
+  PrefixCount m_prefix;
+  PrefixCount m_pagePrefix;
+  std::unordered_map<std::string, uint32_t> m_includes;  // by their names: plain, 0, qualified
+  std::unordered_map<std::string, uint32_t> m_resourcesByName;
+};
+
+// Names are padded with blanks, in EBCDIC 0x40, and sometimes with zeros.
+std::string_view TrimmedName(std::string_view name);
+
+}  // namespace kz

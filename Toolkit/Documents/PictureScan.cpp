@@ -1,0 +1,178 @@
+#include "Toolkit/Documents/PictureScan.h"
+
+#include <algorithm>
+#include <cstring>
+#include <string_view>
+
+#include "Format/SelfDefiningField.h"
+#include "Format/Triplet.h"
+
+namespace kz {
+
+namespace {
+
+// In the contents of an Object Classification triplet: the object type, registered under
+// 1.3.18.0.4.1, of which the last component is the type's.
+constexpr size_t kObjectTypeOffset = 6;
+constexpr std::string_view kObjectTypePrefix("\x06\x07\x2B\x12\x00\x04\x01\x01", 8);
+constexpr char kTiffType = 0x0E;
+constexpr char kJpegType = 0x17;
+
+std::string_view TextOf(ByteSpan bytes) {
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+bool IsKind(std::string_view triplet, PictureKind& kind) {
+  if (triplet.size() <= kObjectTypeOffset + kObjectTypePrefix.size()) return false;
+  const std::string_view type = triplet.substr(kObjectTypeOffset);
+  if (!type.starts_with(kObjectTypePrefix)) return false;
+  const char last = type[kObjectTypePrefix.size()];
+  kind = last == kJpegType ? PictureKind::Jpeg : PictureKind::Tiff;
+  return last == kJpegType || last == kTiffType;
+}
+
+bool StartsPicture(std::string_view data, PictureKind& kind) {
+  const bool jpeg = data.starts_with("\xFF\xD8\xFF");
+  kind = jpeg ? PictureKind::Jpeg : PictureKind::Tiff;
+  return jpeg || data.starts_with(std::string_view("II*\0", 4)) ||
+         data.starts_with(std::string_view("MM\0*", 4));
+}
+
+}  // namespace
+
+void ContentScan::Take(FileWindow& file, ByteRange part, std::vector<Content>& contents) {
+  int64_t at = part.begin;
+  while (at < part.end && !m_lost) {
+    if (m_skip > 0) {
+      const int64_t skipped = std::min(m_skip, part.end - at);
+      m_skip -= skipped;
+      at += skipped;
+      continue;
+    }
+    if (m_headerLength == 0) m_field = at;
+    const size_t wanted = m_headerLength == 0 ? 1 : HeaderLengthFrom(m_header[0]);
+    const auto room = static_cast<size_t>(std::min<int64_t>(part.end - at, sizeof(m_header)));
+    const size_t n = std::min(std::max<size_t>(wanted, 1) - m_headerLength, room);
+    const unsigned char* bytes = file.At(at, n);
+    if (bytes == nullptr) break;
+    std::memcpy(m_header + m_headerLength, bytes, n);
+    m_headerLength += n;
+    at += static_cast<int64_t>(n);
+    if (m_headerLength < HeaderLengthFrom(m_header[0])) continue;
+
+    const SelfDefiningHeader header = *ParseSelfDefiningHeader({m_header, m_headerLength});
+    m_headerLength = 0;
+    m_skip = header.length;
+    if (header.id == sdf::kBeginSegment) {
+      m_segment = m_field;
+      m_contents = 0;
+    } else if (header.id == sdf::kBeginImageContent) {
+      contents.push_back({m_segment, ++m_contents});
+    }
+    // Image Data of length 0 announce data without any header.
+    m_lost = FindSelfDefiningField(header.id) == nullptr ||
+             (header.id == sdf::kImageData && header.length == 0);
+  }
+}
+
+void PictureScan::Begin(PictureKind kind, const ScannedField& field, Container container) {
+  IndexedPicture picture;
+  picture.kind = kind;
+  picture.container = container;
+  picture.bytes = {m_begin, field.End()};
+  m_pictures.push_back(picture);
+  m_named = true;
+}
+
+void PictureScan::Take(const ScannedField& field, Container container) {
+  if (field.code == sf::kImagePictureData) return TakePictureData(field, container);
+  if (m_inData) Finish();
+  switch (field.code) {
+    case sf::kBeginImImage:
+    case sf::kBeginObjectContainer:
+      m_object = field.code;
+      m_begin = field.offset;
+      m_named = false;
+      if (field.code == sf::kBeginObjectContainer) return TakeContainer(field, container);
+      return Begin(PictureKind::Im1, field, container);
+    case sf::kObjectContainerData:
+      // A container that doesn't say what it holds is known by its first bytes.
+      if (m_object == sf::kBeginObjectContainer && !m_named) {
+        PictureKind kind;
+        constexpr unsigned enough = 4;
+        const unsigned char* data =
+            field.DataLength() >= enough ? m_file.At(field.DataOffset(), enough) : nullptr;
+        if (data != nullptr && StartsPicture(TextOf({data, enough}), kind)) {
+          Begin(kind, field, container);
+        } else {
+          m_object = 0;
+        }
+      }
+      return;
+    default:
+      if (m_object == 0 || field.code != PartnerOf(m_object)) return;
+      if (m_named) m_pictures.back().bytes.end = field.End();
+      m_object = 0;
+  }
+}
+
+void PictureScan::TakeContainer(const ScannedField& field, Container container) {
+  const std::string_view data = TextOf(DataOf(m_file, field));
+  const std::string_view triplets = data.substr(std::min<size_t>(data.size(), kFieldNameLength));
+  const Triplet type = FindTriplet(triplets, triplet::kObjectClassification);
+  if (type.whole.empty()) return;
+  PictureKind kind;
+  if (IsKind(type.contents, kind)) {
+    Begin(kind, field, container);
+  } else {
+    m_object = 0;
+  }
+}
+
+void PictureScan::TakePictureData(const ScannedField& field, Container container) {
+  if (!m_inData) {
+    m_inData = true;
+    m_first = m_pictures.size();
+    m_contents = {};
+    m_data = {};
+    m_data.bytes.begin = field.offset;
+    m_data.container = container;
+  }
+  m_data.bytes.end = field.End();
+  m_found.clear();
+  m_contents.Take(m_file, {field.DataOffset(), std::min(field.End(), m_file.Size())}, m_found);
+  for (size_t i = 0; i < m_found.size(); ++i) {
+    m_data.content = static_cast<int>(m_pictures.size() - m_first) + 1;
+    m_pictures.push_back(m_data);
+  }
+}
+
+void PictureScan::Finish() {
+  if (!m_inData) return;
+  m_inData = false;
+  // Data without an image content are a picture nevertheless, if a damaged one.
+  m_data.content = 1;
+  if (m_pictures.size() == m_first) m_pictures.push_back(m_data);
+  for (size_t i = m_first; i < m_pictures.size(); ++i) m_pictures[i].bytes.end = m_data.bytes.end;
+}
+
+void PictureScan::TakeBareFile() {
+  m_found.clear();
+  m_contents = {};
+  m_contents.Take(m_file, {0, m_file.Size()}, m_found);
+  if (m_found.empty()) m_found.push_back({0, 1});
+  for (size_t i = 0; i < m_found.size(); ++i) {
+    IndexedPicture picture;
+    picture.container = Container::Ioca;
+    picture.content = m_found[i].number;
+    picture.bytes = {m_found[i].segment, m_file.Size()};
+    for (size_t next = i + 1; next < m_found.size(); ++next) {
+      if (m_found[next].segment == picture.bytes.begin) continue;
+      picture.bytes.end = m_found[next].segment;
+      break;
+    }
+    m_pictures.push_back(picture);
+  }
+}
+
+}  // namespace kz

@@ -1,0 +1,65 @@
+// The pictures of a file, recognised while its structured fields go by.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "Format/FieldScan.h"
+#include "Toolkit/Documents/PageIndex.h"
+#include "Toolkit/Files/FileWindow.h"
+
+namespace kz {
+
+// Counts the image contents of an image segment that comes in parts.
+class ContentScan {
+ public:
+  // Where a content's segment begins, and which content there it is, from 1.
+  struct Content {
+    int64_t segment;
+    int number;
+  };
+  // Looks at a part of the segment, and adds the contents that begin there. What follows
+  // a field that no reference knows isn't understood.
+  void Take(FileWindow& file, ByteRange part, std::vector<Content>& contents);
+
+ private:
+  int64_t m_skip = 0;  // bytes of the field that has begun
+  unsigned char m_header[4] = {};
+  size_t m_headerLength = 0;
+  int64_t m_field = 0;    // where it begins
+  int64_t m_segment = 0;  // where the segment begins
+  int m_contents = 0;     // of that segment
+  bool m_lost = false;
+};
+
+class PictureScan {
+ public:
+  PictureScan(FileWindow& file, std::vector<IndexedPicture>& pictures)
+      : m_file(file), m_pictures(pictures) {}
+
+  // Takes the next field of a document. Pictures are added when they begin, and get their
+  // end when it comes.
+  void Take(const ScannedField& field, Container container);
+  // The document, or a stretch of sound fields, has ended.
+  void Finish();
+  // Takes a whole bare file.
+  void TakeBareFile();
+
+ private:
+  void TakePictureData(const ScannedField& field, Container container);
+  void TakeContainer(const ScannedField& field, Container container);
+  void Begin(PictureKind kind, const ScannedField& field, Container container);
+
+  FileWindow& m_file;
+  std::vector<IndexedPicture>& m_pictures;
+  std::vector<ContentScan::Content> m_found;
+  ContentScan m_contents;
+  bool m_inData = false;  // of an image object
+  size_t m_first = 0;     // picture of the data
+  IndexedPicture m_data;  // the data
+  uint16_t m_object = 0;  // Begin field of the IM image or object container that is open
+  int64_t m_begin = 0;    // where that stands
+  bool m_named = false;   // whether it has become a picture
+};
+
+}  // namespace kz
