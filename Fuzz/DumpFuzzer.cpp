@@ -1,11 +1,33 @@
-// The dump in both forms: it goes on to the end of any file.
+// The dump in both forms: it goes on to the end of any file. And the same file as one
+// with framed records.
 #include <iconv.h>
 
 #include <algorithm>
 
+#include "Format/RecordWalk.h"
 #include "Fuzz/MemoryDisk.h"
 #include "Fuzz/MemoryPath.h"
 #include "Toolkit/Dump/Dump.h"
+
+// Whatever framing a file is taken for, the document in it are parts of it in their order.
+static void TakeFramingOff(kz::ByteSpan file) {
+  const auto size = static_cast<int64_t>(file.size());
+  const kz::Framing found = kz::FindFraming(file, size);
+  Require(found.leading < size || size == 0, "line ends are not all of a file");
+  constexpr int64_t kinds = static_cast<int64_t>(kz::RecordFraming::BlockDescriptor) + 1;
+  const kz::Framing other = {static_cast<kz::RecordFraming>(size % kinds), size / kinds % 2 == 0};
+  for (const kz::Framing& framing : {found, other}) {
+    const kz::MemorySource source(file);
+    kz::RecordWalk walk(source, framing);
+    int64_t at = framing.leading;
+    for (kz::DocumentPiece piece; walk.Next(piece);) {
+      Require(at <= piece.begin && piece.begin <= piece.end && piece.end <= size,
+              "parts follow one another");
+      Require(at < piece.end, "each goes on");
+      at = piece.end;
+    }
+  }
+}
 
 // Keeps the code page loaded, which each dump would load anew.
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
@@ -15,6 +37,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  TakeFramingOff({data, size});
   const MemoryPath file(data, size);
   if (!file.Complete()) return 0;
   size_t lines[2] = {0, 0};

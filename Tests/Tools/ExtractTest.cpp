@@ -1,4 +1,3 @@
-#include <allheaders.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -11,35 +10,12 @@
 
 #include "Tests/Support/FileBuilder.h"
 #include "Tests/Support/TemporaryFolder.h"
+#include "Tests/Tools/Pixes.h"
 #include "Tests/Tools/Program.h"
 
 namespace {
 
 using testing::HasSubstr;
-
-struct PixDelete {
-  void operator()(Pix* pix) const { pixDestroy(&pix); }
-};
-using PixPointer = std::unique_ptr<Pix, PixDelete>;
-
-// A picture file, or a page of a tif, counted from 1.
-PixPointer ReadPix(const std::string& path, int page = 0) {
-  PixPointer pix(page == 0 ? pixRead(path.c_str()) : pixReadTiff(path.c_str(), page - 1));
-  if (!pix) throw std::runtime_error(path + " can't be read");
-  return pix;
-}
-
-// Same size, same colours at every place, whatever the depth and the palette.
-bool SamePicture(const Pix* left, const Pix* right) {
-  l_int32 same = 0;
-  auto* a = const_cast<Pix*>(left);
-  auto* b = const_cast<Pix*>(right);
-  if (pixGetWidth(a) != pixGetWidth(b) || pixGetHeight(a) != pixGetHeight(b)) return false;
-  if (pixGetDepth(a) == pixGetDepth(b)) return pixEqual(a, b, &same) == 0 && same == 1;
-  const PixPointer wideA(pixConvertTo32(a));
-  const PixPointer wideB(pixConvertTo32(b));
-  return pixEqual(wideA.get(), wideB.get(), &same) == 0 && same == 1;
-}
 
 TEST(Extract, EveryEndingAndFormatGivesItsKindOfFile) {
   const std::map<std::string, std::string> kinds = {

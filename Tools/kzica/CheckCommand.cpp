@@ -14,8 +14,7 @@ struct CheckOptions {
   kz::LoadOptions load;
 };
 
-Exit CheckOne(std::string file, const kz::LoadOptions& options) {
-  if (OpenInput(file) != kDone) return kFileFailed;
+Exit CheckOne(const std::string& file, const kz::LoadOptions& options) {
   int pictures = 0;
   const kz::Outcome outcome = kz::CheckFile(file, options, [&](const kz::CheckResult& result) {
     pictures = result.pictures;
@@ -36,8 +35,9 @@ Exit CheckOne(std::string file, const kz::LoadOptions& options) {
 
 Exit Check(const CheckOptions& options) {
   Exit exit = kDone;
-  for (const std::string& file : options.files) {
-    if (CheckOne(file, options.load) != kDone) exit = kFileFailed;
+  for (std::string file : options.files) {
+    if (OpenInput(file) != kDone || CheckOne(file, options.load) != kDone) exit = kFileFailed;
+    CloseInput(file);
   }
   return exit;
 }

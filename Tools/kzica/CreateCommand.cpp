@@ -5,9 +5,9 @@
 
 #include "Toolkit/Documents/PageIndex.h"
 #include "Toolkit/Files/AtomicFile.h"
+#include "Toolkit/Files/SpoolFile.h"
 #include "Tools/kzica/Locking.h"
 #include "Tools/kzica/Pages.h"
-#include "Tools/kzica/SpoolFile.h"
 
 namespace kzica {
 
@@ -36,7 +36,7 @@ class NewFile {
 
  private:
   bool m_streamed = false;
-  SpoolFile m_spool;
+  kz::SpoolFile m_spool;
   kz::AtomicFile m_file;
 };
 

@@ -2,9 +2,8 @@
 
 #include <unistd.h>
 
-#include <filesystem>
-
 #include "Toolkit/Documents/Document.h"
+#include "Toolkit/Documents/UnframedFile.h"
 #include "Tools/kzica/Input.h"
 
 namespace kzica {
@@ -55,10 +54,9 @@ Exit EditedDocument::Begin(bool inPlace) {
     throw UsageError("standard input can't be changed; say with -o where the result goes");
   }
   if (!m_out.empty() && OpenInput(m_file) != kDone) return kFileFailed;
-  std::error_code ignored;
-  const bool changesItself =
-      m_out.empty() || (m_out != "-" && std::filesystem::equivalent(m_file, m_out, ignored));
+  const bool changesItself = m_out.empty() || IsInput(m_file, m_out);
   if (changesItself) {
+    if (RefuseFramed() != kDone) return kFileFailed;
     const Exit locked = LockDocument(Result(), inPlace || m_breakLinks, m_lock);
     if (locked != kDone) return locked;
   }
@@ -73,7 +71,26 @@ Exit EditedDocument::Begin(bool inPlace) {
   return outcome.Ok() ? kDone : Complain({m_file}, outcome);
 }
 
-Exit EditedDocument::Write(const kz::DocumentEdit& edit) const { return WriteTo(Result(), edit); }
+Exit EditedDocument::RefuseFramed() const {
+  kz::Framing framing = FramingOf(m_file);
+  if (!framing.IsFramed() && !kz::FindFraming(m_file, framing).Ok()) return kDone;
+  if (!framing.IsFramed()) return kDone;
+  return Complain(
+      {m_file},
+      kz::Failure(K_ERROR_INVALID_FORMAT,
+                  std::string("a change would take its framing (") + kz::FramingName(framing) +
+                      ") away; with -o OUT the result is written, unframed, to another file"));
+}
+
+Exit EditedDocument::Write(const kz::DocumentEdit& edit) const {
+  const Exit exit = WriteTo(Result(), edit);
+  const kz::Framing framing = FramingOf(m_file);
+  if (exit == kDone && framing.IsFramed()) {
+    Note({Result()},
+         "written without the framing of " + InputName(m_file) + ": " + kz::FramingName(framing));
+  }
+  return exit;
+}
 
 Exit PicturePages::Make(const std::vector<std::string>& inputs, const PageOptions& options,
                         const std::string& container, const EditedDocument& document) {

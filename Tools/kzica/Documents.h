@@ -7,9 +7,9 @@
 
 #include "Toolkit/Documents/PageRange.h"
 #include "Toolkit/Editing/Assemble.h"
+#include "Toolkit/Files/SpoolFile.h"
 #include "Tools/kzica/Locking.h"
 #include "Tools/kzica/Pages.h"
-#include "Tools/kzica/SpoolFile.h"
 
 namespace kzica {
 
@@ -41,6 +41,9 @@ class EditedDocument {
   Exit Write(const kz::DocumentEdit& edit) const;
 
  private:
+  // Says it when the records are framed, which a change in place would lose.
+  Exit RefuseFramed() const;
+
   std::string m_file;
   std::string m_out;  // empty: the document itself
   bool m_breakLinks = false;
@@ -61,7 +64,7 @@ class PicturePages {
   std::vector<kz::PagePick> Picks() const { return kz::AllPages(m_index); }
 
  private:
-  SpoolFile m_file;
+  kz::SpoolFile m_file;
   kz::PageIndex m_index;
 };
 

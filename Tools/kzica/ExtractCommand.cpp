@@ -9,12 +9,12 @@
 #include "Toolkit/Documents/Document.h"
 #include "Toolkit/Documents/PageRange.h"
 #include "Toolkit/Files/AtomicFile.h"
+#include "Toolkit/Files/NumberedName.h"
 #include "Toolkit/Imaging/JpegCodec.h"
 #include "Toolkit/Imaging/RowConversion.h"
 #include "Toolkit/Pictures/PictureFile.h"
 #include "Tools/kzica/Input.h"
 #include "Tools/kzica/Locking.h"
-#include "Tools/kzica/NumberedName.h"
 
 namespace kzica {
 
@@ -63,8 +63,7 @@ kz::PageRange ChoosePages(const ExtractOptions& options) {
 
 // An output file can't be the file that the pages come from.
 void RefuseSameFile(const ExtractOptions& options, const std::string& out) {
-  std::error_code ignored;
-  if (out != "-" && std::filesystem::equivalent(options.file, out, ignored)) {
+  if (IsInput(options.file, out)) {
     throw UsageError(out + ": this is the file to extract from");
   }
 }
@@ -110,13 +109,13 @@ class Extraction {
     if (outcome.Ok()) outcome = m_range.Resolve(m_document.Pictures(), pages);
     if (!outcome.Ok()) return Complain({m_options.file}, outcome);
     const Exit exit = Numbered() ? ToNumberedFiles(pages)
-                                 : ToOneFile(NumberedName(m_options.out, pages[0]), pages);
+                                 : ToOneFile(kz::NumberedName(m_options.out, pages[0]), pages);
     const kz::Outcome& structure = m_document.Index().structure;
     return structure.Ok() ? exit : Complain({m_options.file}, structure);
   }
 
  private:
-  bool Numbered() const { return m_options.out != "-" && IsNumbered(m_options.out); }
+  bool Numbered() const { return m_options.out != "-" && kz::IsNumbered(m_options.out); }
 
   // A page that fails doesn't keep the others from their files.
   Exit ToNumberedFiles(const std::vector<int>& pages) {
@@ -125,7 +124,7 @@ class Extraction {
         [&](const std::string& out, const kz::Outcome& failed) { exit = Complain({out}, failed); });
     Progress progress(pages.size());
     for (const int page : pages) {
-      const Exit written = ToOneFile(NumberedName(m_options.out, page), {page}, &batch);
+      const Exit written = ToOneFile(kz::NumberedName(m_options.out, page), {page}, &batch);
       if (written != kDone) exit = kFileFailed;
       progress.Step();
     }

@@ -22,7 +22,8 @@ std::string RowOrder(const kz::PictureInfo& info) {
   return info.topDown ? "top-down" : "bottom-up";
 }
 
-std::string InWords(const std::string& file, const kz::PictureInfo& info) {
+std::string InWords(const std::string& file, const kz::PictureInfo& info,
+                    const kz::Framing& framing) {
   const auto text = [](auto number) { return std::to_string(number); };
   const bool known = info.xResolution > 0 && info.yResolution > 0;
   std::string words = kz::Printable(file) + "\n";
@@ -33,6 +34,7 @@ std::string InWords(const std::string& file, const kz::PictureInfo& info) {
     words += label + value + "\n";
   };
   line("container", kz::ContainerName(info.container));
+  if (framing.IsFramed()) line("framing", kz::FramingName(framing));
   line("size", text(info.width) + " x " + text(info.height) + " pixels");
   line("depth",
        text(info.bitsPerPixel) + (info.bitsPerPixel == 1 ? " bit" : " bits") + " per pixel");
@@ -44,8 +46,9 @@ std::string InWords(const std::string& file, const kz::PictureInfo& info) {
   return words;
 }
 
-std::string InJson(const std::string& file, const kz::PictureInfo& info) {
-  const nlohmann::ordered_json object = {
+std::string InJson(const std::string& file, const kz::PictureInfo& info,
+                   const kz::Framing& framing) {
+  nlohmann::ordered_json object = {
       {"file", file},
       {"container", kz::ContainerName(info.container)},
       {"format", info.format},
@@ -58,15 +61,16 @@ std::string InJson(const std::string& file, const kz::PictureInfo& info) {
       {"bytes", info.bytes},
       {"rowOrder", RowOrder(info)},
   };
+  if (framing.IsFramed()) object["framing"] = kz::FramingName(framing);
   // A name that isn't UTF-8 must not end the listing.
   const std::string text =
       object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
   return kz::Printable(text, kz::Unprintable::Json) + "\n";
 }
 
-Exit Describe(const std::string& argument, const kz::PageRange& range, bool json) {
-  std::string file = argument;
-  if (OpenInput(file) != kDone) return kFileFailed;
+// `file` was made of the argument.
+Exit Describe(const std::string& argument, const std::string& file, const kz::PageRange& range,
+              bool json) {
   kz::Document document(file);
   kz::Outcome outcome = document.Open();
   std::vector<int> picture;
@@ -74,7 +78,8 @@ Exit Describe(const std::string& argument, const kz::PageRange& range, bool json
   kz::PictureInfo info;
   if (outcome.Ok()) outcome = document.DescribePicture(picture[0], info);
   if (!outcome.Ok()) return Complain({file}, outcome);
-  Print(json ? InJson(argument, info) : InWords(InputName(file), info));
+  const kz::Framing framing = FramingOf(file);
+  Print(json ? InJson(argument, info, framing) : InWords(InputName(file), info, framing));
   const kz::Outcome& structure = document.Index().structure;
   return structure.Ok() ? kDone : Complain({file}, structure);
 }
@@ -85,8 +90,11 @@ Exit Info(const InfoOptions& options) {
   if (!parsed.Ok()) throw UsageError("--page: " + parsed.what);
   if (!range.IsSinglePage()) throw UsageError("--page: info describes one page of a file");
   Exit exit = kDone;
-  for (const std::string& file : options.files) {
-    if (Describe(file, range, options.json) != kDone) exit = kFileFailed;
+  for (const std::string& argument : options.files) {
+    std::string file = argument;
+    const bool opened = OpenInput(file) == kDone;
+    if (!opened || Describe(argument, file, range, options.json) != kDone) exit = kFileFailed;
+    CloseInput(file);
   }
   return exit;
 }

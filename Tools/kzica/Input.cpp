@@ -6,13 +6,16 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <filesystem>
 #include <list>
 #include <map>
+#include <memory>
 #include <vector>
 
+#include "Toolkit/Documents/UnframedFile.h"
 #include "Toolkit/Files/AtomicFile.h"
 #include "Toolkit/Files/FileDescriptor.h"
-#include "Tools/kzica/SpoolFile.h"
+#include "Toolkit/Files/SpoolFile.h"
 
 namespace kzica {
 
@@ -21,10 +24,24 @@ namespace {
 // How long a pipe may be without anyone who writes into it.
 constexpr int kPatience = 5;  // seconds
 
-// The paths of the copies, by the arguments that they were made from.
-std::map<std::string, std::string>& Copies() {
-  static std::map<std::string, std::string> copies;
+// What an argument became that can't be read as it is.
+struct Copy {
+  std::string source;  // that could be read anywhere; the path, but for framed records
+  std::string path;    // empty when it was given up
+  std::unique_ptr<kz::UnframedFile> unframed;  // null without framed records
+};
+
+// By the arguments that they were made from.
+std::map<std::string, Copy>& Copies() {
+  static std::map<std::string, Copy> copies;
   return copies;
+}
+
+const std::pair<const std::string, Copy>* FindCopy(const std::string& path) {
+  for (const auto& entry : Copies()) {
+    if (!path.empty() && entry.second.path == path) return &entry;
+  }
+  return nullptr;
 }
 
 std::string PathOf(int descriptor) { return "/proc/self/fd/" + std::to_string(descriptor); }
@@ -70,14 +87,8 @@ bool IsWholeFile(int descriptor) {
   return kz::OwnedDescriptor(kz::OpenDescriptor(PathOf(descriptor).c_str(), O_RDONLY)).Get() >= 0;
 }
 
-}  // namespace
-
-Exit OpenInput(std::string& file) {
-  const auto known = Copies().find(file);
-  if (known != Copies().end()) {
-    file = known->second;
-    return kDone;
-  }
+// Makes an argument something that can be read anywhere.
+Exit OpenAnywhere(std::string& file) {
   const bool standard = file == "-";
   struct stat found;
   if (!standard && (::stat(file.c_str(), &found) != 0 || !S_ISFIFO(found.st_mode))) return kDone;
@@ -85,25 +96,75 @@ Exit OpenInput(std::string& file) {
     throw UsageError("standard input is a terminal; redirect it");
   }
   if (standard && IsWholeFile(STDIN_FILENO)) {
-    file = Copies()[file] = PathOf(STDIN_FILENO);
+    file = PathOf(STDIN_FILENO);
     return kDone;
   }
-  static std::list<SpoolFile> spools;
-  SpoolFile& copy = spools.emplace_back();
+  static std::list<kz::SpoolFile> spools;
+  kz::SpoolFile& copy = spools.emplace_back();
   kz::Outcome outcome = copy.Open();
   if (outcome.Ok()) {
     outcome = standard ? kz::CopyDescriptor(STDIN_FILENO, copy.Descriptor())
                        : CopyPipe(file, copy.Descriptor());
   }
   if (!outcome.Ok()) return Complain({standard ? PathOf(STDIN_FILENO) : file}, outcome);
-  file = Copies()[file] = copy.Path();
+  file = copy.Path();
   return kDone;
 }
 
-std::string InputName(const std::string& path) {
-  for (const auto& [argument, copy] : Copies()) {
-    if (path == copy) return argument == "-" ? "standard input" : argument;
+}  // namespace
+
+Exit OpenInput(std::string& file) {
+  const auto known = Copies().find(file);
+  if (known != Copies().end() && !known->second.path.empty()) {
+    file = known->second.path;
+    return kDone;
   }
+  // Where a copy was given up, what it was made from is still there.
+  const bool again = known != Copies().end();
+  std::string source = again ? known->second.source : file;
+  if (!again && OpenAnywhere(source) != kDone) return kFileFailed;
+  auto unframed = std::make_unique<kz::UnframedFile>();
+  const kz::Outcome outcome = unframed->Open(source);
+  const bool framed = unframed->Found().IsFramed();
+  if (framed && !outcome.Ok()) return Complain({file}, outcome);
+  // Whoever reads it says why a file can't be read.
+  if (!framed && source == file) return kDone;
+  if (framed) Warn({file}, outcome);
+  std::string path = framed ? unframed->Path() : source;
+  Copies()[file] = {source, path, framed ? std::move(unframed) : nullptr};
+  file = path;
+  return kDone;
+}
+
+void CloseInput(const std::string& path) {
+  const auto* found = FindCopy(path);
+  if (found == nullptr || found->second.unframed == nullptr) return;
+  const std::string argument = found->first;
+  Copy& copy = Copies()[argument];
+  if (copy.source == argument) {
+    Copies().erase(argument);
+  } else {
+    copy.unframed.reset();
+    copy.path.clear();
+  }
+}
+
+kz::Framing FramingOf(const std::string& path) {
+  const auto* found = FindCopy(path);
+  const bool framed = found != nullptr && found->second.unframed != nullptr;
+  return framed ? found->second.unframed->Found() : kz::Framing{};
+}
+
+bool IsInput(const std::string& path, const std::string& out) {
+  std::error_code ignored;
+  const auto* found = FindCopy(path);
+  const std::string& source = found != nullptr ? found->second.source : path;
+  return out != "-" && std::filesystem::equivalent(source, out, ignored);
+}
+
+std::string InputName(const std::string& path) {
+  const auto* found = FindCopy(path);
+  if (found != nullptr) return found->first == "-" ? "standard input" : found->first;
   return path == PathOf(STDIN_FILENO) ? "standard input" : path;
 }
 

@@ -1,11 +1,10 @@
 // kzica split: a file for each page.
-#include <filesystem>
 #include <memory>
 
 #include "Toolkit/Files/AtomicFile.h"
+#include "Toolkit/Files/NumberedName.h"
 #include "Tools/kzica/Documents.h"
 #include "Tools/kzica/Input.h"
-#include "Tools/kzica/NumberedName.h"
 
 namespace kzica {
 
@@ -19,7 +18,7 @@ struct SplitOptions {
 
 Exit Split(const SplitOptions& options) {
   const kz::PageRange range = ParsePages("--page", options.pages);
-  if (!IsNumbered(options.out) && !range.IsSinglePage()) {
+  if (!kz::IsNumbered(options.out) && !range.IsSinglePage()) {
     throw UsageError(options.out + ": several pages go into several files; the name needs a %d");
   }
   RefuseTerminal(options.out);
@@ -32,9 +31,8 @@ Exit Split(const SplitOptions& options) {
       [&](const std::string& out, const kz::Outcome& failed) { exit = Complain({out}, failed); });
   Progress progress(pages.size());
   for (size_t i = 0; i < pages.size() && exit == kDone; ++i) {
-    const std::string out = NumberedName(options.out, pages[i]);
-    std::error_code ignored;
-    if (std::filesystem::equivalent(options.file, out, ignored)) {
+    const std::string out = kz::NumberedName(options.out, pages[i]);
+    if (IsInput(options.file, out)) {
       throw UsageError(out + ": this is the file to split");
     }
     const Exit written = WriteTo(out, kz::SplitPage(index, pages[i]), &batch);

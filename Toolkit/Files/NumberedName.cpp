@@ -1,9 +1,9 @@
-#include "Tools/kzica/NumberedName.h"
+#include "Toolkit/Files/NumberedName.h"
 
 #include <charconv>
 #include <string_view>
 
-namespace kzica {
+namespace kz {
 
 namespace {
 
@@ -54,4 +54,4 @@ std::string NumberedName(const std::string& name, int page) {
   return result;
 }
 
-}  // namespace kzica
+}  // namespace kz

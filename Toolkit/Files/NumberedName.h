@@ -3,12 +3,14 @@
 
 #include <string>
 
-namespace kzica {
+#include "Host/Kernel/Export.h"
+
+namespace kz {
 
 // Whether the name has a %d, perhaps with a width and a leading zero. What a letter or
 // digit follows is none, like that of 100%done.png, nor is that of %%d.
-bool IsNumbered(const std::string& name);
+K_EXPORT bool IsNumbered(const std::string& name);
 // The name with the page number in the place of the first %d, and % for every %%.
-std::string NumberedName(const std::string& name, int page);
+K_EXPORT std::string NumberedName(const std::string& name, int page);
 
-}  // namespace kzica
+}  // namespace kz
