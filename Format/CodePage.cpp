@@ -73,4 +73,23 @@ unsigned char EbcdicOf(char ascii) {
   return static_cast<unsigned char>(kEbcdic[static_cast<size_t>((printable ? ascii : '?') - ' ')]);
 }
 
+std::string ResourceName(std::string_view bytes) {
+  std::string name;
+  const auto isAscii = [](char c) { return (static_cast<unsigned char>(c) & 0x80) == 0; };
+  // Letters and digits of EBCDIC are beyond ASCII, and the high bytes of these names are 0.
+  const bool ascii = std::all_of(bytes.begin(), bytes.end(), isAscii);
+  const bool wide = ascii && bytes.size() > 1 && bytes[0] == 0;
+  for (size_t at = wide ? 1 : 0; at < bytes.size(); at += wide ? 2 : 1) {
+    const char byte = bytes[at];
+    const size_t known = kEbcdic.find(byte);
+    if (byte == 0 || (ascii && byte >= ' ' && byte <= '~')) {
+      name += byte == 0 ? ' ' : byte;
+    } else {
+      name += !ascii && known != std::string_view::npos ? static_cast<char>(' ' + known) : '?';
+    }
+  }
+  name.erase(name.find_last_not_of(' ') + 1);
+  return name;
+}
+
 }  // namespace kz

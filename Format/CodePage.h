@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 namespace kz {
@@ -20,5 +21,9 @@ const char* EncodingOfResource(std::string_view name);
 // A character of ASCII in code page 500; a question mark for what isn't a printable
 // one.
 unsigned char EbcdicOf(char ascii);
+// A name of a resource in ASCII without the blanks or zeros at its end, be it in code page
+// 500, as names should be, in ASCII or in UTF-16BE. What is no printable character of
+// ASCII becomes a question mark.
+std::string ResourceName(std::string_view bytes);
 
 }  // namespace kz

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "Format/BigEndian.h"
+
 namespace kz {
 
 namespace {
@@ -15,28 +17,36 @@ using enum SequenceParameters;
 
 // Names and acronyms are those of the PTOCA reference.
 constexpr ControlSequenceRow kSequences[] = {
+    {ptx::kUnicodeText, "UCT", "Unicode Complex Text", Bytes},
+    {0x6C, "GLC", "Glyph Layout Control", Bytes},
     {0x72, "OVS", "Overstrike", Bytes},
     {0x74, "STC", "Set Text Color", Bytes},
     {0x76, "USC", "Underscore", Bytes},
     {0x78, "TBM", "Temporary Baseline Move", Bytes},
     {0x80, "SEC", "Set Extended Text Color", Bytes},
-    {0xC0, "SIM", "Set Inline Margin", Number},
+    {0x8A, "GIR", "Glyph ID Run", Bytes},
+    {0x8C, "GAR", "Glyph Advance Run", Bytes},
+    {0x8E, "GOR", "Glyph Offset Run", Bytes},
+    {0x98, "ENC", "Encrypted Data", Bytes},
+    {0x9A, "SKI", "Set Key Information", Bytes},
+    {0x9C, "SEA", "Set Encrypted Alternate", Bytes},
+    {ptx::kSetInlineMargin, "SIM", "Set Inline Margin", Number},
     {0xC2, "SIA", "Set Intercharacter Adjustment", Bytes},
     {0xC4, "SVI", "Set Variable Space Character Increment", Number},
-    {0xC6, "AMI", "Absolute Move Inline", Number},
-    {0xC8, "RMI", "Relative Move Inline", Number},
-    {0xD0, "SBI", "Set Baseline Increment", Number},
+    {ptx::kAbsoluteMoveInline, "AMI", "Absolute Move Inline", Number},
+    {ptx::kRelativeMoveInline, "RMI", "Relative Move Inline", Number},
+    {ptx::kSetBaselineIncrement, "SBI", "Set Baseline Increment", Number},
     {ptx::kAbsoluteMoveBaseline, "AMB", "Absolute Move Baseline", Number},
     {ptx::kRelativeMoveBaseline, "RMB", "Relative Move Baseline", Number},
     {ptx::kBeginLine, "BLN", "Begin Line", Bytes},
     {ptx::kTransparentData, "TRN", "Transparent Data", Text},
     {0xE4, "DIR", "Draw I-axis Rule", Number},
     {0xE6, "DBR", "Draw B-axis Rule", Number},
-    {0xEE, "RPS", "Repeat String", Bytes},
-    {0xF0, "SCFL", "Set Coded Font Local", Number},
+    {ptx::kRepeatString, "RPS", "Repeat String", Bytes},
+    {ptx::kSetFont, "SCFL", "Set Coded Font Local", Number},
     {0xF2, "BSU", "Begin Suppression", Number},
     {0xF4, "ESU", "End Suppression", Number},
-    {0xF6, "STO", "Set Text Orientation", Orientations},
+    {ptx::kSetOrientation, "STO", "Set Text Orientation", Orientations},
     {0xF8, "NOP", "No Operation", Bytes},
 };
 
@@ -54,9 +64,11 @@ bool ControlSequences::Next(ControlSequence& sequence) {
   sequence = {};
   sequence.offset = m_at;
   const std::string_view rest = m_data.substr(m_at);
-  const size_t prefix = m_chained ? 0 : kSequencePrefix.size();
+  // A chained sequence can't begin like this: a move has no 43 bytes.
+  const bool prefixed = rest.starts_with(kSequencePrefix);
+  const size_t prefix = m_chained && !prefixed ? 0 : kSequencePrefix.size();
   m_chained = false;
-  if (prefix != 0 && !rest.starts_with(kSequencePrefix)) {
+  if (prefix != 0 && !prefixed) {
     sequence.fault = ControlSequence::Fault::NoSequence;
     sequence.length = std::min(rest.find(kSequencePrefix), rest.size());
     m_at += sequence.length;
@@ -72,6 +84,12 @@ bool ControlSequences::Next(ControlSequence& sequence) {
   sequence.code = static_cast<unsigned char>(rest[prefix + 1]);
   sequence.parameters = rest.substr(prefix + kHeader, length - kHeader);
   sequence.length = prefix + length;
+  if (sequence.Type() == ptx::kUnicodeText && sequence.length < rest.size()) {
+    constexpr size_t textLength = 2;
+    const auto text = static_cast<size_t>(GetBig(sequence.parameters, textLength, 2));
+    sequence.text = rest.substr(sequence.length, text);
+    sequence.length += text;
+  }
   if (sequence.length > rest.size()) {
     sequence.fault = ControlSequence::Fault::Cut;
     sequence.length = rest.size();

@@ -13,10 +13,18 @@ constexpr std::string_view kSequencePrefix("\x2B\xD3", 2);
 
 // Function types, without the bit that chains.
 namespace ptx {
+constexpr unsigned kUnicodeText = 0x6A;
+constexpr unsigned kSetInlineMargin = 0xC0;
+constexpr unsigned kAbsoluteMoveInline = 0xC6;
+constexpr unsigned kRelativeMoveInline = 0xC8;
+constexpr unsigned kSetBaselineIncrement = 0xD0;
 constexpr unsigned kAbsoluteMoveBaseline = 0xD2;
 constexpr unsigned kRelativeMoveBaseline = 0xD4;
 constexpr unsigned kBeginLine = 0xD8;
 constexpr unsigned kTransparentData = 0xDA;
+constexpr unsigned kRepeatString = 0xEE;
+constexpr unsigned kSetFont = 0xF0;
+constexpr unsigned kSetOrientation = 0xF6;
 }  // namespace ptx
 
 // What the parameters of a control sequence are.
@@ -41,7 +49,7 @@ const ControlSequenceRow* FindControlSequence(unsigned type);
 struct ControlSequence {
   enum class Fault {
     None,
-    NoSequence,  // bytes that begin none, up to where one begins
+    NoSequence,  // bytes that begin none, up to where one begins: text, or damage
     Length,      // a length that none can have; the rest of the data isn't understood
     Cut,         // the data end within it
   };
@@ -49,6 +57,7 @@ struct ControlSequence {
   size_t length = 0;  // of all of it, the prefix of an unchained one included
   unsigned code = 0;  // function type as it stands
   std::string_view parameters;
+  std::string_view text;  // after the parameters of Unicode Complex Text
   Fault fault = Fault::None;
 
   // The lowest bit of the code says that the next sequence is chained to this one and

@@ -13,11 +13,23 @@ constexpr uint8_t kQualifiedName = 0x02;
 constexpr uint8_t kMappingOption = 0x04;
 constexpr uint8_t kObjectClassification = 0x10;
 constexpr uint8_t kInterchangeSet = 0x18;
+constexpr uint8_t kFontCharacterSet = 0x20;
+constexpr uint8_t kLocalId = 0x24;
 constexpr uint8_t kAttributeValue = 0x36;
 constexpr uint8_t kDescriptorPosition = 0x43;
 constexpr uint8_t kMeasurementUnits = 0x4B;
 constexpr uint8_t kObjectAreaSize = 0x4C;
+constexpr uint8_t kEncodingScheme = 0x50;
+constexpr uint8_t kDataObjectFont = 0x8B;
 }  // namespace triplet
+
+// What the name of a Fully Qualified Name triplet is, by its type.
+namespace fqn {
+constexpr uint8_t kCodedFontGrid = 0x84;
+constexpr uint8_t kCodePage = 0x85;
+constexpr uint8_t kCodedFont = 0x8E;
+constexpr uint8_t kInternalReference = 0xBE;
+}  // namespace fqn
 
 // What a triplet is called; null for one that isn't in common use.
 const char* TripletName(uint8_t id);
@@ -49,6 +61,12 @@ class Triplets {
 
 // The first triplet of the identifier; with an empty `whole` when there is none.
 Triplet FindTriplet(std::string_view triplets, uint8_t id);
+
+// The type of a Fully Qualified Name triplet; 0 for another triplet.
+constexpr uint8_t QualifiedNameType(const Triplet& triplet) {
+  const bool typed = triplet.id == triplet::kQualifiedName && !triplet.contents.empty();
+  return typed ? static_cast<uint8_t>(triplet.contents[0]) : uint8_t{0};
+}
 
 // The name in a Fully Qualified Name triplet; empty when it has none.
 constexpr std::string_view QualifiedName(const Triplet& triplet) {

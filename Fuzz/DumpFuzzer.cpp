@@ -1,5 +1,5 @@
-// The dump in both forms: it goes on to the end of any file. And the same file as one
-// with framed records.
+// The dump in both forms and the text: they go on to the end of any file. And the same
+// file as one with framed records.
 #include <iconv.h>
 
 #include <algorithm>
@@ -7,6 +7,7 @@
 #include "Format/RecordWalk.h"
 #include "Fuzz/MemoryDisk.h"
 #include "Fuzz/MemoryPath.h"
+#include "Toolkit/Documents/Text.h"
 #include "Toolkit/Dump/Dump.h"
 
 // Whatever framing a file is taken for, the document in it are parts of it in their order.
@@ -50,6 +51,20 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const kz::Outcome dumped = kz::DumpFile(file.Path(), {}, *kz::MakeTextDump(count(0)));
   Require(dumped.Ok() || dumped.status != K_ERROR_OPEN_READ, "text is dumped");
   Require(lines[0] <= 4 * size + 16, "events don't outnumber the bytes");
+  int pages = 0;
+  size_t text = 0;
+  const kz::Outcome read = kz::ReadTexts(file.Path(), {}, [&](const kz::TextPage& page) {
+    Require(page.page == ++pages, "no page is left out");
+    for (const kz::TextLine& line : page.lines) {
+      Require(!line.pieces.empty(), "a line has text");
+      text += line.Text().size();
+    }
+    return true;
+  });
+  Require(read.Ok() || read.status != K_ERROR_OPEN_READ, "the text is read");
+  constexpr size_t repeated = size_t{64} * 1024;  // of strings on a page
+  Require(text <= 8 * (size + repeated * static_cast<size_t>(pages)),
+          "text doesn't outgrow a page");
   // JSON takes twice the time of all else and sees the same events.
   if (size % 4 != 0) return 0;
   const kz::Outcome again = kz::DumpFile(file.Path(), {}, *kz::MakeJsonDump(count(1)));

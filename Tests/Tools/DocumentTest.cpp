@@ -326,8 +326,18 @@ TEST_F(Documents, AFullDiskLeavesTheDocumentAsItWas) {
 TEST_F(Documents, TextIsOfThePagesAskedForAndChecksAreOfAllFiles) {
   const std::string formatter = Sample("formatter.afp");
   EXPECT_EQ(Kzica({"text", formatter, "-p", "z-1"}).out,
-            "Second page of text\nFirst page of\ntext\n");
+            "Second page of text\n\fFirst page of\ntext\n");
   EXPECT_EQ(Kzica({"text", formatter, "-p", "2", "-e", "raw"}).out.substr(0, 3), "\xE2\x85\x83");
+  EXPECT_EQ(Kzica({"text", formatter, "-p", "2-", "-e", "cp037"}).out, "Second page of text\n");
+  const Result several = Kzica({"text", formatter, m_folder / "no-such", formatter, "-p", "2"});
+  EXPECT_EQ(several.exit, 1);
+  EXPECT_EQ(several.out, "Second page of text\n\fSecond page of text\n");
+  EXPECT_THAT(several.err, HasSubstr("no-such: "));
+  const std::string lines = Kzica({"text", formatter, "--json"}).out;
+  EXPECT_THAT(lines,
+              HasSubstr(R"(formatter.afp","page":1,"line":2,"x":0.0,"y":808.2,"text":"text"})"));
+  EXPECT_THAT(lines, testing::Not(HasSubstr("\f")));
+  EXPECT_EQ(Kzica({"text", formatter, "--json", "-e", "raw"}).exit, 2);
   for (const char* command : {"check", "info"}) {
     const Result run = Kzica({command, Sample("damaged-length.mda"), Sample("report-g4.mda")});
     EXPECT_EQ(run.exit, 1);

@@ -1,5 +1,6 @@
 #include "Toolkit/Fields/TextDecoder.h"
 
+#include <algorithm>
 #include <cerrno>
 
 namespace kz {
@@ -11,6 +12,7 @@ TextDecoder::~TextDecoder() {
 Outcome TextDecoder::Open(const std::string& encoding) {
   if (m_converter != None()) ::iconv_close(m_converter);
   m_converter = ::iconv_open("UTF-8", encoding.c_str());
+  m_unit = encoding.starts_with("UTF-16") ? 2 : 1;
   if (m_converter != None()) return {};
   return Failure(K_ERROR_INVALID_FORMAT, "there is no encoding '" + encoding + "'");
 }
@@ -29,8 +31,9 @@ std::string TextDecoder::Decode(std::string_view bytes) {
     text.append(piece, sizeof(piece) - room);
     if (result == static_cast<size_t>(-1) && errno != E2BIG) {
       text += "\xEF\xBF\xBD";
-      ++from;
-      --left;
+      const size_t passed = std::min(m_unit, left);
+      from += passed;
+      left -= passed;
     }
   }
   return text;

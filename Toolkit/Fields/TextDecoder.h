@@ -28,6 +28,7 @@ class K_EXPORT TextDecoder {
   static iconv_t None() { return reinterpret_cast<iconv_t>(-1); }
 
   iconv_t m_converter = None();
+  size_t m_unit = 1;  // bytes that what isn't text takes
 };
 
 }  // namespace kz

@@ -89,7 +89,7 @@ void AddMaxPixels(CLI::App& command, int64_t& maxPixels) {
 void Print(const std::string& text) {
   static const bool terminal = isatty(STDOUT_FILENO) == 1;
   const std::string safe =
-      terminal ? kz::Printable(text, kz::Unprintable::Hex, "\n\t") : std::string();
+      terminal ? kz::Printable(text, kz::Unprintable::Hex, "\n\t\f") : std::string();
   const std::string& shown = terminal ? safe : text;
   if (std::fwrite(shown.data(), 1, shown.size(), stdout) < shown.size()) g_outputError = errno;
 }

@@ -66,7 +66,7 @@ void CheckEncoding(const std::string& encoding);
 void AddMaxPixels(CLI::App& command, int64_t& maxPixels);
 
 // Writes text to standard output, to a terminal without its control characters but for
-// the ends of lines; a failure shows at FinishOutput.
+// the ends of lines and pages; a failure shows at FinishOutput.
 void Print(const std::string& text);
 // Completes standard output and the exit status: kWarned for kDone after a warning,
 // kFileFailed, having said so, when not all that was printed could be written. Ends the process as

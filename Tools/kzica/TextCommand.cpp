@@ -1,6 +1,11 @@
-// kzica text: the presentation text of a document.
+// kzica text: the presentation text of documents.
+#include <algorithm>
+#include <cmath>
+#include <map>
 #include <memory>
+#include <nlohmann/json.hpp>
 
+#include "Toolkit/Base/Printable.h"
 #include "Toolkit/Documents/Text.h"
 #include "Tools/kzica/Documents.h"
 #include "Tools/kzica/Input.h"
@@ -10,46 +15,143 @@ namespace kzica {
 namespace {
 
 struct TextOptions {
-  std::string file;
+  std::vector<std::string> files;
   std::string pages;
-  std::string encoding = kz::kDefaultEncoding;
+  std::string encoding;  // empty: the document's own
+  bool json = false;
+
+  bool Raw() const { return encoding == kz::kRawEncoding; }
 };
 
-Exit Text(TextOptions& options) {
-  if (options.encoding != kz::kRawEncoding) CheckEncoding(options.encoding);
-  if (OpenInput(options.file) != kDone) return kFileFailed;
-  std::vector<int> pages = {0};
-  if (!options.pages.empty()) {
-    const kz::PageRange range = ParsePages("--page", options.pages);
-    kz::PageIndex index;
-    Exit exit = kDone;
-    if (range.NeedsPageCount()) exit = IndexToEdit(options.file, index);
-    if (exit == kDone && range.NeedsPageCount()) exit = ChoosePages(index, range, pages);
-    if (exit == kDone && !range.NeedsPageCount()) {
-      const kz::Outcome outcome = range.Resolve(0, pages);
-      if (!outcome.Ok()) exit = Complain({options.file}, outcome);
-    }
-    if (exit != kDone) return exit;
+// Prints the texts of pages with a form feed between them, be they of one file or not.
+class PagePrinter {
+ public:
+  explicit PagePrinter(bool formFeeds) : m_formFeeds(formFeeds) {}
+  void operator()(const std::string& text) {
+    if (m_formFeeds && m_printed) Print("\f");
+    m_printed = true;
+    Print(text);
   }
-  std::vector<std::string> texts;
-  const kz::Outcome outcome = kz::ReadTexts(options.file, pages, options.encoding, texts);
-  // What stands before damage is text nevertheless.
-  for (const std::string& text : texts) Print(text);
-  return outcome.Ok() ? kDone : Complain({options.file}, outcome);
+
+ private:
+  bool m_formFeeds;
+  bool m_printed = false;
+};
+
+// Points, with one digit after the point.
+double Rounded(double points) { return std::round(points * 10) / 10; }
+
+std::string InJson(const std::string& file, const kz::TextPage& page) {
+  std::string lines;
+  int number = 0;
+  for (const kz::TextLine& line : page.lines) {
+    const nlohmann::ordered_json object = {
+        {"file", file},
+        {"page", page.page},
+        {"line", ++number},
+        {"x", Rounded(line.pieces.front().x)},
+        {"y", Rounded(line.pieces.front().y)},
+        {"text", line.Text()},
+    };
+    const std::string text =
+        object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+    lines += kz::Printable(text, kz::Unprintable::Json) + "\n";
+  }
+  return lines;
+}
+
+std::string InLines(const kz::TextPage& page) {
+  std::string lines;
+  for (const kz::TextLine& line : page.lines) lines += line.Text() + "\n";
+  return lines;
+}
+
+// The pages that the option names; none for all.
+kz::Outcome FindPages(const std::string& file, const std::string& option, std::vector<int>& pages) {
+  if (option.empty()) return {};
+  const kz::PageRange range = ParsePages("--page", option);
+  kz::PageIndex index;
+  if (range.NeedsPageCount()) {
+    kz::Outcome outcome = kz::IndexFile(file, index);
+    if (!outcome.Ok()) return outcome;
+    if (index.pages.empty()) {
+      return kz::Failure(K_ERROR_INVALID_FORMAT, "the document has no pages");
+    }
+  }
+  return range.Resolve(static_cast<int>(index.pages.size()), pages);
+}
+
+Exit PrintText(const std::string& argument, const TextOptions& options, PagePrinter& printer) {
+  std::string file = argument;
+  if (OpenInput(file) != kDone) return kFileFailed;
+  kz::TextOptions request;
+  kz::Outcome outcome = FindPages(file, options.pages, request.pages);
+  if (!outcome.Ok()) return Complain({file}, outcome);
+  // Pages come in the order of the file: when others are wanted, they wait.
+  const std::vector<int>& pages = request.pages;
+  const bool inOrder =
+      std::adjacent_find(pages.begin(), pages.end(), std::greater_equal<>()) == pages.end();
+  std::map<int, std::string> waiting;
+  const auto take = [&](int page, std::string text) {
+    if (inOrder) {
+      printer(text);
+    } else {
+      waiting[page] = std::move(text);
+    }
+    return true;
+  };
+  if (options.Raw()) {
+    outcome = kz::ReadRawTexts(file, pages, take);
+  } else {
+    request.encoding = options.encoding;
+    outcome = kz::ReadTexts(file, request, [&](const kz::TextPage& page) {
+      kz::Outcome ofPage;
+      ofPage.warnings = page.warnings;
+      Warn({file, page.page}, ofPage);
+      return take(page.page, options.json ? InJson(argument, page) : InLines(page));
+    });
+  }
+  if (!waiting.empty()) {
+    for (const int page : pages) printer(waiting[page]);
+  }
+  Warn({file}, outcome);
+  return outcome.Ok() ? kDone : Complain({file}, outcome);
+}
+
+Exit Text(const TextOptions& options) {
+  if (!options.encoding.empty() && !options.Raw()) CheckEncoding(options.encoding);
+  if (options.json && options.Raw()) throw UsageError("--json: raw text has no lines to show");
+  if (!options.pages.empty()) (void)ParsePages("--page", options.pages);
+  PagePrinter printer(!options.json && !options.Raw());
+  Exit exit = kDone;
+  for (const std::string& file : options.files) {
+    if (PrintText(file, options, printer) != kDone) exit = kFileFailed;
+  }
+  return exit;
 }
 
 }  // namespace
 
 void AddText(CLI::App& app, Exit& exit) {
-  CLI::App* command = app.add_subcommand("text", "Print the text of a document in UTF-8");
+  CLI::App* command = app.add_subcommand("text", "Print the text of documents in UTF-8");
+  command->footer(
+      "A line is what stands on one baseline, whatever the order in which it was set, pieces\n"
+      "that were moved to being parted by a blank. Between pages stands a form feed. The text\n"
+      "is decoded by the code pages that the document brings along or names for its fonts, as\n"
+      "UTF-16 with TrueType fonts, else by code page 500. Text of overlays is left out.\n"
+      "\n"
+      "With --json, an object for each line of text: file, page, line (on the page, from 1), x\n"
+      "and y (where it begins, points from the top left corner of the page) and text.\n"
+      "\n"
+      "Damage is passed over: exit status 3 when text may be missing.");
   auto options = std::make_shared<TextOptions>();
-  command->add_option("FILE", options->file, "Document to read")->required();
+  command->add_option("FILE", options->files, "Documents to read")->required();
   command->add_option("-p,--page", options->pages, "Pages, like 2, 1,3-5, 9- or z, instead of all")
       ->type_name("PAGES");
-  command
-      ->add_option("-e,--encoding", options->encoding,
-                   "Encoding of the document's text, as iconv calls it; raw prints the bytes")
-      ->capture_default_str();
+  command->add_option("-e,--encoding", options->encoding,
+                      "Encoding of all the text, as iconv calls it, instead of what the document "
+                      "says; raw prints the bytes");
+  command->add_flag("--json", options->json, "Print one JSON object per line of text");
   command->callback([options, &exit] { exit = Text(*options); });
 }
 

@@ -1,0 +1,26 @@
+// The fonts that text chooses by local identifiers, as far as they tell its encoding.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <string_view>
+
+namespace kz {
+
+// What a field says that maps a font; empty, 0 and null for what it doesn't say.
+struct MappedFont {
+  std::string codePage;            // the name of the resource
+  std::string codedFont;           // the name of the resource, which names a code page
+  unsigned number = 0;             // of the code page
+  const char* encoding = nullptr;  // of text that isn't in a code page
+};
+
+// By local identifiers.
+using FontMap = std::map<unsigned, MappedFont>;
+
+// Adds the fonts of a Map Coded Font field of either format or of a Map Data Resource
+// field; whatever else the latter maps, and what is cut, is passed over.
+void AddMappedFonts(uint16_t code, std::string_view data, FontMap& fonts);
+
+}  // namespace kz
