@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 #include <new>
 #include <utility>
 #include <vector>
@@ -20,19 +21,15 @@ namespace kz {
 
 namespace {
 
-struct Ending {
-  const char* ending;
-  PictureFormat format;
-};
-
-constexpr Ending kEndings[] = {
-    {"png", PictureFormat::kPng}, {"tif", PictureFormat::kTiff}, {"tiff", PictureFormat::kTiff},
-    {"pbm", PictureFormat::kPbm}, {"pgm", PictureFormat::kPgm},  {"ppm", PictureFormat::kPpm},
-    {"pnm", PictureFormat::kPnm}, {"jpg", PictureFormat::kJpeg}, {"jpeg", PictureFormat::kJpeg},
-    {"pdf", PictureFormat::kPdf},
-};
-
-constexpr const char* kKnownEndings = "png, tif, pbm, pgm, ppm, pnm, jpg or pdf";
+// The formats in words: "png, tif or pdf".
+std::string FormatsInWords() {
+  std::string words;
+  for (const PictureFormatRow& row : kPictureFormats) {
+    const bool last = &row == std::end(kPictureFormats) - 1;
+    words += std::string(words.empty() ? "" : last ? " or " : ", ") + row.ending;
+  }
+  return words;
+}
 
 char LowerCase(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
 
@@ -128,6 +125,31 @@ Outcome OpenSource(const std::string& path, std::unique_ptr<PictureSource>& sour
   return outcome;
 }
 
+// What writes a format; null for kNone.
+std::unique_ptr<PictureSink> MakeSink(PictureFormat format, int descriptor) {
+  switch (format) {
+    case PictureFormat::kNone:
+      break;
+    case PictureFormat::kPng:
+      return MakePngSink(descriptor);
+    case PictureFormat::kTiff:
+      return MakeTiffSink(descriptor);
+    case PictureFormat::kPbm:
+      return MakePnmSink(descriptor, 1);
+    case PictureFormat::kPgm:
+      return MakePnmSink(descriptor, 8);
+    case PictureFormat::kPpm:
+      return MakePnmSink(descriptor, 24);
+    case PictureFormat::kPnm:
+      return MakePnmSink(descriptor, 0);
+    case PictureFormat::kJpeg:
+      return MakeJpegSink(descriptor);
+    case PictureFormat::kPdf:
+      return MakePdfSink(descriptor);
+  }
+  return nullptr;
+}
+
 Outcome NoMemory() { return Failure(K_ERROR_NO_MEMORY, "there is not enough memory"); }
 
 }  // namespace
@@ -159,14 +181,26 @@ PictureFormat FormatOfEnding(std::string_view name) {
   if (dot == std::string_view::npos) return PictureFormat::kNone;
   std::string ending(name.substr(dot + 1));
   std::transform(ending.begin(), ending.end(), ending.begin(), LowerCase);
-  for (const Ending& known : kEndings) {
-    if (ending == known.ending) return known.format;
+  for (const PictureFormatRow& row : kPictureFormats) {
+    const bool other = row.otherEnding != nullptr && ending == row.otherEnding;
+    if (ending == row.ending || other) return row.format;
   }
   return PictureFormat::kNone;
 }
 
+std::vector<std::string> PictureEndings() {
+  std::vector<std::string> endings;
+  for (const PictureFormatRow& row : kPictureFormats) {
+    endings.emplace_back(row.ending);
+    if (row.otherEnding != nullptr) endings.emplace_back(row.otherEnding);
+  }
+  return endings;
+}
+
 bool HoldsPages(PictureFormat format) {
-  return format == PictureFormat::kTiff || format == PictureFormat::kPdf;
+  return std::any_of(
+      std::begin(kPictureFormats), std::end(kPictureFormats),
+      [format](const PictureFormatRow& row) { return row.format == format && row.holdsPages; });
 }
 
 PictureReader::PictureReader() = default;
@@ -204,30 +238,12 @@ Outcome PictureWriter::Open(const std::string& path, PictureFormat format, FileB
   m_pages = 0;
   m_format = format != PictureFormat::kNone ? format : FormatOfEnding(path);
   if (m_format == PictureFormat::kNone) {
-    return Failure(K_ERROR_SAVE_FORMAT,
-                   std::string("the picture's format must be one of ") + kKnownEndings);
+    return Failure(K_ERROR_SAVE_FORMAT, "the picture's format must be one of " + FormatsInWords());
   }
   auto output = std::make_unique<PictureOutput>(path == "-");
   Outcome outcome = output->Open(path, batch);
   if (!outcome.Ok()) return outcome;
-  const int descriptor = output->Descriptor();
-  switch (m_format) {
-    case PictureFormat::kPng:
-      m_sink = MakePngSink(descriptor);
-      break;
-    case PictureFormat::kTiff:
-      m_sink = MakeTiffSink(descriptor);
-      break;
-    case PictureFormat::kJpeg:
-      m_sink = MakeJpegSink(descriptor);
-      break;
-    case PictureFormat::kPdf:
-      m_sink = MakePdfSink(descriptor);
-      break;
-    default:
-      m_sink = MakePnmSink(descriptor, m_format);
-      break;
-  }
+  m_sink = MakeSink(m_format, output->Descriptor());
   m_output = std::move(output);
   return outcome;
 } catch (const std::bad_alloc&) {

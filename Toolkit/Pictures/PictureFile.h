@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "Host/Kernel/Export.h"
 #include "Toolkit/Base/Bitmap.h"
@@ -18,9 +19,27 @@ class FileBatch;
 
 enum class PictureFormat { kNone, kPng, kTiff, kPbm, kPgm, kPpm, kPnm, kJpeg, kPdf };
 
+// A row of the table of formats.
+struct PictureFormatRow {
+  PictureFormat format;
+  const char* ending;       // of names, without the dot; as options and messages have it
+  const char* otherEnding;  // another that is taken; null for none
+  bool holdsPages;          // whether a file is written with more than one page
+};
+
+// In the order in which options and messages name them.
+inline constexpr PictureFormatRow kPictureFormats[] = {
+    {PictureFormat::kPng, "png", nullptr, false}, {PictureFormat::kTiff, "tif", "tiff", true},
+    {PictureFormat::kPbm, "pbm", nullptr, false}, {PictureFormat::kPgm, "pgm", nullptr, false},
+    {PictureFormat::kPpm, "ppm", nullptr, false}, {PictureFormat::kPnm, "pnm", nullptr, false},
+    {PictureFormat::kJpeg, "jpg", "jpeg", false}, {PictureFormat::kPdf, "pdf", nullptr, true},
+};
+
 // The format that a name's ending stands for, in either case; kNone for others.
 K_EXPORT PictureFormat FormatOfEnding(std::string_view name);
-// Whether a file of the format holds more than one page.
+// Every ending that stands for a format, in the table's order.
+K_EXPORT std::vector<std::string> PictureEndings();
+// Whether a file of the format is written with more than one page.
 K_EXPORT bool HoldsPages(PictureFormat format);
 
 // Reads picture files. What a file is shows in its first bytes, not in its name.

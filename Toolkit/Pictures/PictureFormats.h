@@ -41,7 +41,8 @@ std::unique_ptr<PictureSource> OpenPnm(std::vector<unsigned char> data);
 
 std::unique_ptr<PictureSink> MakePngSink(int descriptor);
 std::unique_ptr<PictureSink> MakeTiffSink(int descriptor);
-std::unique_ptr<PictureSink> MakePnmSink(int descriptor, PictureFormat format);
+// Writes pages of 1, 8 or 24 bits per pixel; with 0, of what holds the picture.
+std::unique_ptr<PictureSink> MakePnmSink(int descriptor, int bitsPerPixel);
 std::unique_ptr<PictureSink> MakeJpegSink(int descriptor);
 std::unique_ptr<PictureSink> MakePdfSink(int descriptor);
 

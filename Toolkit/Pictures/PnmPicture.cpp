@@ -203,7 +203,8 @@ class PnmSource : public PictureSource {
 
 class PnmSink : public PictureSink {
  public:
-  PnmSink(int descriptor, PictureFormat format) : m_descriptor(descriptor), m_format(format) {}
+  PnmSink(int descriptor, int bitsPerPixel)
+      : m_descriptor(descriptor), m_bitsPerPixel(bitsPerPixel) {}
 
   Outcome AddPage(const Bitmap& bitmap) override {
     const int depth = Depth(bitmap);
@@ -227,20 +228,12 @@ class PnmSink : public PictureSink {
 
  private:
   int Depth(const Bitmap& bitmap) const {
-    switch (m_format) {
-      case PictureFormat::kPbm:
-        return 1;
-      case PictureFormat::kPgm:
-        return 8;
-      case PictureFormat::kPpm:
-        return 24;
-      default:
-        return bitmap.BitsPerPixel() == 1 ? 1 : bitmap.IsGray() ? 8 : 24;
-    }
+    if (m_bitsPerPixel != 0) return m_bitsPerPixel;
+    return bitmap.BitsPerPixel() == 1 ? 1 : bitmap.IsGray() ? 8 : 24;
   }
 
   int m_descriptor;
-  PictureFormat m_format;
+  int m_bitsPerPixel;
 };
 
 }  // namespace
@@ -249,8 +242,8 @@ std::unique_ptr<PictureSource> OpenPnm(std::vector<unsigned char> data) {
   return std::make_unique<PnmSource>(std::move(data));
 }
 
-std::unique_ptr<PictureSink> MakePnmSink(int descriptor, PictureFormat format) {
-  return std::make_unique<PnmSink>(descriptor, format);
+std::unique_ptr<PictureSink> MakePnmSink(int descriptor, int bitsPerPixel) {
+  return std::make_unique<PnmSink>(descriptor, bitsPerPixel);
 }
 
 }  // namespace kz

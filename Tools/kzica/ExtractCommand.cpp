@@ -20,8 +20,11 @@ namespace kzica {
 
 namespace {
 
-const std::vector<std::string> kFormats = {"png", "tif", "tiff", "pbm", "pgm", "ppm",
-                                           "pnm", "jpg", "jpeg", "pdf", "raw"};
+const std::vector<std::string> kFormats = [] {
+  std::vector<std::string> formats = kz::PictureEndings();
+  formats.emplace_back("raw");
+  return formats;
+}();
 
 struct ExtractOptions {
   std::string file;
