@@ -6,10 +6,9 @@
 #include <string>
 #include <string_view>
 
-namespace kz {
+#include "Format/DefaultEncoding.h"
 
-// The code page of documents that say nothing else: EBCDIC, international.
-constexpr const char* kDefaultEncoding = "cp500";
+namespace kz {
 
 // The name by which iconv knows a code page, or a coded character set of the same
 // number; null for one that isn't known.

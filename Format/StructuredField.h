@@ -7,14 +7,10 @@
 #include <string>
 
 #include "Format/BigEndian.h"
+#include "Format/Container.h"
 
 namespace kz {
 
-// Byte before a structured field of a file with carriage control.
-constexpr unsigned char kCarriageControl = 0x5A;
-
-// The class code of all structured fields.
-constexpr unsigned char kFieldClass = 0xD3;
 // Bytes of an introducer without extension.
 constexpr unsigned kIntroducerLength = 8;
 // An introducer with its 0x5A and the length byte of its extension: as much as

@@ -7,6 +7,7 @@
 
 #include "Format/CodePage.h"
 #include "Format/Container.h"
+#include "Format/DefaultEncoding.h"
 #include "Format/ControlSequence.h"
 #include "Format/FieldBuilder.h"
 #include "Format/FieldScan.h"

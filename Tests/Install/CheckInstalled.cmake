@@ -1,8 +1,8 @@
 # Installs the build into a fresh prefix and moves it elsewhere, builds a program against
 # it with the CMake package and with pkg-config, and runs it, the command and the manual
-# page there. Every header compiles alone, before and after <tiffio.h>, and has no names
-# that others may have; and no program or library, built or installed, looks for libraries
-# in the current folder:
+# page there. Every header compiles alone, before and after <tiffio.h>, has no names that
+# others may have and declares no function that can't be linked. No program or library,
+# built or installed, looks for libraries in the current folder:
 # cmake -DBUILD=... -DSOURCE=... -DCOMPILER=... -P CheckInstalled.cmake
 cmake_minimum_required(VERSION 3.25)
 set(work ${BUILD}/installed)
@@ -73,6 +73,11 @@ foreach(header IN LISTS headers)
     message(FATAL_ERROR "${header}: ${CMAKE_MATCH_0}")
   endif()
   string(REGEX REPLACE "#[^\n]*" "" text "${text}")
+  # A function outside of classes can be linked: it has a body or is exported.
+  string(REGEX REPLACE "\n([^\n]*K_EXPORT|static_assert)[^;{]*" "\n" declarations "\n${text}")
+  if(declarations MATCHES "\n([A-Za-z][^\n(;={}]*\\([^;{}]*\\)( noexcept)?;)")
+    message(FATAL_ERROR "${header}: not exported: ${CMAKE_MATCH_1}")
+  endif()
   cmake_path(GET header STEM name)
   if(name IN_LIST host)
     string(REGEX MATCHALL "\nconstexpr [^=]*" constants "\n${text}")

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "Format/CodePage.h"
+#include "Format/DefaultEncoding.h"
 #include "Host/Kernel/Export.h"
 #include "Toolkit/Base/Outcome.h"
 #include "Toolkit/Fields/TextLine.h"

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Format/CodePage.h"
+#include "Format/DefaultEncoding.h"
 #include "Host/Kernel/Export.h"
 #include "Toolkit/Base/Outcome.h"
 #include "Toolkit/Fields/TextDecoder.h"

@@ -10,6 +10,8 @@
 #include <cstdint>
 #include <utility>
 
+#include "Host/Kernel/Export.h"
+
 namespace kz {
 
 class OwnedDescriptor {
@@ -51,9 +53,9 @@ inline int OpenDescriptor(const char* path, int flags, mode_t mode = 0) {
 
 // Reads at an offset until `count` bytes are there or the file ends. Returns the bytes
 // read, or -1.
-int64_t ReadFully(int descriptor, int64_t offset, unsigned char* to, size_t count);
+K_EXPORT int64_t ReadFully(int descriptor, int64_t offset, unsigned char* to, size_t count);
 // Writes all of the bytes at the descriptor's position. False, with errno, when that
 // fails.
-bool WriteFully(int descriptor, const unsigned char* from, size_t count);
+K_EXPORT bool WriteFully(int descriptor, const unsigned char* from, size_t count);
 
 }  // namespace kz

@@ -17,6 +17,7 @@
 #include <tuple>
 
 #include "Toolkit/Files/FileVersion.h"
+#include "Toolkit/Files/TemporaryFileSignals.h"
 
 namespace kz {
 

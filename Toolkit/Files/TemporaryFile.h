@@ -4,7 +4,6 @@
 #include <memory>
 #include <string>
 
-#include "Host/Kernel/Export.h"
 #include "Toolkit/Base/Outcome.h"
 #include "Toolkit/Files/FileDescriptor.h"
 
@@ -40,10 +39,5 @@ class TemporaryFile {
 // Removes the files that killed processes left in the folder, whatever their targets,
 // once in the process's life for each folder.
 void RemoveStaleFiles(int folder);
-
-// Lets SIGINT, SIGTERM and SIGHUP, where they aren't ignored, remove the temporary
-// files of the process before they end it. For programs; libraries leave signals
-// alone.
-K_EXPORT void RemoveTemporaryFilesOnSignals();
 
 }  // namespace kz

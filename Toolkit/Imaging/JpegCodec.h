@@ -17,14 +17,14 @@ struct JpegDecoding {
 };
 
 // Whether data begin as JPEG data do.
-bool IsJpeg(const unsigned char* data, size_t size);
+K_EXPORT bool IsJpeg(const unsigned char* data, size_t size);
 
 // Decodes into a new bitmap, top row first, with the resolution of the JFIF header.
 // bitsPerPixel 1, 4, 8 or 24; 0 = 8 for grey data, else 24. Pictures of more than
 // maxPixels, or of more than so few data can hold, fail with -9. Data that end before
 // the picture does fail with -7, other damage that the decoder can get over is
 // noted. The bitmap is empty after a failure.
-JpegDecoding DecodeJpeg(const unsigned char* data, size_t size, int bitsPerPixel, int colorOrder,
+K_EXPORT JpegDecoding DecodeJpeg(const unsigned char* data, size_t size, int bitsPerPixel, int colorOrder,
                         Bitmap& bitmap, int64_t maxPixels = kDefaultMaxPixels);
 
 // Turns JPEG data upside down without loss, with their markers. Data that allow no

@@ -7,7 +7,7 @@
 #include <sstream>
 #include <string>
 
-#include "Toolkit/Files/TemporaryFile.h"
+#include "Toolkit/Files/TemporaryFileSignals.h"
 #include "Tools/kzica/App.h"
 #include "Tools/kzica/Locking.h"
 
