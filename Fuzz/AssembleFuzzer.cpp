@@ -83,7 +83,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   for (int page = count; page >= 1; --page) picks.push_back({&index, page});
   Assemble(picks);
 
-  // All, which keeps the document as it is, between others, and behind one.
+  // All, which keeps the document as it is, between others, and after one.
   const kz::PagePick other{&OtherIndex(), 1 + static_cast<int>(size % 2)};
   picks.clear();
   for (int page = 1; page <= count; ++page) picks.push_back({&index, page});

@@ -102,7 +102,7 @@ void Split(const Document& document, int page) {
       "the page is kept byte for byte");
 }
 
-// Where the end can be found from behind, the pages go where a copy has them.
+// Where the end can be found from the back, the pages go where a copy has them.
 void AppendInPlace(const Document& document, const kz::PageIndex& other) {
   const MemoryPath file(document.bytes.data(), document.bytes.size());
   const kz::Outcome outcome = kz::AppendInPlace(file.Path(), other);

@@ -86,7 +86,7 @@ const FieldKind* WithinStructured(const Bytes& field) {
   return Code(field) == sf::kPresentationText ? &kControlSequences : nullptr;
 }
 
-// Names that fields refer to each other by, and what stands behind them.
+// Names that fields refer to each other by, and what comes after them.
 bool FillStructured(const Bytes& field, Bytes& data, Random& random) {
   constexpr uint8_t letters[] = {0xC1, 0xC2, 0x40, 0xFF};
   constexpr uint8_t triplets[] = {0x4B, 0x4C, 0x04};

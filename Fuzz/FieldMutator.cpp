@@ -1,6 +1,6 @@
 // A mutator that knows fields: most of what it makes is still a sequence of
 // structured fields with lengths that fit, and within them of self-defining fields
-// or control sequences, so that the fuzzer spends its time behind the first check.
+// or control sequences, so that the fuzzer spends its time after the first check.
 // KZ_SELECTOR bytes before them choose what the target does.
 #include <algorithm>
 #include <cstdint>
@@ -79,7 +79,7 @@ Bytes CutInTwo(const FieldKind& kind, const Bytes& field, Random& random) {
   return left;
 }
 
-// The data of the second go behind those of the first.
+// The data of the second go after those of the first.
 Bytes Join(const FieldKind& kind, Bytes field, const Bytes& next) {
   field.insert(field.end(), next.begin() + static_cast<ptrdiff_t>(kind.Head(next.data())),
                next.end());
@@ -134,7 +134,7 @@ bool MutateFields(const FieldKind& kind, Bytes& bytes, Random& random) {
   return true;
 }
 
-// What the bytes behind the selector begin with.
+// What the bytes after the selector begin with.
 const FieldKind& KindOf(const Bytes& bytes) {
   return !bytes.empty() && bytes[0] == kz::sdf::kBeginSegment ? kSelfDefiningFields
                                                               : kStructuredFields;

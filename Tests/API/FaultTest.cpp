@@ -23,7 +23,7 @@ using Statuses = std::array<std::vector<int>, kFaults>;
 const Statuses kInfo = {{{-10}, {-7}, {}, {-4, -7}, {}, {}, {-7}}};
 const Statuses kLoad = {{{-10}, {-7, -9}, {}, {-7, -9}, {}, {-1, -14}, {-7, -9}}};
 const Statuses kComment = {{{-10}, {-7}, {}, {-7, -9}, {}, {}, {-7}}};
-// A field is read behind a step back, which counts as reading it.
+// A field is read after a step back, which counts as reading it.
 const Statuses kSave = {{{-14}, {-7}, {-5}, {-4, -7}, {-5, -14}, {-1}, {}}};
 // To the fax library all that its write comes to is a failed write.
 const Statuses kSaveFax = {{{-14}, {-7}, {-5}, {-4, -5, -7}, {-5, -14}, {-1}, {}}};
@@ -37,7 +37,7 @@ struct Attempt {
   Bytes result;      // of reading: what came out; of writing: the file afterwards
   int appended = 0;  // what a later append comes to
   int counts[kFaults] = {};
-  // The call itself, behind the preparations whose allocations don't count.
+  // The call itself, after the preparations whose allocations don't count.
   void Do(const std::function<int()>& call) {
     K_FailAllocation(fault == kMemory ? nth : 0);
     status = call();

@@ -40,7 +40,7 @@ inline Color ColorAt(const Bitmap& bitmap, int x, int y) {
 
 enum class Colors { kNone, kColored, kBlackWhite };
 
-// Random pixels; bits behind the width are set, as nobody promises otherwise.
+// Random pixels; bits past the width are set, as nobody promises otherwise.
 inline Bitmap RandomBitmap(int width, int height, int bits, Colors colors = Colors::kNone,
                            int perspective = K_VIEW_TOP_DOWN, int order = K_ORDER_BGR) {
   Bitmap bitmap;

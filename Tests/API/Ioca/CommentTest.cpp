@@ -20,7 +20,7 @@ Bytes Document(const Bytes& pages) { return Field(0xA8A8) + pages + Field(0xA9A8
 
 struct Comment {
   int status;
-  Bytes text;  // what was stored; nothing may be stored behind the size
+  Bytes text;  // what was stored; nothing may be stored past the size
   int page;    // as it was written back
 };
 

@@ -1,4 +1,4 @@
-// Introducers, and image data gathered from the fields behind them.
+// Introducers, and image data gathered from the fields after them.
 #include "API/Filters/Ica/Common/Ioca/Document/FieldStream.h"
 
 #include <gtest/gtest.h>

@@ -40,7 +40,7 @@ TEST(Decode, LinesAndMarkers) {
   const std::string eol = "000000000001", eol0 = eol + "0", eol1 = eol + "1";
   const std::string rtc = Times(6, eol), eop = Times(6, eol1), eofb = eol + eol;
   const std::string bad = "000000001010", raw1D = "000000001111", raw2D = "0000001111";
-  const std::string ones = Times(20, "1");  // what stands behind is no end of data
+  const std::string ones = Times(20, "1");  // what comes after is no end of data
   const struct {
     const char* pszName;
     int nCode;
@@ -142,7 +142,7 @@ TEST(Decode, CallbackAndPadding) {
   }
 }
 
-// Data that end anywhere: the rows up to there come out, then -7. (Behind the last
+// Data that end anywhere: the rows up to there come out, then -7. (After the last
 // row only an end marker is missing.)
 TEST(Decode, TruncatedAnywhere) {
   Picture picture = MakePicture(Kind::Text, 300, 40, 7);

@@ -38,7 +38,7 @@ struct RawFaxSave {
 };
 
 // K_SaveRawFax of `picture`. The row routines hand its rows out through a buffer
-// whose bits behind the width are 1; with bZeroIsBlack inverted, and with a colour
+// whose bits past the width are 1; with bZeroIsBlack inverted, and with a colour
 // table that says so.
 RawFaxSave SaveRaw(Picture& picture, int nCode, const RawFaxOptions& options = {},
                    bool bZeroIsBlack = false);

@@ -10,7 +10,7 @@
 using Bytes = std::vector<unsigned char>;
 
 // A 1-bit picture, 1 being black, rows of (nWidth + 7) / 8 bytes with zeros
-// behind the width.
+// past the width.
 struct Picture {
   int nWidth = 0;
   int nHeight = 0;

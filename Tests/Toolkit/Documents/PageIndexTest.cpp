@@ -94,7 +94,7 @@ TEST(PageIndex, SaysWhereADocumentIsWrong) {
   PageIndex index;
   EXPECT_EQ(IndexPages(folder / "none", index).status, -10);
   EXPECT_EQ(IndexPages(folder / ".", index).status, -10);
-  // Padding behind the document is no fault.
+  // Padding after the document is no fault.
   const PageIndex padded = Indexed(folder.File("padded", begin + page + end + Bytes(5, 0)));
   EXPECT_EQ(padded.Tail().Size(), 16 + 5);
 }

@@ -107,7 +107,7 @@ TEST(ResourceGroups, IncludedImagesMoveIntoThePage) {
     const Bytes position = FieldOf(FileBytes(out), kObjectAreaPosition);
     EXPECT_EQ(Slice(position, 2, 10), Slice(include, 10, 10));
   }
-  // Put behind other pages, the page needs nothing else either.
+  // Put after other pages, the page needs nothing else either.
   const PageIndex report = Indexed(Sample("report-g4.mda"));
   ASSERT_TRUE(WriteDocument(InsertPages(report, 3, {{&formatter, 2}}), out).Ok());
   EXPECT_EQ(Picture(out, 4), Picture(formatter.file, 2));
@@ -122,7 +122,7 @@ TEST(ResourceGroups, IncludedImagesMoveIntoThePage) {
 // A document of two pages, of which the first includes an image of a resource group.
 struct Inclusion {
   Bytes descriptor;  // data of the image's Object Area Descriptor
-  Bytes triplets;    // behind the Include Object field's other data
+  Bytes triplets;    // after the Include Object field's other data
   size_t times = 1;
   size_t imageFields = 1;
 };

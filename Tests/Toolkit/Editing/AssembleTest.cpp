@@ -21,7 +21,7 @@ namespace {
 using testing::HasSubstr;
 
 // Two documents, of five and three pages. Edits are compared with what their parts,
-// named by letters, come to: H and T what is before and behind the pages, 1 to 5 the
+// named by letters, come to: H and T what is before and after the pages, 1 to 5 the
 // pages of one, a to c those of the other, g what stands between two pages.
 class AssembleTest : public testing::Test {
  protected:

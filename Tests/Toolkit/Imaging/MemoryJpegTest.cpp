@@ -295,7 +295,7 @@ TEST_F(DescribedData, FaxDataBecomeTheirPicture) {
     EXPECT_EQ(LargestDifference(loaded, picture), 0);
     EXPECT_EQ(loaded.XResolution(), 150);
   }
-  // The data may begin behind something else.
+  // The data may begin after something else.
   data.insert(data.begin(), {1, 2, 3});
   info.nDataOffset = 3;
   ASSERT_EQ(Load(), K_SUCCESS);

@@ -23,7 +23,7 @@ struct Kind {
   const char* name;
   int photometric;
   int bits;
-  std::vector<uint16_t> extras;  // kinds of the samples behind the colour's
+  std::vector<uint16_t> extras;  // kinds of the samples after the colour's
   int depth;                     // of the picture
 };
 
