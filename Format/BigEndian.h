@@ -11,12 +11,9 @@ namespace kz {
 // Bytes of a file in memory.
 using ByteSpan = std::span<const unsigned char>;
 
-// The number of two, three or four bytes.
+// The number of two or four bytes.
 constexpr uint16_t GetBig16(const unsigned char* bytes) {
   return static_cast<uint16_t>(bytes[0] << 8 | bytes[1]);
-}
-constexpr uint32_t GetBig24(const unsigned char* bytes) {
-  return static_cast<uint32_t>(bytes[0]) << 16 | GetBig16(bytes + 1);
 }
 constexpr uint32_t GetBig32(const unsigned char* bytes) {
   return static_cast<uint32_t>(GetBig16(bytes)) << 16 | GetBig16(bytes + 2);
@@ -31,14 +28,10 @@ constexpr int64_t GetBig(std::string_view bytes, size_t at, size_t count) {
   return value;
 }
 
-// Stores the low 16, 24 or 32 bits of a number.
+// Stores the low 16 or 32 bits of a number.
 constexpr void PutBig16(unsigned char* bytes, uint32_t value) {
   bytes[0] = static_cast<unsigned char>(value >> 8);
   bytes[1] = static_cast<unsigned char>(value);
-}
-constexpr void PutBig24(unsigned char* bytes, uint32_t value) {
-  bytes[0] = static_cast<unsigned char>(value >> 16);
-  PutBig16(bytes + 1, value);
 }
 constexpr void PutBig32(unsigned char* bytes, uint32_t value) {
   PutBig16(bytes, value >> 16);

@@ -7,8 +7,8 @@
 
 #include "Format/CodePage.h"
 #include "Format/Container.h"
-#include "Format/DefaultEncoding.h"
 #include "Format/ControlSequence.h"
+#include "Format/DefaultEncoding.h"
 #include "Format/FieldBuilder.h"
 #include "Format/FieldScan.h"
 #include "Format/SelfDefiningField.h"
