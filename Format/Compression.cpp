@@ -24,6 +24,10 @@ static_assert(Holds([](const CompressionRow& row, size_t) {
               }),
               "what has a coder has codes and depths");
 static_assert(Holds([](const CompressionRow& row, size_t) {
+                return row.option == nullptr || (row.written & row.read) != 0;
+              }),
+              "what the command offers can be written and read back");
+static_assert(Holds([](const CompressionRow& row, size_t) {
                 // The host's record of a file has room for so much.
                 return std::string_view(row.name).size() < 20 &&
                        !std::string_view(row.shortName).empty();

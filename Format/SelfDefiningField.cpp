@@ -12,8 +12,13 @@ namespace kz {
 
 namespace {
 
-constexpr LengthSet Lengths(auto... length) {
-  return static_cast<LengthSet>((0u | ... | (1u << length)));
+// Room for parameters in the filter's record of a field.
+constexpr unsigned kRecordRoom = 9;
+
+template <unsigned... kLength>
+constexpr LengthSet Lengths() {
+  static_assert((... && (kLength <= kRecordRoom)), "the filter can't hold such a field");
+  return static_cast<LengthSet>((0u | ... | (1u << kLength)));
 }
 
 constexpr NamedValue kUnitBases[] = {
@@ -82,20 +87,20 @@ constexpr SelfDefiningParameter kIdeStructure[] = {
 // In ascending order. A segment with a field that has no length can't be read by the
 // filter; the last three of one byte belong to the Image Data Descriptor.
 constexpr SelfDefiningFieldRow kFields[] = {
-    {sdf::kBeginSegment, "Begin Segment", Lengths(0, 4), 4, 4, kBeginSegment},
-    {sdf::kEndSegment, "End Segment", Lengths(0)},
+    {sdf::kBeginSegment, "Begin Segment", Lengths<0, 4>(), 4, 4, kBeginSegment},
+    {sdf::kEndSegment, "End Segment", Lengths<0>()},
     {0x8C, "Begin Tile", 0},
     {0x8D, "End Tile", 0},
     {0x8E, "Begin Transparency Mask", 0},
     {0x8F, "End Transparency Mask", 0},
-    {sdf::kBeginImageContent, "Begin Image Content", Lengths(1), 1, 255, kBeginImageContent},
-    {sdf::kEndImageContent, "End Image Content", Lengths(0)},
-    {sdf::kImageSize, "Image Size", Lengths(9), 9, 255, kImageSize},
-    {sdf::kImageEncoding, "Image Encoding", Lengths(2, 3), 2, 255, kImageEncoding},
-    {sdf::kIdeSize, "IDE Size", Lengths(1), 1, 255, kIdeSize},
-    {sdf::kImageLutId, "Image LUT-ID", Lengths(1), 1, 255, kLutId},
+    {sdf::kBeginImageContent, "Begin Image Content", Lengths<1>(), 1, 255, kBeginImageContent},
+    {sdf::kEndImageContent, "End Image Content", Lengths<0>()},
+    {sdf::kImageSize, "Image Size", Lengths<9>(), 9, 255, kImageSize},
+    {sdf::kImageEncoding, "Image Encoding", Lengths<2, 3>(), 2, 255, kImageEncoding},
+    {sdf::kIdeSize, "IDE Size", Lengths<1>(), 1, 255, kIdeSize},
+    {sdf::kImageLutId, "Image LUT-ID", Lengths<1>(), 1, 255, kLutId},
     {0x98, "Band Image", 0},
-    {sdf::kIdeStructure, "IDE Structure", Lengths(6, 7, 8), 6, 255, kIdeStructure},
+    {sdf::kIdeStructure, "IDE Structure", Lengths<6, 7, 8>(), 6, 255, kIdeStructure},
     {0x9F, "External Algorithm Description", 0},
     {0xB5, "Tile Position", 0},
     {0xB6, "Tile Size", 0},

@@ -71,7 +71,7 @@ Outcome FindFormat(const Bitmap& bitmap, const SaveRequest& request, Format& for
   format.code = FormatCodeIn(row, request.container);
   format.bitsPerPixel =
       request.bitsPerPixel != 0 ? request.bitsPerPixel : DefaultDepth(request.compression, bitmap);
-  if (format.code == 0) {
+  if (format.code == 0 || (row.written & row.read) == 0) {
     return Failure(K_ERROR_SAVE_FORMAT, std::string(row.name) + " can't be written into " +
                                             ContainerName(request.container) + " files");
   }
