@@ -20,6 +20,8 @@ bool IsPlausible(const MemorySource& piece, int64_t at, bool lastPiece) {
     if (at == piece.Size() && i > 0 && lastPiece) return true;
     const ScannedField field = ScanField(piece, at);
     if (field.fault != FieldFault::None || FindStructuredField(field.code) == nullptr) return false;
+    // What stands after a document may be padding.
+    if (field.code == sf::kEndDocument && i > 0) return true;
     at = field.End();
   }
   return true;
@@ -49,8 +51,8 @@ int64_t FieldSearch::FindInPiece(int64_t from) const {
     if (found == nullptr) break;
     const size_t field =
         static_cast<size_t>(static_cast<const unsigned char*>(found) - m_bytes.get()) - before;
-    for (const size_t start : {field - 1, field}) {
-      if (start < at || start > field || start >= candidates) continue;
+    for (size_t start = field > at ? field - 1 : field; start <= field; ++start) {
+      if (start >= candidates) continue;
       const bool prefixed = m_bytes[start] == kCarriageControl;
       if (prefixed == (start < field) && IsPlausible(piece, static_cast<int64_t>(start), last)) {
         return m_start + static_cast<int64_t>(start);
@@ -61,7 +63,7 @@ int64_t FieldSearch::FindInPiece(int64_t from) const {
   return -1;
 }
 
-int64_t FieldSearch::Find(int64_t from) {
+int64_t FieldSearch::Find(int64_t from, int64_t limit) {
   constexpr auto step = static_cast<int64_t>(kStep);
   const bool there = m_count > 0 && from >= m_start && from < m_start + step;
   if (!there && !Read(from)) return m_file.Size();
@@ -69,7 +71,7 @@ int64_t FieldSearch::Find(int64_t from) {
     const int64_t found = FindInPiece(from);
     if (found >= 0) return found;
     from = m_start + step;
-    if (from >= m_file.Size() || !Read(from)) return m_file.Size();
+    if (from >= std::min(limit, m_file.Size()) || !Read(from)) return m_file.Size();
   }
 }
 

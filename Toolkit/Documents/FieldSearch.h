@@ -13,10 +13,11 @@ class FieldSearch {
  public:
   explicit FieldSearch(const FileWindow& file) : m_file(file) {}
   // The offset of the next plausible structured field from `from` on, with its 0x5A: it
-  // and the two after it are valid fields that the registry knows, or the file ends with
-  // them. The file's size when there is none. As long as `from` grows, each byte is read
-  // about twice, whatever the bytes are.
-  int64_t Find(int64_t from);
+  // and the two after it are valid fields that the registry knows, or the document or the
+  // file ends with them. The file's size when there is none. As long as `from` grows, each byte is
+  // read about twice, whatever the bytes are. Doesn't look for one that begins at or after `limit`,
+  // or not much after.
+  int64_t Find(int64_t from, int64_t limit = INT64_MAX);
 
  private:
   bool Read(int64_t start);

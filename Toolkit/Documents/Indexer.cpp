@@ -11,6 +11,10 @@ namespace {
 
 // The type of the qualified name that is an attribute's.
 constexpr char kAttributeName = 0x0B;
+// The type of the one that replaces the field's own name.
+constexpr char kReplacesName = 0x01;
+// Names that are told apart: so many take 100 MiB.
+constexpr size_t kMostNames = 1'000'000;
 
 Outcome At(int64_t offset, std::string what, int status = K_ERROR_INVALID_FORMAT) {
   return Failure(status, std::move(what) + " at byte " + std::to_string(offset));
@@ -70,20 +74,49 @@ void Indexer::IndexBareFile() {
 int64_t Indexer::PassDamage(const ScannedField& field, int64_t at) {
   const bool cut = field.fault == FieldFault::Cut || field.fault == FieldFault::CutData;
   const bool afterDocument = !InDocument() && !InResources() && m_index.endDocument.end > 0;
-  const size_t pictures = m_index.pictures.size();
-  if (field.fault == FieldFault::CutData) m_pictures.Take(field, m_container);
-  m_pictures.Finish();
-  AddPictures(pictures);
   // The field before may have the wrong length, so that others begin in its data.
-  const int64_t from = cut || m_last.length == 0 ? at + 1 : m_last.DataOffset();
-  int64_t next = m_search.Find(from);
+  const int64_t from = std::max(m_last.length == 0 ? at + 1 : m_last.DataOffset(), m_searched);
+  const int64_t next = m_search.Find(from);
+  m_searched = next + 1;
   if (next == m_file.Size() && afterDocument) return next;  // files are padded at their end
   Fault(cut ? At(at, "the file ends within the structured field", K_ERROR_READ)
             : At(at, "there is no valid structured field"));
+  if (next > at) TakeDamaged(field, next);
+  if (next < at) EndLastAt(next);
+  m_pictures.Damage(next);
   const int64_t begin = next < at ? m_last.offset : at;
   m_index.skipped.push_back({begin, next - begin});
   m_damaged = true;
   return next;
+}
+
+// The last field was shorter than its length says, and so was what it ended.
+void Indexer::EndLastAt(int64_t end) {
+  const auto shorten = [&](ByteRange& bytes) { bytes.end = std::min(bytes.end, end); };
+  if (!m_index.pages.empty()) shorten(m_index.pages.back().bytes);
+  if (m_endedGroup != kNoIndex) shorten(m_index.groups[m_endedGroup].bytes);
+  if (m_group != kNoIndex) shorten(m_index.groups[m_group].bytes);
+  if (!m_index.resources.empty()) shorten(m_index.resources.back().bytes);
+  if (!m_index.resourceGroups.empty()) shorten(m_index.resourceGroups.back());
+  shorten(m_index.beginDocument);
+  shorten(m_index.endDocument);
+}
+
+// A field of which only the length is wrong goes up to the next; of one that the file's
+// end cuts off, only the picture counts.
+void Indexer::TakeDamaged(ScannedField field, int64_t next) {
+  const bool cut = field.fault == FieldFault::CutData;
+  if (!cut && field.fault != FieldFault::Length) return;
+  if (FindStructuredField(field.code) == nullptr) return;
+  const int64_t length =
+      std::min<int64_t>(next - field.offset - (field.prefixed ? 1 : 0), kMaxFieldLength);
+  if (length < kIntroducerLength + field.extension) return;
+  field.length = static_cast<unsigned>(length);
+  field.fault = FieldFault::None;
+  if (!cut || next < m_file.Size()) return Take(field);
+  const size_t pictures = m_index.pictures.size();
+  m_pictures.Take(field, m_container);
+  AddPictures(pictures);
 }
 
 void Indexer::Take(const ScannedField& field) {
@@ -149,8 +182,9 @@ void Indexer::TakeBetweenPages(const ScannedField& field) {
     case sf::kBeginOverlay:
     case sf::kBeginFormMap:
       ++m_resources;
+      BeginResource(field);
       m_resourceDepth = 1;
-      return BeginResource(field);
+      return;
     case sf::kBeginPageGroup:
       m_dividedSincePage = true;
       return BeginGroup(field);
@@ -170,8 +204,13 @@ void Indexer::TakeInPage(const ScannedField& field) {
   IndexedPage& page = m_index.pages.back();
   switch (field.code) {
     case sf::kBeginDocument:
-      return Misplaced(field, "within " + PageText() + " instead of outside");
+      Misplaced(field, "within " + PageText() + " instead of outside");
+      if (!m_damaged) return;
+      EndPage(field.offset);
+      return TakeBetweenPages(field);
     case sf::kBeginPage:
+    case sf::kBeginPageGroup:
+    case sf::kEndPageGroup:
     case sf::kEndDocument:
       Fault(
           At(field.offset, PageText() + " has no End Page field before " + FieldWords(field.code)));
@@ -195,28 +234,59 @@ void Indexer::TakeInPage(const ScannedField& field) {
   }
 }
 
-// What else stands in there, documents and pages too, is the resource's own.
+// Whether a field shows that the end of the resources is missing. A resource may be a
+// document of its own, and nothing else then.
+bool Indexer::EndsResources(uint16_t code) const {
+  switch (code) {
+    case sf::kBeginDocument:
+      return m_damaged || m_last.code != sf::kBeginResource;
+    case sf::kEndDocument:
+    case sf::kBeginPage:
+    case sf::kEndPage:
+    case sf::kBeginPageGroup:
+    case sf::kEndPageGroup:
+      return !m_ownDocument;
+    default:
+      return false;
+  }
+}
+
+void Indexer::LeaveResources(int64_t end) {
+  if (Within(Bracket::Resource)) {
+    const int64_t begin = m_open.back().begin;
+    EndResource(end);
+    if (!Within(Bracket::ResourceGroup)) Fault(At(begin, "there is no end of the resource"));
+  }
+  if (!Within(Bracket::ResourceGroup)) return;
+  Fault(At(m_open.back().begin, "there is no end of the resource group"));
+  m_index.resourceGroups.back().end = end;
+  Close();
+  --m_resources;
+}
+
 void Indexer::TakeInResource(const ScannedField& field) {
   const FieldType type = TypeOf(field.code);
+  if (EndsResources(field.code)) {
+    LeaveResources(field.offset);
+    return TakeBetweenPages(field);
+  }
+  if (field.code == sf::kBeginDocument) m_ownDocument = true;
   const bool inGroup = Within(Bracket::ResourceGroup) || m_open.size() > 1;
   if (field.code == sf::kBeginResourceGroup && inGroup) {
     return Misplaced(field, "within a resource group");
   }
-  // Where damage has hidden an end, the next beginning stands for it.
-  if (field.code == sf::kEndResourceGroup || (m_damaged && field.code == sf::kBeginDocument)) {
+  if (field.code == sf::kEndResourceGroup) {
     if (Within(Bracket::Resource)) EndResource(field.offset);
     if (Within(Bracket::ResourceGroup)) {
-      m_index.resourceGroups.back().end =
-          field.code == sf::kEndResourceGroup ? field.End() : field.offset;
+      m_index.resourceGroups.back().end = field.End();
       Close();
       --m_resources;
     }
-    if (field.code == sf::kBeginDocument) TakeBetweenPages(field);
     return;
   }
-  if (field.code == sf::kBeginResource && Within(Bracket::Resource)) {
+  const bool another = field.code == sf::kBeginResource || field.code == m_resourceCode;
+  if (another && Within(Bracket::Resource)) {
     EndResource(field.offset);
-    m_resourceDepth = 0;
     if (!InResources()) return TakeBetweenPages(field);
   }
   if (type == FieldType::Begin) {
@@ -226,8 +296,12 @@ void Indexer::TakeInResource(const ScannedField& field) {
       NameResource(field);
     }
     ++m_resourceDepth;
-  } else if (type == FieldType::End && m_resourceDepth > 0) {
-    if (--m_resourceDepth == 0) EndResource(field.End());
+  } else if (type == FieldType::End && Within(Bracket::Resource)) {
+    if (field.code == PartnerOf(m_resourceCode)) {
+      EndResource(field.End());
+    } else if (m_resourceDepth > 1) {
+      --m_resourceDepth;
+    }
   } else if (field.code == sf::kMapMediumOverlay) {
     AddMediumOverlays(field);
   } else if (IsInclude(field.code)) {
@@ -284,6 +358,7 @@ void Indexer::EndGroup(int64_t end) {
   IndexedGroup& group = m_index.groups[m_group];
   group.bytes.end = end;
   group.pages = static_cast<int>(m_index.pages.size()) + 1 - group.firstPage;
+  m_endedGroup = m_group;
   m_group = m_open.back().outer;
   Close();
 }
@@ -291,6 +366,8 @@ void Indexer::EndGroup(int64_t end) {
 void Indexer::BeginResource(const ScannedField& field) {
   Open(Bracket::Resource, field);
   m_resource = static_cast<uint32_t>(m_index.resources.size());
+  m_resourceCode = field.code;
+  m_ownDocument = false;
   IndexedResource resource;
   resource.code = field.code;
   resource.bytes = {field.offset, field.End()};
@@ -307,7 +384,7 @@ void Indexer::NameResource(const ScannedField& field) {
     name = TrimmedName(name);
     if (name.empty()) return;
     if (resource.name.empty()) resource.name = Text(name);
-    m_resourcesByName.emplace(name, m_resource);
+    if (m_resourcesByName.size() < kMostNames) m_resourcesByName.emplace(name, m_resource);
   };
   add(data.substr(0, kFieldNameLength));
   Triplets triplets(data.substr(std::min<size_t>(data.size(), TripletsOffset(field.code))));
@@ -317,6 +394,8 @@ void Indexer::NameResource(const ScannedField& field) {
 void Indexer::EndResource(int64_t end) {
   m_index.resources[m_resource].bytes.end = end;
   m_resource = kNoIndex;
+  m_resourceDepth = 0;
+  m_ownDocument = false;
   Close();
   // One that stands by itself.
   if (!Within(Bracket::ResourceGroup)) --m_resources;
@@ -343,11 +422,14 @@ void Indexer::AddInclude(const ScannedField& field) {
   if (data.size() < kFieldNameLength) return;
   std::string_view qualified;
   if (field.code == sf::kIncludeObject && data.size() > TripletsOffset(field.code)) {
-    qualified = QualifiedName(
-        FindTriplet(data.substr(TripletsOffset(field.code)), triplet::kQualifiedName));
+    // Others name what the object needs.
+    Triplets triplets(data.substr(TripletsOffset(field.code)));
+    for (Triplet triplet; qualified.empty() && triplets.Next(triplet);) {
+      if (triplet.contents.starts_with(kReplacesName)) qualified = QualifiedName(triplet);
+    }
   }
   const uint32_t include = IncludeOf(data.substr(0, kFieldNameLength), qualified, field.code);
-  Show(PageIndex::kInclude | include);
+  if (include != kNoIndex) Show(PageIndex::kInclude | include);
 }
 
 // Repeating groups follow the length of each, and three bytes.
@@ -367,7 +449,9 @@ uint32_t Indexer::IncludeOf(std::string_view name, std::string_view qualified, u
   name = TrimmedName(name);
   qualified = TrimmedName(qualified);
   std::string key(name);
-  key.append(1, '\0').append(qualified);
+  key.resize(kFieldNameLength);
+  key.append(qualified);
+  if (m_index.includes.size() == kMostNames && !m_includes.contains(key)) return kNoIndex;
   const auto [place, added] =
       m_includes.emplace(std::move(key), static_cast<uint32_t>(m_index.includes.size()));
   if (added) {
@@ -384,9 +468,10 @@ uint32_t Indexer::IncludeOf(std::string_view name, std::string_view qualified, u
 // Resources may follow the pages that include them.
 void Indexer::ResolveIncludes() {
   for (const auto& [key, include] : m_includes) {
-    const size_t end = key.find('\0');
-    for (const std::string& name : {key.substr(0, end), key.substr(end + 1)}) {
-      const auto resource = m_resourcesByName.find(name);
+    const std::string_view names = key;
+    for (const std::string_view name :
+         {names.substr(0, kFieldNameLength), names.substr(kFieldNameLength)}) {
+      const auto resource = m_resourcesByName.find(std::string(TrimmedName(name)));
       if (resource != m_resourcesByName.end())
         m_index.includes[include].resource = resource->second;
     }
@@ -409,7 +494,13 @@ void Indexer::Finish() {
     m_index.resourceGroups.back().end = m_file.Size();
     Close();
   }
-  while (Within(Bracket::PageGroup)) EndGroup(m_file.Size());
+  while (!m_open.empty()) {
+    if (Within(Bracket::PageGroup)) {
+      EndGroup(m_file.Size());
+    } else {
+      Close();
+    }
+  }
   if (InDocument()) Fault(Failure(K_ERROR_READ, "the file ends without an End Document field"));
   if (m_index.beginDocument.Size() == 0) {
     Fault(Failure(K_ERROR_INVALID_FORMAT, "the file has no Begin Document field"));

@@ -47,6 +47,8 @@ class Indexer {
   void IndexBareFile();
   // Goes on after bytes that are no field; where.
   int64_t PassDamage(const ScannedField& field, int64_t at);
+  void EndLastAt(int64_t end);
+  void TakeDamaged(ScannedField field, int64_t next);
   void Take(const ScannedField& field);
   void TakeBetweenPages(const ScannedField& field);
   void TakeInPage(const ScannedField& field);
@@ -59,10 +61,13 @@ class Indexer {
   void BeginResource(const ScannedField& field);
   void NameResource(const ScannedField& field);
   void EndResource(int64_t end);
+  bool EndsResources(uint16_t code) const;
+  void LeaveResources(int64_t end);
   void AddPictures(size_t from);
   void AddTag(const ScannedField& field);
   void AddInclude(const ScannedField& field);
   void AddMediumOverlays(const ScannedField& field);
+  // kNoIndex when there are too many.
   uint32_t IncludeOf(std::string_view name, std::string_view qualified, uint16_t code);
   void Show(uint32_t what);
   void ResolveIncludes();
@@ -87,19 +92,23 @@ class Indexer {
   FieldSearch m_search;
   TextDecoder m_decoder;
   std::vector<OpenBracket> m_open;
-  size_t m_document = 0;        // depth at which the open document stands; 0: none is open
-  int m_resources = 0;          // open resource groups and resources
-  int m_resourceDepth = 0;      // Begin fields open in the resource
-  uint32_t m_group = kNoIndex;     // the innermost that is open
-  uint32_t m_resource = kNoIndex;  // the same
+  size_t m_document = 0;             // depth at which the open document stands; 0: none is open
+  int m_resources = 0;               // open resource groups and resources
+  int m_resourceDepth = 0;           // Begin fields open in the resource
+  uint16_t m_resourceCode = 0;       // of its first Begin field
+  bool m_ownDocument = false;        // a document began in it
+  uint32_t m_group = kNoIndex;       // the innermost that is open
+  uint32_t m_endedGroup = kNoIndex;  // the one that ended last
+  uint32_t m_resource = kNoIndex;    // the same
   bool m_inPage = false;
   bool m_dividedSincePage = false;
   Container m_container = Container::Modca;
   ScannedField m_last;     // the last sound field
+  int64_t m_searched = 0;  // no field is sought before that any more
   bool m_damaged = false;  // there was damage before
   PrefixCount m_prefix;
   PrefixCount m_pagePrefix;
-  std::unordered_map<std::string, uint32_t> m_includes;  // by their names: plain, 0, qualified
+  std::unordered_map<std::string, uint32_t> m_includes;  // by names: plain, 8 bytes, and qualified
   std::unordered_map<std::string, uint32_t> m_resourcesByName;
 };
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "Format/FieldScan.h"
+#include "Toolkit/Documents/FieldSearch.h"
 #include "Toolkit/Documents/Indexer.h"
 #include "Toolkit/Files/FileWindow.h"
 
@@ -12,6 +13,8 @@ namespace {
 
 // How deep included resources may include others.
 constexpr int kMaxDepth = 8;
+// How far from the start a document is looked for in a file that doesn't begin as one.
+constexpr int64_t kSearchedStart = int64_t{8} * 1024 * 1024;
 
 Outcome FindContainer(FileWindow& file, Container& container) {
   if (file.Size() == 0) return Failure(K_ERROR_READ, "the file is empty");
@@ -25,6 +28,15 @@ Outcome FindContainer(FileWindow& file, Container& container) {
   } else {
     container = start[0] == kCarriageControl ? Container::ModcaCarriageControl : Container::Modca;
   }
+  return {};
+}
+
+// Looks for a document whose beginning is damaged. Returns the fault if there is none.
+Outcome FindDocument(FileWindow& file, Container& container, const Outcome& fault) {
+  const int64_t first = FieldSearch(file).Find(0, kSearchedStart);
+  const unsigned char* start = first < file.Size() ? file.At(first, 1) : nullptr;
+  if (start == nullptr) return fault;
+  container = *start == kCarriageControl ? Container::ModcaCarriageControl : Container::Modca;
   return {};
 }
 
@@ -89,8 +101,12 @@ std::vector<int> PageIndex::PicturesOf(int page) const {
 
 std::vector<std::vector<int>> PageIndex::PagesOfPictures() const {
   std::vector<std::vector<int>> lists(pictures.size());
-  for (int page = 1; page <= static_cast<int>(pages.size()); ++page) {
+  // Each page has room for what is its own.
+  size_t room = kMostShownInAll + shown.size();
+  for (int page = 1; page <= static_cast<int>(pages.size()) && room > 0; ++page) {
     for (const int picture : PicturesOf(page)) {
+      if (room == 0) break;
+      --room;
       std::vector<int>& list = lists[static_cast<size_t>(picture) - 1];
       if (list.empty() || list.back() != page) list.push_back(page);
     }
@@ -121,6 +137,8 @@ Outcome IndexFile(const std::string& file, PageIndex& index) {
   result.file = file;
   result.found = window.Found();
   outcome = FindContainer(window, result.container);
+  if (outcome.status == K_ERROR_INVALID_FORMAT)
+    outcome = FindDocument(window, result.container, outcome);
   if (!outcome.Ok()) return outcome;
   Indexer(window, result).Run();
   if (window.Failed()) return Failure(K_ERROR_READ);

@@ -44,7 +44,7 @@ struct IndexedPicture {
   Container container = Container::Modca;  // met up to there
   int content = 1;                         // which image content there, counted from 1
   int page = 0;                            // in which it stands; 0: in none
-  uint32_t resource = kNoIndex;               // that it stands in
+  uint32_t resource = kNoIndex;            // that it stands in
 };
 
 struct IndexedPage {
@@ -60,15 +60,15 @@ struct IndexedPage {
 struct IndexedTag {
   std::string name;
   std::string value;
-  int page = 0;            // that it belongs to; 0: to its group
+  int page = 0;               // that it belongs to; 0: to its group
   uint32_t group = kNoIndex;  // the innermost that is open there
 };
 
 struct IndexedGroup {
   std::string name;
   ByteRange bytes;
-  int firstPage = 0;        // the page that follows its beginning
-  int pages = 0;            // also those of groups in it
+  int firstPage = 0;           // the page that follows its beginning
+  int pages = 0;               // also those of groups in it
   uint32_t parent = kNoIndex;  // the group that it stands in
 };
 
@@ -83,9 +83,9 @@ struct IndexedResource {
 // What Include fields name, and a form map of its medium overlays.
 struct IncludedName {
   std::string name;
-  uint16_t code = 0;          // of the first such field
-  int page = 0;               // where that stands; 0: in none
-  int64_t count = 0;          // of such fields
+  uint16_t code = 0;             // of the first such field
+  int page = 0;                  // where that stands; 0: in none
+  int64_t count = 0;             // of such fields
   uint32_t resource = kNoIndex;  // that it leads to; kNoIndex: the file doesn't hold it
 };
 
@@ -140,8 +140,10 @@ struct K_EXPORT PageIndex {
   // counted from 1; at most kMostShown, however often resources include each other.
   std::vector<int> PicturesOf(int page) const;
   static constexpr size_t kMostShown = 10000;
-  // The pages that show a picture: the one that it stands in, or those that include it.
+  // The pages that show a picture: the one that it stands in, or those that include it;
+  // of files that include pictures some ten million times, not all.
   std::vector<std::vector<int>> PagesOfPictures() const;
+  static constexpr size_t kMostShownInAll = 10'000'000;
   // What is on a page, for people: "text, 2 pictures", "nothing".
   std::string PageWords(int page) const;
 };
@@ -151,8 +153,9 @@ struct K_EXPORT PageIndex {
 // empty one, -9 for what is neither.
 K_EXPORT Outcome FindContainer(const std::string& file, Container& container);
 
-// Indexes a file of any size. Fails like FindContainer, and with -9 for a file that has
-// a structured field nowhere; `index` is untouched then.
+// Indexes a file of any size, also a document whose beginning is damaged. Fails like
+// FindContainer for what has no structured fields in its first 8 MiB; `index` is
+// untouched then.
 K_EXPORT Outcome IndexFile(const std::string& file, PageIndex& index);
 // The same for who edits: fails, too, with the index's `structure`.
 K_EXPORT Outcome IndexPages(const std::string& file, PageIndex& index);

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "Format/Container.h"
 #include "Format/SelfDefiningField.h"
 #include "Format/Triplet.h"
 
@@ -15,8 +16,9 @@ namespace {
 // 1.3.18.0.4.1, of which the last component is the type's.
 constexpr size_t kObjectTypeOffset = 6;
 constexpr std::string_view kObjectTypePrefix("\x06\x07\x2B\x12\x00\x04\x01\x01", 8);
-constexpr char kTiffType = 0x0E;
 constexpr char kJpegType = 0x17;
+// Also without transparency, of several images, and the subset.
+constexpr std::string_view kTiffTypes = "\x0E\x3C\x3D\x3E\x42";
 
 std::string_view TextOf(ByteSpan bytes) {
   return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
@@ -28,7 +30,7 @@ bool IsKind(std::string_view triplet, PictureKind& kind) {
   if (!type.starts_with(kObjectTypePrefix)) return false;
   const char last = type[kObjectTypePrefix.size()];
   kind = last == kJpegType ? PictureKind::Jpeg : PictureKind::Tiff;
-  return last == kJpegType || last == kTiffType;
+  return last == kJpegType || kTiffTypes.find(last) != std::string_view::npos;
 }
 
 bool StartsPicture(std::string_view data, PictureKind& kind) {
@@ -80,13 +82,15 @@ void PictureScan::Begin(PictureKind kind, const ScannedField& field, Container c
   picture.kind = kind;
   picture.container = container;
   picture.bytes = {m_begin, field.End()};
+  m_picture = m_pictures.size();
   m_pictures.push_back(picture);
   m_named = true;
 }
 
 void PictureScan::Take(const ScannedField& field, Container container) {
   if (field.code == sf::kImagePictureData) return TakePictureData(field, container);
-  if (m_inData) Finish();
+  if (m_inData && field.code != sf::kNoOperation) Finish();
+  m_damaged = false;
   switch (field.code) {
     case sf::kBeginImImage:
     case sf::kBeginObjectContainer:
@@ -109,9 +113,13 @@ void PictureScan::Take(const ScannedField& field, Container container) {
         }
       }
       return;
+    case sf::kBeginPage:
+    case sf::kEndPage:
+      m_object = 0;
+      return;
     default:
       if (m_object == 0 || field.code != PartnerOf(m_object)) return;
-      if (m_named) m_pictures.back().bytes.end = field.End();
+      if (m_named) m_pictures[m_picture].bytes.end = field.End();
       m_object = 0;
   }
 }
@@ -130,8 +138,16 @@ void PictureScan::TakeContainer(const ScannedField& field, Container container) 
 }
 
 void PictureScan::TakePictureData(const ScannedField& field, Container container) {
+  if (m_damaged && m_inData) {
+    constexpr size_t enough = 8;
+    const size_t count = std::min<size_t>(field.DataLength(), enough);
+    const unsigned char* data = m_file.At(field.DataOffset(), count);
+    if (data != nullptr && StartsBareSegment({data, count})) Finish();
+  }
+  m_damaged = false;
   if (!m_inData) {
     m_inData = true;
+    if (!m_named) m_object = 0;  // pictures come in the order in which they begin
     m_first = m_pictures.size();
     m_contents = {};
     m_data = {};
@@ -156,22 +172,33 @@ void PictureScan::Finish() {
   for (size_t i = m_first; i < m_pictures.size(); ++i) m_pictures[i].bytes.end = m_data.bytes.end;
 }
 
+void PictureScan::Damage(int64_t next) {
+  m_damaged = true;
+  m_data.bytes.end = std::min(m_data.bytes.end, next);
+  for (size_t i = m_pictures.size(); i-- > 0 && m_pictures[i].bytes.end > next;) {
+    m_pictures[i].bytes.end = next;
+  }
+  m_contents.Lose();
+}
+
 void PictureScan::TakeBareFile() {
   m_found.clear();
   m_contents = {};
   m_contents.Take(m_file, {0, m_file.Size()}, m_found);
   if (m_found.empty()) m_found.push_back({0, 1});
-  for (size_t i = 0; i < m_found.size(); ++i) {
+  for (const ContentScan::Content& found : m_found) {
     IndexedPicture picture;
     picture.container = Container::Ioca;
-    picture.content = m_found[i].number;
-    picture.bytes = {m_found[i].segment, m_file.Size()};
-    for (size_t next = i + 1; next < m_found.size(); ++next) {
-      if (m_found[next].segment == picture.bytes.begin) continue;
-      picture.bytes.end = m_found[next].segment;
-      break;
-    }
+    picture.content = found.number;
+    picture.bytes.begin = found.segment;
     m_pictures.push_back(picture);
+  }
+  // Up to the next segment.
+  int64_t end = m_file.Size();
+  for (size_t i = m_pictures.size(); i-- > 0;) {
+    m_pictures[i].bytes.end = end;
+    const bool first = i == 0 || m_pictures[i - 1].bytes.begin != m_pictures[i].bytes.begin;
+    if (first) end = m_pictures[i].bytes.begin;
   }
 }
 

@@ -21,6 +21,8 @@ class ContentScan {
   // Looks at a part of the segment, and adds the contents that begin there. What follows
   // a field that no reference knows isn't understood.
   void Take(FileWindow& file, ByteRange part, std::vector<Content>& contents);
+  // Part of the segment is missing: no more contents can be found.
+  void Lose() { m_lost = true; }
 
  private:
   int64_t m_skip = 0;  // bytes of the field that has begun
@@ -40,8 +42,11 @@ class PictureScan {
   // Takes the next field of a document. Pictures are added when they begin, and get their
   // end when it comes.
   void Take(const ScannedField& field, Container container);
-  // The document, or a stretch of sound fields, has ended.
+  // The document has ended.
   void Finish();
+  // Fields are missing after the last one, or it had the wrong length; they go on at
+  // `next`. So do the data of an image, unless they begin like another.
+  void Damage(int64_t next);
   // Takes a whole bare file.
   void TakeBareFile();
 
@@ -54,12 +59,14 @@ class PictureScan {
   std::vector<IndexedPicture>& m_pictures;
   std::vector<ContentScan::Content> m_found;
   ContentScan m_contents;
-  bool m_inData = false;  // of an image object
-  size_t m_first = 0;     // picture of the data
-  IndexedPicture m_data;  // the data
-  uint16_t m_object = 0;  // Begin field of the IM image or object container that is open
-  int64_t m_begin = 0;    // where that stands
-  bool m_named = false;   // whether it has become a picture
+  bool m_inData = false;   // of an image object
+  bool m_damaged = false;  // fields are missing before the next
+  size_t m_first = 0;      // picture of the data
+  IndexedPicture m_data;   // the data
+  uint16_t m_object = 0;   // Begin field of the IM image or object container that is open
+  int64_t m_begin = 0;     // where that stands
+  bool m_named = false;    // whether it has become a picture
+  size_t m_picture = 0;    // which
 };
 
 }  // namespace kz

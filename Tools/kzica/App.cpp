@@ -20,6 +20,7 @@ void DefineApp(CLI::App& app, Exit& exit) {
   AddDelete(app, exit);
   AddAssemble(app, exit);
   AddSplit(app, exit);
+  AddRepair(app, exit);
   AddText(app, exit);
   AddDump(app, exit);
   AddCheck(app, exit);

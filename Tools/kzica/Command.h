@@ -24,6 +24,7 @@ void AddReplace(CLI::App& app, Exit& exit);
 void AddDelete(CLI::App& app, Exit& exit);
 void AddAssemble(CLI::App& app, Exit& exit);
 void AddSplit(CLI::App& app, Exit& exit);
+void AddRepair(CLI::App& app, Exit& exit);
 void AddText(CLI::App& app, Exit& exit);
 void AddDump(CLI::App& app, Exit& exit);
 void AddCheck(CLI::App& app, Exit& exit);

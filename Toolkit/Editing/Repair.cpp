@@ -1,0 +1,43 @@
+#include "Toolkit/Editing/Repair.h"
+
+#include "Toolkit/Editing/Pieces.h"
+#include "Toolkit/Editing/RepairPlan.h"
+#include "Toolkit/Files/AtomicFile.h"
+#include "Toolkit/Files/FileVersion.h"
+
+namespace kz {
+
+Repair::Repair() = default;
+Repair::~Repair() = default;
+
+Outcome Repair::Plan(const PageIndex& index) {
+  m_index = &index;
+  m_pieces = std::make_unique<PieceList>();
+  m_leftOut.clear();
+  m_needed = !index.bare && !index.structure.Ok();
+  m_pages = static_cast<int>(index.pages.size());
+  int source = 0;
+  Outcome outcome = m_pieces->Open(index, source);
+  if (!outcome.Ok()) return outcome;
+  if (m_needed) {
+    RepairPlan(index, *m_pieces, source, m_leftOut).Run();
+  } else {
+    m_pieces->Add(source, {0, index.Size()});
+  }
+  return outcome;
+}
+
+Outcome Repair::Write(const std::string& out) {
+  AtomicFile file;
+  Outcome outcome = file.Open(out);
+  struct stat target;
+  if (outcome.Ok() && ::stat(out.c_str(), &target) == 0 && IsSameFile(target, m_index->found)) {
+    file.MadeFrom(m_index->found);
+  }
+  if (outcome.Ok()) outcome = m_pieces->Write(file.Descriptor());
+  return outcome.Ok() ? file.Commit() : outcome;
+}
+
+Outcome Repair::Write(int descriptor) { return m_pieces->Write(descriptor); }
+
+}  // namespace kz
