@@ -20,6 +20,10 @@ Outcome At(int64_t offset, std::string what, int status = K_ERROR_INVALID_FORMAT
   return Failure(status, std::move(what) + " at byte " + std::to_string(offset));
 }
 
+bool MayReferToResource(FieldType type) {
+  return type == FieldType::Include || type == FieldType::Map || type == FieldType::Migration;
+}
+
 bool IsInclude(uint16_t code) {
   return code == sf::kIncludePageSegment || code == sf::kIncludePageOverlay ||
          code == sf::kIncludeObject;
@@ -228,8 +232,11 @@ void Indexer::TakeInPage(const ScannedField& field) {
       page.hasDrawings = true;
       return;
     default:
-      page.refersToResources |= RefersToResource(field.code);
-      if (IsInclude(field.code)) AddInclude(field);
+      // Asked for only where it may be so: this is every field of a page.
+      if (MayReferToResource(TypeOf(field.code))) {
+        page.refersToResources |= RefersToResource(field.code);
+        if (IsInclude(field.code)) AddInclude(field);
+      }
       return;
   }
 }

@@ -51,7 +51,18 @@ void ContentScan::Take(FileWindow& file, ByteRange part, std::vector<Content>& c
       at += skipped;
       continue;
     }
-    if (m_headerLength == 0) m_field = at;
+    if (m_headerLength == 0) {
+      m_field = at;
+      // Mostly a header is whole.
+      const unsigned char* whole =
+          part.end - at >= kMaxSelfDefiningHeader ? file.At(at, kMaxSelfDefiningHeader) : nullptr;
+      if (whole != nullptr) {
+        const size_t length = HeaderLengthFrom(whole[0]);
+        at += static_cast<int64_t>(length);
+        TakeHeader({whole, length}, contents);
+        continue;
+      }
+    }
     const size_t wanted = m_headerLength == 0 ? 1 : HeaderLengthFrom(m_header[0]);
     const auto room = static_cast<size_t>(std::min<int64_t>(part.end - at, sizeof(m_header)));
     const size_t n = std::min(std::max<size_t>(wanted, 1) - m_headerLength, room);
@@ -62,19 +73,23 @@ void ContentScan::Take(FileWindow& file, ByteRange part, std::vector<Content>& c
     at += static_cast<int64_t>(n);
     if (m_headerLength < HeaderLengthFrom(m_header[0])) continue;
 
-    const SelfDefiningHeader header = *ParseSelfDefiningHeader({m_header, m_headerLength});
+    TakeHeader({m_header, m_headerLength}, contents);
     m_headerLength = 0;
-    m_skip = header.length;
-    if (header.id == sdf::kBeginSegment) {
-      m_segment = m_field;
-      m_contents = 0;
-    } else if (header.id == sdf::kBeginImageContent) {
-      contents.push_back({m_segment, ++m_contents});
-    }
-    // Image Data of length 0 announce data without any header.
-    m_lost = FindSelfDefiningField(header.id) == nullptr ||
-             (header.id == sdf::kImageData && header.length == 0);
   }
+}
+
+void ContentScan::TakeHeader(ByteSpan bytes, std::vector<Content>& contents) {
+  const bool extended = bytes[0] == kExtendedField;
+  const unsigned id = extended ? GetBig16(bytes.data()) : bytes[0];
+  m_skip = extended ? GetBig16(bytes.data() + 2) : bytes[1];
+  if (id == sdf::kBeginSegment) {
+    m_segment = m_field;
+    m_contents = 0;
+  } else if (id == sdf::kBeginImageContent) {
+    contents.push_back({m_segment, ++m_contents});
+  }
+  // Image Data of length 0 announce data without any header.
+  m_lost = FindSelfDefiningField(id) == nullptr || (id == sdf::kImageData && m_skip == 0);
 }
 
 void PictureScan::Begin(PictureKind kind, const ScannedField& field, Container container) {

@@ -25,6 +25,8 @@ class ContentScan {
   void Lose() { m_lost = true; }
 
  private:
+  void TakeHeader(ByteSpan bytes, std::vector<Content>& contents);
+
   int64_t m_skip = 0;  // bytes of the field that has begun
   unsigned char m_header[4] = {};
   size_t m_headerLength = 0;

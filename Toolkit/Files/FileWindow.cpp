@@ -50,7 +50,7 @@ bool FileWindow::Fill(int64_t offset, size_t count) {
   return n >= 0;
 }
 
-const unsigned char* FileWindow::At(int64_t offset, size_t count) {
+const unsigned char* FileWindow::ReadAt(int64_t offset, size_t count) {
   if (offset < 0 || count > kMaxBytes || offset > m_size - static_cast<int64_t>(count)) {
     return nullptr;
   }

@@ -30,11 +30,17 @@ class FileWindow {
   bool IsAsFound() const;
   // `count` bytes at the offset, which stay until the next call; null when the file
   // doesn't hold them all or they can't be read.
-  const unsigned char* At(int64_t offset, size_t count);
+  const unsigned char* At(int64_t offset, size_t count) {
+    const auto at = static_cast<uint64_t>(offset - m_start);
+    if (count > m_length || at > m_length - count) return ReadAt(offset, count);
+    m_lastUse = offset + static_cast<int64_t>(count);
+    return m_bytes.get() + at;
+  }
   // Whether reading has failed other than by the end of the file.
   bool Failed() const { return m_failed; }
 
  private:
+  const unsigned char* ReadAt(int64_t offset, size_t count);
   bool Fill(int64_t offset, size_t count);
 
   std::optional<OwnedDescriptor> m_file;
