@@ -25,13 +25,13 @@ std::string IncludeObject(char name) {
 std::string OtherDocument() {
   constexpr char name = '\xC1';
   constexpr char overlay = '\xC2';
-  return Field(0xA8C6) + Field(0xA8CE, name, 8) + Field(sf::kBeginImageObject, name, 8) +
-         Field(sf::kObjectAreaDescriptor) + Field(sf::kObjectAreaPosition, 0, 24) +
-         Field(sf::kImagePictureData, 0x70, 1) + Field(sf::kEndImageObject) + Field(0xA9CE) +
+  return Field(0xA8C6) + Field(0xA8CE, name, 8) + Field(kz::sf::kBeginImageObject, name, 8) +
+         Field(kz::sf::kObjectAreaDescriptor) + Field(kz::sf::kObjectAreaPosition, 0, 24) +
+         Field(kz::sf::kImagePictureData, 0x70, 1) + Field(kz::sf::kEndImageObject) + Field(0xA9CE) +
          Field(0xA8CE, overlay, 8) + Field(0xA8DF) + Field(0xA9DF) + Field(0xA9CE) + Field(0xA9C6) +
-         Field(sf::kBeginDocument) + Field(sf::kBeginPage) + IncludeObject(name) +
-         Field(sf::kEndPage) + Field(sf::kBeginPage) + Field(0xAFD8, overlay, 8) +
-         Field(sf::kEndPage) + Field(sf::kEndDocument);
+         Field(kz::sf::kBeginDocument) + Field(kz::sf::kBeginPage) + IncludeObject(name) +
+         Field(kz::sf::kEndPage) + Field(kz::sf::kBeginPage) + Field(0xAFD8, overlay, 8) +
+         Field(kz::sf::kEndPage) + Field(kz::sf::kEndDocument);
 }
 
 const kz::PageIndex& OtherIndex() {

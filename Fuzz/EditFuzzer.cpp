@@ -21,7 +21,8 @@ std::vector<uint8_t> BytesOf(int descriptor) {
 // One page each, without and with 0x5A before its fields.
 std::string OtherDocument(bool prefixed) {
   std::string document;
-  for (const uint16_t code : {sf::kBeginDocument, sf::kBeginPage, sf::kEndPage, sf::kEndDocument}) {
+  for (const uint16_t code :
+       {kz::sf::kBeginDocument, kz::sf::kBeginPage, kz::sf::kEndPage, kz::sf::kEndDocument}) {
     document += kz::FieldBuilder(code, prefixed).Finish();
   }
   return document;

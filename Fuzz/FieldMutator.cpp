@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "Format/Compression.h"
+#include "Format/SelfDefiningField.h"
 #include "Fuzz/FieldKinds.h"
 
 extern "C" size_t LLVMFuzzerMutate(uint8_t* data, size_t size, size_t maxSize);

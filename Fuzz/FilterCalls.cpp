@@ -1,4 +1,6 @@
 #include "Fuzz/FilterCalls.h"
+#include "Format/SelfDefiningField.h"
+#include "Format/StructuredField.h"
 
 #include <algorithm>
 #include <cstring>
@@ -57,7 +59,8 @@ int Describe(int page, _IMAGEFILEINFO* info) {
   const int status = fltInfo(&dispatch);
   K_RedirectedClose(dispatch.hFile);
   if (status == K_SUCCESS) {
-    Require(info->nWidth > 0 && info->nWidth <= kMaxImageSide, "a described width can be loaded");
+    Require(info->nWidth > 0 && info->nWidth <= kz::kMaxImageSide,
+            "a described width can be loaded");
     Require(info->nPageNumber >= 1 && info->nPageNumber <= info->nTotalPages,
             "the page described is one of the file's");
     Require(std::strlen(info->szCompression) > 0, "every compression has a name");
@@ -127,13 +130,13 @@ int EndPages(const std::vector<uint8_t>& file) {
   bool ended = false;
   for (const Span& field : kStructuredFields.Split(file)) {
     if (ended) return -1;
-    const size_t start = field.start + (file[field.start] == kCarriageControl ? 1 : 0);
+    const size_t start = field.start + (file[field.start] == kz::kCarriageControl ? 1 : 0);
     const int code = file[start + 3] << 8 | file[start + 4];
-    pages += code == sf::kEndPage ? 1 : 0;
-    ended = code == sf::kEndDocument;
+    pages += code == kz::sf::kEndPage ? 1 : 0;
+    ended = code == kz::sf::kEndDocument;
     end = field.start + field.length;
-    if ((file[start + 5] & kFlagExtension) == 0) continue;
-    const size_t data = start + kIntroducerLength;
+    if ((file[start + 5] & kz::kFlagExtension) == 0) continue;
+    const size_t data = start + kz::kIntroducerLength;
     if (data == end || file[data] == 0 || file[data] > end - data) return -1;
   }
   return end == file.size() ? pages : -1;

@@ -1,6 +1,7 @@
 // The index of any file, and its repair: ranges lie in the file in their order, indexes
 // lead somewhere, and what repair makes is sound.
 #include "Fuzz/FilterCalls.h"
+#include "Fuzz/MemoryDisk.h"
 #include "Fuzz/MemoryPath.h"
 #include "Toolkit/Documents/PageIndex.h"
 #include "Toolkit/Editing/Repair.h"

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "Format/StructuredField.h"
 #include "Fuzz/FieldKinds.h"
 #include "Fuzz/FilterCalls.h"
 #include "Fuzz/MemoryDisk.h"
@@ -17,7 +18,7 @@ size_t EndDocument(const std::vector<uint8_t>& file) {
     return file.size() >= length && std::equal(std::begin(field), std::end(field),
                                                file.end() - static_cast<ptrdiff_t>(length));
   };
-  return ends(named) ? named : ends(kIntroducerLength) ? kIntroducerLength : 0;
+  return ends(named) ? named : ends(kz::kIntroducerLength) ? kz::kIntroducerLength : 0;
 }
 
 // What a save that succeeds leaves of the file, and how many pages it has then.
