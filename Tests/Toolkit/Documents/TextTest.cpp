@@ -1,3 +1,4 @@
+#include "Format/CodePage.h"
 #include "Toolkit/Documents/Text.h"
 
 #include <iconv.h>
