@@ -1,6 +1,9 @@
 #include "Toolkit/Documents/Document.h"
 
+#include <algorithm>
+
 #include "Toolkit/Documents/ImageReader.h"
+#include "Toolkit/Documents/ResourceFolder.h"
 #include "Toolkit/Files/FileShift.h"
 #include "Toolkit/Files/FileWindow.h"
 
@@ -57,6 +60,26 @@ Outcome Document::Open() {
   outcome = IndexFile(m_file, m_index);
   m_index.file = m_name;
   return outcome;
+}
+
+void Document::AddResources(const std::string& folder) {
+  m_resources = std::make_shared<ResourceFolder>(folder);
+}
+
+std::vector<ShownPicture> Document::PicturesOnPage(int page) const {
+  std::vector<ShownPicture> pictures;
+  for (const uint32_t what : m_index.ShownOn(page)) {
+    if ((what & PageIndex::kInclude) == 0) {
+      pictures.push_back({this, static_cast<int>(what) + 1});
+    } else if (m_resources != nullptr) {
+      const Document* file = m_resources->Open(m_index.includes[what & ~PageIndex::kInclude].name);
+      for (int picture = 1; file != nullptr && picture <= file->Pictures(); ++picture) {
+        if (pictures.size() == PageIndex::kMostShown) return pictures;
+        pictures.push_back({file, picture});
+      }
+    }
+  }
+  return pictures;
 }
 
 // Runs read(container) with the file shifted to where the picture is the first.

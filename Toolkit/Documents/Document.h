@@ -15,7 +15,9 @@
 
 namespace kz {
 
+class Document;
 class FileWindow;
+class ResourceFolder;
 
 // What a file says of one of its pictures.
 struct PictureInfo {
@@ -34,6 +36,12 @@ struct PictureInfo {
   bool unpaddedRows = false;  // uncompressed rows begin within bytes
 };
 
+// A picture that a page shows.
+struct ShownPicture {
+  const Document* document = nullptr;  // that holds it
+  int picture = 0;                     // which of its pictures, counted from 1
+};
+
 struct LoadOptions {
   int64_t maxPixels = kDefaultMaxPixels;
 };
@@ -50,6 +58,15 @@ class K_EXPORT Document {
   const PageIndex& Index() const { return m_index; }
   int Pages() const { return static_cast<int>(m_index.pages.size()); }
   int Pictures() const { return static_cast<int>(m_index.pictures.size()); }
+
+  // Lets resources that the file doesn't hold be looked for in a folder (see
+  // ResourceFolder).
+  void AddResources(const std::string& folder);
+  // Name of the file, as it was given.
+  const std::string& Name() const { return m_name; }
+  // The pictures that a page shows, in their order, those from the folder's files too; at
+  // most PageIndex::kMostShown. The documents live as long as this one.
+  std::vector<ShownPicture> PicturesOnPage(int page) const;
 
   // Describes a picture, counted from 1. JPEG data whose depth the picture doesn't say
   // are asked for it. Fails with -9 for a picture that isn't there or of a kind that
@@ -81,7 +98,8 @@ class K_EXPORT Document {
   std::string m_name;
   std::string m_file;  // where the pictures are read: once it is indexed, the open file
   std::shared_ptr<const FileWindow> m_open;
-  bool m_far = false;  // beyond 2 GiB
+  std::shared_ptr<ResourceFolder> m_resources;  // null: none
+  bool m_far = false;                           // beyond 2 GiB
   PageIndex m_index;
 };
 

@@ -21,7 +21,8 @@ Outcome At(int64_t offset, std::string what, int status = K_ERROR_INVALID_FORMAT
 }
 
 bool MayReferToResource(FieldType type) {
-  return type == FieldType::Include || type == FieldType::Map || type == FieldType::Migration;
+  return type == FieldType::Include || type == FieldType::Map || type == FieldType::Migration ||
+         type == FieldType::Process;
 }
 
 bool IsInclude(uint16_t code) {

@@ -48,21 +48,20 @@ class ShownPictures {
   void Add(const uint32_t* from, const uint32_t* to, int depth = 0) {
     for (; from < to && m_steps < PageIndex::kMostShown; ++from) {
       ++m_steps;
-      if ((*from & PageIndex::kInclude) == 0) {
-        m_pictures.push_back(static_cast<int>(*from) + 1);
-        continue;
-      }
-      const uint32_t resource = m_index.includes[*from & ~PageIndex::kInclude].resource;
+      const bool include = (*from & PageIndex::kInclude) != 0;
+      const uint32_t resource =
+          include ? m_index.includes[*from & ~PageIndex::kInclude].resource : kNoIndex;
+      if (resource == kNoIndex) m_shown.push_back(*from);
       if (resource == kNoIndex || depth == kMaxDepth) continue;
       const std::vector<uint32_t>& shown = m_index.resources[resource].shown;
       Add(shown.data(), shown.data() + shown.size(), depth + 1);
     }
   }
-  std::vector<int> Take() { return std::move(m_pictures); }
+  std::vector<uint32_t> Take() { return std::move(m_shown); }
 
  private:
   const PageIndex& m_index;
-  std::vector<int> m_pictures;
+  std::vector<uint32_t> m_shown;
   size_t m_steps = 0;
 };
 
@@ -91,6 +90,14 @@ ByteRange PageIndex::Tail() const {
 }
 
 std::vector<int> PageIndex::PicturesOf(int page) const {
+  std::vector<int> numbers;
+  for (const uint32_t what : ShownOn(page)) {
+    if ((what & kInclude) == 0) numbers.push_back(static_cast<int>(what) + 1);
+  }
+  return numbers;
+}
+
+std::vector<uint32_t> PageIndex::ShownOn(int page) const {
   ShownPictures onPage(*this);
   if (page < 1 || static_cast<size_t>(page) > pages.size()) return {};
   const auto at = static_cast<size_t>(page);

@@ -139,6 +139,9 @@ struct K_EXPORT PageIndex {
   // The pictures that a page shows, in their order, included ones too, as numbers
   // counted from 1; at most kMostShown, however often resources include each other.
   std::vector<int> PicturesOf(int page) const;
+  // The same as indexes of pictures, and, with kInclude, of those in `includes` that the
+  // file doesn't hold.
+  std::vector<uint32_t> ShownOn(int page) const;
   static constexpr size_t kMostShown = 10000;
   // The pages that show a picture: the one that it stands in, or those that include it;
   // of files that include pictures some ten million times, not all.

@@ -133,6 +133,32 @@ TEST(PageModel, IncludesAreFollowedOnlySoFar) {
   EXPECT_EQ(index.PagesOfPictures()[0], (std::vector<int>{1, 2}));
 }
 
+TEST(ResourceFolder, HasWhatTheDocumentNamesAndLacks) {
+  const TemporaryFolder folder;
+  const Bytes image = Field(0xA8FB) + PictureData(NumberedSegment(7)) + Field(0xA9FB);
+  folder.File("logo.PSG", Field(0xA85F, Name("LOGO")) + image + Field(0xA95F, Name("LOGO")));
+  std::filesystem::create_directory(folder / "in");
+  const auto include = [](const Bytes& name) { return Field(0xAF5F, name + Bytes(6)); };
+  // "../LOGO" in EBCDIC.
+  const Bytes outside = {0x4B, 0x4B, 0x61, 0xD3, 0xD6, 0xC7, 0xD6, 0x40};
+  const Bytes includes = include(Name("LOGO")) + include(outside) + include(Name("NONE"));
+  const std::string file =
+      folder.File("document", Begin("A") + NumberedPage(1, {}, includes) + End("A"));
+  for (const auto& [from, count] : {std::pair{folder / ".", 2u}, {folder / "in", 1u}}) {
+    Document document(file);
+    ASSERT_TRUE(document.Open().Ok());
+    document.AddResources(from);
+    const std::vector<ShownPicture> shown = document.PicturesOnPage(1);
+    ASSERT_EQ(shown.size(), count);
+    EXPECT_EQ(shown.back().document, &document);
+    if (count == 1) continue;
+    EXPECT_EQ(shown[0].picture, 1);
+    Bitmap bitmap;
+    ASSERT_TRUE(shown[0].document->LoadPicture(1, {}, bitmap).Ok());
+    EXPECT_TRUE(std::equal(bitmap.TopDownRow(0), bitmap.TopDownRow(0) + 2, Pattern(8, 7).begin()));
+  }
+}
+
 // Damage to a document, and what must come out of it.
 struct Damage {
   const char* what;
