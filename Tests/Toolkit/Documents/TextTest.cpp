@@ -3,6 +3,7 @@
 
 #include <iconv.h>
 
+#include "Format/CodePage.h"
 #include "Tests/Support/EditedDocuments.h"
 
 namespace kz::test {
