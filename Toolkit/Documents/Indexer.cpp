@@ -166,7 +166,7 @@ void Indexer::TakeBetweenPages(const ScannedField& field) {
       if (InDocument()) return Misplaced(field, "within a document");
       Open(Bracket::Document, field);
       m_document = m_open.size();
-      m_dividedSincePage = true;
+      m_documentSincePage = true;
       if (m_index.beginDocument.Size() == 0) m_index.beginDocument = bytes;
       return;
     case sf::kEndDocument:
@@ -191,11 +191,9 @@ void Indexer::TakeBetweenPages(const ScannedField& field) {
       m_resourceDepth = 1;
       return;
     case sf::kBeginPageGroup:
-      m_dividedSincePage = true;
       return BeginGroup(field);
     case sf::kEndPageGroup:
-      m_dividedSincePage = true;
-      if (Within(Bracket::PageGroup)) EndGroup(field.End());
+      if (Within(Bracket::PageGroup)) EndGroup(field.End(), true);
       return;
     case sf::kTagLogicalElement:
       return AddTag(field);
@@ -321,13 +319,16 @@ void Indexer::BeginPage(const ScannedField& field) {
   if (m_index.pages.empty()) {
     const bool grouped = m_open.size() > m_document;
     m_index.plainHeadEnd = grouped ? m_open[m_document].begin : field.offset;
-  } else {
-    m_index.divided |= m_dividedSincePage;
+  } else if (m_documentSincePage) {
+    m_index.laterDocuments.push_back(static_cast<int>(m_index.pages.size()) + 1);
   }
+  m_documentSincePage = false;
+  PassInGroup({field.offset, 0});
   Open(Bracket::Page, field);
   m_inPage = true;
   m_index.pages.push_back(
       {.bytes = {field.offset, field.End()}, .firstShown = m_index.shown.size()});
+  m_index.pages.back().group = m_group;
   m_pagePrefix = {};
   m_pagePrefix.Add(field.prefixed);
 }
@@ -336,7 +337,7 @@ void Indexer::EndPage(int64_t end) {
   m_index.pages.back().bytes.end = end;
   m_index.pages.back().prefix = m_pagePrefix.Result();
   m_inPage = false;
-  m_dividedSincePage = false;
+  PassInGroup(m_index.pages.back().bytes);
   Close();
 }
 
@@ -346,13 +347,14 @@ void Indexer::EndDocument(const ScannedField& field) {
   while (m_open.size() > m_document && Within(Bracket::PageGroup)) EndGroup(field.offset);
   m_open.resize(m_document - 1);
   m_document = 0;
-  m_dividedSincePage = true;
+  m_documentSincePage = true;
   if (m_index.endDocument.Size() == 0) m_index.endDocument = {field.offset, field.End()};
   m_index.appendAt = field.offset;
 }
 
 void Indexer::BeginGroup(const ScannedField& field) {
   Open(Bracket::PageGroup, field, m_group);
+  PassInGroup({field.offset, 0});
   IndexedGroup group;
   group.name = NameOf(Data(field), sf::kBeginPageGroup);
   group.bytes = {field.offset, field.End()};
@@ -362,13 +364,22 @@ void Indexer::BeginGroup(const ScannedField& field) {
   m_index.groups.push_back(std::move(group));
 }
 
-void Indexer::EndGroup(int64_t end) {
+void Indexer::EndGroup(int64_t end, bool whole) {
   IndexedGroup& group = m_index.groups[m_group];
   group.bytes.end = end;
   group.pages = static_cast<int>(m_index.pages.size()) + 1 - group.firstPage;
   m_endedGroup = m_group;
+  group.whole = whole && InDocument();
   m_group = m_open.back().outer;
+  PassInGroup(group.bytes);
   Close();
+}
+
+void Indexer::PassInGroup(ByteRange inner) {
+  if (m_group == kNoIndex) return;
+  IndexedGroup& group = m_index.groups[m_group];
+  if (group.headEnd == 0) group.headEnd = inner.begin;
+  group.tailBegin = inner.end;
 }
 
 void Indexer::BeginResource(const ScannedField& field) {

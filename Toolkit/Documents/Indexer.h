@@ -57,7 +57,10 @@ class Indexer {
   void EndPage(int64_t end);
   void EndDocument(const ScannedField& field);
   void BeginGroup(const ScannedField& field);
-  void EndGroup(int64_t end);
+  // `whole`: by an End field of its own.
+  void EndGroup(int64_t end, bool whole = false);
+  // Notes in the open group, if any, that a page or group in it begins or has ended.
+  void PassInGroup(ByteRange inner);
   void BeginResource(const ScannedField& field);
   void NameResource(const ScannedField& field);
   void EndResource(int64_t end);
@@ -101,7 +104,7 @@ class Indexer {
   uint32_t m_endedGroup = kNoIndex;  // the one that ended last
   uint32_t m_resource = kNoIndex;    // the same
   bool m_inPage = false;
-  bool m_dividedSincePage = false;
+  bool m_documentSincePage = false;
   Container m_container = Container::Modca;
   ScannedField m_last;     // the last sound field
   int64_t m_searched = 0;  // no field is sought before that any more

@@ -121,11 +121,20 @@ std::vector<std::vector<int>> PageIndex::PagesOfPictures() const {
   return lists;
 }
 
-std::string PageIndex::PageWords(int page) const {
-  const IndexedPage& at = pages[static_cast<size_t>(page) - 1];
-  const size_t count = PicturesOf(page).size();
-  std::string words = at.hasText ? "text, " : "";
-  if (at.hasDrawings) words += "drawings, ";
+std::string PageIndex::PageWords(int page) const { return PageWords(std::vector<int>{page}); }
+
+std::string PageIndex::PageWords(const std::vector<int>& of) const {
+  bool text = false;
+  bool drawings = false;
+  size_t count = 0;
+  for (const int page : of) {
+    const IndexedPage& at = pages[static_cast<size_t>(page) - 1];
+    text |= at.hasText;
+    drawings |= at.hasDrawings;
+    count += PicturesOf(page).size();
+  }
+  std::string words = text ? "text, " : "";
+  if (drawings) words += "drawings, ";
   if (count == 0) return words.empty() ? "nothing" : words + "no picture";
   return words + (count == 1 ? "one picture" : std::to_string(count) + " pictures");
 }

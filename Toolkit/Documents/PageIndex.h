@@ -53,7 +53,8 @@ struct IndexedPage {
   FieldPrefix prefix = FieldPrefix::None;
   bool refersToResources = false;  // has Include or Map fields
   bool hasText = false;
-  bool hasDrawings = false;  // graphics or bar codes
+  bool hasDrawings = false;   // graphics or bar codes
+  uint32_t group = kNoIndex;  // the innermost that is open where it begins
 };
 
 // A tag of Tag Logical Element fields.
@@ -70,6 +71,11 @@ struct IndexedGroup {
   int firstPage = 0;           // the page that follows its beginning
   int pages = 0;               // also those of groups in it
   uint32_t parent = kNoIndex;  // the group that it stands in
+  // Up to its first page, or the first group in it; 0 without either.
+  int64_t headEnd = 0;
+  // From behind its last page, or the last group in it; 0 without either.
+  int64_t tailBegin = 0;
+  bool whole = false;  // within one document, with an End field of its own
 };
 
 // Something that pages include by its name: an overlay, a page segment, an object.
@@ -122,8 +128,8 @@ struct K_EXPORT PageIndex {
   ByteRange beginDocument;                // of the first document
   ByteRange endDocument;                  // of the first document
   std::vector<ByteRange> resourceGroups;  // that stand outside of pages
-  // Page groups or documents begin or end between pages.
-  bool divided = false;
+  // The pages but the first that are the first of a document.
+  std::vector<int> laterDocuments;
   // Where the first page group begins that encloses the first page, or that page,
   // or End Document without any.
   int64_t plainHeadEnd = 0;
@@ -149,6 +155,8 @@ struct K_EXPORT PageIndex {
   static constexpr size_t kMostShownInAll = 10'000'000;
   // What is on a page, for people: "text, 2 pictures", "nothing".
   std::string PageWords(int page) const;
+  // The same for several: what is on any of them, and how many pictures in all.
+  std::string PageWords(const std::vector<int>& of) const;
 };
 
 // Tells a bare image from a document, with or without 0x5A before its first field, by

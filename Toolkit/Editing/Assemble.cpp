@@ -37,21 +37,102 @@ void Keep(DocumentEdit& edit, const PageIndex& source, ByteRange range) {
   if (range.Size() > 0) edit.parts.push_back({&source, 0, range});
 }
 
-// Adds pages, and what stands between two that stay neighbours.
-void AddPages(DocumentEdit& edit, const std::vector<PagePick>& picks) {
-  for (size_t i = 0; i < picks.size(); ++i) {
-    const PageIndex& index = *picks[i].source;
-    const int page = picks[i].page;
-    if (!HasPage(index, page)) {
-      edit = Refused(index.file + ": " + NoSuchPage(index, page));
-      return;
-    }
-    const bool neighbours = i > 0 && picks[i - 1].source == &index && picks[i - 1].page == page - 1;
-    if (neighbours && !index.divided) {
-      Keep(edit, index, {PageOf(index, page - 1).bytes.end, PageOf(index, page).bytes.begin});
-    }
-    edit.parts.push_back({&index, page, {}});
+// How deep page groups may be nested that are kept around pages.
+constexpr size_t kMaxGroupDepth = 100;
+
+// The page groups around a page.
+struct AroundPage {
+  std::vector<uint32_t> groups;  // that can be kept around it, the outermost first
+  uint32_t others = kNoIndex;    // the innermost group around those that can't
+  bool tooDeep = false;
+};
+
+AroundPage Around(const PageIndex& index, int page) {
+  AroundPage around;
+  uint32_t group = PageOf(index, page).group;
+  // Groups without an end of their own, or of several documents, stand around all others.
+  for (; group != kNoIndex && index.groups[group].whole; group = index.groups[group].parent) {
+    around.tooDeep = around.groups.size() == kMaxGroupDepth;
+    if (around.tooDeep) return around;
+    around.groups.push_back(group);
   }
+  around.others = group;
+  std::reverse(around.groups.begin(), around.groups.end());
+  return around;
+}
+
+// Adds pages to an edit with the page groups around them, and what stands between two
+// that stay neighbours.
+class PageAdder {
+ public:
+  explicit PageAdder(DocumentEdit& edit) : m_edit(edit) {}
+
+  // False, with the edit refused, for a page that can't be added.
+  bool Add(const PagePick& pick) {
+    const PageIndex& index = *pick.source;
+    const int page = pick.page;
+    if (!HasPage(index, page)) return Refuse(index, NoSuchPage(index, page));
+    AroundPage around = Around(index, page);
+    if (around.tooDeep) return Refuse(index, "page groups are nested too deep");
+    const bool sameSource = m_source == &index;
+    const bool follows =
+        sameSource && m_page == page - 1 && m_around.others == around.others &&
+        !std::binary_search(index.laterDocuments.begin(), index.laterDocuments.end(), page);
+    if (follows) {
+      Keep(m_edit, index, {PageOf(index, m_page).bytes.end, PageOf(index, page).bytes.begin});
+    } else {
+      size_t common = 0;
+      const size_t most = std::min(m_around.groups.size(), around.groups.size());
+      while (sameSource && common < most && m_around.groups[common] == around.groups[common]) {
+        ++common;
+      }
+      EndGroups(common);
+      for (; common < around.groups.size(); ++common) {
+        const IndexedGroup& group = index.groups[around.groups[common]];
+        Keep(m_edit, index, {group.bytes.begin, group.headEnd});
+      }
+    }
+    m_edit.parts.push_back({&index, page, {}});
+    m_source = &index;
+    m_page = page;
+    m_around = std::move(around);
+    return true;
+  }
+
+  // Ends the groups that are open, but for some outer ones.
+  void EndGroups(size_t kept = 0) {
+    while (m_around.groups.size() > kept) {
+      const IndexedGroup& group = m_source->groups[m_around.groups.back()];
+      Keep(m_edit, *m_source, {group.tailBegin, group.bytes.end});
+      m_around.groups.pop_back();
+    }
+  }
+
+ private:
+  bool Refuse(const PageIndex& index, const std::string& what) {
+    m_edit = Refused(index.file + ": " + what);
+    return false;
+  }
+
+  DocumentEdit& m_edit;
+  const PageIndex* m_source = nullptr;  // of the page added last
+  int m_page = 0;
+  AroundPage m_around;
+};
+
+void AddPages(DocumentEdit& edit, const std::vector<PagePick>& picks) {
+  PageAdder adder(edit);
+  for (const PagePick& pick : picks) {
+    if (!adder.Add(pick)) return;
+  }
+  adder.EndGroups();
+}
+
+// Where the last page and the groups around it end.
+int64_t EndOfPages(const PageIndex& index) {
+  const AroundPage around = Around(index, static_cast<int>(index.pages.size()));
+  return around.groups.empty() || around.tooDeep ? index.Tail().begin
+                                                 : index.groups[around.groups.front()].bytes.end;
 }
 
 // The document with the pages in the place of a range of its bytes.
@@ -142,25 +223,31 @@ DocumentEdit AssembleDocument(const std::vector<PagePick>& pages) {
   const PageIndex* home = document != pages.end() ? document->source : nullptr;
   if (home != nullptr && BeginsWithAllOf(*home, pages)) {
     const auto own = static_cast<std::ptrdiff_t>(home->pages.size());
-    const int64_t end = home->Tail().begin;
+    const int64_t end = EndOfPages(*home);
     return Splice(*home, {end, end}, {pages.begin() + own, pages.end()});
   }
   DocumentEdit edit = EditOf(home, false);
-  if (home != nullptr)
-    Keep(edit, *home, {0, home->divided ? home->plainHeadEnd : home->Head().end});
+  if (home != nullptr) Keep(edit, *home, {0, home->plainHeadEnd});
   AddPages(edit, pages);
   if (home != nullptr && edit.refusal.Ok()) {
-    Keep(edit, *home, home->divided ? home->endDocument : home->Tail());
+    const bool one = home->laterDocuments.empty();
+    Keep(edit, *home, one ? ByteRange{EndOfPages(*home), home->Size()} : home->endDocument);
   }
   return edit;
 }
 
-DocumentEdit SplitPage(const PageIndex& index, int page) {
-  if (!HasPage(index, page)) return Refused(NoSuchPage(index, page));
-  if (!index.bare) return AssembleDocument({{&index, page}});
+DocumentEdit SplitPages(const PageIndex& index, const std::vector<int>& pages) {
+  std::vector<PagePick> picks;
+  for (const int page : pages) {
+    if (!HasPage(index, page)) return Refused(NoSuchPage(index, page));
+    picks.push_back({&index, page});
+  }
+  if (!index.bare || picks.size() != 1) return AssembleDocument(picks);
   DocumentEdit edit = EditOf(&index, true);
   Keep(edit, index, index.pages[0].bytes);
   return edit;
 }
+
+DocumentEdit SplitPage(const PageIndex& index, int page) { return SplitPages(index, {page}); }
 
 }  // namespace kz

@@ -8,6 +8,7 @@
 //    before Begin Document. If images are all that it includes from there, they are
 //    put into the page instead, so that image and page stay together.
 //  - The image of a bare IOCA file gets a page around it.
+// Pages from elsewhere bring their page groups along (see AssembleDocument).
 // Two different resource groups can't stand in one document: that fails.
 #pragma once
 
@@ -35,7 +36,7 @@ K_EXPORT std::vector<PagePick> AllPages(const PageIndex& index);
 // Inserts the pages after a page of the target; 0: before the first.
 K_EXPORT DocumentEdit InsertPages(const PageIndex& target, int after,
                                   const std::vector<PagePick>& pages);
-// Puts the pages after all others, outside of any page group.
+// Puts the pages after all others, outside of the target's page groups.
 K_EXPORT DocumentEdit AppendPages(const PageIndex& target, const std::vector<PagePick>& pages);
 // Puts the pages in the place of a page of the target.
 K_EXPORT DocumentEdit ReplacePage(const PageIndex& target, int page,
@@ -43,11 +44,13 @@ K_EXPORT DocumentEdit ReplacePage(const PageIndex& target, int page,
 // Removes pages, named in any order. One at least must stay.
 K_EXPORT DocumentEdit DeletePages(const PageIndex& target, const std::vector<int>& pages);
 // Makes a document of the pages in their order. The first document among them gives
-// what stands before and after the pages; bare images alone get a new document. What
-// stands between two pages stays if both stay neighbours, but page groups only if
-// the document's pages come first and complete.
+// what stands before and after the pages; bare images alone get a new document. Page
+// groups stay around those of their pages that stand together, with what stands before
+// the first and after the last page of the group: its tags, for instance. What stands
+// between two pages stays if both stay neighbours. Groups that nothing ends are left.
 K_EXPORT DocumentEdit AssembleDocument(const std::vector<PagePick>& pages);
-// Makes a file of one page: a document, or a copy of a bare image.
+// Makes a file of some pages of one: such a document, or a copy of a bare image.
+K_EXPORT DocumentEdit SplitPages(const PageIndex& index, const std::vector<int>& pages);
 K_EXPORT DocumentEdit SplitPage(const PageIndex& index, int page);
 
 // Writes all pages of an indexed file into a document, over its End Document, which

@@ -166,12 +166,12 @@ TEST_F(AssembleTest, PageGroupsAndDocumentsStayWellFormed) {
     DocumentEdit edit;
     Bytes expected;
   } cases[] = {
-      // Complete and first, the pages keep their groups; others join the last.
       {AssembleDocument({{&groups, 1}, {&groups, 2}, {&m_other, 1}}),
-       Begin("A") + open1 + one + close1 + open2 + two + Parts("a") + close2 + End("A")},
+       Begin("A") + open1 + one + close1 + open2 + two + close2 + Parts("a") + End("A")},
       {AppendPages(groups, Picks("a")),
        Begin("A") + open1 + one + close1 + open2 + two + close2 + Parts("a") + End("A")},
-      {AssembleDocument({{&groups, 2}, {&groups, 1}}), Begin("A") + two + one + End("A")},
+      {AssembleDocument({{&groups, 2}, {&groups, 1}}),
+       Begin("A") + open2 + two + close2 + open1 + one + close1 + End("A")},
       {DeletePages(groups, {2}), Begin("A") + open1 + one + close1 + open2 + close2 + End("A")},
       {SplitPage(documents, 2), Begin("A") + two + End("A")},
       {InsertPages(documents, 2, Picks("a")),
@@ -181,6 +181,46 @@ TEST_F(AssembleTest, PageGroupsAndDocumentsStayWellFormed) {
     const Outcome outcome = Write(c.edit);
     EXPECT_TRUE(outcome.Ok()) << outcome.what;
     EXPECT_EQ(FileBytes(Out()), c.expected);
+  }
+}
+
+// O is a group of the pages 1, of the inner groups I, with 2 and 3, and J, with 4, and of
+// 5; K is one of page 6. x and y are tags, in the page 3 there is one, too.
+TEST_F(AssembleTest, GroupsAndTagsStayAroundThePagesThatStay) {
+  const auto tag = [](char text) {
+    return Field(0xA090, Bytes{4, 0x36, 0, 0} + Comment(std::string(1, text)));
+  };
+  for (const char name : {'O', 'I', 'J', 'K', 'U'}) {
+    m_parts[name] = Field(0xA8AD, Name(std::string(1, name)));
+    m_parts[static_cast<char>(name + 'a' - 'A')] = Field(0xA9AD, Name(std::string(1, name)));
+  }
+  for (const char name : {'x', 'y', 'w'}) m_parts[name] = tag(name);
+  m_parts['6'] = NumberedPage(6);
+  m_parts['3'] = NumberedPage(3, {}, tag('p'));
+  m_parts['B'] = Begin("FIRST");
+  m_parts['E'] = End("FIRST");
+  const std::map<std::string, std::vector<std::pair<std::vector<int>, const char*>>> cases = {
+      {"BwOx1Iy2g3iJ4jg5oKx6kgE",
+       {{{1, 2, 3, 4, 5, 6}, "BwOx1Iy2g3iJ4jg5oKx6kgE"},
+        {{1}, "BwOx1ogE"},
+        {{3}, "BwOxIy3iogE"},
+        {{2, 3, 4}, "BwOxIy2g3iJ4jogE"},
+        {{4, 2, 6}, "BwOxJ4jIy2ioKx6kgE"},
+        {{6, 1}, "BwKx6kOx1ogE"},
+        {{3, 2}, "BwOxIy32iogE"}}},
+      // Nothing ends U but the document, and an empty group stands in another.
+      {"BwU1Ix2ig3E", {{{2}, "BwIx2iE"}, {{3, 2}, "Bw3Ix2iE"}, {{2, 3}, "BwIx2ig3E"}}},
+      {"BOxJjg1g2oE", {{{1}, "BOx1oE"}, {{2}, "BOx2oE"}}},
+      // A group around two documents is the file's, and documents are no neighbours.
+      {"OB1EB2g3Eo", {{{1}, "OB1E"}, {{1, 2, 3}, "OB1EB2g3Eo"}, {{2, 1, 2}, "OB212E"}}},
+  };
+  for (const auto& [parts, edits] : cases) {
+    const PageIndex index = Indexed(m_folder.File("groups", Parts(parts)));
+    for (const auto& [pages, expected] : edits) {
+      const Outcome outcome = Write(SplitPages(index, pages));
+      EXPECT_TRUE(outcome.Ok()) << expected << ": " << outcome.what;
+      EXPECT_TRUE(FileBytes(Out()) == Parts(expected)) << parts << " to " << expected;
+    }
   }
 }
 
