@@ -26,7 +26,7 @@ int TakeNumber(std::string_view& text) {
 
 Outcome PageRange::Parse(std::string_view text) {
   std::string what = "'";
-  what.append(text).append("' names no pages; write 2, 1,3-5, 9- or z");
+  what.append(text).append("' names no ").append(m_noun).append("s; write 2, 1,3-5, 9- or z");
   Outcome refused = Failure(K_ERROR_INVALID_FORMAT, std::move(what));
   std::vector<Part> parts;
   do {
@@ -65,8 +65,9 @@ Outcome PageRange::Resolve(int pages, std::vector<int>& numbers) const {
     const int last = part.last == kLast ? pages : part.last;
     for (const int page : {first, last}) {
       if (pages > 0 && page > pages) {
-        return Failure(K_ERROR_INVALID_FORMAT, "there is no page " + std::to_string(page) +
-                                                   ", the last is page " + std::to_string(pages));
+        const std::string noun = std::string(m_noun) + " ";
+        return Failure(K_ERROR_INVALID_FORMAT, "there is no " + noun + std::to_string(page) +
+                                                   ", the last is " + noun + std::to_string(pages));
       }
     }
     const int step = last < first ? -1 : 1;

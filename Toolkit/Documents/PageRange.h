@@ -1,4 +1,4 @@
-// Pages as people write them: `2`, `1,3-5,9-`, `z` for the last. A range that
+// Pages, or pictures, as people write them: `2`, `1,3-5,9-`, `z` for the last. A range that
 // descends goes backwards: `z-1` is all pages in reverse.
 #pragma once
 
@@ -12,6 +12,9 @@ namespace kz {
 
 class K_EXPORT PageRange {
  public:
+  // `noun` is what the numbers count, for the words of failures.
+  explicit PageRange(const char* noun = "page") : m_noun(noun) {}
+
   // -9 for a text that isn't of this form; the range is unchanged then.
   Outcome Parse(std::string_view text);
   // Whether it names a single page, be it `z`.
@@ -28,6 +31,7 @@ class K_EXPORT PageRange {
     int first;
     int last;
   };
+  const char* m_noun;
   std::vector<Part> m_parts;
 };
 
