@@ -199,4 +199,32 @@ TEST(Cost, ManyFilesInOneFolderTakeAsLongAsTheyAre) {
   EXPECT_EQ(folder.Names().size(), size_t{2 * kFiles + 1});
 }
 
+TEST(Cost, TheLastOfManyPagesComesOutAtOnce) {
+  constexpr size_t kPages = 40000;
+  const Bytes empty = Field(0xA8AF) + Field(0xA9AF);
+  const auto page = [](unsigned char fill) {
+    return Field(0xA8AF) +
+           PictureData(Segment(ImageSize(8, 8) + Encoding(0x03), Bytes(8, fill)), {60}) +
+           Field(0xA9AF);
+  };
+  const TemporaryFolder folder;
+  // The last page's picture is not the last picture's number.
+  const std::string file = folder.File(
+      "file", Field(0xA8A8) + empty + Repeat(page(1), kPages - 2) + page(2) + Field(0xA9A8));
+  const struct {
+    const char* option;
+    const char* number;
+    unsigned char fill;
+  } cases[] = {
+      {"--page", "40000", 2}, {"--page", "39999", 1}, {"--image", "39999", 2}, {"--page", "z", 2}};
+  for (const auto& c : cases) {
+    const Result run = Kzica({"extract", file, folder / "out.raw", c.option, c.number},
+                             {.processorTime = kSanitized ? 20 : 2});
+    EXPECT_EQ(run.exit, 0) << run.err;
+    EXPECT_EQ(FileBytes(folder / "out.raw"), Bytes(8, c.fill)) << c.option << c.number;
+  }
+  EXPECT_EQ(Kzica({"delete", file, "-p", "40000", "--dry-run"}).out,
+            "would remove page 40000 of 40000: one picture\n");
+}
+
 }  // namespace

@@ -77,31 +77,43 @@ class Documents : public testing::Test {
 
 TEST_F(Documents, AnyPageIsInsertedReplacedAndDeleted) {
   const std::string file = Copy("report-g4.mda", "file.mda"), out = m_folder / "out";
-  const std::pair<std::string, const char*> cases[] = {
-      {"append FILE ODD LETTER", "lhool"},
-      {"insert FILE HALFTONE --after 0", "hlhool"},
-      {"insert FILE ODD --after z", "hlhoolo"},
-      {"insert FILE ODD LETTER --after 1", "hollhoolo"},
-      {"replace FILE HALFTONE --page z", "hollhoolh"},
-      {"delete FILE --page 5-6", "hollolh"},
-      {"delete FILE -p z,1", "ollol"},
+  const struct {
+    std::string command;
+    const char* expected;
+    const char* would;
+  } cases[] = {
+      {"append FILE ODD LETTER", "lhool", "append 2 pages after page 3"},
+      {"insert FILE HALFTONE --after 0", "hlhool", "insert 1 page before page 1 of 5"},
+      {"insert FILE ODD --after z", "hlhoolo", "insert 1 page after page 6 of 6"},
+      {"insert FILE ODD LETTER --after 1", "hollhoolo", "insert 2 pages after page 1 of 7"},
+      {"replace FILE HALFTONE --page z", "hollhoolh", "replace page 9 of 9: one picture"},
+      {"delete FILE --page 5-6", "hollolh", "remove pages 5-6 of 9: 2 pictures"},
+      {"delete FILE -p z,1,1", "ollol", "remove pages 1, 7 of 7: 2 pictures"},
   };
-  for (const auto& [command, expected] : cases) {
+  for (const auto& [command, expected, would] : cases) {
     SCOPED_TRACE(command);
     // Into another file, to standard output, and into the file itself: the same.
     const Bytes before = FileBytes(file);
     EXPECT_EQ(Run(command + " -o OUT").exit, 0);
     EXPECT_EQ(Run(command + " -o -", {.output = m_folder / "streamed"}).exit, 0);
     EXPECT_TRUE(FileBytes(file) == before);
+    EXPECT_EQ(Run(command + " --dry-run").out, std::string("would ") + would + "\n");
+    EXPECT_TRUE(FileBytes(file) == before);
     const Result run = Run(command);
     EXPECT_EQ(run.exit, 0) << run.err;
     EXPECT_EQ(run.err, "");
+    const std::string what = std::string(would).substr(std::string(would).find(' '));
+    EXPECT_THAT(run.out, testing::EndsWith(what + "\n"));
     EXPECT_EQ(Pages(file), expected);
     EXPECT_TRUE(FileBytes(out) == FileBytes(file));
     EXPECT_TRUE(FileBytes(m_folder / "streamed") == FileBytes(file));
     Walk(FileBytes(file));
   }
+  EXPECT_EQ(Run("append FILE ODD --in-place --dry-run").out, "would append 1 page\n");
   EXPECT_EQ(Run("append OUT ODD").exit + Run("append FILE ODD --in-place").exit, 0);
+  EXPECT_EQ(Run("delete FILE -p 1 -o OUT --quiet").out, "");
+  EXPECT_EQ(Run("append OUT ODD --quiet").exit + Run("delete FILE -p 1").exit, 0);
+  EXPECT_EQ(Run("delete OUT -p z").exit, 0);
   EXPECT_EQ(FileBytes(file), FileBytes(out));
   // Only a file of another kind needs force.
   EXPECT_EQ(Run("create FILE ODD").exit, 0);
@@ -189,11 +201,84 @@ TEST_F(Documents, PagesAreAssembledAndSplit) {
   EXPECT_EQ(Pages(m_folder / "page01.mda") + Pages(m_folder / "page02.mda") +
                 Pages(m_folder / "page03.mda"),
             "lho");
-  // The filter numbers images: a page that goes from such a document is noted.
-  const std::string formatter = Copy("formatter.afp", "formatter.afp");
-  const Result run = Kzica({"delete", formatter, "-p", "1"});
-  EXPECT_EQ(run.exit, 0);
-  EXPECT_THAT(run.err, HasSubstr("page 1 has no image of its own"));
+  const Result would = Kzica({"split", report, m_folder / "would%d.mda", "--by", "2", "--dry-run"});
+  EXPECT_EQ(would.out, "would split 3 pages into 2 files\n");
+  EXPECT_FALSE(std::filesystem::exists(m_folder / "would1.mda"));
+  ASSERT_EQ(Kzica({"split", report, m_folder / "part%d.mda", "--by", "2"}).exit, 0);
+  EXPECT_EQ(Pages(m_folder / "part1.mda") + "," + Pages(m_folder / "part2.mda"), "lh,o");
+}
+
+// Groups named A and B, between them a page in none.
+TEST_F(Documents, GroupsAreSelectedAndSplit) {
+  using namespace kz::test;
+  const auto page = [](int number) { return NumberedPage(number); };
+  const auto group = [](const std::string& name, const Bytes& pages) {
+    return Field(0xA8AD, Name(name)) + pages + Field(0xA9AD);
+  };
+  const std::vector<Bytes> parts = {group("A", page(1) + group("C", page(2))), page(3),
+                                    group("B", page(4))};
+  const std::string file =
+      m_folder.File("file.mda", Begin("D") + parts[0] + parts[1] + parts[2] + End("D"));
+  EXPECT_EQ(Run("split FILE OUT%d --by group").out, "split 4 pages into 3 files\n");
+  for (size_t i = 0; i < parts.size(); ++i) {
+    EXPECT_EQ(FileBytes(m_folder / "out" + std::to_string(i + 1)),
+              Begin("D") + parts[i] + End("D"));
+  }
+  EXPECT_EQ(Run("split FILE OUT --by group --group A --page 2").exit, 0);
+  EXPECT_EQ(FileBytes(m_folder / "out"), Begin("D") + group("A", group("C", page(2))) + End("D"));
+  EXPECT_EQ(Run("assemble OUT FILE:z-1 --group C --group B").exit, 0);
+  EXPECT_EQ(FileBytes(m_folder / "out"),
+            Begin("D") + parts[2] + group("A", group("C", page(2))) + End("D"));
+  EXPECT_EQ(Run("delete FILE --group A").out, "removed pages 1-2 of 4: 2 pictures\n");
+  EXPECT_EQ(kz::test::Pages(FileBytes(file)), (std::vector<Bytes>{page(3), page(4)}));
+}
+
+// A scan, a page of text, one with two pictures, a scan: every command counts the same.
+TEST_F(Documents, HaveTheSamePagesForEveryCommand) {
+  using namespace kz::test;
+  const auto image = [](int number) {
+    return Field(0xA8FB) + PictureData(NumberedSegment(number)) + Field(0xA9FB);
+  };
+  // EBCDIC HI in a transparent data control sequence.
+  const Bytes text = Field(0xA8AF) + Field(0xA89B) +
+                     Field(0xEE9B, {0x2B, 0xD3, 4, 0xDA, 0xC8, 0xC9}) + Field(0xA99B) +
+                     Field(0xA9AF);
+  const std::string file =
+      m_folder.File("file.mda", Begin("D") + NumberedPage(1) + text + Field(0xA8AF) + image(2) +
+                                    image(3) + Field(0xA9AF) + NumberedPage(4) + End("D"));
+  const struct {
+    const char* contents;
+    std::vector<int> pictures;
+  } pages[] = {
+      {"one picture", {1}}, {"text, no picture", {}}, {"2 pictures", {2, 3}}, {"one picture", {4}}};
+  for (int page = 1; page <= 4; ++page) {
+    SCOPED_TRACE(page);
+    const auto& expected = pages[page - 1];
+    const std::string number = std::to_string(page);
+    EXPECT_EQ(Run("delete FILE --dry-run -p " + number).out,
+              "would remove page " + number + " of 4: " + expected.contents + "\n");
+    EXPECT_EQ(Run("text FILE -p " + number).out.find("HI") != std::string::npos, page == 2);
+    const TemporaryFolder out;
+    const Result run = Kzica({"extract", file, out / "%d.raw", "-p", number});
+    EXPECT_EQ(run.exit, page == 2 ? 1 : 0);
+    EXPECT_THAT(run.err, HasSubstr(page == 2 ? "page 2 has no picture: text (status -9)" : ""));
+    std::vector<std::string> names;
+    for (const int picture : expected.pictures) {
+      names.push_back(std::to_string(picture) + ".raw");
+      EXPECT_EQ(FileBytes(out / names.back()), Pattern(8, static_cast<unsigned>(picture)));
+    }
+    EXPECT_EQ(out.Names(), names);
+    ASSERT_EQ(Run("split FILE OUT -p " + number).exit, 0);
+    EXPECT_EQ(CountImages(m_folder / "out"), static_cast<int>(names.size()));
+  }
+  // What has no picture keeps none of the others from their files.
+  EXPECT_EQ(Run("extract FILE OUT.tif -p 1-3").exit, 1);
+  EXPECT_TRUE(std::filesystem::exists(m_folder / "out.tif"));
+  EXPECT_EQ(Run("extract FILE OUT.raw -p 3").exit, 2);
+  EXPECT_EQ(Run("extract FILE OUT.raw --image 3").exit, 0);
+  EXPECT_EQ(FileBytes(m_folder / "out.raw"), Pattern(8, 3));
+  EXPECT_THAT(Run("info FILE --json").out,
+              testing::AllOf(HasSubstr("\"pages\":4,"), HasSubstr("\"images\":4,")));
 }
 
 TEST_F(Documents, WhatCannotBeDoneIsRefusedAndStays) {
@@ -237,8 +322,13 @@ TEST_F(Documents, WhatCannotBeDoneIsRefusedAndStays) {
       {"assemble OUT FILE:4", 1, "there is no page 4"},
       {"extract FILE OUT.tif -p 2-4", 1,
        "mda: there is no page 4, the last is page 3 (status -9)\n"},
-      {"extract FILE OUT.raw -p 4", 1, "page 4: there is no such page, the last is page 3"},
-      {"extract BROKEN OUT.raw", 1, "page 1: there is no valid structured field at byte 64"},
+      {"extract FILE OUT.raw -p 4", 1, "there is no page 4, the last is page 3"},
+      {"extract FILE OUT.raw --image 4", 1, "there is no picture 4, the last is picture 3"},
+      {"extract FILE OUT.raw --image 1 -p 1", 2, "not by two"},
+      {"extract FILE OUT.raw --group G", 1, "there is no group G (status -9)"},
+      {"split FILE OUT%d --by 0", 2, "neither group nor a number of pages"},
+      {"split FILE OUT%d --by group", 1, "it has no page groups"},
+      {"delete FILE --tag ID", 2, "no tag"},
       {"info FILE -p 4", 1, "page 4: there is no such page, the last is page 3"},
       {"info FILE -p 1-2", 2, "--help"},
       {"assemble OUT FILE BROKEN", 1, "broken.mda: there is no valid"},

@@ -72,17 +72,28 @@ TEST(Extract, SeveralPagesGoIntoOneFileOrIntoNumberedOnes) {
   }
 }
 
-TEST(Extract, PagesBeforeTheDamageAreSavedAndTheDamageIsReported) {
+TEST(Extract, WhatCanBeReadIsSavedAndTheRestReported) {
   const TemporaryFolder folder;
   Bytes report = FileBytes(Sample("report-g4.mda"));
   report.resize(report.size() - 1000);
   const std::string cut = folder.File("cut.mda", report);
   const Result run = Kzica({"extract", cut, folder / "%d.png", "--all"});
   EXPECT_EQ(run.exit, 1);
-  EXPECT_THAT(run.err, HasSubstr("page 3: the data end too early (status -7)"));
+  EXPECT_THAT(run.err, HasSubstr("cut.mda: picture 3: the"));
   EXPECT_THAT(run.err, HasSubstr("the file ends within the structured field at byte"));
   EXPECT_TRUE(SamePicture(ReadPix(folder / "2.png").get(), ReadPix(Sample("halftone.png")).get()));
   EXPECT_FALSE(std::filesystem::exists(folder / "3.png"));
+  // One file holds what could be read; damage elsewhere is a warning.
+  EXPECT_EQ(Kzica({"extract", cut, folder / "all.tif", "-p", "z-1"}).exit, 1);
+  EXPECT_TRUE(
+      SamePicture(ReadPix(folder / "all.tif", 2).get(), ReadPix(Sample("letter.png")).get()));
+  EXPECT_EQ(Kzica({"extract", cut, folder / "none.tif", "-p", "3"}).exit, 1);
+  EXPECT_FALSE(std::filesystem::exists(folder / "none.tif"));
+  for (const char* option : {"--page", "--image"}) {
+    const Result second = Kzica({"extract", cut, folder / "second.png", option, "2"});
+    EXPECT_EQ(second.exit, 3);
+    EXPECT_THAT(second.err, HasSubstr("cut.mda: warning: the file ends within"));
+  }
 }
 
 TEST(Extract, ABottomUpJpegPageIsTheSamePictureInEveryFormat) {
@@ -150,7 +161,7 @@ TEST(Extract, DamageThatAPictureShowsIsAWarningAndStatusThree) {
   EXPECT_EQ(run.exit, 3);
   EXPECT_EQ(run.err,
             "kzica: " + folder / "bad.ica" +
-                ": page 1: warning: damaged lines were replaced by the lines above them\n");
+                ": picture 1: warning: damaged lines were replaced by the lines above them\n");
   EXPECT_TRUE(std::filesystem::exists(folder / "page.png"));
   // What is taken in is judged likewise; a failure weighs more.
   const std::string spare =
@@ -164,6 +175,7 @@ TEST(Extract, WrongUsageEndsWithTwo) {
   for (const char* line : {"", "extrakt FILE a.png", "extract", "extract FILE",
                            "extract FILE a.xyz", "extract FILE noending", "extract FILE -",
                            "extract FILE a.png --all", "extract FILE a.raw --page 1,2",
+                           "extract FILE a.raw --image 1,2", "extract FILE a.png --all --image 1",
                            "extract FILE - -f png --all", "extract FILE a.png --all --page 1",
                            "extract FILE a.png --page 0", "extract FILE a.png --page 2-",
                            "extract FILE a.png -f gif", "extract FILE a.png --max-pixels -1",

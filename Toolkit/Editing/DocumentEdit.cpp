@@ -288,4 +288,9 @@ Outcome WriteDocument(const DocumentEdit& edit, int descriptor) {
   return outcome.Ok() ? work.pieces.Write(descriptor) : outcome;
 }
 
+Outcome CheckDocument(const DocumentEdit& edit) {
+  Work work;
+  return Prepare(work, edit);
+}
+
 }  // namespace kz

@@ -40,5 +40,8 @@ K_EXPORT Outcome WriteDocument(const DocumentEdit& edit, const std::string& out,
                                FileBatch* batch = nullptr);
 // The same, written at the position of a descriptor, which may be a pipe.
 K_EXPORT Outcome WriteDocument(const DocumentEdit& edit, int descriptor);
+// Whether a document could be written, as far as that shows without writing: fails as
+// WriteDocument does before the first byte.
+K_EXPORT Outcome CheckDocument(const DocumentEdit& edit);
 
 }  // namespace kz

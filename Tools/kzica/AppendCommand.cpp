@@ -23,15 +23,25 @@ Exit Append(AppendOptions& options) {
     exit = pictures.Make(options.inputs, options.pages, options.container, document);
   }
   if (exit != kDone) return exit;
-  if (!options.inPlace) return document.Write(kz::AppendPages(document.Index(), pictures.Picks()));
-  const kz::Outcome outcome = kz::AppendInPlace(document.File(), pictures.Index());
-  return outcome.Ok() ? kDone : Complain({document.File()}, outcome);
+  const std::vector<kz::PagePick> picks = pictures.Picks();
+  Deed deed = {"appended", "append", Count(picks.size(), "page")};
+  if (!options.inPlace) {
+    const size_t pages = document.Index().pages.size();
+    if (pages > 0) deed.what += " after page " + std::to_string(pages);
+    return document.Write(kz::AppendPages(document.Index(), picks), deed);
+  }
+  kz::Outcome outcome;
+  if (!document.IsDryRun()) outcome = kz::AppendInPlace(document.File(), pictures.Index());
+  if (!outcome.Ok()) return Complain({document.File()}, outcome);
+  document.SayDone(deed);
+  return kDone;
 }
 
 }  // namespace
 
 void AddAppend(CLI::App& app, Exit& exit) {
-  CLI::App* command = app.add_subcommand("append", "Add pictures behind a document's last page");
+  CLI::App* command =
+      app.add_subcommand("append", "Add pictures as pages after a document's last page");
   command->footer(
       "A new document with the pages takes the document's place when it is complete; until\n"
       "then, and if anything fails, the document is what it was. --in-place writes into the\n"

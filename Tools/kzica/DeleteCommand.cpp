@@ -1,4 +1,5 @@
 // kzica delete: pages out of a document.
+#include <algorithm>
 #include <memory>
 
 #include "Tools/kzica/Documents.h"
@@ -9,17 +10,24 @@ namespace {
 
 struct DeleteOptions {
   EditedDocument document;
-  std::string pages;
+  SelectionOptions pages;
 };
 
 Exit Delete(DeleteOptions& options) {
-  const kz::PageRange range = ParsePages("--page", options.pages);
+  const kz::Selection selection = SelectionOf(options.pages);
+  if (selection.IsEmpty()) throw UsageError("say with --page, --group or --tag what to remove");
   EditedDocument& document = options.document;
   std::vector<int> pages;
   Exit exit = document.Begin();
-  if (exit == kDone) exit = ChoosePages(document.Index(), range, pages);
-  if (exit == kDone) exit = document.Write(kz::DeletePages(document.Index(), pages));
-  return exit;
+  if (exit == kDone) exit = SelectPages(document.Index(), selection, pages);
+  if (exit != kDone) return exit;
+  const kz::PageIndex& index = document.Index();
+  std::sort(pages.begin(), pages.end());
+  pages.erase(std::unique(pages.begin(), pages.end()), pages.end());
+  return document.Write(kz::DeletePages(index, pages),
+                        {"removed", "remove",
+                         PageList(pages) + " of " + std::to_string(index.pages.size()) + ": " +
+                             index.PageWords(pages)});
 }
 
 }  // namespace
@@ -27,12 +35,12 @@ Exit Delete(DeleteOptions& options) {
 void AddDelete(CLI::App& app, Exit& exit) {
   CLI::App* command = app.add_subcommand("delete", "Remove pages from a document");
   command->footer(
-      "What stands between pages stays. If anything fails, the document is what it was.");
+      "A page is all from Begin Page to End Page, whatever is on it: --dry-run says what that\n"
+      "is. What stands between pages stays, page groups too. If anything fails, the document\n"
+      "is what it was.");
   auto options = std::make_shared<DeleteOptions>();
   options->document.AddOptions(*command);
-  command->add_option("-p,--page", options->pages, "Pages to remove, like 2, 1,3-5, 9- or z")
-      ->required()
-      ->type_name("PAGES");
+  AddSelection(*command, options->pages, "Pages to remove, like 2, 1,3-5, 9- or z (the last)");
   command->callback([options, &exit] { exit = Delete(*options); });
 }
 

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include "Toolkit/Base/Printable.h"
 #include "Toolkit/Documents/Document.h"
 #include "Toolkit/Documents/UnframedFile.h"
 #include "Tools/kzica/Input.h"
@@ -37,6 +38,18 @@ Exit WriteTo(const std::string& out, const kz::DocumentEdit& edit, kz::FileBatch
   return outcome.Ok() ? kDone : Complain({out}, outcome);
 }
 
+void DeedReport::AddOptions(CLI::App& command) {
+  command.add_flag("--dry-run", m_dryRun, "Only say what would be done");
+  command.add_flag("--quiet", m_quiet, "Don't say what was done");
+}
+
+void DeedReport::Say(const Deed& deed, const std::string& out) const {
+  if (m_dryRun) return Print(std::string("would ") + deed.would + " " + deed.what + "\n");
+  if (m_quiet || out == "-") return;
+  const std::string line = kz::Printable(std::string(deed.did) + " " + deed.what) + "\n";
+  if (::write(STDOUT_FILENO, line.data(), line.size()) < 0) return;
+}
+
 void EditedDocument::AddOptions(CLI::App& command) {
   command.add_option("FILE", m_file, "Document to change")->required();
   command
@@ -45,18 +58,20 @@ void EditedDocument::AddOptions(CLI::App& command) {
       ->check(CLI::Validator(
           [](const std::string& out) { return out.empty() ? "an empty name is no file" : ""; }, ""))
       ->type_name("OUT");
+  m_report.AddOptions(command);
   AddChangeOptions(command, m_breakLinks);
 }
 
 Exit EditedDocument::Begin(bool inPlace) {
-  RefuseTerminal(m_out);
-  if (m_out.empty() && m_file == "-") {
+  if (!IsDryRun()) RefuseTerminal(m_out);
+  const bool changesFile = m_out.empty() && !IsDryRun();
+  if (changesFile && m_file == "-") {
     throw UsageError("standard input can't be changed; say with -o where the result goes");
   }
-  if (!m_out.empty() && OpenInput(m_file) != kDone) return kFileFailed;
+  if (!changesFile && OpenInput(m_file) != kDone) return kFileFailed;
   const bool changesItself = m_out.empty() || IsInput(m_file, m_out);
-  if (changesItself) {
-    if (RefuseFramed() != kDone) return kFileFailed;
+  if (changesItself && RefuseFramed() != kDone) return kFileFailed;
+  if (changesItself && !IsDryRun()) {
     const Exit locked = LockDocument(Result(), inPlace || m_breakLinks, m_lock);
     if (locked != kDone) return locked;
   }
@@ -82,13 +97,20 @@ Exit EditedDocument::RefuseFramed() const {
                       ") away; with -o OUT the result is written, unframed, to another file"));
 }
 
-Exit EditedDocument::Write(const kz::DocumentEdit& edit) const {
-  const Exit exit = WriteTo(Result(), edit);
+Exit EditedDocument::Write(const kz::DocumentEdit& edit, const Deed& deed) const {
+  Exit exit = kDone;
+  if (IsDryRun()) {
+    const kz::Outcome outcome = kz::CheckDocument(edit);
+    if (!outcome.Ok()) exit = Complain({m_file}, outcome);
+  } else {
+    exit = WriteTo(Result(), edit);
+  }
   const kz::Framing framing = FramingOf(m_file);
-  if (exit == kDone && framing.IsFramed()) {
+  if (exit == kDone && !IsDryRun() && framing.IsFramed()) {
     Note({Result()},
          "written without the framing of " + InputName(m_file) + ": " + kz::FramingName(framing));
   }
+  if (exit == kDone) SayDone(deed);
   return exit;
 }
 

@@ -9,6 +9,7 @@
 #include "Toolkit/Editing/Assemble.h"
 #include "Toolkit/Files/SpoolFile.h"
 #include "Tools/kzica/Locking.h"
+#include "Tools/kzica/PageSelection.h"
 #include "Tools/kzica/Pages.h"
 
 namespace kzica {
@@ -23,10 +24,33 @@ Exit ChoosePages(const kz::PageIndex& index, const kz::PageRange& range, std::ve
 // Says what fails.
 Exit WriteTo(const std::string& out, const kz::DocumentEdit& edit, kz::FileBatch* batch = nullptr);
 
+// What a command does to pages, in a line: "removed page 2 of 14: text, no picture".
+struct Deed {
+  const char* did;    // "removed"
+  const char* would;  // "remove"
+  std::string what;   // "page 2 of 14: text, no picture"
+};
+
+// Whether and how a command says what it does to pages.
+class DeedReport {
+ public:
+  // Adds --dry-run and --quiet.
+  void AddOptions(CLI::App& command);
+  // Nothing is written, only said.
+  bool IsDryRun() const { return m_dryRun; }
+  // Says on standard output what was done, unless the result went there, or what would
+  // be. A line that can't be written undoes nothing and is no failure.
+  void Say(const Deed& deed, const std::string& out) const;
+
+ private:
+  bool m_dryRun = false;
+  bool m_quiet = false;
+};
+
 // The document that a command changes, and where the result goes.
 class EditedDocument {
  public:
-  // Adds FILE, -o, --no-wait and --break-links.
+  // Adds FILE, -o, --dry-run, --quiet, --no-wait and --break-links.
   void AddOptions(CLI::App& command);
   // Locks the document, if it is to be changed itself, and looks at all of it or, to
   // append in place, at its beginning only. Says what fails.
@@ -37,8 +61,12 @@ class EditedDocument {
   // Of a document that is not changed in place.
   const kz::PageIndex& Index() const { return m_index; }
   kz::Container DocumentContainer() const { return m_container; }
-  // Writes the result. Says what fails.
-  Exit Write(const kz::DocumentEdit& edit) const;
+  bool IsDryRun() const { return m_report.IsDryRun(); }
+  // Writes the result, or sees whether that can be done, and says what was done or what
+  // fails.
+  Exit Write(const kz::DocumentEdit& edit, const Deed& deed) const;
+  // Says what was done otherwise.
+  void SayDone(const Deed& deed) const { m_report.Say(deed, Result()); }
 
  private:
   // Says it when the records are framed, which a change in place would lose.
@@ -47,6 +75,7 @@ class EditedDocument {
   std::string m_file;
   std::string m_out;  // empty: the document itself
   bool m_breakLinks = false;
+  DeedReport m_report;
   kz::DocumentLock m_lock;
   kz::Container m_container = kz::Container::Modca;
   kz::PageIndex m_index;

@@ -1,6 +1,7 @@
-// kzica extract: pages as picture files.
+// kzica extract: the pictures of a file, or of some of its pages, as picture files.
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <memory>
@@ -15,6 +16,7 @@
 #include "Toolkit/Pictures/PictureFile.h"
 #include "Tools/kzica/Input.h"
 #include "Tools/kzica/Locking.h"
+#include "Tools/kzica/PageSelection.h"
 
 namespace kzica {
 
@@ -29,14 +31,15 @@ const std::vector<std::string> kFormats = [] {
 struct ExtractOptions {
   std::string file;
   std::string out;
-  std::string pages = "1";
+  SelectionOptions pages;
+  std::string images;
   bool all = false;
   std::string format;
   bool dither = false;
   kz::LoadOptions load;
 };
 
-// What a page is written as: a picture, or its image data as they are stored.
+// What a picture is written as: a picture, or its image data as they are stored.
 struct OutputFormat {
   kz::PictureFormat picture = kz::PictureFormat::kNone;
   bool raw = false;
@@ -57,14 +60,7 @@ OutputFormat ChooseFormat(const ExtractOptions& options) {
   return {picture, false};
 }
 
-kz::PageRange ChoosePages(const ExtractOptions& options) {
-  kz::PageRange range;
-  const kz::Outcome parsed = range.Parse(options.all ? "1-z" : options.pages);
-  if (!parsed.Ok()) throw UsageError("--page: " + parsed.what);
-  return range;
-}
-
-// An output file can't be the file that the pages come from.
+// An output file can't be the file that the pictures come from.
 void RefuseSameFile(const ExtractOptions& options, const std::string& out) {
   if (IsInput(options.file, out)) {
     throw UsageError(out + ": this is the file to extract from");
@@ -89,45 +85,144 @@ kz::Outcome WriteData(const std::string& out, const std::vector<unsigned char>& 
   return file.Commit();
 }
 
+// A picture that is wanted, and the page that it is wanted of; 0: of none.
+struct Wanted {
+  int picture;
+  int page;
+};
+
+// Whether any bytes of the page were skipped for damage.
+bool IsDamaged(const kz::PageIndex& index, int page) {
+  const kz::ByteRange bytes = index.pages[static_cast<size_t>(page) - 1].bytes;
+  const auto first = std::partition_point(index.skipped.begin(), index.skipped.end(),
+                                          [&](const kz::SkippedBytes& skipped) {
+                                            return skipped.offset + skipped.length <= bytes.begin;
+                                          });
+  return first != index.skipped.end() && first->offset < bytes.end;
+}
+
 class Extraction {
  public:
   explicit Extraction(const ExtractOptions& options)
       : m_options(options),
         m_format(ChooseFormat(options)),
-        m_range(ChoosePages(options)),
+        m_pages(SelectionOf(options.pages)),
+        m_images("picture"),
         m_document(options.file) {
-    const bool holdsPages = !m_format.raw && kz::HoldsPages(m_format.picture);
-    if (!m_range.IsSinglePage() && !holdsPages && !Numbered()) {
-      throw UsageError(options.out +
-                       ": holds one page; several go into a tif or pdf, or into numbered files "
-                       "if the name has a %d");
+    const bool named = !m_pages.IsEmpty();
+    if (named && (options.all || !options.images.empty())) {
+      throw UsageError("pictures are chosen by their pages, by --image or by --all, not by two");
     }
+    const std::string images = options.all ? "1-z" : options.images.empty() ? "1" : options.images;
+    const kz::Outcome parsed = m_images.Parse(images);
+    if (!parsed.Ok()) throw UsageError("--image: " + parsed.what);
+    // A group may be a single page.
+    const bool byNumber = options.pages.groups.empty() && options.pages.tags.empty();
+    const bool single = named ? !byNumber || m_pages.IsSinglePage() : m_images.IsSinglePage();
+    if (!single && !HoldsSeveral()) RefuseSeveral("");
     RefuseTerminal(options.out);
   }
 
   Exit Run() {
-    std::vector<int> pages;
-    kz::Outcome outcome;
-    outcome = m_document.Open();
-    if (outcome.Ok()) outcome = m_range.Resolve(m_document.Pictures(), pages);
+    const kz::Outcome outcome = m_document.Open();
     if (!outcome.Ok()) return Complain({m_options.file}, outcome);
-    const Exit exit = Numbered() ? ToNumberedFiles(pages)
-                                 : ToOneFile(kz::NumberedName(m_options.out, pages[0]), pages);
-    const kz::Outcome& structure = m_document.Index().structure;
-    return structure.Ok() ? exit : Complain({m_options.file}, structure);
+    std::vector<Wanted> wanted;
+    Exit exit = m_pages.IsEmpty() ? ChooseImages(wanted) : ChooseFromPages(wanted);
+    if (!wanted.empty()) {
+      const Exit written =
+          Numbered() ? ToNumberedFiles(wanted)
+                     : ToOneFile(kz::NumberedName(m_options.out, wanted[0].picture), wanted);
+      if (written != kDone) exit = written;
+    }
+    return ReportDamage(exit);
   }
 
  private:
   bool Numbered() const { return m_options.out != "-" && kz::IsNumbered(m_options.out); }
+  bool HoldsSeveral() const {
+    return Numbered() || (!m_format.raw && kz::HoldsPages(m_format.picture));
+  }
+  void RefuseSeveral(const std::string& why) const {
+    throw UsageError(m_options.out + ": " + why +
+                     "holds one picture; several go into a tif or pdf, or into numbered files if "
+                     "the name has a %d");
+  }
 
-  // A page that fails doesn't keep the others from their files.
-  Exit ToNumberedFiles(const std::vector<int>& pages) {
+  Subject SubjectOf(const Wanted& wanted) const {
+    return {m_options.file, wanted.page, wanted.picture};
+  }
+
+  Exit ChooseImages(std::vector<Wanted>& wanted) {
+    std::vector<int> pictures;
+    kz::Outcome outcome;
+    if (m_document.Pictures() > 0) {
+      outcome = m_images.Resolve(m_document.Pictures(), pictures);
+    } else {
+      const auto pages = static_cast<size_t>(m_document.Pages());
+      outcome = kz::Failure(K_ERROR_INVALID_FORMAT,
+                            "there is no picture in " +
+                                (pages > 0 ? "its " + Count(pages, "page") : "it, and no page"));
+    }
+    if (!outcome.Ok()) return Complain({m_options.file}, outcome);
+    for (const int picture : pictures) wanted.push_back({picture, 0});
+    return kDone;
+  }
+
+  // Each picture once, also when several pages show it. A page without any keeps none
+  // of the others from theirs.
+  Exit ChooseFromPages(std::vector<Wanted>& wanted) {
+    const kz::PageIndex& index = m_document.Index();
+    std::vector<int> pages;
+    Exit exit = SelectPages(index, m_pages, pages);
+    std::vector<bool> taken(index.pictures.size() + 1);
+    for (const int page : pages) {
+      const std::vector<int> pictures = index.PicturesOf(page);
+      if (pictures.empty()) exit = ReportNoPicture(page);
+      for (const int picture : pictures) {
+        if (taken[static_cast<size_t>(picture)]) continue;
+        taken[static_cast<size_t>(picture)] = true;
+        wanted.push_back({picture, page});
+      }
+      m_damaged |= IsDamaged(index, page);
+    }
+    if (wanted.size() > 1 && !HoldsSeveral()) {
+      RefuseSeveral(PageList(pages) + (pages.size() == 1 ? " has " : " have ") +
+                    Count(wanted.size(), "picture") + ", and this ");
+    }
+    return exit;
+  }
+
+  Exit ReportNoPicture(int page) const {
+    constexpr std::string_view none = ", no picture";
+    std::string words = m_document.Index().PageWords(page);
+    if (words.ends_with(none)) words.resize(words.size() - none.size());
+    return Complain({m_options.file},
+                    kz::Failure(K_ERROR_INVALID_FORMAT,
+                                "page " + std::to_string(page) + " has no picture: " + words));
+  }
+
+  // Damage where pictures were asked for may have taken some; elsewhere it is a warning
+  // unless something failed.
+  Exit ReportDamage(Exit exit) const {
+    const kz::PageIndex& index = m_document.Index();
+    if (index.bare || index.structure.Ok()) return exit;
+    if (exit != kDone || m_damaged || (m_options.all && !index.skipped.empty())) {
+      return Complain({m_options.file}, index.structure);
+    }
+    kz::Outcome damage;
+    damage.warnings = {index.structure.what};
+    Warn({m_options.file}, damage);
+    return kDone;
+  }
+
+  // A picture that fails doesn't keep the others from their files.
+  Exit ToNumberedFiles(const std::vector<Wanted>& wanted) {
     Exit exit = kDone;
     kz::FileBatch batch(
         [&](const std::string& out, const kz::Outcome& failed) { exit = Complain({out}, failed); });
-    Progress progress(pages.size());
-    for (const int page : pages) {
-      const Exit written = ToOneFile(kz::NumberedName(m_options.out, page), {page}, &batch);
+    Progress progress(wanted.size());
+    for (const Wanted& one : wanted) {
+      const Exit written = ToOneFile(kz::NumberedName(m_options.out, one.picture), {one}, &batch);
       if (written != kDone) exit = kFileFailed;
       progress.Step();
     }
@@ -135,66 +230,76 @@ class Extraction {
     return exit;
   }
 
-  Exit ToOneFile(const std::string& out, const std::vector<int>& pages,
+  Exit ToOneFile(const std::string& out, const std::vector<Wanted>& wanted,
                  kz::FileBatch* batch = nullptr) {
     RefuseSameFile(m_options, out);
-    if (m_format.raw) return StoredData(out, pages[0], batch);
+    if (m_format.raw) return StoredData(out, wanted[0], batch);
     kz::PictureInfo info;
     if (m_format.picture == kz::PictureFormat::kJpeg && !m_options.dither &&
-        m_document.DescribePicture(pages[0], info).Ok() && info.coding == kz::Coding::Jpeg) {
-      return info.topDown ? StoredData(out, pages[0], batch) : FlippedData(out, pages[0], batch);
+        m_document.DescribePicture(wanted[0].picture, info).Ok() &&
+        info.coding == kz::Coding::Jpeg) {
+      return info.topDown ? StoredData(out, wanted[0], batch) : FlippedData(out, wanted[0], batch);
     }
-    return Pictures(out, pages, batch);
+    return Pictures(out, wanted, batch);
   }
 
-  Exit StoredData(const std::string& out, int page, kz::FileBatch* batch) {
+  Exit StoredData(const std::string& out, const Wanted& wanted, kz::FileBatch* batch) {
     std::vector<unsigned char> data;
-    kz::Outcome outcome = m_document.ReadImageData(page, data);
-    if (!outcome.Ok()) return Complain({m_options.file, page}, outcome);
+    kz::Outcome outcome = m_document.ReadImageData(wanted.picture, data);
+    if (!outcome.Ok()) return Complain(SubjectOf(wanted), outcome);
     outcome = WriteData(out, data, batch);
     Warn({out}, outcome);
     return outcome.Ok() ? kDone : Complain({out}, outcome);
   }
 
-  // The data of a page that is stored bottom up, for readers that don't know of that.
-  Exit FlippedData(const std::string& out, int page, kz::FileBatch* batch) {
+  // The data of a picture that is stored bottom up, for readers that don't know of that.
+  Exit FlippedData(const std::string& out, const Wanted& wanted, kz::FileBatch* batch) {
     std::vector<unsigned char> data;
     bool flipped = false;
-    kz::Outcome outcome = m_document.ReadImageData(page, data);
+    kz::Outcome outcome = m_document.ReadImageData(wanted.picture, data);
     if (outcome.Ok()) outcome = kz::FlipJpeg(data, m_options.load.maxPixels, flipped);
-    if (!outcome.Ok()) return Complain({m_options.file, page}, outcome);
+    if (!outcome.Ok()) return Complain(SubjectOf(wanted), outcome);
     if (!flipped) {
-      Note({m_options.file, page},
+      Note(SubjectOf(wanted),
            "is stored bottom up and can't be turned as it is: its JPEG data are coded again");
-      return Pictures(out, {page}, batch);
+      return Pictures(out, {wanted}, batch);
     }
     outcome = WriteData(out, data, batch);
     Warn({out}, outcome);
     return outcome.Ok() ? kDone : Complain({out}, outcome);
   }
 
-  Exit Pictures(const std::string& out, const std::vector<int>& pages, kz::FileBatch* batch) {
+  // All that can be read; a file without any isn't written.
+  Exit Pictures(const std::string& out, const std::vector<Wanted>& wanted, kz::FileBatch* batch) {
     kz::PictureWriter writer;
     kz::Outcome outcome = writer.Open(out, m_format.picture, batch);
     if (!outcome.Ok()) return Complain({out}, outcome);
     kz::Bitmap bitmap;
-    Progress progress(pages.size());
-    for (const int page : pages) {
-      outcome = m_document.LoadPicture(page, m_options.load, bitmap);
-      if (!outcome.Ok()) return Complain({m_options.file, page}, outcome);
-      Warn({m_options.file, page}, outcome);
-      outcome = Dither(bitmap);
-      if (!outcome.Ok()) return Complain({m_options.file, page}, outcome);
+    size_t failed = 0;
+    Progress progress(wanted.size());
+    for (const Wanted& one : wanted) {
+      outcome = m_document.LoadPicture(one.picture, m_options.load, bitmap);
+      if (outcome.Ok()) {
+        Warn(SubjectOf(one), outcome);
+        outcome = Dither(bitmap);
+      }
+      progress.Step();
+      if (!outcome.Ok()) {
+        (void)Complain(SubjectOf(one), outcome);
+        ++failed;
+        continue;
+      }
       outcome = writer.AddPage(bitmap);
       if (outcome.status == K_ERROR_BITS_PER_PIXEL) {
         outcome.what += "; --dither makes black and white of it";
       }
       if (!outcome.Ok()) return Complain({out}, outcome);
-      progress.Step();
     }
+    if (failed == wanted.size()) return kFileFailed;
     outcome = writer.Commit();
     Warn({out}, outcome);
-    return outcome.Ok() ? kDone : Complain({out}, outcome);
+    if (!outcome.Ok()) return Complain({out}, outcome);
+    return failed == 0 ? kDone : kFileFailed;
   }
 
   kz::Outcome Dither(kz::Bitmap& bitmap) const {
@@ -207,28 +312,35 @@ class Extraction {
 
   const ExtractOptions& m_options;
   OutputFormat m_format;
-  kz::PageRange m_range;
+  kz::Selection m_pages;
+  kz::PageRange m_images;
   kz::Document m_document;
+  bool m_damaged = false;  // pages that were asked for are
 };
 
 }  // namespace
 
 void AddExtract(CLI::App& app, Exit& exit) {
-  CLI::App* command = app.add_subcommand("extract", "Write pages as picture files");
+  CLI::App* command = app.add_subcommand("extract", "Write pictures of a file as picture files");
   command->footer(
-      "OUT's ending says what to write: png, tif, pbm, pgm, ppm, pnm, jpg or pdf, or raw for\n"
-      "the compressed image data as they are stored. A JPEG page goes to jpg as it is, turned\n"
-      "without loss if it is stored bottom up and that can be done. Several\n"
-      "pages go into one tif or pdf, or into numbered files if OUT has a %d or, with leading\n"
-      "zeros, a %03d that no letter follows; %% is a percent sign. OUT - is standard output.");
+      "--page takes the pictures of pages, those that a page includes too; --image counts the\n"
+      "pictures of the whole file. Without either and --all, it is the first picture. OUT's\n"
+      "ending says what to write: png, tif, pbm, pgm, ppm, pnm, jpg or pdf, or raw for the\n"
+      "compressed image data as they are stored. JPEG data go to jpg as they are, turned without\n"
+      "loss if they are stored bottom up and that can be done. Several pictures go into one tif\n"
+      "or pdf, or into numbered files if OUT has a %d or, with leading zeros, a %03d that no\n"
+      "letter follows: the number is that of the picture. %% is a percent sign. OUT - is standard\n"
+      "output. What can't be read is reported, and the rest written: exit status 1.");
   auto options = std::make_shared<ExtractOptions>();
   command->add_option("FILE", options->file, "File to extract from")->required();
   command->add_option("OUT", options->out, "File to write")->required();
-  CLI::Option* page =
-      command->add_option("-p,--page", options->pages, "Pages, like 2, 1,3-5, 9-, z (the last)")
-          ->type_name("PAGES")
-          ->capture_default_str();
-  command->add_flag("-a,--all", options->all, "All pages")->excludes(page);
+  AddSelection(*command, options->pages,
+               "Pages whose pictures to write, like 2, 1,3-5, 9- or z (the last)");
+  CLI::Option* image = command
+                           ->add_option("-i,--image", options->images,
+                                        "Pictures of the file, like 2, 1,3-5, 9- or z")
+                           ->type_name("PICTURES");
+  command->add_flag("-a,--all", options->all, "Each picture of the file")->excludes(image);
   command->add_option("-f,--format", options->format, "What to write, whatever the ending is")
       ->check(CLI::IsMember(kFormats));
   command->add_flag("--dither", options->dither,

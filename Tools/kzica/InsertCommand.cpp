@@ -15,6 +15,12 @@ struct InsertOptions {
   PageOptions pages;
 };
 
+std::string PlaceWords(const kz::PageIndex& index, int after) {
+  if (index.pages.empty()) return "into a document without pages";
+  return (after > 0 ? "after page " + std::to_string(after) : "before page 1") + " of " +
+         std::to_string(index.pages.size());
+}
+
 Exit Insert(InsertOptions& options) {
   std::vector<int> after = {0};
   kz::PageRange place;
@@ -30,20 +36,25 @@ Exit Insert(InsertOptions& options) {
     exit = pictures.Make(options.inputs, options.pages, options.container, document);
   }
   if (exit != kDone) return exit;
-  return document.Write(kz::InsertPages(document.Index(), after[0], pictures.Picks()));
+  const std::vector<kz::PagePick> picks = pictures.Picks();
+  return document.Write(
+      kz::InsertPages(document.Index(), after[0], picks),
+      {"inserted", "insert",
+       Count(picks.size(), "page") + " " + PlaceWords(document.Index(), after[0])});
 }
 
 }  // namespace
 
 void AddInsert(CLI::App& app, Exit& exit) {
-  CLI::App* command = app.add_subcommand("insert", "Add pictures behind a page of a document");
+  CLI::App* command =
+      app.add_subcommand("insert", "Add pictures as pages of a document, after one of its pages");
   command->footer("If anything fails, the document is what it was.");
   auto options = std::make_shared<InsertOptions>();
   options->document.AddOptions(*command);
   command->add_option("IN", options->inputs, "Pictures")->required();
   command
       ->add_option("--after", options->after,
-                   "Page to insert them behind; 0 is before the first, z the last")
+                   "Page to insert them after; 0 is before the first, z the last")
       ->required()
       ->type_name("N");
   AddPageOptions(*command, options->pages);

@@ -39,14 +39,20 @@ Exit Replace(ReplaceOptions& options) {
     exit = picture.Make({options.input}, options.pages, options.container, document);
   }
   if (exit != kDone) return exit;
-  return document.Write(kz::ReplacePage(document.Index(), page[0], picture.Picks()));
+  const kz::PageIndex& index = document.Index();
+  return document.Write(kz::ReplacePage(index, page[0], picture.Picks()),
+                        {"replaced", "replace",
+                         PageList(page) + " of " + std::to_string(index.pages.size()) + ": " +
+                             index.PageWords(page)});
 }
 
 }  // namespace
 
 void AddReplace(CLI::App& app, Exit& exit) {
   CLI::App* command = app.add_subcommand("replace", "Put a picture in the place of a page");
-  command->footer("If anything fails, the document is what it was.");
+  command->footer(
+      "The page goes with all that is on it: --dry-run says what that is. If anything fails, the\n"
+      "document is what it was.");
   auto options = std::make_shared<ReplaceOptions>();
   options->document.AddOptions(*command);
   command->add_option("IN", options->input, "Picture of one page")->required();
