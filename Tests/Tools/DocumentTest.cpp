@@ -329,7 +329,7 @@ TEST_F(Documents, WhatCannotBeDoneIsRefusedAndStays) {
       {"split FILE OUT%d --by 0", 2, "neither group nor a number of pages"},
       {"split FILE OUT%d --by group", 1, "it has no page groups"},
       {"delete FILE --tag ID", 2, "no tag"},
-      {"info FILE -p 4", 1, "page 4: there is no such page, the last is page 3"},
+      {"info FILE -p 4", 1, "there is no page 4, the last is page 3"},
       {"info FILE -p 1-2", 2, "--help"},
       {"assemble OUT FILE BROKEN", 1, "broken.mda: there is no valid"},
       {"assemble OUT", 2, "FILE"},

@@ -8,6 +8,12 @@ namespace {
 
 Outcome Nothing(std::string what) { return Failure(K_ERROR_INVALID_FORMAT, std::move(what)); }
 
+// Without the blanks that names and values are padded with.
+std::string_view Unpadded(std::string_view text) {
+  while (text.ends_with(' ')) text.remove_suffix(1);
+  return text;
+}
+
 // Pages that are marked in stretches, which may overlap: +1 where one begins, -1 past
 // its end.
 class MarkedPages {
@@ -78,7 +84,7 @@ Outcome Selection::Resolve(const PageIndex& index, std::vector<int>& pages) cons
   for (const std::string& name : m_groups) {
     bool known = false;
     for (const IndexedGroup& group : index.groups) {
-      if (group.name != name) continue;
+      if (Unpadded(group.name) != Unpadded(name)) continue;
       known = true;
       markGroup(group);
     }
@@ -87,7 +93,7 @@ Outcome Selection::Resolve(const PageIndex& index, std::vector<int>& pages) cons
   }
   for (const auto& [name, value] : m_tags) {
     for (const IndexedTag& tag : index.tags) {
-      if (tag.name != name || tag.value != value) continue;
+      if (Unpadded(tag.name) != Unpadded(name) || Unpadded(tag.value) != Unpadded(value)) continue;
       if (tag.page > 0) {
         marks.Mark(tag.page, 1);
       } else if (tag.group != kNoIndex) {

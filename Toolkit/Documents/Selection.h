@@ -1,5 +1,6 @@
 // Which pages of a document are meant: by their numbers, by the page groups that they
-// are in, and by the tags that they or their groups have.
+// are in, and by the tags that they or their groups have. Blanks at the end of names and
+// values don't count.
 #pragma once
 
 #include <string>

@@ -42,12 +42,14 @@ TEST(Selection, NamesPagesByNumberGroupAndTag) {
   };
   for (const auto& c : cases) {
     Selection selection;
-    if (*c.pages != '\0') EXPECT_TRUE(selection.SetPages(c.pages).Ok());
+    if (*c.pages != '\0') {
+      EXPECT_TRUE(selection.SetPages(c.pages).Ok());
+    }
     for (const std::string& name : c.groups) selection.AddGroup(name);
     for (const std::string& tag : c.tags) EXPECT_TRUE(selection.AddTag(tag).Ok());
     std::vector<int> pages;
     const Outcome outcome = selection.Resolve(index, pages);
-    EXPECT_EQ(outcome.status, c.expected.empty() ? -9 : 0) << outcome.what;
+    EXPECT_EQ(outcome.status == -9, c.expected.empty()) << outcome.what;
     EXPECT_THAT(outcome.what, testing::HasSubstr(c.words));
     EXPECT_EQ(pages, c.expected) << testing::PrintToString(c.tags);
   }
