@@ -1,4 +1,4 @@
-#include "Format/RecordFraming.h"
+#include "Format/FramingSearch.h"
 
 #include <algorithm>
 

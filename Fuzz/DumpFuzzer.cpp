@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "Format/FramingSearch.h"
 #include "Format/RecordWalk.h"
 #include "Fuzz/MemoryDisk.h"
 #include "Fuzz/MemoryPath.h"

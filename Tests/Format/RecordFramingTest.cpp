@@ -1,5 +1,5 @@
 // Framed records: told from what is none, and taken off, with damage in them.
-#include "Format/RecordFraming.h"
+#include "Format/FramingSearch.h"
 
 #include <gtest/gtest.h>
 

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <vector>
 
+#include "Format/FramingSearch.h"
 #include "Format/RecordWalk.h"
 #include "Toolkit/Files/FileDescriptor.h"
 #include "Toolkit/Files/FileWindow.h"
