@@ -1,6 +1,8 @@
 #include "Toolkit/Documents/PageIndex.h"
 
 #include <algorithm>
+#include <set>
+#include <string_view>
 
 #include "Format/FieldScan.h"
 #include "Toolkit/Documents/FieldSearch.h"
@@ -81,6 +83,21 @@ const char* PictureKindName(PictureKind kind) {
   return "";
 }
 
+std::string ResourceKindName(uint16_t code) {
+  const StructuredFieldRow* row = FindStructuredField(code);
+  std::string_view words = row != nullptr ? row->words : "Begin Resource";
+  constexpr std::string_view begin = "Begin ";
+  if (words.starts_with(begin)) words.remove_prefix(begin.size());
+  std::string name(words);
+  const auto isCapital = [](char c) { return c >= 'A' && c <= 'Z'; };
+  for (size_t i = 0; i < name.size(); ++i) {
+    const bool acronym =
+        (i > 0 && isCapital(words[i - 1])) || (i + 1 < words.size() && isCapital(words[i + 1]));
+    if (isCapital(words[i]) && !acronym) name[i] = static_cast<char>(name[i] - 'A' + 'a');
+  }
+  return name;
+}
+
 ByteRange PageIndex::Head() const {
   return {0, pages.empty() ? plainHeadEnd : pages.front().bytes.begin};
 }
@@ -119,6 +136,28 @@ std::vector<std::vector<int>> PageIndex::PagesOfPictures() const {
     }
   }
   return lists;
+}
+
+std::vector<int> PageIndex::PagesShowing(int picture) const {
+  const int own = pictures[static_cast<size_t>(picture) - 1].page;
+  if (own > 0) return {own};
+  std::vector<int> list;
+  for (int page = 1; page <= static_cast<int>(pages.size()); ++page) {
+    const std::vector<int> on = PicturesOf(page);
+    if (std::find(on.begin(), on.end(), picture) != on.end()) list.push_back(page);
+  }
+  return list;
+}
+
+std::vector<IncludedName> PageIndex::Missing() const {
+  std::vector<IncludedName> missing;
+  std::set<std::string_view> names;
+  for (const IncludedName& include : includes) {
+    if (include.resource == kNoIndex && names.insert(include.name).second) {
+      missing.push_back(include);
+    }
+  }
+  return missing;
 }
 
 std::string PageIndex::PageWords(int page) const { return PageWords(std::vector<int>{page}); }

@@ -86,6 +86,9 @@ struct IndexedResource {
   std::vector<uint32_t> shown;  // as PageIndex::shown
 };
 
+// What a resource with that Begin field is: "page segment", "overlay", "IM image".
+K_EXPORT std::string ResourceKindName(uint16_t code);
+
 // What Include fields name, and a form map of its medium overlays.
 struct IncludedName {
   std::string name;
@@ -153,6 +156,16 @@ struct K_EXPORT PageIndex {
   // of files that include pictures some ten million times, not all.
   std::vector<std::vector<int>> PagesOfPictures() const;
   static constexpr size_t kMostShownInAll = 10'000'000;
+  // The same for one of them.
+  std::vector<int> PagesShowing(int picture) const;
+  // The resources that are asked for and not in the file, each once, in the order of
+  // the first place.
+  std::vector<IncludedName> Missing() const;
+  // Whether it is a document, as opposed to bare images or resources by themselves.
+  bool IsDocument() const { return beginDocument.Size() > 0 || (!bare && !pages.empty()); }
+  // Whether bytes of the file are lost: it ends too early, or some are no fields.
+  // Without, `structure` may still name fields that stand where they mustn't.
+  bool IsDamaged() const { return structure.status == K_ERROR_READ || !skipped.empty(); }
   // What is on a page, for people: "text, 2 pictures", "nothing".
   std::string PageWords(int page) const;
   // The same for several: what is on any of them, and how many pictures in all.
