@@ -1,34 +1,190 @@
 #include "Toolkit/Documents/Check.h"
 
-#include "Toolkit/Documents/Document.h"
+#include <algorithm>
+#include <atomic>
+#include <iterator>
+#include <map>
+#include <mutex>
+#include <new>
+#include <system_error>
+#include <thread>
+#include <unordered_map>
 
 namespace kz {
 
-Outcome CheckFile(const std::string& file, const LoadOptions& options,
-                  const std::function<void(const CheckResult&)>& report) {
-  Document document(file);
-  CheckResult whole;
-  whole.outcome = document.Open();
-  whole.pictures = document.Pictures();
-  Outcome first;
-  for (int picture = 1; picture <= whole.pictures; ++picture) {
-    Bitmap bitmap;
-    const CheckResult result{picture, whole.pictures,
-                             document.LoadPicture(picture, options, bitmap)};
-    if (first.Ok()) first = result.outcome;
-    report(result);
+namespace {
+
+Problem Damage(const Outcome& outcome, int picture = 0) {
+  return {Severity::Damage, 0, picture, outcome.status, outcome.what};
+}
+
+Problem Warning(std::string what, int status, int page = 0, int picture = 0) {
+  return {Severity::Warning, page, picture, status, std::move(what)};
+}
+
+std::string SkippedWords(const SkippedBytes& skipped) {
+  return "bytes " + std::to_string(skipped.offset) + " to " +
+         std::to_string(skipped.offset + skipped.length) + ": no structured field (" +
+         std::to_string(skipped.length) + " bytes skipped)";
+}
+
+void CheckStructure(const PageIndex& index, std::vector<Problem>& problems) {
+  const Outcome& structure = index.structure;
+  if (index.IsDamaged()) {
+    // That there is no field is what the skipped bytes say, with their length.
+    if (structure.status == K_ERROR_READ) problems.push_back(Damage(structure));
+    for (const SkippedBytes& skipped : index.skipped) {
+      problems.push_back(Damage(Failure(K_ERROR_INVALID_FORMAT, SkippedWords(skipped))));
+    }
+  } else if (!structure.Ok() && index.IsDocument()) {
+    problems.push_back(Warning("its pages can't be edited: " + structure.what, structure.status));
   }
-  const Outcome& structure = document.Index().structure;
-  if (whole.outcome.Ok() && !structure.Ok()) {
-    if (structure.status == K_ERROR_READ || !document.Index().skipped.empty()) {
-      whole.outcome = structure;
-    } else {
-      whole.outcome.warnings.push_back("its pages can't be edited: " + structure.what);
+  for (const IncludedName& missing : index.Missing()) {
+    problems.push_back(Warning("the resource " + missing.name + " isn't in the file",
+                               K_ERROR_INVALID_FORMAT, missing.page));
+  }
+}
+
+// Problems of pictures, those of the first ones: there may be millions, all alike.
+class FirstProblems {
+ public:
+  void Add(int picture, Problem problem) {
+    m_problems.emplace(picture, std::move(problem));
+    if (m_problems.size() <= CheckReport::kMostOfPictures) return;
+    const auto last = std::prev(m_problems.end());
+    ++m_more;
+    m_moreDamage |= last->second.severity == Severity::Damage;
+    m_problems.erase(last);
+  }
+
+  std::vector<Problem> Take() {
+    std::vector<Problem> list;
+    for (auto& [picture, problem] : m_problems) list.push_back(std::move(problem));
+    return list;
+  }
+
+  // For those that are left out, if there are any.
+  void AddRest(std::vector<Problem>& list) const {
+    if (m_more == 0) return;
+    const std::string words = std::to_string(m_more) + " more of its pictures' problems";
+    list.push_back(m_moreDamage ? Damage(Failure(K_ERROR_INVALID_FORMAT, words))
+                                : Warning(words, K_ERROR_INVALID_FORMAT));
+  }
+
+ private:
+  std::multimap<int, Problem> m_problems;
+  int64_t m_more = 0;
+  bool m_moreDamage = false;
+};
+
+// Loads pictures on several threads, each of which takes the next one.
+class PictureChecks {
+ public:
+  PictureChecks(const Document& document, const LoadOptions& options)
+      : m_document(document), m_options(options) {}
+
+  FirstProblems Run() {
+    const unsigned processors = std::max(1U, std::thread::hardware_concurrency());
+    const unsigned threads = std::min(processors, static_cast<unsigned>(m_document.Pictures()));
+    std::vector<std::thread> others;
+    try {
+      while (others.size() + 1 < threads) others.emplace_back([this] { Work(); });
+    } catch (const std::system_error&) {
+      // There are no more threads to be had: those that there are do the work.
+    }
+    Work();
+    for (std::thread& other : others) other.join();
+    return std::move(m_problems);
+  }
+  // Pictures that weren't checked.
+  int WithoutMemory() const { return m_withoutMemory; }
+
+ private:
+  void Work() {
+    for (int picture = ++m_last; picture <= m_document.Pictures(); picture = ++m_last) {
+      try {
+        Check(picture);
+      } catch (const std::bad_alloc&) {
+        ++m_withoutMemory;
+      }
     }
   }
-  if (first.Ok()) first = whole.outcome;
-  report(whole);
-  return first;
+
+  void Check(int picture) {
+    Bitmap bitmap;
+    const Outcome outcome = m_document.LoadPicture(picture, m_options, bitmap);
+    for (const std::string& warning : outcome.warnings) {
+      Add(picture, Warning(warning, K_SUCCESS, 0, picture));
+    }
+    if (outcome.Ok()) return;
+    // What can't be described is of a kind that isn't known.
+    PictureInfo ignored;
+    const bool known = outcome.status != K_ERROR_INVALID_FORMAT ||
+                       m_document.DescribePicture(picture, ignored).Ok();
+    Add(picture, known ? Damage(outcome, picture)
+                       : Warning("can't be read: " + outcome.what, outcome.status, 0, picture));
+  }
+
+  void Add(int picture, Problem problem) {
+    const std::lock_guard lock(m_mutex);
+    m_problems.Add(picture, std::move(problem));
+  }
+
+  const Document& m_document;
+  const LoadOptions& m_options;
+  std::atomic<int> m_last = 0;
+  std::atomic<int> m_withoutMemory = 0;
+  std::mutex m_mutex;
+  FirstProblems m_problems;
+};
+
+// Fills in the first page that shows the picture of each problem.
+void NamePages(const PageIndex& index, std::vector<Problem>& problems) {
+  std::unordered_map<int, int> firstPages;  // of pictures that stand on no page
+  for (Problem& problem : problems) {
+    problem.page = index.pictures[static_cast<size_t>(problem.picture) - 1].page;
+    if (problem.page == 0) firstPages.emplace(problem.picture, 0);
+  }
+  if (firstPages.empty()) return;
+  for (int page = 1; page <= static_cast<int>(index.pages.size()); ++page) {
+    for (const int picture : index.PicturesOf(page)) {
+      const auto found = firstPages.find(picture);
+      if (found != firstPages.end() && found->second == 0) found->second = page;
+    }
+  }
+  for (Problem& problem : problems) {
+    if (problem.page == 0) problem.page = firstPages.at(problem.picture);
+  }
+}
+
+}  // namespace
+
+int CheckReport::Count(Severity severity) const {
+  return static_cast<int>(
+      std::count_if(problems.begin(), problems.end(),
+                    [&](const Problem& problem) { return problem.severity == severity; }));
+}
+
+CheckReport CheckFile(const std::string& file, const LoadOptions& options) {
+  Document document(file);
+  CheckReport report;
+  report.opened = document.Open();
+  if (!report.opened.Ok()) return report;
+  report.pages = document.Pages();
+  report.pictures = document.Pictures();
+  CheckStructure(document.Index(), report.problems);
+  PictureChecks checks(document, options);
+  FirstProblems found = checks.Run();
+  std::vector<Problem> ofPictures = found.Take();
+  NamePages(document.Index(), ofPictures);
+  report.problems.insert(report.problems.end(), ofPictures.begin(), ofPictures.end());
+  found.AddRest(report.problems);
+  if (checks.WithoutMemory() > 0) {
+    report.problems.push_back(Damage(
+        Failure(K_ERROR_NO_MEMORY, "there is not enough memory to check " +
+                                       std::to_string(checks.WithoutMemory()) + " pictures")));
+  }
+  return report;
 }
 
 }  // namespace kz

@@ -1,8 +1,9 @@
-// Whether every page of a file can be used.
+// Whether a file is whole and each of its pictures can be used.
 #pragma once
 
-#include <functional>
+#include <cstdint>
 #include <string>
+#include <vector>
 
 #include "Host/Kernel/Export.h"
 #include "Toolkit/Base/Outcome.h"
@@ -10,16 +11,33 @@
 
 namespace kz {
 
-struct CheckResult {
-  int picture = 0;   // 0: the file as a whole
-  int pictures = 0;  // of the file
-  Outcome outcome;
+// Damage: something of the file is lost or wrong. A warning: all that is there can be
+// used but for what the words say.
+enum class Severity : uint8_t { Warning, Damage };
+
+struct Problem {
+  Severity severity = Severity::Damage;
+  int page = 0;     // the first that shows the picture or asks for the resource; 0: none
+  int picture = 0;  // 0: it is none of a picture
+  int status = K_SUCCESS;
+  std::string what;
 };
 
-// Looks whether the structure of the file is whole and each of its pictures can be
-// loaded, and reports picture by picture and then on the file as a whole.
-// Returns the first failure; its words don't name the picture.
-K_EXPORT Outcome CheckFile(const std::string& file, const LoadOptions& options,
-                           const std::function<void(const CheckResult&)>& report);
+struct K_EXPORT CheckReport {
+  Outcome opened;  // why nothing could be checked
+  int pages = 0;
+  int pictures = 0;
+  // Those of the file, then those of its pictures in their order, the first
+  // kMostOfPictures of them and one that says how many more there are.
+  std::vector<Problem> problems;
+  static constexpr size_t kMostOfPictures = 10000;
+  int Count(Severity severity) const;
+  bool Sound() const { return opened.Ok() && problems.empty(); }
+  bool Damaged() const { return Count(Severity::Damage) > 0; }
+};
+
+// Looks whether the structure of the file is whole and what it includes is there, and
+// loads each picture, on all processors: one bitmap for each of them at most is in memory.
+K_EXPORT CheckReport CheckFile(const std::string& file, const LoadOptions& options);
 
 }  // namespace kz

@@ -1,9 +1,11 @@
-// kzica check: whether every page of a file can be used.
+// kzica check: what is wrong with files.
 #include <memory>
 
 #include "Toolkit/Base/Printable.h"
 #include "Toolkit/Documents/Check.h"
 #include "Tools/kzica/Input.h"
+#include "Tools/kzica/Json.h"
+#include "Tools/kzica/Words.h"
 
 namespace kzica {
 
@@ -12,45 +14,132 @@ namespace {
 struct CheckOptions {
   std::vector<std::string> files;
   kz::LoadOptions load;
+  bool json = false;
+  bool quiet = false;
 };
 
-Exit CheckOne(const std::string& file, const kz::LoadOptions& options) {
-  int pictures = 0;
-  const kz::Outcome outcome = kz::CheckFile(file, options, [&](const kz::CheckResult& result) {
-    pictures = result.pictures;
-    // Damage of a page is a warning; what is said of the whole file is worth knowing.
-    if (result.picture > 0) {
-      Warn({file, 0, result.picture}, result.outcome);
+// What came of several files.
+struct Summary {
+  int sound = 0;
+  int warned = 0;
+  int damaged = 0;
+  int unread = 0;
+
+  void Add(const kz::CheckReport& report) {
+    if (!report.opened.Ok()) {
+      ++unread;
+    } else if (report.Damaged()) {
+      ++damaged;
     } else {
-      for (const std::string& note : result.outcome.warnings) Note({file}, note);
+      ++(report.Sound() ? sound : warned);
     }
-    if (!result.outcome.Ok()) Complain({file, 0, result.picture}, result.outcome);
-  });
-  if (!outcome.Ok()) return kFileFailed;
-  Print(kz::Printable(InputName(file)) + ": " +
-        (pictures == 1 ? "the picture" : "all " + std::to_string(pictures) + " pictures") +
-        " can be loaded\n");
-  return kDone;
+  }
+  Exit Result() const {
+    if (damaged + unread > 0) return kFileFailed;
+    return warned > 0 ? kWarned : kDone;
+  }
+  std::string InWords() const {
+    std::string words = Counted(sound + warned + damaged + unread, "file") + ":";
+    const auto add = [&](int count, const char* what) {
+      if (count > 0) words += (words.back() == ':' ? " " : ", ") + std::to_string(count) + what;
+    };
+    add(sound, " sound");
+    add(warned, " with warnings");
+    add(damaged, " damaged");
+    add(unread, " can't be read");
+    return words;
+  }
+};
+
+void ReportInJson(const std::string& argument, const kz::CheckReport& report) {
+  nlohmann::ordered_json object = {{"version", kJsonVersion},
+                                   {"file", argument},
+                                   {"pages", report.pages},
+                                   {"images", report.pictures},
+                                   {"ok", report.Sound()}};
+  nlohmann::ordered_json problems = nlohmann::ordered_json::array();
+  const auto number = [](int n) { return n > 0 ? nlohmann::ordered_json(n) : nullptr; };
+  const auto add = [&](const char* severity, int page, int image, int status,
+                       const std::string& what) {
+    problems.push_back({{"severity", severity},
+                        {"page", number(page)},
+                        {"image", number(image)},
+                        {"status", status},
+                        {"what", what}});
+  };
+  if (!report.opened.Ok()) add("error", 0, 0, report.opened.status, report.opened.what);
+  for (const kz::Problem& problem : report.problems) {
+    add(problem.severity == kz::Severity::Damage ? "damage" : "warning", problem.page,
+        problem.picture, problem.status, problem.what);
+  }
+  object["problems"] = std::move(problems);
+  PrintJson(object);
+}
+
+void ReportInWords(const std::string& file, const kz::CheckReport& report) {
+  for (const kz::Problem& problem : report.problems) {
+    const Subject subject = {file, problem.page, problem.picture};
+    if (problem.severity == kz::Severity::Damage) {
+      Complain(subject, kz::Failure(problem.status, problem.what));
+    } else {
+      Warn(subject, {K_SUCCESS, {}, {problem.what}});
+    }
+  }
+  std::string verdict = report.Damaged() ? "damaged" : "sound";
+  if (!report.Damaged() && !report.Sound()) {
+    verdict += " but for " + Counted(report.Count(kz::Severity::Warning), "warning");
+  }
+  Print(kz::Printable(InputName(file)) + ": " + verdict + ": " + Counted(report.pages, "page") +
+        ", " + Counted(report.pictures, "picture") + "\n");
+}
+
+void CheckOne(const std::string& argument, const CheckOptions& options, Summary& summary) {
+  std::string file = argument;
+  if (OpenInput(file) != kDone) {
+    ++summary.unread;
+    return;
+  }
+  const kz::CheckReport report = kz::CheckFile(file, options.load);
+  summary.Add(report);
+  if (options.quiet) {
+    // Nothing is said.
+  } else if (options.json) {
+    ReportInJson(argument, report);
+  } else if (report.opened.Ok()) {
+    ReportInWords(file, report);
+  } else {
+    Complain({file}, report.opened);
+  }
+  CloseInput(file);
 }
 
 Exit Check(const CheckOptions& options) {
-  Exit exit = kDone;
-  for (std::string file : options.files) {
-    if (OpenInput(file) != kDone || CheckOne(file, options.load) != kDone) exit = kFileFailed;
-    CloseInput(file);
+  Summary summary;
+  for (const std::string& file : options.files) CheckOne(file, options, summary);
+  if (!options.quiet && !options.json && options.files.size() > 1) {
+    Print(summary.InWords() + "\n");
   }
-  return exit;
+  return summary.Result();
 }
 
 }  // namespace
 
 void AddCheck(CLI::App& app, Exit& exit) {
-  CLI::App* command = app.add_subcommand("check", "See whether all pages of files can be loaded");
+  CLI::App* command = app.add_subcommand("check", "Say what is wrong with files");
   command->footer(
-      "Loads every page and walks over all structured fields. Exit status 1 when any page of\n"
-      "any file can't be loaded or a file is damaged elsewhere, 3 when a page shows damage.");
+      "Walks over all structured fields and loads each picture. Exit status 1 when a file is\n"
+      "damaged: it ends too early, bytes of it are no fields, or a picture can't be loaded.\n"
+      "3 for warnings: a picture shows damage or is of a kind that isn't read, a resource that\n"
+      "is included isn't in the file, or fields stand where pages can't be edited.\n"
+      "--json prints for each file version (1), file, pages, images, ok (nothing was found) and\n"
+      "problems: a list of severity (error: the file can't be read, damage, warning), page,\n"
+      "image, status and what.");
   auto options = std::make_shared<CheckOptions>();
   command->add_option("FILE", options->files, "Files to check")->required();
+  CLI::Option* json =
+      command->add_flag("--json", options->json, "Print one JSON object per file, each on a line");
+  command->add_flag("-q,--quiet", options->quiet, "Print nothing, only exit with the status")
+      ->excludes(json);
   AddMaxPixels(*command, options->load.maxPixels);
   command->callback([options, &exit] { exit = Check(*options); });
 }

@@ -26,6 +26,7 @@ void AddAssemble(CLI::App& app, Exit& exit);
 void AddSplit(CLI::App& app, Exit& exit);
 void AddRepair(CLI::App& app, Exit& exit);
 void AddText(CLI::App& app, Exit& exit);
+void AddIndex(CLI::App& app, Exit& exit);
 void AddDump(CLI::App& app, Exit& exit);
 void AddCheck(CLI::App& app, Exit& exit);
 void AddHelp(CLI::App& app);

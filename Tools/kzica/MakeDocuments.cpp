@@ -80,6 +80,8 @@ void WriteManual(const CLI::App& app) {
   Line("COMMAND [OPTIONS] ...");
   Line(".SH DESCRIPTION");
   Line(Escape(app.get_description()));
+  Line(".PP");
+  Line(Escape(app.get_footer()));
   for (const CLI::App* command : app.get_subcommands({})) {
     Line(".SH COMMAND " + Escape(command->get_name()));
     Line(Escape(command->get_description()) + ".");
