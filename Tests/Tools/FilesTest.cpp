@@ -33,6 +33,7 @@ class Files : public testing::Test {
             {"extract", file, m_folder / "out.png"},
             {"text", file},
             {"check", file},
+            {"index", file},
             {"split", file, m_folder / "out%d.mda"},
             {"assemble", m_folder / "out.mda", file},
             {"append", file, odd},

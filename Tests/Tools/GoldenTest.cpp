@@ -66,15 +66,15 @@ std::string Transcript(const std::string& line, const std::string& folder) {
 std::string Describe(const std::string& file, const TemporaryFolder& folder) {
   const std::string here = folder / "";
   const auto run = [&](const std::string& line) { return Transcript(line, here); };
-  std::string all = run("info " + file);
+  std::string all = run("info " + file) + run("info --all " + file) + run("index " + file);
   for (int page = 1, pages = 1; page <= pages; ++page) {
     const std::string json = run("info --json " + file + " -p " + std::to_string(page));
     const size_t at = json.find("\"pages\":");
     if (at != std::string::npos) pages = std::stoi(json.substr(at + 8));
     all += json;
   }
-  all +=
-      run("check " + file) + run("text " + file) + run("dump " + file) + run("dump --json " + file);
+  all += run("check " + file) + run("check --json " + file) + run("text " + file) +
+         run("dump " + file) + run("dump --json " + file);
   // Of small documents also what becomes of their pages elsewhere.
   constexpr uintmax_t small = 2000;
   if (file.ends_with(".ica") || fs::file_size(folder / file) > small) return all;
