@@ -48,10 +48,8 @@ std::vector<std::string> GatherInputs(const TemporaryFolder& folder) {
       }
     }
   }
-  for (const auto& entry : fs::directory_iterator(kGolden)) {
-    if (entry.path().extension() == ".hex") {
-      folder.File(entry.path().stem().string(), FromHex(entry.path()));
-    }
+  for (const auto& entry : fs::directory_iterator(kGolden / "Inputs")) {
+    folder.File(entry.path().stem().string(), FromHex(entry.path()));
   }
   return folder.Names();
 }
@@ -86,6 +84,19 @@ std::string Describe(const std::string& file, const TemporaryFolder& folder) {
   return all;
 }
 
+// The first line that differs, as it was and as it is.
+std::string FirstDifference(const std::string& expected, const std::string& output) {
+  std::istringstream before(expected), after(output);
+  std::string was, is;
+  for (int number = 1;; ++number) {
+    const bool more = static_cast<bool>(std::getline(before, was));
+    if (static_cast<bool>(std::getline(after, is)) != more || was != is) {
+      return std::to_string(number) + ": " + was + "\n" + is;
+    }
+    if (!more) return expected == output ? "" : "the last line's end";
+  }
+}
+
 TEST(Golden, OutputsAreThoseThatWereLookedOver) {
   const TemporaryFolder folder;
   std::vector<std::string> golden, expected;
@@ -97,7 +108,7 @@ TEST(Golden, OutputsAreThoseThatWereLookedOver) {
       std::ofstream(kGolden / name, std::ios::binary) << output;
     }
     const Bytes bytes = FileBytes(kGolden / name);
-    EXPECT_EQ(output, std::string(bytes.begin(), bytes.end())) << name;
+    EXPECT_EQ(FirstDifference({bytes.begin(), bytes.end()}, output), "") << name;
   }
   for (const auto& entry : fs::directory_iterator(kGolden)) {
     if (entry.path().extension() == ".txt") golden.push_back(entry.path().filename());
