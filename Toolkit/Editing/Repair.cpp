@@ -1,11 +1,37 @@
 #include "Toolkit/Editing/Repair.h"
 
+#include <algorithm>
+
+#include "Toolkit/Documents/Document.h"
 #include "Toolkit/Editing/Pieces.h"
 #include "Toolkit/Editing/RepairPlan.h"
 #include "Toolkit/Files/AtomicFile.h"
 #include "Toolkit/Files/FileVersion.h"
 
 namespace kz {
+
+namespace {
+
+// The image data that damage has touched and that don't give a picture any more.
+std::vector<ByteRange> LostPictures(const PageIndex& index) {
+  std::vector<ByteRange> lost;
+  Document document(index.file);
+  if (index.skipped.empty() || !document.Open().Ok()) return lost;
+  for (size_t i = 0; i < index.pictures.size() && i < document.Index().pictures.size(); ++i) {
+    const ByteRange bytes = index.pictures[i].bytes;
+    const bool touched =
+        std::any_of(index.skipped.begin(), index.skipped.end(), [&](const SkippedBytes& skipped) {
+          return skipped.offset <= bytes.end && bytes.begin <= skipped.offset + skipped.length;
+        });
+    Bitmap bitmap;
+    if (touched && !document.LoadPicture(static_cast<int>(i) + 1, {}, bitmap).Ok()) {
+      lost.push_back(bytes);
+    }
+  }
+  return lost;
+}
+
+}  // namespace
 
 Repair::Repair() = default;
 Repair::~Repair() = default;
@@ -20,7 +46,7 @@ Outcome Repair::Plan(const PageIndex& index) {
   Outcome outcome = m_pieces->Open(index, source);
   if (!outcome.Ok()) return outcome;
   if (m_needed) {
-    RepairPlan(index, *m_pieces, source, m_leftOut).Run();
+    RepairPlan(index, *m_pieces, source, LostPictures(index), m_leftOut).Run();
   } else {
     m_pieces->Add(source, {0, index.Size()});
   }

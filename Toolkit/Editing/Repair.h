@@ -22,9 +22,9 @@ struct LeftOutBytes {
 };
 
 // Sound pages, whole resources and what stands between pages are kept byte for byte, in
-// their order. A damaged page keeps its sound fields, and what damage left open in it is
-// closed. Begin Document, End Document and ends of groups are added where they are
-// missing.
+// their order. A damaged page keeps its sound fields, but for the data of pictures that
+// can't be loaded any more, and what damage left open in it is closed. Begin Document, End Document
+// and ends of groups are added where they are missing.
 class K_EXPORT Repair {
  public:
   Repair();

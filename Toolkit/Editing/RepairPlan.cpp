@@ -33,10 +33,11 @@ bool IsStructure(uint16_t code) {
 }  // namespace
 
 RepairPlan::RepairPlan(const PageIndex& index, PieceList& pieces, int source,
-                       std::vector<LeftOutBytes>& leftOut)
+                       std::vector<ByteRange> lost, std::vector<LeftOutBytes>& leftOut)
     : m_index(index),
       m_pieces(pieces),
       m_source(source),
+      m_lostData(std::move(lost)),
       m_leftOut(leftOut),
       m_prefixed(index.prefix == FieldPrefix::All ||
                  (index.prefix == FieldPrefix::Some &&
@@ -165,9 +166,17 @@ void RepairPlan::TakeDamaged(ByteRange range, uint16_t begin) {
   if (m_at < range.end) LeaveOut(range.end);
 }
 
+bool RepairPlan::IsLost(const ScannedField& field) const {
+  const auto lost =
+      std::upper_bound(m_lostData.begin(), m_lostData.end(), field.offset,
+                       [](int64_t offset, const ByteRange& data) { return offset < data.begin; });
+  return lost != m_lostData.begin() && field.offset < std::prev(lost)->end;
+}
+
 void RepairPlan::TakeFieldWithin(const ScannedField& field, size_t depth) {
   const FieldType type = TypeOf(field.code);
   if (IsStructure(field.code) && field.code != sf::kEndPage) return LeaveOut(field.End());
+  if (field.code == sf::kImagePictureData && IsLost(field)) return LeaveOut(field.End());
   const size_t same = DepthOf(type == FieldType::End ? PartnerOf(field.code) : field.code);
   const bool open = same != kNone && same >= depth;
   if (type == FieldType::Begin) {

@@ -12,8 +12,9 @@ namespace kz {
 
 class RepairPlan {
  public:
-  // The index is that of the list's source.
-  RepairPlan(const PageIndex& index, PieceList& pieces, int source,
+  // The index is that of the list's source. `lost`: image data, in their order, that are
+  // left out.
+  RepairPlan(const PageIndex& index, PieceList& pieces, int source, std::vector<ByteRange> lost,
              std::vector<LeftOutBytes>& leftOut);
   void Run();
 
@@ -33,6 +34,7 @@ class RepairPlan {
   void EnsureDocument();
   // Whether skipped bytes begin here or go on; leaves them out, but not beyond `end`.
   bool PassSkipped(int64_t end);
+  bool IsLost(const ScannedField& field) const;
   bool IsSkipped(ByteRange range);
   bool IsSoundPage(ByteRange page);
   bool IsWholeResource(ByteRange resource);
@@ -50,6 +52,7 @@ class RepairPlan {
   const PageIndex& m_index;
   PieceList& m_pieces;
   int m_source;
+  std::vector<ByteRange> m_lostData;  // image data to be left out
   std::vector<LeftOutBytes>& m_leftOut;
   bool m_prefixed;
   int64_t m_at = 0;
