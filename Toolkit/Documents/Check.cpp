@@ -112,15 +112,14 @@ class PictureChecks {
 
   void Check(int picture) {
     Bitmap bitmap;
-    const Outcome outcome = m_document.LoadPicture(picture, m_options, bitmap);
+    PictureInfo info;
+    const Outcome outcome = m_document.LoadPicture(picture, m_options, bitmap, &info);
     for (const std::string& warning : outcome.warnings) {
       Add(picture, Warning(warning, K_SUCCESS, 0, picture));
     }
     if (outcome.Ok()) return;
     // What can't be described is of a kind that isn't known.
-    PictureInfo ignored;
-    const bool known = outcome.status != K_ERROR_INVALID_FORMAT ||
-                       m_document.DescribePicture(picture, ignored).Ok();
+    const bool known = outcome.status != K_ERROR_INVALID_FORMAT || info.format != 0;
     Add(picture, known ? Damage(outcome, picture)
                        : Warning("can't be read: " + outcome.what, outcome.status, 0, picture));
   }

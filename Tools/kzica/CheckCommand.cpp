@@ -5,7 +5,7 @@
 #include "Toolkit/Documents/Check.h"
 #include "Tools/kzica/Input.h"
 #include "Tools/kzica/Json.h"
-#include "Tools/kzica/Words.h"
+#include "Tools/kzica/PageSelection.h"
 
 namespace kzica {
 
@@ -20,10 +20,10 @@ struct CheckOptions {
 
 // What came of several files.
 struct Summary {
-  int sound = 0;
-  int warned = 0;
-  int damaged = 0;
-  int unread = 0;
+  size_t sound = 0;
+  size_t warned = 0;
+  size_t damaged = 0;
+  size_t unread = 0;
 
   void Add(const kz::CheckReport& report) {
     if (!report.opened.Ok()) {
@@ -39,8 +39,8 @@ struct Summary {
     return warned > 0 ? kWarned : kDone;
   }
   std::string InWords() const {
-    std::string words = Counted(sound + warned + damaged + unread, "file") + ":";
-    const auto add = [&](int count, const char* what) {
+    std::string words = Count(sound + warned + damaged + unread, "file") + ":";
+    const auto add = [&](size_t count, const char* what) {
       if (count > 0) words += (words.back() == ':' ? " " : ", ") + std::to_string(count) + what;
     };
     add(sound, " sound");
@@ -87,10 +87,12 @@ void ReportInWords(const std::string& file, const kz::CheckReport& report) {
   }
   std::string verdict = report.Damaged() ? "damaged" : "sound";
   if (!report.Damaged() && !report.Sound()) {
-    verdict += " but for " + Counted(report.Count(kz::Severity::Warning), "warning");
+    verdict +=
+        " but for " + Count(static_cast<size_t>(report.Count(kz::Severity::Warning)), "warning");
   }
-  Print(kz::Printable(InputName(file)) + ": " + verdict + ": " + Counted(report.pages, "page") +
-        ", " + Counted(report.pictures, "picture") + "\n");
+  Print(kz::Printable(InputName(file)) + ": " + verdict + ": " +
+        Count(static_cast<size_t>(report.pages), "page") + ", " +
+        Count(static_cast<size_t>(report.pictures), "picture") + "\n");
 }
 
 void CheckOne(const std::string& argument, const CheckOptions& options, Summary& summary) {
@@ -101,13 +103,11 @@ void CheckOne(const std::string& argument, const CheckOptions& options, Summary&
   }
   const kz::CheckReport report = kz::CheckFile(file, options.load);
   summary.Add(report);
-  if (options.quiet) {
-    // Nothing is said.
-  } else if (options.json) {
+  if (options.json) {
     ReportInJson(argument, report);
-  } else if (report.opened.Ok()) {
+  } else if (!options.quiet && report.opened.Ok()) {
     ReportInWords(file, report);
-  } else {
+  } else if (!options.quiet) {
     Complain({file}, report.opened);
   }
   CloseInput(file);

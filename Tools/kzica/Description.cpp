@@ -5,7 +5,7 @@
 
 #include "Toolkit/Base/Printable.h"
 #include "Tools/kzica/Json.h"
-#include "Tools/kzica/Words.h"
+#include "Tools/kzica/PageSelection.h"
 
 namespace kzica {
 
@@ -28,11 +28,11 @@ const kz::IndexedPicture& Indexed(const kz::PageIndex& index, const DescribedPic
 
 // "2 page segments, 1 overlay".
 std::string ResourceWords(const kz::PageIndex& index) {
-  std::map<uint16_t, int> counts;
+  std::map<uint16_t, size_t> counts;
   for (const kz::IndexedResource& resource : index.resources) ++counts[resource.code];
   std::string words;
   for (const auto& [code, count] : counts) {
-    words += (words.empty() ? "" : ", ") + Counted(count, kz::ResourceKindName(code));
+    words += (words.empty() ? "" : ", ") + Count(count, kz::ResourceKindName(code));
   }
   return words;
 }
@@ -48,7 +48,7 @@ std::string MissingWords(const kz::PageIndex& index) {
 std::string SkippedWords(const kz::PageIndex& index) {
   int64_t length = 0;
   for (const kz::SkippedBytes& skipped : index.skipped) length += skipped.length;
-  const std::string bytes = Counted(length, "byte");
+  const std::string bytes = Count(static_cast<size_t>(length), "byte");
   return index.skipped.size() == 1
              ? bytes + " from byte " + Text(index.skipped[0].offset) + " on"
              : bytes + " in " + Text(static_cast<int64_t>(index.skipped.size())) + " places";
@@ -59,6 +59,12 @@ std::string ResourceOf(const kz::PageIndex& index, const DescribedPicture& pictu
   return resource == kz::kNoIndex ? "" : index.resources[resource].name;
 }
 
+// "1-3, 5".
+std::string Ranges(const std::vector<int>& pages) {
+  const std::string list = pages.empty() ? "" : PageList(pages);
+  return list.substr(list.find(' ') + 1);
+}
+
 std::string PlaceWords(const kz::PageIndex& index, const DescribedPicture& picture) {
   std::string words;
   if (Indexed(index, picture).resource != kz::kNoIndex) {
@@ -66,7 +72,7 @@ std::string PlaceWords(const kz::PageIndex& index, const DescribedPicture& pictu
     words = name.empty() ? ", in a resource" : ", in resource " + name;
   }
   if (picture.pages.empty()) return words + ", on no page";
-  return words + (picture.pages.size() == 1 ? ", on page " : ", on pages ") + Ranges(picture.pages);
+  return words + ", on " + PageList(picture.pages);
 }
 
 const char* RowOrder(const kz::PictureInfo& info) {
@@ -92,13 +98,13 @@ std::string RightAligned(const std::string& text, size_t width) {
 
 }  // namespace
 
-std::string FileInWords(const std::string& name, const kz::PageIndex& index,
-                        const kz::Framing& framing) {
-  std::string words = kz::Printable(name) + "\n" +
-                      Line("container", kz::ContainerName(index.container)) +
-                      (framing.IsFramed() ? Line("framing", kz::FramingName(framing)) : "") +
-                      Line("pages", Text(static_cast<int64_t>(index.pages.size()))) +
-                      Line("pictures", Text(static_cast<int64_t>(index.pictures.size())));
+std::string FileInWords(const std::string& name, const kz::Framing& framing,
+                        const kz::PageIndex& index) {
+  std::string words =
+      kz::Printable(name) + "\n" + Line("container", kz::ContainerName(index.container));
+  if (framing.IsFramed()) words += Line("framing", kz::FramingName(framing));
+  words += Line("pages", Text(static_cast<int64_t>(index.pages.size()))) +
+           Line("pictures", Text(static_cast<int64_t>(index.pictures.size())));
   if (!index.groups.empty()) {
     words += Line("groups", Text(static_cast<int64_t>(index.groups.size())));
   }
@@ -128,7 +134,7 @@ std::string PictureInWords(const kz::PageIndex& index, const DescribedPicture& p
   if (!picture.outcome.Ok())
     return words + "  " + kz::Printable(Unreadable(picture.outcome)) + "\n";
   return words + Line("size", Text(info.width) + " x " + Text(info.height) + " pixels") +
-         Line("depth", Counted(info.bitsPerPixel, "bit") + " per pixel") +
+         Line("depth", Count(static_cast<size_t>(info.bitsPerPixel), "bit") + " per pixel") +
          Line("resolution", ResolutionIsKnown(info)
                                 ? Text(info.xResolution) + " x " + Text(info.yResolution) + " dpi"
                                 : "not known") +
@@ -164,8 +170,8 @@ std::string RowInWords(const kz::PageIndex& index, const DescribedPicture* pictu
   return kz::Printable(row) + "\n";
 }
 
-ordered_json FileInJson(const std::string& name, const kz::PageIndex& index,
-                        const kz::Framing& framing) {
+ordered_json FileInJson(const std::string& name, const kz::Framing& framing,
+                        const kz::PageIndex& index) {
   ordered_json missing = ordered_json::array();
   for (const kz::IncludedName& include : index.Missing()) missing.push_back(include.name);
   ordered_json skipped = ordered_json::array();

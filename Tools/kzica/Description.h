@@ -18,16 +18,16 @@ struct DescribedPicture {
 };
 
 // Lines of labels and values.
-std::string FileInWords(const std::string& name, const kz::PageIndex& index,
-                        const kz::Framing& framing);
+std::string FileInWords(const std::string& name, const kz::Framing& framing,
+                        const kz::PageIndex& index);
 std::string PageInWords(const kz::PageIndex& index, int page);
 std::string PictureInWords(const kz::PageIndex& index, const DescribedPicture& picture);
 
 // A table with a row for each picture. Without a picture the row of headings.
 std::string RowInWords(const kz::PageIndex& index, const DescribedPicture* picture);
 
-nlohmann::ordered_json FileInJson(const std::string& name, const kz::PageIndex& index,
-                                  const kz::Framing& framing);
+nlohmann::ordered_json FileInJson(const std::string& name, const kz::Framing& framing,
+                                  const kz::PageIndex& index);
 nlohmann::ordered_json PictureInJson(const kz::PageIndex& index, const DescribedPicture& picture);
 
 }  // namespace kzica

@@ -20,8 +20,8 @@ struct InfoOptions {
 };
 
 // The one page or picture that an option names.
-kz::PageRange ParseNumber(const std::string& option, const std::string& text) {
-  kz::PageRange range;
+kz::PageRange ParseNumber(const std::string& option, const char* noun, const std::string& text) {
+  kz::PageRange range(noun);
   if (text.empty()) return range;
   const kz::Outcome parsed = range.Parse(text);
   if (!parsed.Ok() || !range.IsSinglePage()) {
@@ -35,18 +35,17 @@ class FileInfo {
   FileInfo(const InfoOptions& options, const kz::PageRange& page, const kz::PageRange& image)
       : m_options(options), m_page(page), m_image(image) {}
 
-  Exit Run(const std::string& argument) {
-    std::string file = argument;
-    if (OpenInput(file) != kDone) return kFileFailed;
+  // `file` was made of the argument.
+  Exit Run(const std::string& argument, const std::string& file) {
     kz::Document document(file);
     kz::Outcome outcome = document.Open();
     Chosen chosen;
     if (outcome.Ok()) outcome = Choose(document, chosen);
     if (!outcome.Ok()) return Complain({file}, outcome);
     if (m_options.json) {
-      ShowJson(argument, FramingOf(file), document, chosen);
+      ShowJson(argument, document, chosen);
     } else {
-      ShowWords(InputName(file), FramingOf(file), document, chosen);
+      ShowWords(InputName(file), document, chosen);
     }
     for (const auto& [picture, failure] : m_asked) Complain({file, chosen.page, picture}, failure);
     const kz::PageIndex& index = document.Index();
@@ -77,12 +76,11 @@ class FileInfo {
         }
       }
     } else if (!m_options.image.empty()) {
-      // The document says it when there is no such picture.
-      kz::PictureInfo ignored;
-      const bool resolved = m_image.Resolve(document.Pictures(), numbers).Ok();
-      if (!resolved || document.Pictures() == 0) {
-        return document.DescribePicture(document.Pictures() + 1, ignored);
+      if (document.Pictures() == 0) {
+        return kz::Failure(K_ERROR_INVALID_FORMAT, "there are no pictures");
       }
+      const kz::Outcome outcome = m_image.Resolve(document.Pictures(), numbers);
+      if (!outcome.Ok()) return outcome;
       chosen.pictures = numbers;
     } else if (document.Pictures() > 0) {
       chosen.pictures = {1};
@@ -111,10 +109,9 @@ class FileInfo {
     }
   }
 
-  void ShowWords(const std::string& name, const kz::Framing& framing, const kz::Document& document,
-                 const Chosen& chosen) {
+  void ShowWords(const std::string& name, const kz::Document& document, const Chosen& chosen) {
     const kz::PageIndex& index = document.Index();
-    Print(FileInWords(name, index, framing));
+    Print(FileInWords(name, FramingOf(index.file), index));
     if (m_options.all) {
       if (document.Pictures() > 0) Print(RowInWords(index, nullptr));
       DescribeAll(document,
@@ -127,10 +124,9 @@ class FileInfo {
     }
   }
 
-  void ShowJson(const std::string& name, const kz::Framing& framing, const kz::Document& document,
-                const Chosen& chosen) {
+  void ShowJson(const std::string& name, const kz::Document& document, const Chosen& chosen) {
     const kz::PageIndex& index = document.Index();
-    nlohmann::ordered_json object = FileInJson(name, index, framing);
+    nlohmann::ordered_json object = FileInJson(name, FramingOf(index.file), index);
     nlohmann::ordered_json pictures = nlohmann::ordered_json::array();
     const auto add = [&](const DescribedPicture& picture) {
       pictures.push_back(PictureInJson(index, picture));
@@ -159,12 +155,15 @@ class FileInfo {
 };
 
 Exit Info(const InfoOptions& options) {
-  const kz::PageRange page = ParseNumber("--page", options.page);
-  const kz::PageRange image = ParseNumber("--image", options.image);
+  const kz::PageRange page = ParseNumber("--page", "page", options.page);
+  const kz::PageRange image = ParseNumber("--image", "picture", options.image);
   Exit exit = kDone;
-  for (const std::string& file : options.files) {
-    const Exit described = FileInfo(options, page, image).Run(file);
+  for (const std::string& argument : options.files) {
+    std::string file = argument;
+    Exit described = OpenInput(file);
+    if (described == kDone) described = FileInfo(options, page, image).Run(argument, file);
     if (described == kFileFailed || exit == kDone) exit = described;
+    CloseInput(file);
   }
   return exit;
 }
@@ -177,13 +176,13 @@ void AddInfo(CLI::App& app, Exit& exit) {
       "Shows pages, pictures, groups and resources of each file, and the first picture, or the\n"
       "one of --image, or those that the page of --page shows, included ones too. Exit status 1\n"
       "when a file is damaged or what was asked for can't be read, 3 when another picture can't.\n"
-      "--json prints for each file version (1), file, container, pages, images, groups, tags,\n"
-      "resources (how many there are), missing (names of resources), skipped (bytes that are no\n"
-      "fields: offset, length), structure (null, or status and what is wrong) and, of the\n"
-      "picture, page (the first that shows it), image (its number), onPages, kind, resource (in\n"
-      "which it stands), format, compression, width, height, bitsPerPixel, xResolution,\n"
-      "yResolution, bytes, rowOrder, or error (status, what). With --all, and with --page, whose\n"
-      "page holds what holds says, pictures is a list of the latter.");
+      "--json prints for each file version (1), file, container, framing (or null), pages,\n"
+      "images, groups, tags, resources (how many there are), missing (names of resources),\n"
+      "skipped (bytes that are no fields: offset, length), structure (null, or status and what\n"
+      "is wrong) and, of the picture, page (the first that shows it), image (its number),\n"
+      "onPages, kind, resource (in which it stands), format, compression, width, height,\n"
+      "bitsPerPixel, xResolution, yResolution, bytes, rowOrder, or error (status, what). With\n"
+      "--all, and with --page, whose page holds what holds says, pictures is a list of these.");
   auto options = std::make_shared<InfoOptions>();
   command->add_option("FILE", options->files, "Files to describe")->required();
   CLI::Option* page =
