@@ -96,6 +96,24 @@ TEST(Extract, WhatCanBeReadIsSavedAndTheRestReported) {
   }
 }
 
+TEST(Extract, ResourcesAreLookedForInAFolder) {
+  const TemporaryFolder folder;
+  const Bytes whole = FileBytes(KZ_SAMPLES "/foreign/pseg_included.afp");
+  // The page segment, and the document after the resource group.
+  std::filesystem::create_directory(folder / "resources");
+  folder.File("resources/S1IMG.psg", Slice(whole, 38, 800));
+  const std::string lacking = folder.File("document", Slice(whole, 864, whole.size()));
+  EXPECT_EQ(Kzica({"extract", lacking, folder / "none.png", "-p", "2"}).exit, 1);
+  EXPECT_FALSE(std::filesystem::exists(folder / "none.png"));
+  for (const auto& [file, to] :
+       {std::pair{lacking, "found.png"}, std::pair{folder.File("whole", whole), "own.png"}}) {
+    const Result run =
+        Kzica({"extract", file, folder / to, "-p", "2", "--resources", folder / "resources"});
+    EXPECT_EQ(run.exit, 0) << run.err;
+  }
+  EXPECT_TRUE(FileBytes(folder / "found.png") == FileBytes(folder / "own.png"));
+}
+
 TEST(Extract, ABottomUpJpegPageIsTheSamePictureInEveryFormat) {
   const TemporaryFolder folder;
   for (const int height : {48, 45}) {

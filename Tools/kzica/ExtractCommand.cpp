@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <memory>
+#include <set>
 #include <vector>
 
 #include "Toolkit/Documents/Document.h"
@@ -34,6 +35,7 @@ struct ExtractOptions {
   SelectionOptions pages;
   std::string images;
   bool all = false;
+  std::string resources;  // folder; empty: none
   std::string format;
   bool dither = false;
   kz::LoadOptions load;
@@ -87,8 +89,9 @@ kz::Outcome WriteData(const std::string& out, const std::vector<unsigned char>& 
 
 // A picture that is wanted, and the page that it is wanted of; 0: of none.
 struct Wanted {
-  int picture;
+  kz::ShownPicture shown;
   int page;
+  int number;  // in names: that of the picture; of a resource's after those of the file
 };
 
 // Whether any bytes of the page were skipped for damage.
@@ -126,12 +129,13 @@ class Extraction {
   Exit Run() {
     const kz::Outcome outcome = m_document.Open();
     if (!outcome.Ok()) return Complain({m_options.file}, outcome);
+    if (!m_options.resources.empty()) m_document.AddResources(m_options.resources);
     std::vector<Wanted> wanted;
     Exit exit = m_pages.IsEmpty() ? ChooseImages(wanted) : ChooseFromPages(wanted);
     if (!wanted.empty()) {
       const Exit written =
           Numbered() ? ToNumberedFiles(wanted)
-                     : ToOneFile(kz::NumberedName(m_options.out, wanted[0].picture), wanted);
+                     : ToOneFile(kz::NumberedName(m_options.out, wanted[0].number), wanted);
       if (written != kDone) exit = written;
     }
     return ReportDamage(exit);
@@ -149,7 +153,10 @@ class Extraction {
   }
 
   Subject SubjectOf(const Wanted& wanted) const {
-    return {m_options.file, wanted.page, wanted.picture};
+    if (wanted.shown.document == &m_document) {
+      return {m_options.file, wanted.page, wanted.shown.picture};
+    }
+    return {wanted.shown.document->Name(), 0, wanted.shown.picture};
   }
 
   Exit ChooseImages(std::vector<Wanted>& wanted) {
@@ -164,7 +171,7 @@ class Extraction {
                                 (pages > 0 ? "its " + Count(pages, "page") : "it, and no page"));
     }
     if (!outcome.Ok()) return Complain({m_options.file}, outcome);
-    for (const int picture : pictures) wanted.push_back({picture, 0});
+    for (const int picture : pictures) wanted.push_back({{&m_document, picture}, 0, picture});
     return kDone;
   }
 
@@ -174,14 +181,15 @@ class Extraction {
     const kz::PageIndex& index = m_document.Index();
     std::vector<int> pages;
     Exit exit = SelectPages(index, m_pages, pages);
-    std::vector<bool> taken(index.pictures.size() + 1);
+    std::set<std::pair<const kz::Document*, int>> taken;
+    int ofResources = m_document.Pictures();
     for (const int page : pages) {
-      const std::vector<int> pictures = index.PicturesOf(page);
+      const std::vector<kz::ShownPicture> pictures = m_document.PicturesOnPage(page);
       if (pictures.empty()) exit = ReportNoPicture(page);
-      for (const int picture : pictures) {
-        if (taken[static_cast<size_t>(picture)]) continue;
-        taken[static_cast<size_t>(picture)] = true;
-        wanted.push_back({picture, page});
+      for (const kz::ShownPicture& shown : pictures) {
+        if (!taken.emplace(shown.document, shown.picture).second) continue;
+        const bool own = shown.document == &m_document;
+        wanted.push_back({shown, page, own ? shown.picture : ++ofResources});
       }
       m_damaged |= IsDamaged(index, page);
     }
@@ -222,7 +230,7 @@ class Extraction {
         [&](const std::string& out, const kz::Outcome& failed) { exit = Complain({out}, failed); });
     Progress progress(wanted.size());
     for (const Wanted& one : wanted) {
-      const Exit written = ToOneFile(kz::NumberedName(m_options.out, one.picture), {one}, &batch);
+      const Exit written = ToOneFile(kz::NumberedName(m_options.out, one.number), {one}, &batch);
       if (written != kDone) exit = kFileFailed;
       progress.Step();
     }
@@ -236,7 +244,7 @@ class Extraction {
     if (m_format.raw) return StoredData(out, wanted[0], batch);
     kz::PictureInfo info;
     if (m_format.picture == kz::PictureFormat::kJpeg && !m_options.dither &&
-        m_document.DescribePicture(wanted[0].picture, info).Ok() &&
+        wanted[0].shown.document->DescribePicture(wanted[0].shown.picture, info).Ok() &&
         info.coding == kz::Coding::Jpeg) {
       return info.topDown ? StoredData(out, wanted[0], batch) : FlippedData(out, wanted[0], batch);
     }
@@ -245,7 +253,7 @@ class Extraction {
 
   Exit StoredData(const std::string& out, const Wanted& wanted, kz::FileBatch* batch) {
     std::vector<unsigned char> data;
-    kz::Outcome outcome = m_document.ReadImageData(wanted.picture, data);
+    kz::Outcome outcome = wanted.shown.document->ReadImageData(wanted.shown.picture, data);
     if (!outcome.Ok()) return Complain(SubjectOf(wanted), outcome);
     outcome = WriteData(out, data, batch);
     Warn({out}, outcome);
@@ -256,7 +264,7 @@ class Extraction {
   Exit FlippedData(const std::string& out, const Wanted& wanted, kz::FileBatch* batch) {
     std::vector<unsigned char> data;
     bool flipped = false;
-    kz::Outcome outcome = m_document.ReadImageData(wanted.picture, data);
+    kz::Outcome outcome = wanted.shown.document->ReadImageData(wanted.shown.picture, data);
     if (outcome.Ok()) outcome = kz::FlipJpeg(data, m_options.load.maxPixels, flipped);
     if (!outcome.Ok()) return Complain(SubjectOf(wanted), outcome);
     if (!flipped) {
@@ -278,7 +286,7 @@ class Extraction {
     size_t failed = 0;
     Progress progress(wanted.size());
     for (const Wanted& one : wanted) {
-      outcome = m_document.LoadPicture(one.picture, m_options.load, bitmap);
+      outcome = one.shown.document->LoadPicture(one.shown.picture, m_options.load, bitmap);
       if (outcome.Ok()) {
         Warn(SubjectOf(one), outcome);
         outcome = Dither(bitmap);
@@ -340,6 +348,11 @@ void AddExtract(CLI::App& app, Exit& exit) {
                            ->add_option("-i,--image", options->images,
                                         "Pictures of the file, like 2, 1,3-5, 9- or z")
                            ->type_name("PICTURES");
+  command
+      ->add_option("--resources", options->resources,
+                   "Folder with files of resources that pages include and FILE lacks, by name")
+      ->type_name("DIR")
+      ->check(CLI::ExistingDirectory);
   command->add_flag("-a,--all", options->all, "Each picture of the file")->excludes(image);
   command->add_option("-f,--format", options->format, "What to write, whatever the ending is")
       ->check(CLI::IsMember(kFormats));
