@@ -20,7 +20,7 @@ ImageReader::~ImageReader() {
 }
 
 Outcome ImageReader::Open(const std::string& file, Container container) {
-  const Outcome outcome = m_window.Open(file);
+  Outcome outcome = m_window.Open(file);
   if (!outcome.Ok()) return outcome;
   m_container = container;
   errno = 0;

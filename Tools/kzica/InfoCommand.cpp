@@ -66,7 +66,7 @@ class FileInfo {
     std::vector<int> numbers;
     if (!m_options.page.empty()) {
       if (document.Pages() == 0) return kz::Failure(K_ERROR_INVALID_FORMAT, "there are no pages");
-      const kz::Outcome outcome = m_page.Resolve(document.Pages(), numbers);
+      kz::Outcome outcome = m_page.Resolve(document.Pages(), numbers);
       if (!outcome.Ok()) return outcome;
       chosen.page = numbers[0];
       for (const int picture : document.Index().PicturesOf(chosen.page)) {
@@ -79,7 +79,7 @@ class FileInfo {
       if (document.Pictures() == 0) {
         return kz::Failure(K_ERROR_INVALID_FORMAT, "there are no pictures");
       }
-      const kz::Outcome outcome = m_image.Resolve(document.Pictures(), numbers);
+      kz::Outcome outcome = m_image.Resolve(document.Pictures(), numbers);
       if (!outcome.Ok()) return outcome;
       chosen.pictures = numbers;
     } else if (document.Pictures() > 0) {
