@@ -65,9 +65,11 @@ Outcome PageRange::Resolve(int pages, std::vector<int>& numbers) const {
     const int last = part.last == kLast ? pages : part.last;
     for (const int page : {first, last}) {
       if (pages > 0 && page > pages) {
-        const std::string noun = std::string(m_noun) + " ";
-        return Failure(K_ERROR_INVALID_FORMAT, "there is no " + noun + std::to_string(page) +
-                                                   ", the last is " + noun + std::to_string(pages));
+        const auto numbered = [&](int number) {
+          return std::string(m_noun).append(" ").append(std::to_string(number));
+        };
+        return Failure(K_ERROR_INVALID_FORMAT,
+                       "there is no " + numbered(page) + ", the last is " + numbered(pages));
       }
     }
     const int step = last < first ? -1 : 1;

@@ -100,7 +100,8 @@ Outcome Selection::Resolve(const PageIndex& index, std::vector<int>& pages) cons
         markGroup(index.groups[tag.group]);
       }
     }
-    if (!marks.TakeAny()) return Nothing("no page has the tag " + name + "=" + value);
+    if (!marks.TakeAny())
+      return Nothing(std::string("no page has the tag ").append(name).append("=").append(value));
   }
   const std::vector<bool> marked = marks.Result();
   for (const int page : numbers) {
