@@ -136,7 +136,7 @@ TEST(RecordFraming, ThatBreaksOffGoesOnAtTheNextRecord) {
     }
     // A file that is cut short ends as the document would.
     Bytes cut = Framed(records, framing);
-    cut.resize(cut.size() - 5);
+    cut.erase(cut.end() - 5, cut.end());
     const Unframed unframed = Unframe(cut, framing);
     EXPECT_TRUE(unframed.lost.empty());
     EXPECT_TRUE(std::equal(unframed.document.begin(), unframed.document.end(), document.begin()));

@@ -13,18 +13,11 @@
 #include <string>
 #include <vector>
 
-#include "Format/Container.h"
 #include "Host/Kernel/Export.h"
 #include "Toolkit/Base/Outcome.h"
+#include "Toolkit/Images/PicturePlace.h"
 
 namespace kz {
-
-// Bytes of a file, from `begin` up to `end`.
-struct ByteRange {
-  int64_t begin = 0;
-  int64_t end = 0;
-  int64_t Size() const { return end - begin; }
-};
 
 // How many structured fields have the carriage-control byte 0x5A before them.
 enum class FieldPrefix : uint8_t { None, Some, All };
@@ -32,19 +25,12 @@ enum class FieldPrefix : uint8_t { None, Some, All };
 // An index that leads nowhere.
 constexpr uint32_t kNoIndex = UINT32_MAX;
 
-enum class PictureKind : uint8_t { Ioca, Im1, Jpeg, Tiff };
 // "IOCA image", "IM1 image", "JPEG file", "TIFF file".
 K_EXPORT const char* PictureKindName(PictureKind kind);
 
-struct IndexedPicture {
-  // From the first Image Picture Data field to after the last; of others the object with
-  // its Begin and End field; of a bare image from its segment on.
-  ByteRange bytes;
-  PictureKind kind = PictureKind::Ioca;
-  Container container = Container::Modca;  // met up to there
-  int content = 1;                         // which image content there, counted from 1
-  int page = 0;                            // in which it stands; 0: in none
-  uint32_t resource = kNoIndex;            // that it stands in
+struct IndexedPicture : PicturePlace {
+  int page = 0;                  // in which it stands; 0: in none
+  uint32_t resource = kNoIndex;  // that it stands in
 };
 
 struct IndexedPage {

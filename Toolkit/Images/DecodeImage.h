@@ -1,0 +1,64 @@
+// From coded image data to a picture.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "Toolkit/Base/Bitmap.h"
+#include "Toolkit/Images/ImageContent.h"
+
+namespace kz {
+
+// A picture of printing inks: interleaved rows of cyan, magenta, yellow and black, a byte
+// each, 0 = no ink.
+struct InkPicture {
+  int width = 0;
+  int height = 0;
+  int xResolution = 0;  // dots per inch; 0 = not known
+  int yResolution = 0;
+  std::vector<unsigned char> rows;     // width * 4 bytes each, top row first
+  std::vector<unsigned char> profile;  // ICC profile of the inks; may be empty
+};
+
+struct DecodeOptions {
+  int64_t maxPixels = kDefaultMaxPixels;
+  bool strict = false;    // damaged data fail, instead of giving what they have
+  bool keepInks = false;  // pictures of inks go to DecodedImage::inks
+  // ICC profile of pictures of inks that have none of their own; empty: the plain formula,
+  // (1 - c)(1 - k).
+  std::vector<unsigned char> profile;
+};
+
+// One of the two.
+struct DecodedImage {
+  Bitmap bitmap;    // 1 bit: 1 is black; 8 bits: grey; or 24 bits; top row first
+  InkPicture inks;  // only if it was asked for, and the picture is one of inks
+};
+
+// What the picture will be: its size, and bits per pixel of 1, 8, 24 or 32 (inks).
+struct ImageShape {
+  int width = 0;
+  int height = 0;
+  int bitsPerPixel = 0;
+};
+
+// The shape of a content, before the descriptor cuts it. Sizes that only the data say
+// are taken from them when `content` has data, else they stay 0.
+ImageShape ShapeOf(const ImageContent& content, const ImageDescriptor& descriptor);
+
+// Makes the picture: decodes bands and tiles, puts them together, takes a mask and the
+// descriptor's size and colours into account, converts the colours. Damaged data give the
+// rows before the fault (Group 3: also those after it), the rest white, with a warning
+// that says which rows; `damaged` is set then. Fails with -9 for a picture above the limit
+// or what isn't supported, with the place ("JBIG2 compression at byte 8120 is not
+// supported"), -7 when the data give not one row, -1 for no memory.
+Outcome DecodeImage(const ImageContent& content, const ImageDescriptor& descriptor,
+                    const DecodeOptions& options, DecodedImage& image, bool& damaged);
+
+// Cuts a picture that was read another way to the descriptor's size, and gives the 1 bits
+// of a bilevel one the descriptor's colour; it becomes one of 24 bits then, unless the
+// colour is black. Resolution that the picture lacks is the descriptor's.
+Outcome ApplyDescriptor(const ImageDescriptor& descriptor, Bitmap& bitmap);
+
+}  // namespace kz
