@@ -10,6 +10,8 @@ namespace {
 
 using kz::ByteRange;
 
+constexpr int64_t kMaxPixels = 1 << 18;
+
 void RequireWithin(ByteRange range, int64_t from, int64_t to) {
   Require(range.begin >= from && range.begin <= range.end && range.end <= to,
           "a range lies where it belongs");
@@ -87,6 +89,11 @@ void RequireRest(const kz::PageIndex& index) {
 
 }  // namespace
 
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  PinCodecLibrary();
+  return 0;
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const MemoryPath file(data, size);
   kz::PageIndex index;
@@ -98,7 +105,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
   const MemoryPath out(nullptr, 0);
   kz::Repair repair;
-  Require(repair.Plan(index).Ok() && repair.Write(out.Descriptor()).Ok(), "a repair can be done");
+  Require(repair.Plan(index, kMaxPixels).Ok() && repair.Write(out.Descriptor()).Ok(),
+          "a repair can be done");
   kz::PageIndex made;
   Require(kz::IndexPages(out.Path(), made).Ok(), "what was repaired is sound");
   Require(static_cast<int>(made.pages.size()) == repair.Pages(), "with as many pages as it says");

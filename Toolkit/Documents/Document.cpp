@@ -6,6 +6,8 @@
 #include "Toolkit/Documents/ResourceFolder.h"
 #include "Toolkit/Files/FileShift.h"
 #include "Toolkit/Files/FileWindow.h"
+#include "Toolkit/Images/AnyPicture.h"
+#include "Toolkit/Images/InkProfile.h"
 
 namespace kz {
 
@@ -19,6 +21,22 @@ Outcome NoSuchPicture(size_t count) {
   if (count == 0) return Failure(K_ERROR_INVALID_FORMAT, "there is no picture");
   return Failure(K_ERROR_INVALID_FORMAT,
                  "there is no such picture, the last is picture " + std::to_string(count));
+}
+
+// Whether the filter, which looks at the first content of a segment, may be asked.
+bool FilterReads(const IndexedPicture& at) {
+  return at.kind == PictureKind::Ioca && at.content == 1;
+}
+
+// What the image object says of the picture counts beside what its segment says.
+void TakeDescriptor(const ImageDescriptor& descriptor, PictureInfo& info) {
+  if (descriptor.width > 0 && descriptor.height > 0 &&
+      (descriptor.width < info.width || descriptor.height < info.height)) {
+    info.width = std::min(info.width, descriptor.width);
+    info.height = std::min(info.height, descriptor.height);
+    info.bytes = UncompressedBytes(info.width, info.height, info.bitsPerPixel);
+    info.storedAs = PictureFormat::kNone;
+  }
 }
 
 Outcome DescribeFirst(const std::string& file, Container container, PictureInfo& info) {
@@ -35,6 +53,7 @@ Outcome DescribeFirst(const std::string& file, Container container, PictureInfo&
       found.bytes = UncompressedBytes(found.width, found.height, found.bitsPerPixel);
     }
   }
+  if (found.coding == Coding::Jpeg) found.storedAs = PictureFormat::kJpeg;
   info = found;
   return {};
 }
@@ -82,22 +101,13 @@ std::vector<ShownPicture> Document::PicturesOnPage(int page) const {
   return pictures;
 }
 
-// Runs read(container) with the file shifted to where the picture is the first.
+// Runs read(where the picture is) with the file shifted to where the picture is the first.
 template <typename Read>
 Outcome Document::AtPicture(int picture, Read read) const {
   if (picture < 1 || picture > Pictures()) return NoSuchPicture(m_index.pictures.size());
   const IndexedPicture& at = m_index.pictures[static_cast<size_t>(picture) - 1];
-  if (at.kind != PictureKind::Ioca) {
-    return Failure(K_ERROR_INVALID_FORMAT, std::string("it is of a kind that can't be read yet: ") +
-                                               PictureKindName(at.kind));
-  }
-  if (at.content > 1) {
-    return Failure(
-        K_ERROR_INVALID_FORMAT,
-        "it is not the first image content of its segment, the only one that can be read");
-  }
   const FileShift shift(at.bytes.begin, m_far);
-  Outcome outcome = read(at.container);
+  Outcome outcome = read(at);
   if (!m_open->IsAsFound()) return Failure(K_ERROR_READ, "the file has changed meanwhile");
   const Outcome& structure = m_index.structure;
   if (outcome.status == K_ERROR_READ && structure.status == K_ERROR_READ) {
@@ -107,27 +117,93 @@ Outcome Document::AtPicture(int picture, Read read) const {
 }
 
 Outcome Document::DescribePicture(int picture, PictureInfo& info) const {
-  return AtPicture(picture,
-                   [&](Container container) { return DescribeFirst(m_file, container, info); });
+  return AtPicture(picture, [&](const IndexedPicture& at) {
+    FileWindow file;
+    Outcome outcome = file.Open(m_file);
+    if (!outcome.Ok()) return outcome;
+    if (!FilterReads(at) || !DescribeFirst(m_file, at.container, info).Ok()) {
+      return DescribeAnyPicture(file, at, info);
+    }
+    TakeDescriptor(ReadImageDescriptor(file, at), info);
+    return outcome;
+  });
 }
 
 Outcome Document::ReadImageData(int picture, std::vector<unsigned char>& data) const {
   data.clear();
-  Outcome outcome =
-      AtPicture(picture, [&](Container container) { return ReadFirst(m_file, container, data); });
+  Outcome outcome = AtPicture(picture, [&](const IndexedPicture& at) {
+    if (FilterReads(at) && ReadFirst(m_file, at.container, data).Ok()) return Outcome{};
+    FileWindow file;
+    Outcome opened = file.Open(m_file);
+    return opened.Ok() ? ReadAnyData(file, at, data) : opened;
+  });
   if (!outcome.Ok()) data.clear();
+  return outcome;
+}
+
+// What the file holds itself comes before what the caller has.
+const std::vector<unsigned char>& Document::InkProfile() const {
+  std::call_once(m_profileSought, [this] {
+    FileWindow file;
+    if (!file.Open(m_file).Ok()) return;
+    for (const IndexedResource& resource : m_index.resources) {
+      if (resource.code != sf::kBeginObjectContainer) continue;
+      m_profile = FindInkProfile(file, resource.bytes);
+      if (!m_profile.empty()) break;
+    }
+  });
+  return m_profile;
+}
+
+Outcome Document::Load(const IndexedPicture& at, const LoadOptions& options, DecodedImage& image,
+                       PictureInfo& info) const {
+  FileWindow file;
+  Outcome outcome = file.Open(m_file);
+  if (!outcome.Ok()) return outcome;
+  Outcome filters = Failure(K_ERROR_INVALID_FORMAT);
+  bool damaged = false;
+  if (FilterReads(at)) {
+    filters = LoadFirstPicture(m_file, at.container, options, image.bitmap, info, damaged);
+    if (filters.Ok()) {
+      Outcome described = ApplyDescriptor(ReadImageDescriptor(file, at), image.bitmap);
+      if (!described.Ok()) return described;
+    }
+  }
+  if (filters.Ok() && !damaged) return filters;
+
+  DecodedImage other;
+  PictureInfo found;
+  bool stillDamaged = false;
+  LoadOptions withProfile = options;
+  if (!InkProfile().empty()) withProfile.profile = InkProfile();
+  outcome = LoadAnyPicture(file, at, withProfile, other, found, stillDamaged);
+  if (filters.Ok() && (!outcome.Ok() || stillDamaged)) {
+    return options.strict ? Failure(K_ERROR_INVALID_FORMAT, filters.warnings[0]) : filters;
+  }
+  if (!outcome.Ok()) return outcome;
+  image = std::move(other);
+  info = found;
+  return outcome;
+}
+
+Outcome Document::LoadPicture(int picture, const LoadOptions& options, DecodedImage& image,
+                              PictureInfo* info) const {
+  image = {};
+  PictureInfo found;
+  Outcome outcome =
+      AtPicture(picture, [&](const IndexedPicture& at) { return Load(at, options, image, found); });
+  if (!outcome.Ok()) image = {};
+  if (info != nullptr) *info = found;
   return outcome;
 }
 
 Outcome Document::LoadPicture(int picture, const LoadOptions& options, Bitmap& bitmap,
                               PictureInfo* info) const {
-  bitmap.Reset();
-  PictureInfo found;
-  Outcome outcome = AtPicture(picture, [&](Container container) {
-    return LoadFirstPicture(m_file, container, options, bitmap, found);
-  });
-  if (!outcome.Ok()) bitmap.Reset();
-  if (info != nullptr) *info = found;
+  LoadOptions colors = options;
+  colors.keepInks = false;
+  DecodedImage image;
+  Outcome outcome = LoadPicture(picture, colors, image, info);
+  bitmap = std::move(image.bitmap);
   return outcome;
 }
 

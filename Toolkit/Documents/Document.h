@@ -3,15 +3,16 @@
 
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "Format/Compression.h"
 #include "Host/Kernel/Export.h"
-#include "Toolkit/Base/Bitmap.h"
 #include "Toolkit/Base/Outcome.h"
 #include "Toolkit/Documents/PageIndex.h"
+#include "Toolkit/Images/DecodedImage.h"
+#include "Toolkit/Images/PictureInfo.h"
 
 namespace kz {
 
@@ -19,31 +20,10 @@ class Document;
 class FileWindow;
 class ResourceFolder;
 
-// What a file says of one of its pictures.
-struct PictureInfo {
-  uint32_t format = 0;  // the filter's code for compression and container
-  Coding coding = Coding::Fax;
-  Container container = Container::Ioca;
-  std::string compression;
-  int width = 0;  // pixels
-  int height = 0;
-  int bitsPerPixel = 0;
-  int xResolution = 0;  // dots per inch; 0 = not known
-  int yResolution = 0;
-  uint64_t bytes = 0;  // of the uncompressed picture, rows padded to whole bytes
-  bool topDown = true;
-  bool reversedBits = false;  // in each byte of the image data
-  bool unpaddedRows = false;  // uncompressed rows begin within bytes
-};
-
 // A picture that a page shows.
 struct ShownPicture {
   const Document* document = nullptr;  // that holds it
   int picture = 0;                     // which of its pictures, counted from 1
-};
-
-struct LoadOptions {
-  int64_t maxPixels = kDefaultMaxPixels;
 };
 
 // A file that is indexed once, so that each of its pictures is found at once. All are
@@ -68,32 +48,41 @@ class K_EXPORT Document {
   // most PageIndex::kMostShown. The documents live as long as this one.
   std::vector<ShownPicture> PicturesOnPage(int page) const;
 
-  // Describes a picture, counted from 1. JPEG data whose depth the picture doesn't say
-  // are asked for it. Fails with -9 for a picture that isn't there or of a kind that
-  // isn't read, -7 when the indexed file was written to, else with the filter's status;
-  // `info` is untouched then.
+  // Describes a picture, counted from 1: as the filter does if it takes it, else as its own
+  // fields do. JPEG data whose depth the picture doesn't say are asked for it. Fails with -9
+  // for a picture that isn't there or whose fields can't be understood, -7 when they end too
+  // early or the indexed file was written to; `info` is untouched then.
   Outcome DescribePicture(int picture, PictureInfo& info) const;
 
   // The compressed image data of a picture as they are stored, without the framing.
   // Takes memory for what the file holds, not for what it promises. Fails like
-  // DescribePicture, with -7 for data that end too early and with -1 for no memory.
+  // DescribePicture, with -9 for data in several pieces (tiles, bands, IM images), -7 for data
+  // that end too early and -1 for no memory.
   Outcome ReadImageData(int picture, std::vector<unsigned char>& data) const;
 
-  // Loads a picture: 1, 4 (ABIC), 8 or 24 (JPEG) bits per pixel, with its resolution, its
-  // rows in stored order under the view perspective that makes them right. Uncompressed
-  // rows whose bits are called reversed are put right. JPEG data of another size than the
-  // file says have their own size. The warnings name damage that the picture shows. `info`
-  // is what the file says, with the size and depth that the picture has; it may be null.
+  // Loads a picture: 1, 4 (ABIC), 8 or 24 bits per pixel, or inks, with its resolution. The
+  // filter loads what it takes; what it refuses or finds damaged is read by the
+  // toolkit itself, and the better of the two pictures counts. Damaged data give what they have,
+  // with warnings, unless options.strict asks for failure. JPEG data of another size than the
+  // file says have their own size. The view perspective says in which order the rows of a
+  // bitmap are stored. `info` is what the file says, with the size and depth that the picture
+  // has; it may be null.
   //
-  // Fails like DescribePicture, with -9 for a picture above the limit, -7 for data that
-  // end too early, -823 when ABIC can't be decoded for lack of its library, else with
-  // the filter's status. The bitmap is empty then.
+  // Fails like DescribePicture, with -9 for a picture above the limit or of a kind that isn't
+  // read, -7 for data that end before the first row, -823 when ABIC can't be decoded for lack
+  // of its library. The image is empty then.
+  Outcome LoadPicture(int picture, const LoadOptions& options, DecodedImage& image,
+                      PictureInfo* info = nullptr) const;
+  // The same for a bitmap; options.keepInks doesn't count.
   Outcome LoadPicture(int picture, const LoadOptions& options, Bitmap& bitmap,
                       PictureInfo* info = nullptr) const;
 
  private:
   template <typename Read>
   Outcome AtPicture(int picture, Read read) const;
+  Outcome Load(const IndexedPicture& at, const LoadOptions& options, DecodedImage& image,
+               PictureInfo& info) const;
+  const std::vector<unsigned char>& InkProfile() const;
 
   std::string m_name;
   std::string m_file;  // where the pictures are read: once it is indexed, the open file
@@ -101,6 +90,8 @@ class K_EXPORT Document {
   std::shared_ptr<ResourceFolder> m_resources;  // null: none
   bool m_far = false;                           // beyond 2 GiB
   PageIndex m_index;
+  mutable std::once_flag m_profileSought;
+  mutable std::vector<unsigned char> m_profile;  // of inks, that the file holds
 };
 
 // The same for one picture of a file, which is indexed for it.

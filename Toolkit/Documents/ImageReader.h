@@ -42,8 +42,8 @@ class ImageReader {
   std::optional<ImageSegment> m_segment;
 };
 
-// Loads that picture.
+// Loads that picture. Warnings of damage that it shows set `damaged`.
 Outcome LoadFirstPicture(const std::string& file, Container container, const LoadOptions& options,
-                         Bitmap& bitmap, PictureInfo& info);
+                         Bitmap& bitmap, PictureInfo& info, bool& damaged);
 
 }  // namespace kz

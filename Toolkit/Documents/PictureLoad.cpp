@@ -135,8 +135,7 @@ std::string SizeText(int width, int height) {
 }
 
 // Replaces what the page says of size and depth by what its JPEG data say.
-Outcome ApplyJpegFrame(ImageReader& reader, PictureInfo& info,
-                       std::vector<std::string>& warnings) {
+Outcome ApplyJpegFrame(ImageReader& reader, PictureInfo& info, std::vector<std::string>& warnings) {
   JpegFrame frame;
   Outcome outcome = reader.ReadJpegFrame(frame);
   if (!outcome.Ok()) return outcome;
@@ -178,7 +177,7 @@ Outcome FindStoredRowBits(ImageReader& reader, const PictureInfo& info, size_t& 
 }
 
 Outcome RunLoad(const std::string& file, Bitmap& bitmap, size_t storedRowBits,
-                const PictureInfo& info, std::vector<std::string>& warnings) {
+                const PictureInfo& info, std::vector<std::string>& warnings, bool& damaged) {
   RowTaker taker(bitmap, info, storedRowBits);
   _LOADOPTIONS options = {sizeof(options), 0, 0, 0, 1};
   _LOADDISPATCH dispatch = {};
@@ -200,8 +199,10 @@ Outcome RunLoad(const std::string& file, Bitmap& bitmap, size_t storedRowBits,
 
   if (info.coding == Coding::Fax && dispatch.nLoadError == K_ERROR_INVALID_FORMAT) {
     warnings.emplace_back("damaged lines were replaced by the lines above them");
+    damaged = true;
   } else if (info.coding == Coding::Jpeg && LastMemoryLoadDamage() != K_SUCCESS) {
     warnings.emplace_back("the JPEG data are damaged, parts of the picture are wrong");
+    damaged = true;
   }
   return {};
 }
@@ -209,7 +210,8 @@ Outcome RunLoad(const std::string& file, Bitmap& bitmap, size_t storedRowBits,
 }  // namespace
 
 Outcome LoadFirstPicture(const std::string& file, Container container, const LoadOptions& options,
-                         Bitmap& bitmap, PictureInfo& info) {
+                         Bitmap& bitmap, PictureInfo& info, bool& damaged) {
+  damaged = false;
   std::vector<std::string> warnings;
   size_t storedRowBits = 0;
   {
@@ -231,7 +233,7 @@ Outcome LoadFirstPicture(const std::string& file, Container container, const Loa
                                    info.topDown ? K_VIEW_TOP_DOWN : K_VIEW_BOTTOM_UP);
   if (status != K_SUCCESS) return Failure(status);
   bitmap.SetResolution(info.xResolution, info.yResolution);
-  Outcome outcome = RunLoad(file, bitmap, storedRowBits, info, warnings);
+  Outcome outcome = RunLoad(file, bitmap, storedRowBits, info, warnings, damaged);
   outcome.warnings = std::move(warnings);
   return outcome;
 }

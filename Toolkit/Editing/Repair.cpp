@@ -13,18 +13,18 @@ namespace kz {
 namespace {
 
 // The image data that damage has touched and that don't give a picture any more.
-std::vector<ByteRange> LostPictures(const PageIndex& index) {
+std::vector<ByteRange> LostPictures(const PageIndex& index, const LoadOptions& options) {
   std::vector<ByteRange> lost;
   Document document(index.file);
   if (index.skipped.empty() || !document.Open().Ok()) return lost;
   for (size_t i = 0; i < index.pictures.size() && i < document.Index().pictures.size(); ++i) {
     const ByteRange bytes = index.pictures[i].bytes;
-    const bool touched =
-        std::any_of(index.skipped.begin(), index.skipped.end(), [&](const SkippedBytes& skipped) {
-          return skipped.offset <= bytes.end && bytes.begin <= skipped.offset + skipped.length;
-        });
+    const auto first = std::partition_point(
+        index.skipped.begin(), index.skipped.end(),
+        [&](const SkippedBytes& skipped) { return skipped.offset + skipped.length < bytes.begin; });
+    const bool touched = first != index.skipped.end() && first->offset <= bytes.end;
     Bitmap bitmap;
-    if (touched && !document.LoadPicture(static_cast<int>(i) + 1, {}, bitmap).Ok()) {
+    if (touched && !document.LoadPicture(static_cast<int>(i) + 1, options, bitmap).Ok()) {
       lost.push_back(bytes);
     }
   }
@@ -36,7 +36,7 @@ std::vector<ByteRange> LostPictures(const PageIndex& index) {
 Repair::Repair() = default;
 Repair::~Repair() = default;
 
-Outcome Repair::Plan(const PageIndex& index) {
+Outcome Repair::Plan(const PageIndex& index, int64_t maxPixels) {
   m_index = &index;
   m_pieces = std::make_unique<PieceList>();
   m_leftOut.clear();
@@ -46,7 +46,11 @@ Outcome Repair::Plan(const PageIndex& index) {
   Outcome outcome = m_pieces->Open(index, source);
   if (!outcome.Ok()) return outcome;
   if (m_needed) {
-    RepairPlan(index, *m_pieces, source, LostPictures(index), m_leftOut).Run();
+    // What damage has left half of a picture isn't sound.
+    LoadOptions options;
+    options.maxPixels = maxPixels;
+    options.strict = true;
+    RepairPlan(index, *m_pieces, source, LostPictures(index, options), m_leftOut).Run();
   } else {
     m_pieces->Add(source, {0, index.Size()});
   }

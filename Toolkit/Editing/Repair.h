@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Host/Kernel/Export.h"
+#include "Toolkit/Base/Bitmap.h"
 #include "Toolkit/Base/Outcome.h"
 #include "Toolkit/Documents/PageIndex.h"
 
@@ -32,9 +33,10 @@ class K_EXPORT Repair {
   Repair(const Repair&) = delete;
   Repair& operator=(const Repair&) = delete;
 
-  // Looks at an indexed file (see IndexFile), whose index must stay. -7 or -9 when it
-  // can't be read or has changed since it was indexed.
-  Outcome Plan(const PageIndex& index);
+  // Looks at an indexed file (see IndexFile), whose index must stay. Pictures of more than
+  // `maxPixels` count as lost where damage is. -7 or -9 when it can't be read or has changed
+  // since it was indexed.
+  Outcome Plan(const PageIndex& index, int64_t maxPixels = kDefaultMaxPixels);
   // Whether there is damage; otherwise the result is the file as it is. A bare image is
   // never changed.
   bool Needed() const { return m_needed; }

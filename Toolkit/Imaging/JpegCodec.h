@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Toolkit/Base/Bitmap.h"
+#include "Toolkit/Base/InkPicture.h"
 
 namespace kz {
 
@@ -24,12 +25,17 @@ K_EXPORT bool IsJpeg(const unsigned char* data, size_t size);
 // maxPixels, or of more than so few data can hold, fail with -9. Data that end before
 // the picture does fail with -7, other damage that the decoder can get over is
 // noted. The bitmap is empty after a failure.
-K_EXPORT JpegDecoding DecodeJpeg(const unsigned char* data, size_t size, int bitsPerPixel, int colorOrder,
-                        Bitmap& bitmap, int64_t maxPixels = kDefaultMaxPixels);
+K_EXPORT JpegDecoding DecodeJpeg(const unsigned char* data, size_t size, int bitsPerPixel,
+                                 int colorOrder, Bitmap& bitmap,
+                                 int64_t maxPixels = kDefaultMaxPixels);
 
 // Turns JPEG data upside down without loss, with their markers. Data that allow no
 // such turn, for a height within a block or for damage, stay as they are: *flipped
 // says which. Fails as DecodeJpeg does.
 K_EXPORT Outcome FlipJpeg(std::vector<unsigned char>& data, int64_t maxPixels, bool& flipped);
+
+// Encodes a picture of inks with its profile, full chroma, at a quality of 1 to 100. Fails
+// with -9 for a size that JPEG data can't have, -1 for no memory.
+K_EXPORT Outcome EncodeInks(const InkPicture& inks, int quality, std::vector<unsigned char>& data);
 
 }  // namespace kz

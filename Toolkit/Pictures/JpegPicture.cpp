@@ -10,6 +10,7 @@ namespace {
 
 // Quality 90 of 100, full chroma: a picture that is exported is looked at closely.
 constexpr int kExportQFactor = 28;
+constexpr int kExportQuality = 90;
 
 // Fields of a TIFF structure, as Exif has one, in its own byte order.
 class ExifReader {
@@ -77,6 +78,12 @@ class JpegSink : public PictureSink {
     WinGlobalUnlock(block);
     WinGlobalFree(block);
     return outcome;
+  }
+
+  Outcome AddInks(const InkPicture& inks) override {
+    std::vector<unsigned char> data;
+    Outcome outcome = EncodeInks(inks, kExportQuality, data);
+    return outcome.Ok() ? WriteBytes(m_descriptor, data.data(), data.size()) : outcome;
   }
 
  private:

@@ -251,16 +251,34 @@ Outcome PictureWriter::Open(const std::string& path, PictureFormat format, FileB
 }
 
 Outcome PictureWriter::AddPage(const Bitmap& bitmap) try {
-  if (m_sink == nullptr) return Failure(K_ERROR_OPEN_WRITE);
   if (bitmap.Empty()) return Failure(K_ERROR_INVALID_FORMAT, "there is no picture to write");
-  if (m_pages > 0 && !HoldsPages(m_format)) {
-    return Failure(K_ERROR_SAVE_FORMAT, "a file of this format holds one page only");
-  }
+  Outcome outcome = CheckAnotherPage();
+  if (!outcome.Ok()) return outcome;
   if (m_format == PictureFormat::kPbm && bitmap.BitsPerPixel() > 1) {
     return Failure(K_ERROR_BITS_PER_PIXEL, "a pbm holds 1 bit per pixel, the picture has " +
                                                std::to_string(bitmap.BitsPerPixel()));
   }
-  Outcome outcome = m_sink->AddPage(bitmap);
+  return Added(m_sink->AddPage(bitmap));
+} catch (const std::bad_alloc&) {
+  return Added(NoMemory());
+}
+
+Outcome PictureWriter::AddInks(const InkPicture& inks) try {
+  Outcome outcome = CheckAnotherPage();
+  return outcome.Ok() ? Added(m_sink->AddInks(inks)) : outcome;
+} catch (const std::bad_alloc&) {
+  return Added(NoMemory());
+}
+
+Outcome PictureWriter::CheckAnotherPage() const {
+  if (m_sink == nullptr) return Failure(K_ERROR_OPEN_WRITE);
+  if (m_pages > 0 && !HoldsPages(m_format)) {
+    return Failure(K_ERROR_SAVE_FORMAT, "a file of this format holds one page only");
+  }
+  return {};
+}
+
+Outcome PictureWriter::Added(Outcome outcome) {
   if (outcome.Ok()) {
     ++m_pages;
   } else {
@@ -269,10 +287,10 @@ Outcome PictureWriter::AddPage(const Bitmap& bitmap) try {
     m_output.reset();
   }
   return outcome;
-} catch (const std::bad_alloc&) {
-  m_sink.reset();
-  m_output.reset();
-  return NoMemory();
+}
+
+Outcome PictureSink::AddInks(const InkPicture&) {
+  return Failure(K_ERROR_BITS_PER_PIXEL, "only tif and jpg files hold pictures of inks");
 }
 
 Outcome PictureWriter::Commit() try {

@@ -8,6 +8,7 @@
 
 #include "Host/Kernel/Export.h"
 #include "Toolkit/Base/Bitmap.h"
+#include "Toolkit/Base/InkPicture.h"
 #include "Toolkit/Base/Outcome.h"
 
 namespace kz {
@@ -84,10 +85,16 @@ class K_EXPORT PictureWriter {
   // a second page in a format that holds one; -27 for a page of more than 1 bit in a
   // pbm, which would lose all but its outlines; -5 when writing fails.
   Outcome AddPage(const Bitmap& bitmap);
+  // The same for a picture of inks, into a tif or jpg; -27 for another format.
+  Outcome AddInks(const InkPicture& inks);
   // Completes the file and puts it in place. -9 when no page was added.
   Outcome Commit();
 
  private:
+  Outcome CheckAnotherPage() const;
+  // Takes the page that was added, unless that failed.
+  Outcome Added(Outcome outcome);
+
   std::unique_ptr<PictureOutput> m_output;
   std::unique_ptr<PictureSink> m_sink;
   PictureFormat m_format = PictureFormat::kNone;

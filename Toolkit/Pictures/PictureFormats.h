@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Toolkit/Base/Bitmap.h"
+#include "Toolkit/Base/InkPicture.h"
 #include "Toolkit/Base/Outcome.h"
 #include "Toolkit/Pictures/PictureFile.h"
 
@@ -27,6 +28,8 @@ class PictureSink {
  public:
   virtual ~PictureSink() = default;
   virtual Outcome AddPage(const Bitmap& bitmap) = 0;
+  // The same for a picture of inks. -27 for a format that has no inks.
+  virtual Outcome AddInks(const InkPicture& inks);
   // Writes what comes after the last page.
   virtual Outcome Finish() { return {}; }
 };

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <set>
 #include <vector>
@@ -38,6 +40,7 @@ struct ExtractOptions {
   std::string resources;  // folder; empty: none
   std::string format;
   bool dither = false;
+  std::string profile;  // file with an ICC profile; empty: none
   kz::LoadOptions load;
 };
 
@@ -111,6 +114,7 @@ class Extraction {
         m_format(ChooseFormat(options)),
         m_pages(SelectionOf(options.pages)),
         m_images("picture"),
+        m_load(options.load),
         m_document(options.file) {
     const bool named = !m_pages.IsEmpty();
     if (named && (options.all || !options.images.empty())) {
@@ -123,11 +127,18 @@ class Extraction {
     const bool byNumber = options.pages.groups.empty() && options.pages.tags.empty();
     const bool single = named ? !byNumber || m_pages.IsSinglePage() : m_images.IsSinglePage();
     if (!single && !HoldsSeveral()) RefuseSeveral("");
+    const bool inks = m_format.picture == kz::PictureFormat::kTiff ||
+                      m_format.picture == kz::PictureFormat::kJpeg;
+    if (options.load.keepInks && (!inks || options.dither)) {
+      throw UsageError("--keep-cmyk is for tif and jpg, without --dither");
+    }
     RefuseTerminal(options.out);
   }
 
   Exit Run() {
-    const kz::Outcome outcome = m_document.Open();
+    kz::Outcome outcome = ReadProfile();
+    if (!outcome.Ok()) return Complain({m_options.profile}, outcome);
+    outcome = m_document.Open();
     if (!outcome.Ok()) return Complain({m_options.file}, outcome);
     if (!m_options.resources.empty()) m_document.AddResources(m_options.resources);
     std::vector<Wanted> wanted;
@@ -150,6 +161,16 @@ class Extraction {
     throw UsageError(m_options.out + ": " + why +
                      "holds one picture; several go into a tif or pdf, or into numbered files if "
                      "the name has a %d");
+  }
+
+  kz::Outcome ReadProfile() {
+    if (m_options.profile.empty()) return {};
+    std::ifstream file(m_options.profile, std::ios::binary);
+    std::vector<unsigned char>& profile = m_load.profile;
+    profile.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    if (!file.is_open() || file.bad()) return kz::SystemFailure(K_ERROR_OPEN_READ, errno);
+    if (kz::IsInkProfile(profile)) return {};
+    return kz::Failure(K_ERROR_INVALID_FORMAT, "this is no ICC profile of CMYK");
   }
 
   Subject SubjectOf(const Wanted& wanted) const {
@@ -243,9 +264,9 @@ class Extraction {
     RefuseSameFile(m_options, out);
     if (m_format.raw) return StoredData(out, wanted[0], batch);
     kz::PictureInfo info;
-    if (m_format.picture == kz::PictureFormat::kJpeg && !m_options.dither &&
+    if (wanted.size() == 1 && !m_options.dither &&
         wanted[0].shown.document->DescribePicture(wanted[0].shown.picture, info).Ok() &&
-        info.coding == kz::Coding::Jpeg) {
+        info.storedAs == m_format.picture) {
       return info.topDown ? StoredData(out, wanted[0], batch) : FlippedData(out, wanted[0], batch);
     }
     return Pictures(out, wanted, batch);
@@ -282,14 +303,14 @@ class Extraction {
     kz::PictureWriter writer;
     kz::Outcome outcome = writer.Open(out, m_format.picture, batch);
     if (!outcome.Ok()) return Complain({out}, outcome);
-    kz::Bitmap bitmap;
+    kz::DecodedImage image;
     size_t failed = 0;
     Progress progress(wanted.size());
     for (const Wanted& one : wanted) {
-      outcome = one.shown.document->LoadPicture(one.shown.picture, m_options.load, bitmap);
+      outcome = one.shown.document->LoadPicture(one.shown.picture, m_load, image);
       if (outcome.Ok()) {
         Warn(SubjectOf(one), outcome);
-        outcome = Dither(bitmap);
+        outcome = Dither(image.bitmap);
       }
       progress.Step();
       if (!outcome.Ok()) {
@@ -297,7 +318,7 @@ class Extraction {
         ++failed;
         continue;
       }
-      outcome = writer.AddPage(bitmap);
+      outcome = image.IsInks() ? writer.AddInks(image.inks) : writer.AddPage(image.bitmap);
       if (outcome.status == K_ERROR_BITS_PER_PIXEL) {
         outcome.what += "; --dither makes black and white of it";
       }
@@ -322,6 +343,7 @@ class Extraction {
   OutputFormat m_format;
   kz::Selection m_pages;
   kz::PageRange m_images;
+  kz::LoadOptions m_load;
   kz::Document m_document;
   bool m_damaged = false;  // pages that were asked for are
 };
@@ -358,6 +380,15 @@ void AddExtract(CLI::App& app, Exit& exit) {
       ->check(CLI::IsMember(kFormats));
   command->add_flag("--dither", options->dither,
                     "Make black and white pictures, by error diffusion");
+  command->add_flag("--keep-cmyk", options->load.keepInks,
+                    "Leave pictures of printing inks as they are, in tif and jpg");
+  command
+      ->add_option("--profile", options->profile,
+                   "ICC profile of CMYK pictures that have none; without, a plain formula")
+      ->type_name("FILE")
+      ->check(CLI::ExistingFile);
+  command->add_flag("--strict", options->load.strict,
+                    "Refuse damaged pictures, instead of writing what can be read of them");
   AddMaxPixels(*command, options->load.maxPixels);
   AddNoWait(*command);
   command->callback([options, &exit] {

@@ -1,0 +1,175 @@
+#include "Toolkit/Images/AnyPicture.h"
+
+#include "Toolkit/Images/ContainedFile.h"
+#include "Toolkit/Images/ImImage.h"
+#include "Toolkit/Images/ImageContent.h"
+
+namespace kz {
+
+namespace {
+
+uint64_t UncompressedBytes(const PictureInfo& info) {
+  const uint64_t rowBits =
+      static_cast<uint64_t>(info.width) * static_cast<uint64_t>(info.bitsPerPixel);
+  return static_cast<uint64_t>(info.height) * ((rowBits + 7) / 8);
+}
+
+std::string CountWords(size_t count, const char* what) {
+  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
+bool IsCut(const ImageDescriptor& descriptor, const ImageShape& shape) {
+  return descriptor.width > 0 && descriptor.height > 0 &&
+         (descriptor.width < shape.width || descriptor.height < shape.height);
+}
+
+// What the parameters say, before the data are looked at.
+void Describe(const ImageContent& content, const ImageDescriptor& descriptor, PictureInfo& info) {
+  const CodedImage& first = content.tiles.empty() ? content.image : content.tiles[0].image;
+  const ImageParameters& parameters = first.parameters;
+  const CompressionName* named = FindCompressionName(parameters.compression);
+  info.compression = named != nullptr ? named->name : "unknown";
+  info.unsupported = Unsupported(content);
+  const size_t bands = parameters.bandBits.size();
+  if (content.tiled) info.layout = CountWords(content.tiles.size(), "tile");
+  if (bands > 1) info.layout += (info.layout.empty() ? "" : " of ") + CountWords(bands, "band");
+  if (content.mask.has_value()) info.layout += info.layout.empty() ? "masked" : ", masked";
+
+  const ImageShape shape = ShapeOf(content, descriptor);
+  info.width = shape.width;
+  info.height = shape.height;
+  info.bitsPerPixel = shape.bitsPerPixel;
+  info.xResolution = shape.xResolution;
+  info.yResolution = shape.yResolution;
+  const bool whole = info.layout.empty() && !IsCut(descriptor, shape);
+  if (parameters.compression == RowOf(Compression::Jpeg).id) {
+    info.coding = Coding::Jpeg;
+    if (whole) info.storedAs = PictureFormat::kJpeg;
+  }
+}
+
+Outcome DescribeImage(FileWindow& file, const PicturePlace& place, PictureInfo& info) {
+  ImageContent content;
+  Outcome outcome = ReadImageParameters(file, place, content);
+  if (!outcome.Ok()) return outcome;
+  const ImageDescriptor descriptor = ReadImageDescriptor(file, place);
+  Describe(content, descriptor, info);
+  if (info.width > 0 && info.height > 0 && info.coding != Coding::Jpeg) return outcome;
+  // Only the data tell.
+  outcome = ReadImageContent(file, place, content);
+  if (outcome.Ok()) Describe(content, descriptor, info);
+  return outcome;
+}
+
+Outcome LoadImage(FileWindow& file, const PicturePlace& place, const DecodeOptions& options,
+                  DecodedImage& image, PictureInfo& info, bool& damaged) {
+  ImageContent content;
+  Outcome outcome = ReadImageContent(file, place, content);
+  if (!outcome.Ok()) return outcome;
+  const ImageDescriptor descriptor = ReadImageDescriptor(file, place);
+  Describe(content, descriptor, info);
+  if (options.strict && !content.warnings.empty()) {
+    return Failure(K_ERROR_INVALID_FORMAT, content.warnings[0]);
+  }
+  outcome = DecodeImage(content, descriptor, options, image, damaged);
+  damaged |= !content.warnings.empty();
+  outcome.warnings.insert(outcome.warnings.begin(), content.warnings.begin(),
+                          content.warnings.end());
+  return outcome;
+}
+
+Outcome DescribeIm(FileWindow& file, const PicturePlace& place, PictureInfo& info) {
+  ImImageShape shape;
+  Outcome outcome = DescribeImImage(file, place, shape);
+  if (!outcome.Ok()) return outcome;
+  info.coding = Coding::Uncompressed;
+  info.compression = "none";
+  if (shape.celled) info.layout = "cells";
+  info.width = shape.width;
+  info.height = shape.height;
+  info.bitsPerPixel = 1;
+  info.xResolution = shape.xResolution;
+  info.yResolution = shape.yResolution;
+  return outcome;
+}
+
+void TakeSize(const DecodedImage& image, PictureInfo& info) {
+  const Bitmap& bitmap = image.bitmap;
+  info.width = bitmap.Empty() ? image.inks.width : bitmap.Width();
+  info.height = bitmap.Empty() ? image.inks.height : bitmap.Height();
+  info.xResolution = bitmap.Empty() ? image.inks.xResolution : bitmap.XResolution();
+  info.yResolution = bitmap.Empty() ? image.inks.yResolution : bitmap.YResolution();
+}
+
+}  // namespace
+
+Outcome DescribeAnyPicture(FileWindow& file, const PicturePlace& place, PictureInfo& info) {
+  PictureInfo found;
+  found.container = place.container;
+  Outcome outcome;
+  switch (place.kind) {
+    case PictureKind::Ioca:
+      outcome = DescribeImage(file, place, found);
+      break;
+    case PictureKind::Im1:
+      outcome = DescribeIm(file, place, found);
+      break;
+    case PictureKind::Jpeg:
+    case PictureKind::Tiff:
+      outcome = DescribeContainedFile(file, place, found);
+      break;
+  }
+  if (!outcome.Ok()) return outcome;
+  found.bytes = UncompressedBytes(found);
+  info = found;
+  return outcome;
+}
+
+Outcome LoadAnyPicture(FileWindow& file, const PicturePlace& place, const DecodeOptions& options,
+                       DecodedImage& image, PictureInfo& info, bool& damaged) {
+  image = {};
+  damaged = false;
+  Outcome outcome;
+  if (place.kind == PictureKind::Ioca) {
+    PictureInfo found;
+    found.container = place.container;
+    outcome = LoadImage(file, place, options, image, found, damaged);
+    info = found;
+  } else {
+    outcome = DescribeAnyPicture(file, place, info);
+    if (!outcome.Ok()) return outcome;
+    outcome = place.kind == PictureKind::Im1
+                  ? LoadImImage(file, place, options, image, damaged)
+                  : LoadContainedFile(file, place, options, image, damaged);
+  }
+  if (!outcome.Ok()) return outcome;
+  TakeSize(image, info);
+  info.bytes = UncompressedBytes(info);
+  return outcome;
+}
+
+Outcome ReadAnyData(FileWindow& file, const PicturePlace& place, std::vector<unsigned char>& data) {
+  switch (place.kind) {
+    case PictureKind::Jpeg:
+    case PictureKind::Tiff:
+      return ReadContainedFile(file, place, data);
+    case PictureKind::Im1:
+      return Failure(K_ERROR_INVALID_FORMAT,
+                     "the data of an IM image can't be taken out by themselves");
+    case PictureKind::Ioca:
+      break;
+  }
+  ImageContent content;
+  Outcome outcome = ReadImageContent(file, place, content);
+  if (!outcome.Ok()) return outcome;
+  if (content.tiled || content.image.bands.size() != 1) {
+    return Failure(
+        K_ERROR_INVALID_FORMAT,
+        "its data are in several pieces, tiles or bands, and can't be taken out by themselves");
+  }
+  if (!content.warnings.empty()) return Failure(K_ERROR_READ, content.warnings[0]);
+  data = std::move(content.image.bands[0]);
+  return outcome;
+}
+
+}  // namespace kz
