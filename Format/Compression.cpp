@@ -33,6 +33,12 @@ static_assert(Holds([](const CompressionRow& row, size_t) {
                        !std::string_view(row.shortName).empty();
               }),
               "names");
+static_assert(Holds([](const CompressionRow& row, size_t) {
+                return std::none_of(
+                    std::begin(kOtherCompressions), std::end(kOtherCompressions),
+                    [&row](const OtherCompression& other) { return other.id == row.id; });
+              }),
+              "the filter takes a compression or refuses it");
 static_assert(Holds([](const CompressionRow& row, size_t index) {
                 for (size_t i = 0; i < index; ++i) {
                   const CompressionRow& other = kCompressions[i];

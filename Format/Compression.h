@@ -87,6 +87,17 @@ inline constexpr CompressionRow kCompressions[] = {
     // clang-format on
 };
 
+// Compressions of the standard that only images for other programs have: the filter
+// refuses fields with them.
+struct OtherCompression {
+  uint8_t id;
+  const char* shortName;
+};
+inline constexpr OtherCompression kOtherCompressions[] = {
+    {0x09, "TIFF algorithm 2"},        {0x0C, "PackBits"},   {0x0D, "TIFF LZW"},
+    {0x0E, "TIFF LZW with predictor"}, {0x20, "solid fill"}, {0x84, "JBIG2"},
+};
+
 constexpr const CompressionRow& RowOf(Compression compression) {
   return kCompressions[static_cast<size_t>(compression)];
 }

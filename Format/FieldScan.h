@@ -89,4 +89,18 @@ ByteSpan DataOf(Source& source, const ScannedField& field) {
   return data != nullptr ? ByteSpan(data, field.DataLength()) : ByteSpan();
 }
 
+// Bytes of padding at the end of the field's data. Its last byte has their count if it is
+// below 256, else it is 0 and two bytes with the count stand before it.
+template <typename Source>
+unsigned PaddingOf(Source& source, const ScannedField& field) {
+  constexpr unsigned longest = 3;
+  if ((field.flags & kFlagPadded) == 0 || field.DataLength() == 0) return 0;
+  const unsigned room = std::min(field.DataLength(), longest);
+  const unsigned char* end = source.At(field.DataOffset() + field.DataLength() - room, room);
+  if (end == nullptr) return 0;
+  const unsigned last = end[room - 1];
+  const unsigned count = last == 0 && room == longest ? GetBig16(end) : last;
+  return count <= field.DataLength() ? count : 0;
+}
+
 }  // namespace kz

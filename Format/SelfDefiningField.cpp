@@ -31,21 +31,22 @@ constexpr NamedValue kRecordings[] = {
     {kRecordingRidic, "RIDIC"},
     {kRecordingBottomToTop, "bottom to top"},
     {kRecordingUnpaddedRidic, "unpadded RIDIC"},
-    {0xFE, "see IDE Structure"},
+    {kRecordingExternal, "see External Algorithm"},
 };
 
 constexpr NamedValue kBitOrders[] = {{1, "first pixel lowest"},
                                      {kOtherValue, "first pixel highest"}};
 
 constexpr NamedValue kColorSpaces[] = {
-    {0x01, "RGB"}, {0x02, "YCrCb"}, {0x04, "CMYK"}, {0x12, "YCbCr"}};
+    {kRgbSpace, "RGB"}, {kYCrCbSpace, "YCrCb"}, {kCmykSpace, "CMYK"}, {kYCbCrSpace, "YCbCr"}};
 
+// Those that the filter takes come first.
 constexpr auto kCompressionNames = [] {
-  std::array<NamedValue, std::size(kCompressions)> names{};
-  std::transform(std::begin(kCompressions), std::end(kCompressions), names.begin(),
-                 [](const CompressionRow& row) {
-                   return NamedValue{row.id, row.shortName};
-                 });
+  std::array<NamedValue, std::size(kCompressions) + std::size(kOtherCompressions)> names{};
+  const auto name = [](const auto& row) { return NamedValue{row.id, row.shortName}; };
+  auto* others =
+      std::transform(std::begin(kCompressions), std::end(kCompressions), names.data(), name);
+  std::transform(std::begin(kOtherCompressions), std::end(kOtherCompressions), others, name);
   return names;
 }();
 
@@ -67,17 +68,27 @@ constexpr SelfDefiningParameter kImageEncoding[] = {
      .width = 1,
      .kind = Named,
      .names = kCompressionNames,
-     .namedOnly = true},
+     .taken = std::span(kCompressionNames).first(std::size(kCompressions))},
     {.name = "recording",
      .offset = 1,
      .width = 1,
      .kind = Named,
      .names = kRecordings,
-     .namedOnly = true},
+     .taken = kRecordings},
     {"bitOrder", 2, 1, Named, kBitOrders, 0, 1},
 };
 constexpr SelfDefiningParameter kIdeSize[] = {{"bitsPerPixel", 0, 1, Number}};
 constexpr SelfDefiningParameter kLutId[] = {{"lookUpTable", 0, 1, Number}};
+constexpr SelfDefiningParameter kBandImage[] = {
+    {"bands", 0, 1, Number},
+    {"bits", 1, 1, Numbers},
+};
+constexpr SelfDefiningParameter kTilePosition[] = {{"x", 0, 4, Number}, {"y", 4, 4, Number}};
+constexpr SelfDefiningParameter kTileSize[] = {
+    {"width", 0, 4, Number},
+    {"height", 4, 4, Number},
+    {"relativeResolution", 8, 1, Number},
+};
 constexpr SelfDefiningParameter kIdeStructure[] = {
     {"flags", 0, 1, Hex},
     {"colorSpace", 1, 1, Named, kColorSpaces},
@@ -89,31 +100,31 @@ constexpr SelfDefiningParameter kIdeStructure[] = {
 constexpr SelfDefiningFieldRow kFields[] = {
     {sdf::kBeginSegment, "Begin Segment", Lengths<0, 4>(), 4, 4, kBeginSegment},
     {sdf::kEndSegment, "End Segment", Lengths<0>()},
-    {0x8C, "Begin Tile", 0},
-    {0x8D, "End Tile", 0},
-    {0x8E, "Begin Transparency Mask", 0},
-    {0x8F, "End Transparency Mask", 0},
+    {sdf::kBeginTile, "Begin Tile", 0},
+    {sdf::kEndTile, "End Tile", 0},
+    {sdf::kBeginMask, "Begin Transparency Mask", 0},
+    {sdf::kEndMask, "End Transparency Mask", 0},
     {sdf::kBeginImageContent, "Begin Image Content", Lengths<1>(), 1, 255, kBeginImageContent},
     {sdf::kEndImageContent, "End Image Content", Lengths<0>()},
     {sdf::kImageSize, "Image Size", Lengths<9>(), 9, 255, kImageSize},
     {sdf::kImageEncoding, "Image Encoding", Lengths<2, 3>(), 2, 255, kImageEncoding},
     {sdf::kIdeSize, "IDE Size", Lengths<1>(), 1, 255, kIdeSize},
     {sdf::kImageLutId, "Image LUT-ID", Lengths<1>(), 1, 255, kLutId},
-    {0x98, "Band Image", 0},
+    {sdf::kBandImage, "Band Image", 0, 2, 254, kBandImage},
     {sdf::kIdeStructure, "IDE Structure", Lengths<6, 7, 8>(), 6, 255, kIdeStructure},
-    {0x9F, "External Algorithm Description", 0},
-    {0xB5, "Tile Position", 0},
-    {0xB6, "Tile Size", 0},
-    {0xB7, "Tile Set Color", 0},
-    {0xF4, "Set Extended Bilevel Image Color", 0},
-    {0xF6, "Set Bilevel Image Color", 0},
-    {0xF7, "IOCA Function Set Identification", 0},
+    {sdf::kExternalAlgorithm, "External Algorithm Description", 0},
+    {sdf::kTilePosition, "Tile Position", 0, 8, 8, kTilePosition},
+    {sdf::kTileSize, "Tile Size", 0, 8, 9, kTileSize},
+    {sdf::kTileSetColor, "Tile Set Color", 0},
+    {sdf::kSetExtendedColor, "Set Extended Bilevel Image Color", 0},
+    {sdf::kSetColor, "Set Bilevel Image Color", 0},
+    {sdf::kFunctionSet, "IOCA Function Set Identification", 0},
     {sdf::kImageData, "Image Data", kAnyLength},
-    {0xFE9C, "Band Image Data", 0},
-    {0xFEB3, "nColor Names", 0},
-    {0xFEB8, "Include Tile", 0},
-    {0xFEBB, "Tile TOC", 0},
-    {0xFECE, "Image Subsampling", 0},
+    {sdf::kBandImageData, "Band Image Data", 0},
+    {sdf::kColorNames, "nColor Names", 0},
+    {sdf::kIncludeTile, "Include Tile", 0},
+    {sdf::kTileToc, "Tile TOC", 0},
+    {sdf::kImageSubsampling, "Image Subsampling", 0},
 };
 static_assert(std::is_sorted(std::begin(kFields), std::end(kFields),
                              [](const auto& a, const auto& b) { return a.id < b.id; }));
@@ -161,7 +172,7 @@ bool TakesValues(const SelfDefiningFieldRow& row, ByteSpan parameters) {
   const auto taken = [&](const SelfDefiningParameter& parameter) {
     if (!IsWhole(parameter, static_cast<unsigned>(parameters.size()))) return true;
     const uint32_t value = FileNumber(parameter, parameters.data());
-    if (parameter.namedOnly && FindValueName(parameter.names, value) == nullptr) return false;
+    if (!parameter.taken.empty() && FindValueName(parameter.taken, value) == nullptr) return false;
     return value >= parameter.least && value <= parameter.most;
   };
   return std::all_of(row.parameters.begin(), row.parameters.end(), taken);

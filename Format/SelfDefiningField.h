@@ -14,18 +14,38 @@ namespace kz {
 namespace sdf {
 constexpr uint16_t kBeginSegment = 0x0070;
 constexpr uint16_t kEndSegment = 0x0071;
+constexpr uint16_t kBeginTile = 0x008C;
+constexpr uint16_t kEndTile = 0x008D;
+constexpr uint16_t kBeginMask = 0x008E;
+constexpr uint16_t kEndMask = 0x008F;
 constexpr uint16_t kBeginImageContent = 0x0091;
 constexpr uint16_t kEndImageContent = 0x0093;
 constexpr uint16_t kImageSize = 0x0094;
 constexpr uint16_t kImageEncoding = 0x0095;
 constexpr uint16_t kIdeSize = 0x0096;
 constexpr uint16_t kImageLutId = 0x0097;
+constexpr uint16_t kBandImage = 0x0098;
 constexpr uint16_t kIdeStructure = 0x009B;
+constexpr uint16_t kExternalAlgorithm = 0x009F;
+constexpr uint16_t kTilePosition = 0x00B5;
+constexpr uint16_t kTileSize = 0x00B6;
+constexpr uint16_t kTileSetColor = 0x00B7;
+constexpr uint16_t kSetExtendedColor = 0x00F4;
+constexpr uint16_t kSetColor = 0x00F6;
+constexpr uint16_t kFunctionSet = 0x00F7;
 constexpr uint16_t kImageData = 0xFE92;
+constexpr uint16_t kBandImageData = 0xFE9C;
+constexpr uint16_t kColorNames = 0xFEB3;
+constexpr uint16_t kIncludeTile = 0xFEB8;
+constexpr uint16_t kTileToc = 0xFEBB;
+constexpr uint16_t kImageSubsampling = 0xFECE;
 }  // namespace sdf
 
 // First byte of an extended identifier.
 constexpr unsigned char kExtendedField = 0xFE;
+// An Image Subsampling field whose identifier and length were written in little-endian
+// order begins with this and kExtendedField.
+constexpr unsigned char kSwappedSubsampling = 0xCE;
 
 // Values of the Image Size and Image Encoding fields.
 constexpr unsigned char kBaseTenInches = 0x00;
@@ -34,6 +54,16 @@ constexpr unsigned char kBaseLogical = 0x02;
 constexpr unsigned char kRecordingRidic = 0x01;
 constexpr unsigned char kRecordingBottomToTop = 0x03;
 constexpr unsigned char kRecordingUnpaddedRidic = 0x04;
+constexpr unsigned char kRecordingExternal = 0xFE;  // as the External Algorithm says: RIDIC
+constexpr unsigned char kSolidFill = 0x20;          // compression of a tile without data
+// Colour spaces of the IDE Structure field and of colours.
+constexpr unsigned char kRgbSpace = 0x01;
+constexpr unsigned char kYCrCbSpace = 0x02;
+constexpr unsigned char kCmykSpace = 0x04;
+constexpr unsigned char kHighlightSpace = 0x06;  // of colours only
+constexpr unsigned char kCielabSpace = 0x08;     // of colours only
+constexpr unsigned char kYCbCrSpace = 0x12;
+constexpr unsigned char kStandardOcaSpace = 0x40;  // of colours only
 constexpr unsigned kMaxImageSide = 0x7FFF;
 
 // A value that has a name.
@@ -69,7 +99,8 @@ struct SelfDefiningParameter {
   // The values that the filter takes.
   uint32_t least = 0;
   uint32_t most = std::numeric_limits<uint32_t>::max();
-  bool namedOnly = false;
+  // If there are any, only these too.
+  std::span<const NamedValue> taken = {};
 };
 
 // A set of lengths of up to 15: bit n stands for length n.
@@ -118,6 +149,17 @@ constexpr unsigned HeaderLengthFrom(unsigned char first) {
 }
 // The header that the bytes begin with; none when they end within it.
 std::optional<SelfDefiningHeader> ParseSelfDefiningHeader(ByteSpan bytes);
+// Image data after Image Data of length 0 have no headers; they go on to the end of the
+// Image Picture Data field before the one that ends the content. Whether this is such an
+// end: `start` is the field's first bytes, at least five if it has as many.
+constexpr bool EndsRawData(ByteSpan start) {
+  if (start.size() < 2 || start[0] != sdf::kEndImageContent || start[1] != 0) return false;
+  if (start.size() < 4) return start.size() == 2;
+  return (start[2] == sdf::kEndSegment && start[3] == 0) ||
+         (start[2] == sdf::kBeginImageContent && start[3] == 1);
+}
+constexpr size_t kRawDataEnd = 5;
+
 // Stores a header of HeaderLength() bytes and returns that. A length of one byte is cut
 // off at 255.
 unsigned PutSelfDefiningHeader(unsigned char* bytes, const SelfDefiningHeader& header);

@@ -42,8 +42,16 @@ bool StartsPicture(std::string_view data, PictureKind& kind) {
 
 }  // namespace
 
-void ContentScan::Take(FileWindow& file, ByteRange part, std::vector<Content>& contents) {
+void ContentScan::Take(FileWindow& file, int64_t field, ByteRange part,
+                       std::vector<Content>& contents) {
   int64_t at = part.begin;
+  if (m_empty && part.Size() > 0) {
+    // The part is raw data, unless it ends them.
+    const auto count = static_cast<size_t>(std::min<int64_t>(part.Size(), kRawDataEnd));
+    const unsigned char* start = file.At(at, count);
+    if (start == nullptr || !EndsRawData({start, count})) return;
+    m_empty = false;
+  }
   while (at < part.end && !m_lost) {
     if (m_skip > 0) {
       const int64_t skipped = std::min(m_skip, part.end - at);
@@ -53,6 +61,8 @@ void ContentScan::Take(FileWindow& file, ByteRange part, std::vector<Content>& c
     }
     if (m_headerLength == 0) {
       m_field = at;
+      m_outer = field;
+      m_before = at - part.begin;
       // Mostly a header is whole.
       const unsigned char* whole =
           part.end - at >= kMaxSelfDefiningHeader ? file.At(at, kMaxSelfDefiningHeader) : nullptr;
@@ -86,10 +96,15 @@ void ContentScan::TakeHeader(ByteSpan bytes, std::vector<Content>& contents) {
     m_segment = m_field;
     m_contents = 0;
   } else if (id == sdf::kBeginImageContent) {
-    contents.push_back({m_segment, ++m_contents});
+    contents.push_back({m_segment, ++m_contents, m_outer, m_before});
   }
-  // Image Data of length 0 announce data without any header.
-  m_lost = FindSelfDefiningField(id) == nullptr || (id == sdf::kImageData && m_skip == 0);
+  m_empty = id == sdf::kImageData && m_skip == 0;
+  if (id == kSwappedSubsampling && m_skip == kExtendedField) {
+    constexpr int64_t swapped = 2 + 8;  // length and parameters, the same in all files
+    m_skip = swapped;
+    return;
+  }
+  m_lost = FindSelfDefiningField(id) == nullptr;
 }
 
 void PictureScan::Begin(PictureKind kind, const ScannedField& field, Container container) {
@@ -107,6 +122,13 @@ void PictureScan::Take(const ScannedField& field, Container container) {
   if (m_inData && field.code != sf::kNoOperation) Finish();
   m_damaged = false;
   switch (field.code) {
+    case sf::kBeginImageObject:
+    case sf::kEndImageObject:
+      m_descriptor = 0;
+      break;
+    case sf::kImageDataDescriptor:
+      m_descriptor = field.offset;
+      return;
     case sf::kBeginImImage:
     case sf::kBeginObjectContainer:
       m_object = field.code;
@@ -131,12 +153,14 @@ void PictureScan::Take(const ScannedField& field, Container container) {
     case sf::kBeginPage:
     case sf::kEndPage:
       m_object = 0;
+      m_descriptor = 0;
       return;
     default:
-      if (m_object == 0 || field.code != PartnerOf(m_object)) return;
-      if (m_named) m_pictures[m_picture].bytes.end = field.End();
-      m_object = 0;
+      break;
   }
+  if (m_object == 0 || field.code != PartnerOf(m_object)) return;
+  if (m_named) m_pictures[m_picture].bytes.end = field.End();
+  m_object = 0;
 }
 
 void PictureScan::TakeContainer(const ScannedField& field, Container container) {
@@ -168,11 +192,16 @@ void PictureScan::TakePictureData(const ScannedField& field, Container container
     m_data = {};
     m_data.bytes.begin = field.offset;
     m_data.container = container;
+    m_data.contentField = field.offset;
+    m_data.descriptor = m_descriptor;
   }
   m_data.bytes.end = field.End();
   m_found.clear();
-  m_contents.Take(m_file, {field.DataOffset(), std::min(field.End(), m_file.Size())}, m_found);
-  for (size_t i = 0; i < m_found.size(); ++i) {
+  const int64_t end = std::min(field.End() - PaddingOf(m_file, field), m_file.Size());
+  m_contents.Take(m_file, field.offset, {field.DataOffset(), end}, m_found);
+  for (const ContentScan::Content& found : m_found) {
+    m_data.contentField = found.field;
+    m_data.contentSkip = static_cast<uint32_t>(found.skip);
     m_data.content = static_cast<int>(m_pictures.size() - m_first) + 1;
     m_pictures.push_back(m_data);
   }
@@ -181,7 +210,8 @@ void PictureScan::TakePictureData(const ScannedField& field, Container container
 void PictureScan::Finish() {
   if (!m_inData) return;
   m_inData = false;
-  // Data without an image content are a picture nevertheless, if a damaged one.
+  // Data without an image content are a picture nevertheless, if a damaged one; then
+  // the content's place is still that of the data.
   m_data.content = 1;
   if (m_pictures.size() == m_first) m_pictures.push_back(m_data);
   for (size_t i = m_first; i < m_pictures.size(); ++i) m_pictures[i].bytes.end = m_data.bytes.end;
@@ -199,13 +229,14 @@ void PictureScan::Damage(int64_t next) {
 void PictureScan::TakeBareFile() {
   m_found.clear();
   m_contents = {};
-  m_contents.Take(m_file, {0, m_file.Size()}, m_found);
-  if (m_found.empty()) m_found.push_back({0, 1});
+  m_contents.Take(m_file, 0, {0, m_file.Size()}, m_found);
+  if (m_found.empty()) m_found.push_back({0, 1, 0, 0});
   for (const ContentScan::Content& found : m_found) {
     IndexedPicture picture;
     picture.container = Container::Ioca;
     picture.content = found.number;
     picture.bytes.begin = found.segment;
+    picture.contentField = found.skip;  // there is no structured field around it
     m_pictures.push_back(picture);
   }
   // Up to the next segment.

@@ -13,14 +13,18 @@ namespace kz {
 // Counts the image contents of an image segment that comes in parts.
 class ContentScan {
  public:
-  // Where a content's segment begins, and which content there it is, from 1.
+  // Where a content's segment begins, and which content there it is, from 1; where in
+  // which structured field it begins.
   struct Content {
     int64_t segment;
     int number;
+    int64_t field;
+    int64_t skip;
   };
-  // Looks at a part of the segment, and adds the contents that begin there. What follows
-  // a field that no reference knows isn't understood.
-  void Take(FileWindow& file, ByteRange part, std::vector<Content>& contents);
+  // Looks at a part of the segment, the data of the structured field at `field`, and adds
+  // the contents that begin there. What follows a field that no reference knows isn't
+  // understood.
+  void Take(FileWindow& file, int64_t field, ByteRange part, std::vector<Content>& contents);
   // Part of the segment is missing: no more contents can be found.
   void Lose() { m_lost = true; }
 
@@ -31,8 +35,11 @@ class ContentScan {
   unsigned char m_header[4] = {};
   size_t m_headerLength = 0;
   int64_t m_field = 0;    // where it begins
+  int64_t m_outer = 0;    // the structured field in which it does
+  int64_t m_before = 0;   // that field's data before it
   int64_t m_segment = 0;  // where the segment begins
   int m_contents = 0;     // of that segment
+  bool m_empty = false;   // Image Data of length 0 came last
   bool m_lost = false;
 };
 
@@ -61,14 +68,15 @@ class PictureScan {
   std::vector<IndexedPicture>& m_pictures;
   std::vector<ContentScan::Content> m_found;
   ContentScan m_contents;
-  bool m_inData = false;   // of an image object
-  bool m_damaged = false;  // fields are missing before the next
-  size_t m_first = 0;      // picture of the data
-  IndexedPicture m_data;   // the data
-  uint16_t m_object = 0;   // Begin field of the IM image or object container that is open
-  int64_t m_begin = 0;     // where that stands
-  bool m_named = false;    // whether it has become a picture
-  size_t m_picture = 0;    // which
+  bool m_inData = false;     // of an image object
+  bool m_damaged = false;    // fields are missing before the next
+  size_t m_first = 0;        // picture of the data
+  IndexedPicture m_data;     // the data
+  int64_t m_descriptor = 0;  // of the image object that is open
+  uint16_t m_object = 0;     // Begin field of the IM image or object container that is open
+  int64_t m_begin = 0;       // where that stands
+  bool m_named = false;      // whether it has become a picture
+  size_t m_picture = 0;      // which
 };
 
 }  // namespace kz

@@ -58,7 +58,9 @@ struct ImageTile {
 
 struct ImageContent {
   CodedImage image;              // without data when there are tiles
-  std::vector<ImageTile> tiles;  // in their order: later ones lie on top
+  // In their order: later ones lie on top. Tiles without data or size aren't there, but
+  // for filled ones, which have no data.
+  std::vector<ImageTile> tiles;
   bool tiled = false;
   std::optional<CodedImage> mask;  // 0 bits of it are transparent
   std::vector<std::string> warnings;
@@ -77,9 +79,10 @@ struct ImageDescriptor {
 };
 
 // Reads the content that `picture` is, with its data, from the file that was indexed. A
-// field that is damaged or unknown ends it: what was read is kept with a warning, unless
-// there are no data at all. Fails with -7 when the file ends before any data, -9 for a
-// field that can't be, with the place in words, and -1 for no memory.
+// few unknown fields are passed over with a warning. A field that is damaged or not whole
+// ends it: what was read is kept with a warning, unless there are no data at all. Fails
+// with -7 when the file ends before any data, -9 for a field that can't be, with the place
+// in words, and -1 for no memory.
 Outcome ReadImageContent(FileWindow& file, const PicturePlace& picture, ImageContent& content);
 // The same without the data: `bands` are empty. Data are passed over.
 Outcome ReadImageParameters(FileWindow& file, const PicturePlace& picture, ImageContent& content);
