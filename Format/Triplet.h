@@ -31,9 +31,6 @@ constexpr uint8_t kCodedFont = 0x8E;
 constexpr uint8_t kInternalReference = 0xBE;
 }  // namespace fqn
 
-// What a triplet is called; null for one that isn't in common use.
-const char* TripletName(uint8_t id);
-
 enum class TripletFault {
   None,
   Length,  // a length that none can have, or a single byte

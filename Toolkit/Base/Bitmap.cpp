@@ -1,6 +1,5 @@
 #include "Toolkit/Base/Bitmap.h"
 
-#include <cstring>
 #include <utility>
 
 #include "Host/Kernel/Kernel.h"
@@ -58,25 +57,6 @@ int Bitmap::Create(int width, int height, int bitsPerPixel, int colorOrder, int 
   if (!IsSanePicture(width, height, bitsPerPixel)) return K_ERROR_INVALID_FORMAT;
   return K_CreateBitmap(&m_handle, sizeof(m_handle), width, height, bitsPerPixel, colorOrder,
                         viewPerspective);
-}
-
-int Bitmap::CopyFrom(const Bitmap& other) {
-  Bitmap copy;
-  const _BITMAPHANDLE& from = *other.Handle();
-  int status = copy.Create(from.nWidth, from.nHeight, from.nBitsPerPixel, from.nColorOrder,
-                           from.nViewPerspective);
-  if (status == K_SUCCESS && from.pPalette != nullptr) {
-    status = copy.SetPalette(from.pPalette, from.nColors);
-  }
-  if (status == K_SUCCESS) {
-    copy.SetResolution(from.nXResolution, from.nYResolution);
-    std::memcpy(copy.m_handle.pRows, from.pRows,
-                static_cast<size_t>(from.nRowBytes) * static_cast<size_t>(from.nHeight));
-  } else {
-    copy.Reset();
-  }
-  *this = std::move(copy);
-  return status;
 }
 
 _BITMAPHANDLE Bitmap::Release() { return std::exchange(m_handle, {}); }

@@ -43,8 +43,6 @@ class K_EXPORT Bitmap {
   // the bitmap is empty then.
   int Create(int width, int height, int bitsPerPixel, int colorOrder = K_ORDER_BGR,
              int viewPerspective = K_VIEW_TOP_DOWN);
-  // Makes an independent copy of another bitmap. Returns 1 or -1 (then empty).
-  int CopyFrom(const Bitmap& other);
   // Hands rows and palette over with the record; the bitmap is empty then.
   _BITMAPHANDLE Release();
   // Frees rows and palette.

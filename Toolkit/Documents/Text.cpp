@@ -1,11 +1,9 @@
 #include "Toolkit/Documents/Text.h"
 
 #include <algorithm>
-#include <cstring>
 #include <new>
 #include <optional>
 
-#include "API/Filters/Ica/Common/Ica.h"
 #include "Format/ControlSequence.h"
 #include "Format/Triplet.h"
 #include "Toolkit/Documents/PageIndex.h"
@@ -225,11 +223,11 @@ class RawReader : public PageTaker {
         m_raw.append(sequence.parameters);
         ended = ended && sequence.parameters.empty();
       } else if (sequence.MovesBaseline() && !ended) {
-        m_raw += aCrLf;
+        m_raw += "\r\n";
         ended = true;
       }
     }
-    m_raw += aCrLf;
+    m_raw += "\r\n";
   }
   bool EndPage(int page) override {
     const bool more = m_take(page, m_raw);
@@ -241,27 +239,6 @@ class RawReader : public PageTaker {
   const TakeRawText& m_take;
   std::string m_raw;
 };
-
-// Runs the comment reader once, into a buffer filled with one byte.
-int FillComment(const std::string& file, int page, unsigned char fill,
-                std::vector<unsigned char>& buffer) {
-  std::memset(buffer.data(), fill, buffer.size());
-  _LOADOPTIONS options = {sizeof(options), 0, 0, 0, page};
-  _IMAGEFILEINFO info = {};
-  info.uStructSize = sizeof(info);
-  info.nTotalPages = INT32_MAX;
-  _COMMENTDISPATCH dispatch = {file.c_str(), buffer.data(), static_cast<uint32_t>(buffer.size()),
-                               &options, &info};
-  return fltComment(&dispatch);
-}
-
-// The reader doesn't say how much it stored: what stays different under two different
-// fillings wasn't stored.
-size_t StoredBytes(const std::vector<unsigned char>& a, const std::vector<unsigned char>& b) {
-  size_t stored = 0;
-  while (stored < a.size() && a[stored] == b[stored]) ++stored;
-  return stored;
-}
 
 }  // namespace
 
@@ -282,26 +259,6 @@ Outcome ReadRawTexts(const std::string& file, const std::vector<int>& pages,
                      const TakeRawText& take) try {
   RawReader reader(take);
   return ReadPages(file, Wanted(pages), reader);
-} catch (const std::bad_alloc&) {
-  return Failure(K_ERROR_NO_MEMORY);
-}
-
-Outcome ReadComment(const std::string& file, int page, std::string& comment) try {
-  constexpr size_t firstSize = 1 << 16;
-  constexpr size_t maxSize = size_t{1} << 31;
-  comment.clear();
-  for (size_t size = firstSize; size <= maxSize; size *= 2) {
-    std::vector<unsigned char> zeros(size);
-    std::vector<unsigned char> ones(size);
-    const int status = FillComment(file, page, 0x00, zeros);
-    if (FillComment(file, page, 0xFF, ones) != status) return Failure(K_ERROR_READ);
-    const size_t stored = StoredBytes(zeros, ones);
-    // A full buffer may have cut the text.
-    if (stored == size) continue;
-    comment.assign(zeros.begin(), zeros.begin() + static_cast<std::ptrdiff_t>(stored));
-    return status == K_SUCCESS ? Outcome{} : Failure(status);
-  }
-  return Failure(K_ERROR_NO_MEMORY);
 } catch (const std::bad_alloc&) {
   return Failure(K_ERROR_NO_MEMORY);
 }

@@ -51,11 +51,4 @@ using TakeRawText = std::function<bool(int page, const std::string& text)>;
 K_EXPORT Outcome ReadRawTexts(const std::string& file, const std::vector<int>& pages,
                               const TakeRawText& take);
 
-// The comment that the filter finds: the text from a page on to the end of the
-// document, all of it, as bytes with CR LF. It knows no chained control sequences.
-// Fails with -10 for a file that can't be opened, -9 for a page that isn't there, a damaged
-// field and a bare image, -7 for a document that doesn't end; with the last two `comment`
-// holds what stands before.
-K_EXPORT Outcome ReadComment(const std::string& file, int page, std::string& comment);
-
 }  // namespace kz

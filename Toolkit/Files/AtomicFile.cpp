@@ -37,7 +37,6 @@ struct PendingFile {
 namespace {
 
 constexpr int kMaxLinks = 40;
-constexpr mode_t kNewFileMode = 0666;
 constexpr size_t kMostInBatch = 128;
 // A file in a batch keeps a folder, a lock and itself open.
 constexpr size_t kDescriptorsPerFile = 3;
@@ -272,20 +271,6 @@ Outcome CopyDescriptor(int from, int to) {
       return SystemFailure(K_ERROR_WRITE, errno);
     }
   }
-}
-
-Outcome CopyFile(const std::string& from, const std::string& to) {
-  const OwnedDescriptor source(OpenDescriptor(from.c_str(), O_RDONLY));
-  if (source.Get() < 0) return SystemFailure(K_ERROR_OPEN_READ, errno);
-  struct stat status;
-  if (::fstat(source.Get(), &status) == 0 && S_ISDIR(status.st_mode)) {
-    return SystemFailure(K_ERROR_OPEN_READ, EISDIR);
-  }
-  OwnedDescriptor target(OpenDescriptor(to.c_str(), O_WRONLY | O_CREAT | O_TRUNC, kNewFileMode));
-  if (target.Get() < 0) return SystemFailure(K_ERROR_OPEN_WRITE, errno);
-  Outcome outcome = CopyDescriptor(source.Get(), target.Get());
-  if (outcome.Ok() && ::close(target.Release()) != 0) return SystemFailure(K_ERROR_WRITE, errno);
-  return outcome;
 }
 
 }  // namespace kz

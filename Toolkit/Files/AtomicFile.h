@@ -84,10 +84,6 @@ class K_EXPORT FileBatch {
   std::vector<std::unique_ptr<PendingFile>> m_files;
 };
 
-// Makes `to` hold the bytes of `from`; `to` is created, or cut to zero first. -10
-// when `from` can't be opened, -14 when `to` can't, -7 or -5 when copying fails.
-K_EXPORT Outcome CopyFile(const std::string& from, const std::string& to);
-
 // Appends the whole file of one descriptor to another, which may be a pipe.
 // Returns -7 or -5 when that fails.
 K_EXPORT Outcome CopyDescriptor(int from, int to);

@@ -339,31 +339,19 @@ TEST(Text, StandsWhereThePageHasIt) {
                                            "504.000000 648.000000"));
 }
 
-TEST(Text, OfRawBytesIsWholeHoweverLong) {
+TEST(Text, OfRawBytesHasALineForEachFieldAndBaseline) {
   const TemporaryFolder folder;
-  // Ends of the buffer, and of the text, that could be taken for one another.
-  for (const size_t length : {65533u, 65534u, 65535u, 131070u, 400001u}) {
-    std::string expected;
-    Bytes content;
-    for (size_t left = length; left > 0;) {
-      std::string piece(std::min<size_t>(left, 250), '\0');
-      for (size_t i = 0; i < piece.size(); ++i) piece[i] = i % 3 == 0 ? '\xFF' : '\0';
-      left -= piece.size();
-      expected += piece + "\r\n";
-      content = content + Text(Transparent(piece));
-    }
-    // One field and its line end less than the text makes it as long as wanted.
-    const std::string file = folder.File("long", Begin("D") + Page(content) + End("D"));
-    std::string comment, raw;
-    EXPECT_TRUE(ReadComment(file, 1, comment).Ok());
-    EXPECT_TRUE(comment == expected) << length;
-    const auto take = [&raw](int, const std::string& text) {
-      raw = text;
-      return true;
-    };
-    EXPECT_TRUE(ReadRawTexts(file, {1}, take).Ok());
-    EXPECT_TRUE(raw == expected) << length;
-  }
+  const Bytes content = Text(Transparent("one") + Move(0xC6, 9) + Transparent(" line") +
+                             Move(0xD2, 90) + Transparent("\xFF\0"s) + Move(0xD2, 99)) +
+                        Text({}) + Text(Transparent("last"));
+  const std::string file = folder.File("raw", Begin("D") + Page(content) + End("D"));
+  std::string raw;
+  const auto take = [&raw](int, const std::string& text) {
+    raw = text;
+    return true;
+  };
+  EXPECT_TRUE(ReadRawTexts(file, {1}, take).Ok());
+  EXPECT_EQ(raw, "one line\r\n\xFF\0\r\n\r\n\r\nlast\r\n"s);
 }
 
 }  // namespace
