@@ -419,6 +419,9 @@ TEST_F(Documents, TextIsOfThePagesAskedForAndChecksAreOfAllFiles) {
             "Second page of text\n\fFirst page of\ntext\n");
   EXPECT_EQ(Kzica({"text", formatter, "-p", "2", "-e", "raw"}).out.substr(0, 3), "\xE2\x85\x83");
   EXPECT_EQ(Kzica({"text", formatter, "-p", "2-", "-e", "cp037"}).out, "Second page of text\n");
+  EXPECT_EQ(Kzica({"text", formatter, "-p", "2", "--group", "PGP00001"}).out,
+            "Second page of text\n");
+  EXPECT_THAT(Kzica({"text", formatter, "--group", "G"}).err, HasSubstr("there is no group G"));
   const Result several = Kzica({"text", formatter, m_folder / "no-such", formatter, "-p", "2"});
   EXPECT_EQ(several.exit, 1);
   EXPECT_EQ(several.out, "Second page of text\n\fSecond page of text\n");

@@ -16,7 +16,7 @@ namespace {
 
 struct TextOptions {
   std::vector<std::string> files;
-  std::string pages;
+  SelectionOptions pages;
   std::string encoding;  // empty: the document's own
   bool json = false;
 
@@ -66,19 +66,19 @@ std::string InLines(const kz::TextPage& page) {
   return lines;
 }
 
-// The pages that the option names; none for all.
-kz::Outcome FindPages(const std::string& file, const std::string& option, std::vector<int>& pages) {
-  if (option.empty()) return {};
-  const kz::PageRange range = ParsePages("--page", option);
-  kz::PageIndex index;
-  if (range.NeedsPageCount()) {
-    kz::Outcome outcome = kz::IndexFile(file, index);
-    if (!outcome.Ok()) return outcome;
-    if (index.pages.empty()) {
-      return kz::Failure(K_ERROR_INVALID_FORMAT, "the document has no pages");
-    }
+// The pages that the options name; none for all.
+kz::Outcome FindPages(const std::string& file, const SelectionOptions& options,
+                      std::vector<int>& pages) {
+  const kz::Selection selection = SelectionOf(options);
+  if (selection.IsEmpty()) return {};
+  if (options.groups.empty() && options.tags.empty()) {
+    const kz::PageRange range = ParsePages("--page", options.pages);
+    // Reading ends with the last of the pages: the rest needn't be looked at.
+    if (!range.NeedsPageCount()) return range.Resolve(0, pages);
   }
-  return range.Resolve(static_cast<int>(index.pages.size()), pages);
+  kz::PageIndex index;
+  kz::Outcome outcome = kz::IndexFile(file, index);
+  return outcome.Ok() ? selection.Resolve(index, pages) : outcome;
 }
 
 Exit PrintText(const std::string& argument, const TextOptions& options, PagePrinter& printer) {
@@ -121,7 +121,7 @@ Exit PrintText(const std::string& argument, const TextOptions& options, PagePrin
 Exit Text(const TextOptions& options) {
   if (!options.encoding.empty() && !options.Raw()) CheckEncoding(options.encoding);
   if (options.json && options.Raw()) throw UsageError("--json: raw text has no lines to show");
-  if (!options.pages.empty()) (void)ParsePages("--page", options.pages);
+  (void)SelectionOf(options.pages);
   PagePrinter printer(!options.json && !options.Raw());
   Exit exit = kDone;
   for (const std::string& file : options.files) {
@@ -146,8 +146,7 @@ void AddText(CLI::App& app, Exit& exit) {
       "Damage is passed over: exit status 3 when text may be missing.");
   auto options = std::make_shared<TextOptions>();
   command->add_option("FILE", options->files, "Documents to read")->required();
-  command->add_option("-p,--page", options->pages, "Pages, like 2, 1,3-5, 9- or z, instead of all")
-      ->type_name("PAGES");
+  AddSelection(*command, options->pages, "Pages, like 2, 1,3-5, 9- or z, instead of all");
   command->add_option("-e,--encoding", options->encoding,
                       "Encoding of all the text, as iconv calls it, instead of what the document "
                       "says; raw prints the bytes");
