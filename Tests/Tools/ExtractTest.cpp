@@ -114,6 +114,38 @@ TEST(Extract, ResourcesAreLookedForInAFolder) {
   EXPECT_TRUE(FileBytes(folder / "found.png") == FileBytes(folder / "own.png"));
 }
 
+// The producer's folder has the resources in a library, a file of another name.
+TEST(Extract, ResourcesAreLookedForInLibraries) {
+  const TemporaryFolder folder;
+  const std::string file = KZ_SAMPLES "/foreign/fop_extres.afp";
+  folder.File("more.afp", FileBytes(KZ_SAMPLES "/foreign/extres.res.afp"));
+  folder.File("damaged.res", Bytes(1000));
+  const std::vector<std::string> from = {"--resources", folder / ""};
+  const auto run = [&](std::vector<std::string> line) {
+    line.insert(line.end(), from.begin(), from.end());
+    return Kzica(line);
+  };
+  EXPECT_EQ(run({"extract", file, folder / "%d.png", "-p", "1"}).exit, 0);
+  EXPECT_EQ(folder.Names(), (std::vector<std::string>{"1.png", "2.png", "3.png", "4.png", "5.png",
+                                                      "damaged.res", "more.afp"}));
+  EXPECT_EQ(run({"extract", folder / "more.afp", folder / "own.png", "-i", "3"}).exit, 0);
+  EXPECT_TRUE(FileBytes(folder / "own.png") == FileBytes(folder / "3.png"));
+  // What is found is neither missing nor warned of.
+  EXPECT_EQ(Kzica({"check", file}).exit, 3);
+  const Result check = run({"check", file});
+  EXPECT_EQ(check.exit, 0);
+  EXPECT_EQ(check.err, "");
+  for (const char* page : {"z", ""}) {
+    std::vector<std::string> line = {"info", file};
+    if (*page != '\0') line.insert(line.end(), {"-p", page});
+    const std::string info = run(line).out;
+    EXPECT_THAT(info, HasSubstr("included      5 pictures of "));
+    EXPECT_THAT(info, testing::Not(HasSubstr("missing")));
+    line.emplace_back("--json");
+    EXPECT_THAT(run(line).out, HasSubstr("/more.afp\",\"image\":5}]"));
+  }
+}
+
 TEST(Extract, ABottomUpJpegPageIsTheSamePictureInEveryFormat) {
   const TemporaryFolder folder;
   for (const int height : {48, 45}) {

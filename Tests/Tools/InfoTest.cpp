@@ -69,6 +69,11 @@ TEST_F(Information, SaysWhichPictureIsOnWhichPage) {
        0,
        {"page          3 of 4: 2 pictures\n", "1 of 4", "3 of 4, on page 3\n"}},
       {"info MIXED -p z", 1, {"1 of 4, in", "4 of 4, on page 4\n", "IM1 image", "can't be read: "}},
+      {"info MIXED --group G2", 1, {"page          4 of 4: ", "1 of 4, in", "IM1 image"}},
+      {"info MIXED --group G1 -p 2", 0, {"page          2 of 4: text, no picture\n"}},
+      {"info MIXED --group G1 -p 3", 1, {}},
+      {"info MIXED --tag TWO", 2, {}},
+      {"info MIXED --group G1 --image 1", 2, {}},
       {"info MIXED --image 3", 0, {"3 of 4, on page 3\n"}},
       {"info MIXED -i z", 1, {"4 of 4, on page 4\n"}},
       {"info MIXED -i 5", 1, {}},
@@ -102,6 +107,9 @@ TEST_F(Information, IsTheSameInJson) {
   const json empty = json::parse(Run("info --json MIXED -p 2").out);
   EXPECT_EQ(empty["image"], json());
   EXPECT_EQ(empty["holds"], "text, no picture");
+  const json group = json::parse(Run("info --json MIXED --group G1").out);
+  EXPECT_EQ(group["selected"], json({1, 2}));
+  EXPECT_EQ(group["pictures"].size(), 1u);
   EXPECT_EQ(json::parse(Run("info --json MIXED --all").out)["pictures"].size(), 4u);
   const json damaged = json::parse(Run("info --json DAMAGED").out);
   EXPECT_EQ(damaged["skipped"][0]["length"], 1000);

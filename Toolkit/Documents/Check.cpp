@@ -28,7 +28,8 @@ std::string SkippedWords(const SkippedBytes& skipped) {
          std::to_string(skipped.length) + " bytes skipped)";
 }
 
-void CheckStructure(const PageIndex& index, std::vector<Problem>& problems) {
+void CheckStructure(const Document& document, std::vector<Problem>& problems) {
+  const PageIndex& index = document.Index();
   const Outcome& structure = index.structure;
   if (index.IsDamaged()) {
     // That there is no field is what the skipped bytes say, with their length.
@@ -39,7 +40,7 @@ void CheckStructure(const PageIndex& index, std::vector<Problem>& problems) {
   } else if (!structure.Ok() && index.IsDocument()) {
     problems.push_back(Warning("its pages can't be edited: " + structure.what, structure.status));
   }
-  for (const IncludedName& missing : index.Missing()) {
+  for (const IncludedName& missing : document.Missing()) {
     problems.push_back(Warning("the resource " + missing.name + " isn't in the file",
                                K_ERROR_INVALID_FORMAT, missing.page));
   }
@@ -80,8 +81,8 @@ class FirstProblems {
 // Loads pictures on several threads, each of which takes the next one.
 class PictureChecks {
  public:
-  PictureChecks(const Document& document, const LoadOptions& options)
-      : m_document(document), m_options(options) {}
+  PictureChecks(const Document& document, const CheckRequest& request)
+      : m_document(document), m_request(request) {}
 
   FirstProblems Run() {
     const unsigned processors = std::max(1U, std::thread::hardware_concurrency());
@@ -107,13 +108,14 @@ class PictureChecks {
       } catch (const std::bad_alloc&) {
         ++m_withoutMemory;
       }
+      if (m_request.progress) ReportProgress();
     }
   }
 
   void Check(int picture) {
     Bitmap bitmap;
     PictureInfo info;
-    const Outcome outcome = m_document.LoadPicture(picture, m_options, bitmap, &info);
+    const Outcome outcome = m_document.LoadPicture(picture, m_request.load, bitmap, &info);
     for (const std::string& warning : outcome.warnings) {
       Add(picture, Warning(warning, K_SUCCESS, 0, picture));
     }
@@ -124,16 +126,22 @@ class PictureChecks {
                        : Warning("can't be read: " + outcome.what, outcome.status, 0, picture));
   }
 
+  void ReportProgress() {
+    const std::lock_guard lock(m_mutex);
+    m_request.progress(++m_done, m_document.Pictures());
+  }
+
   void Add(int picture, Problem problem) {
     const std::lock_guard lock(m_mutex);
     m_problems.Add(picture, std::move(problem));
   }
 
   const Document& m_document;
-  const LoadOptions& m_options;
+  const CheckRequest& m_request;
   std::atomic<int> m_last = 0;
   std::atomic<int> m_withoutMemory = 0;
   std::mutex m_mutex;
+  int m_done = 0;
   FirstProblems m_problems;
 };
 
@@ -164,15 +172,16 @@ int CheckReport::Count(Severity severity) const {
                     [&](const Problem& problem) { return problem.severity == severity; }));
 }
 
-CheckReport CheckFile(const std::string& file, const LoadOptions& options) {
+CheckReport CheckFile(const std::string& file, const CheckRequest& request) {
   Document document(file);
   CheckReport report;
   report.opened = document.Open();
   if (!report.opened.Ok()) return report;
+  if (!request.resources.empty()) document.AddResources(request.resources);
   report.pages = document.Pages();
   report.pictures = document.Pictures();
-  CheckStructure(document.Index(), report.problems);
-  PictureChecks checks(document, options);
+  CheckStructure(document, report.problems);
+  PictureChecks checks(document, request);
   FirstProblems found = checks.Run();
   std::vector<Problem> ofPictures = found.Take();
   NamePages(document.Index(), ofPictures);

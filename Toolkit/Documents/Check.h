@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -36,8 +37,16 @@ struct K_EXPORT CheckReport {
   bool Damaged() const { return Count(Severity::Damage) > 0; }
 };
 
+struct CheckRequest {
+  LoadOptions load;
+  std::string resources;  // folder for what the file doesn't hold; empty: none
+  // Takes how many of the file's pictures are done after each, from any thread, but from
+  // one at a time. May be empty.
+  std::function<void(int done, int pictures)> progress;
+};
+
 // Looks whether the structure of the file is whole and what it includes is there, and
 // loads each picture, on all processors: one bitmap for each of them at most is in memory.
-K_EXPORT CheckReport CheckFile(const std::string& file, const LoadOptions& options);
+K_EXPORT CheckReport CheckFile(const std::string& file, const CheckRequest& request);
 
 }  // namespace kz

@@ -1,6 +1,7 @@
 #include "Toolkit/Documents/Document.h"
 
 #include <algorithm>
+#include <set>
 
 #include "Toolkit/Documents/ImageReader.h"
 #include "Toolkit/Documents/ResourceFolder.h"
@@ -85,16 +86,36 @@ void Document::AddResources(const std::string& folder) {
   m_resources = std::make_shared<ResourceFolder>(folder);
 }
 
+std::vector<IncludedName> Document::Missing() const {
+  std::vector<IncludedName> missing = m_index.Missing();
+  if (m_resources == nullptr) return missing;
+  const auto isThere = [&](const IncludedName& name) { return m_resources->Has(name.name); };
+  missing.erase(std::remove_if(missing.begin(), missing.end(), isThere), missing.end());
+  return missing;
+}
+
+std::vector<ShownPicture> Document::PicturesFromFolder() const {
+  std::vector<ShownPicture> pictures;
+  if (m_resources == nullptr) return pictures;
+  std::set<std::pair<const Document*, int>> taken;
+  for (const IncludedName& name : m_index.Missing()) {
+    for (const ShownPicture& picture : m_resources->Pictures(name.name)) {
+      if (taken.emplace(picture.document, picture.picture).second) pictures.push_back(picture);
+    }
+  }
+  return pictures;
+}
+
 std::vector<ShownPicture> Document::PicturesOnPage(int page) const {
   std::vector<ShownPicture> pictures;
   for (const uint32_t what : m_index.ShownOn(page)) {
     if ((what & PageIndex::kInclude) == 0) {
       pictures.push_back({this, static_cast<int>(what) + 1});
     } else if (m_resources != nullptr) {
-      const Document* file = m_resources->Open(m_index.includes[what & ~PageIndex::kInclude].name);
-      for (int picture = 1; file != nullptr && picture <= file->Pictures(); ++picture) {
+      const std::string& name = m_index.includes[what & ~PageIndex::kInclude].name;
+      for (const ShownPicture& picture : m_resources->Pictures(name)) {
         if (pictures.size() == PageIndex::kMostShown) return pictures;
-        pictures.push_back({file, picture});
+        pictures.push_back(picture);
       }
     }
   }

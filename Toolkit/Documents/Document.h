@@ -42,6 +42,10 @@ class K_EXPORT Document {
   // Lets resources that the file doesn't hold be looked for in a folder (see
   // ResourceFolder).
   void AddResources(const std::string& folder);
+  // The resources that are asked for and neither in the file nor in the folder.
+  std::vector<IncludedName> Missing() const;
+  // The pictures of what the folder holds of them, each once.
+  std::vector<ShownPicture> PicturesFromFolder() const;
   // Name of the file, as it was given.
   const std::string& Name() const { return m_name; }
   // The pictures that a page shows, in their order, those from the folder's files too; at

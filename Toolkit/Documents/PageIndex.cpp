@@ -67,6 +67,14 @@ class ShownPictures {
   size_t m_steps = 0;
 };
 
+std::vector<int> PicturesAmong(const std::vector<uint32_t>& shown) {
+  std::vector<int> numbers;
+  for (const uint32_t what : shown) {
+    if ((what & PageIndex::kInclude) == 0) numbers.push_back(static_cast<int>(what) + 1);
+  }
+  return numbers;
+}
+
 }  // namespace
 
 const char* PictureKindName(PictureKind kind) {
@@ -106,12 +114,13 @@ ByteRange PageIndex::Tail() const {
   return {pages.empty() ? plainHeadEnd : pages.back().bytes.end, Size()};
 }
 
-std::vector<int> PageIndex::PicturesOf(int page) const {
-  std::vector<int> numbers;
-  for (const uint32_t what : ShownOn(page)) {
-    if ((what & kInclude) == 0) numbers.push_back(static_cast<int>(what) + 1);
-  }
-  return numbers;
+std::vector<int> PageIndex::PicturesOf(int page) const { return PicturesAmong(ShownOn(page)); }
+
+std::vector<int> PageIndex::PicturesOfResource(uint32_t resource) const {
+  ShownPictures inResource(*this);
+  const std::vector<uint32_t>& list = resources[resource].shown;
+  inResource.Add(list.data(), list.data() + list.size());
+  return PicturesAmong(inResource.Take());
 }
 
 std::vector<uint32_t> PageIndex::ShownOn(int page) const {

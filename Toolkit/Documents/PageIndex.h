@@ -138,6 +138,8 @@ struct K_EXPORT PageIndex {
   // file doesn't hold.
   std::vector<uint32_t> ShownOn(int page) const;
   static constexpr size_t kMostShown = 10000;
+  // The pictures that a resource shows, in the same way.
+  std::vector<int> PicturesOfResource(uint32_t resource) const;
   // The pages that show a picture: the one that it stands in, or those that include it;
   // of files that include pictures some ten million times, not all.
   std::vector<std::vector<int>> PagesOfPictures() const;

@@ -1,5 +1,6 @@
 // kzica check: what is wrong with files.
 #include <memory>
+#include <optional>
 
 #include "Toolkit/Base/Printable.h"
 #include "Toolkit/Documents/Check.h"
@@ -13,7 +14,7 @@ namespace {
 
 struct CheckOptions {
   std::vector<std::string> files;
-  kz::LoadOptions load;
+  kz::CheckRequest request;
   bool json = false;
   bool quiet = false;
 };
@@ -95,13 +96,25 @@ void ReportInWords(const std::string& file, const kz::CheckReport& report) {
         Count(static_cast<size_t>(report.pictures), "picture") + "\n");
 }
 
+kz::CheckReport CheckShowingProgress(const std::string& file, const CheckOptions& options) {
+  kz::CheckRequest request = options.request;
+  std::optional<Progress> progress;
+  if (!options.quiet) {
+    request.progress = [&](int, int pictures) {
+      if (!progress) progress.emplace(static_cast<size_t>(pictures), "picture");
+      progress->Step();
+    };
+  }
+  return kz::CheckFile(file, request);
+}
+
 void CheckOne(const std::string& argument, const CheckOptions& options, Summary& summary) {
   std::string file = argument;
   if (OpenInput(file) != kDone) {
     ++summary.unread;
     return;
   }
-  const kz::CheckReport report = kz::CheckFile(file, options.load);
+  const kz::CheckReport report = CheckShowingProgress(file, options);
   summary.Add(report);
   if (options.json) {
     ReportInJson(argument, report);
@@ -130,7 +143,8 @@ void AddCheck(CLI::App& app, Exit& exit) {
       "Walks over all structured fields and loads each picture. Exit status 1 when a file is\n"
       "damaged: it ends too early, bytes of it are no fields, or a picture can't be loaded.\n"
       "3 for warnings: a picture shows damage or is of a kind that isn't read, a resource that\n"
-      "is included isn't in the file, or fields stand where pages can't be edited.\n"
+      "is included is neither in the file nor in the folder of --resources, or fields stand\n"
+      "where pages can't be edited.\n"
       "--json prints for each file version (1), file, pages, images, ok (nothing was found) and\n"
       "problems: a list of severity (error: the file can't be read, damage, warning), page,\n"
       "image, status and what.");
@@ -140,7 +154,8 @@ void AddCheck(CLI::App& app, Exit& exit) {
       command->add_flag("--json", options->json, "Print one JSON object per file, each on a line");
   command->add_flag("-q,--quiet", options->quiet, "Print nothing, only exit with the status")
       ->excludes(json);
-  AddMaxPixels(*command, options->load.maxPixels);
+  AddResources(*command, options->request.resources);
+  AddMaxPixels(*command, options->request.load.maxPixels);
   command->callback([options, &exit] { exit = Check(*options); });
 }
 

@@ -86,6 +86,15 @@ void AddMaxPixels(CLI::App& command, int64_t& maxPixels) {
       ->capture_default_str();
 }
 
+void AddResources(CLI::App& command, std::string& folder) {
+  command
+      .add_option("--resources", folder,
+                  "Folder with resources that pages include and FILE lacks: files of their names, "
+                  "or libraries with them")
+      ->type_name("DIR")
+      ->check(CLI::ExistingDirectory);
+}
+
 void Print(const std::string& text) {
   static const bool terminal = isatty(STDOUT_FILENO) == 1;
   const std::string safe =
@@ -104,16 +113,19 @@ Exit FinishOutput(Exit exit) {
   return Complain({"-"}, kz::SystemFailure(K_ERROR_WRITE, g_outputError));
 }
 
-Progress::Progress(size_t pages)
-    : m_pages(pages), m_shown(pages > 1 && isatty(STDERR_FILENO) == 1) {}
+Progress::Progress(size_t count, const char* noun)
+    : m_count(count), m_noun(noun), m_shown(count > 1 && isatty(STDERR_FILENO) == 1) {}
 
 Progress::~Progress() {
   if (m_shown && m_done > 0) (void)std::fputs("\r\033[K", stderr);
 }
 
 void Progress::Step() {
-  ++m_done;
-  if (m_shown) (void)std::fprintf(stderr, "\rpage %zu of %zu", m_done, m_pages);
+  // So often at most, of however many.
+  constexpr size_t mostLines = 1000;
+  const size_t every = m_count / mostLines + 1;
+  if (++m_done % every != 0 || !m_shown) return;
+  (void)std::fprintf(stderr, "\r%s %zu of %zu", m_noun, m_done, m_count);
 }
 
 }  // namespace kzica

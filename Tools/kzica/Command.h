@@ -66,6 +66,8 @@ void CheckEncoding(const std::string& encoding);
 
 // Adds --max-pixels.
 void AddMaxPixels(CLI::App& command, int64_t& maxPixels);
+// Adds --resources, a folder; `folder` stays empty when it isn't given.
+void AddResources(CLI::App& command, std::string& folder);
 
 // Writes text to standard output, to a terminal without its control characters but for
 // the ends of lines and pages; a failure shows at FinishOutput.
@@ -75,17 +77,20 @@ void Print(const std::string& text);
 // by SIGPIPE when nobody reads it any more.
 Exit FinishOutput(Exit exit);
 
-// Counts the pages of a long task on standard error when that is a terminal.
+// Counts the pages, pictures or files of a long task on standard error when that is a
+// terminal.
 class Progress {
  public:
-  explicit Progress(size_t pages);
+  // `noun` must stay: "page".
+  Progress(size_t count, const char* noun);
   ~Progress();
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
   void Step();
 
  private:
-  size_t m_pages;
+  size_t m_count;
+  const char* m_noun;
   size_t m_done = 0;
   bool m_shown;
 };

@@ -37,10 +37,10 @@ std::string ResourceWords(const kz::PageIndex& index) {
   return words;
 }
 
-std::string MissingWords(const kz::PageIndex& index) {
+std::string MissingWords(const std::vector<kz::IncludedName>& missing) {
   std::string words;
-  for (const kz::IncludedName& missing : index.Missing()) {
-    words += (words.empty() ? "" : ", ") + missing.name;
+  for (const kz::IncludedName& include : missing) {
+    words += (words.empty() ? "" : ", ") + include.name;
   }
   return words;
 }
@@ -99,7 +99,7 @@ std::string RightAligned(const std::string& text, size_t width) {
 }  // namespace
 
 std::string FileInWords(const std::string& name, const kz::Framing& framing,
-                        const kz::PageIndex& index) {
+                        const kz::PageIndex& index, const std::vector<kz::IncludedName>& missing) {
   std::string words =
       kz::Printable(name) + "\n" + Line("container", kz::ContainerName(index.container));
   if (framing.IsFramed()) words += Line("framing", kz::FramingName(framing));
@@ -110,11 +110,25 @@ std::string FileInWords(const std::string& name, const kz::Framing& framing,
   }
   if (!index.tags.empty()) words += Line("tags", Text(static_cast<int64_t>(index.tags.size())));
   if (!index.resources.empty()) words += Line("resources", ResourceWords(index));
-  const std::string missing = MissingWords(index);
-  if (!missing.empty()) words += Line("missing", missing);
+  if (!missing.empty()) words += Line("missing", MissingWords(missing));
   if (!index.skipped.empty()) words += Line("skipped", SkippedWords(index));
   if (!index.structure.Ok() && (index.IsDamaged() || index.IsDocument())) {
     words += Line("structure", index.structure.what);
+  }
+  return words;
+}
+
+std::string IncludedInWords(const std::vector<kz::ShownPicture>& pictures) {
+  std::vector<std::pair<const kz::Document*, size_t>> counts;
+  for (const kz::ShownPicture& picture : pictures) {
+    auto place = std::find_if(counts.begin(), counts.end(),
+                              [&](const auto& count) { return count.first == picture.document; });
+    if (place == counts.end()) place = counts.insert(place, {picture.document, 0});
+    ++place->second;
+  }
+  std::string words;
+  for (const auto& [document, count] : counts) {
+    words += Line("included", Count(count, "picture") + " of " + document->Name());
   }
   return words;
 }
@@ -171,9 +185,9 @@ std::string RowInWords(const kz::PageIndex& index, const DescribedPicture* pictu
 }
 
 ordered_json FileInJson(const std::string& name, const kz::Framing& framing,
-                        const kz::PageIndex& index) {
-  ordered_json missing = ordered_json::array();
-  for (const kz::IncludedName& include : index.Missing()) missing.push_back(include.name);
+                        const kz::PageIndex& index, const std::vector<kz::IncludedName>& missing) {
+  ordered_json names = ordered_json::array();
+  for (const kz::IncludedName& include : missing) names.push_back(include.name);
   ordered_json skipped = ordered_json::array();
   for (const kz::SkippedBytes& bytes : index.skipped) {
     skipped.push_back({{"offset", bytes.offset}, {"length", bytes.length}});
@@ -187,9 +201,17 @@ ordered_json FileInJson(const std::string& name, const kz::Framing& framing,
           {"groups", index.groups.size()},
           {"tags", index.tags.size()},
           {"resources", index.resources.size()},
-          {"missing", missing},
+          {"missing", names},
           {"skipped", skipped},
           {"structure", InJson(index.structure)}};
+}
+
+ordered_json IncludedInJson(const std::vector<kz::ShownPicture>& pictures) {
+  ordered_json list = ordered_json::array();
+  for (const kz::ShownPicture& picture : pictures) {
+    list.push_back({{"file", picture.document->Name()}, {"image", picture.picture}});
+  }
+  return list;
 }
 
 ordered_json PictureInJson(const kz::PageIndex& index, const DescribedPicture& picture) {

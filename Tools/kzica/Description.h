@@ -19,7 +19,9 @@ struct DescribedPicture {
 
 // Lines of labels and values.
 std::string FileInWords(const std::string& name, const kz::Framing& framing,
-                        const kz::PageIndex& index);
+                        const kz::PageIndex& index, const std::vector<kz::IncludedName>& missing);
+// A line for each of the files that they are in; none for none.
+std::string IncludedInWords(const std::vector<kz::ShownPicture>& pictures);
 std::string PageInWords(const kz::PageIndex& index, int page);
 std::string PictureInWords(const kz::PageIndex& index, const DescribedPicture& picture);
 
@@ -27,7 +29,9 @@ std::string PictureInWords(const kz::PageIndex& index, const DescribedPicture& p
 std::string RowInWords(const kz::PageIndex& index, const DescribedPicture* picture);
 
 nlohmann::ordered_json FileInJson(const std::string& name, const kz::Framing& framing,
-                                  const kz::PageIndex& index);
+                                  const kz::PageIndex& index,
+                                  const std::vector<kz::IncludedName>& missing);
+nlohmann::ordered_json IncludedInJson(const std::vector<kz::ShownPicture>& pictures);
 nlohmann::ordered_json PictureInJson(const kz::PageIndex& index, const DescribedPicture& picture);
 
 }  // namespace kzica

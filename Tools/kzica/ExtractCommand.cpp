@@ -234,7 +234,8 @@ class Extraction {
   // unless something failed.
   Exit ReportDamage(Exit exit) const {
     const kz::PageIndex& index = m_document.Index();
-    if (index.bare || index.structure.Ok()) return exit;
+    // Resources by themselves needn't be a document.
+    if (index.structure.Ok() || (!index.IsDamaged() && !index.IsDocument())) return exit;
     if (exit != kDone || m_damaged || (m_options.all && !index.skipped.empty())) {
       return Complain({m_options.file}, index.structure);
     }
@@ -249,7 +250,7 @@ class Extraction {
     Exit exit = kDone;
     kz::FileBatch batch(
         [&](const std::string& out, const kz::Outcome& failed) { exit = Complain({out}, failed); });
-    Progress progress(wanted.size());
+    Progress progress(wanted.size(), "picture");
     for (const Wanted& one : wanted) {
       const Exit written = ToOneFile(kz::NumberedName(m_options.out, one.number), {one}, &batch);
       if (written != kDone) exit = kFileFailed;
@@ -305,7 +306,7 @@ class Extraction {
     if (!outcome.Ok()) return Complain({out}, outcome);
     kz::DecodedImage image;
     size_t failed = 0;
-    Progress progress(wanted.size());
+    Progress progress(wanted.size(), "picture");
     for (const Wanted& one : wanted) {
       outcome = one.shown.document->LoadPicture(one.shown.picture, m_load, image);
       if (outcome.Ok()) {
@@ -370,11 +371,7 @@ void AddExtract(CLI::App& app, Exit& exit) {
                            ->add_option("-i,--image", options->images,
                                         "Pictures of the file, like 2, 1,3-5, 9- or z")
                            ->type_name("PICTURES");
-  command
-      ->add_option("--resources", options->resources,
-                   "Folder with files of resources that pages include and FILE lacks, by name")
-      ->type_name("DIR")
-      ->check(CLI::ExistingDirectory);
+  AddResources(*command, options->resources);
   command->add_flag("-a,--all", options->all, "Each picture of the file")->excludes(image);
   command->add_option("-f,--format", options->format, "What to write, whatever the ending is")
       ->check(CLI::IsMember(kFormats));

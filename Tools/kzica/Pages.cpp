@@ -110,7 +110,7 @@ Exit PageSaver::Save(const std::string& path, Picture& picture, kz::SaveMode mod
 
 Exit ForEachPicture(const std::vector<std::string>& files,
                     const std::function<Exit(Picture&)>& take) {
-  Progress progress(files.size());
+  Progress progress(files.size(), "file");
   for (std::string file : files) {
     if (OpenInput(file) != kDone) return kFileFailed;
     kz::PictureReader reader;

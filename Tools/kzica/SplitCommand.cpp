@@ -85,7 +85,7 @@ Exit WriteParts(const SplitOptions& options, const kz::PageIndex& index,
   Exit exit = kDone;
   kz::FileBatch batch(
       [&](const std::string& out, const kz::Outcome& failed) { exit = Complain({out}, failed); });
-  Progress progress(parts.size());
+  Progress progress(parts.size(), "file");
   for (size_t i = 0; i < parts.size() && exit == kDone; ++i) {
     const std::string out = kz::NumberedName(options.out, parts[i].number);
     if (IsInput(options.file, out)) {
