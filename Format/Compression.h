@@ -115,6 +115,17 @@ constexpr const CompressionRow* FindCompression(unsigned id) {
       [id](const CompressionRow& row) { return row.id == id && row.coding != Coding::Unknown; });
 }
 
+// A name for any compression of the standard; null for another identifier.
+constexpr const char* FindCompressionName(unsigned id) {
+  if (const CompressionRow* row = FindCompression(id)) return row->name;
+  const auto* other = std::find_if(std::begin(kOtherCompressions), std::end(kOtherCompressions),
+                                   [id](const OtherCompression& known) { return known.id == id; });
+  if (other != std::end(kOtherCompressions)) return other->shortName;
+  const CompressionRow* unread =
+      FindCompressionRow([id](const CompressionRow& row) { return row.id == id; });
+  return unread != nullptr ? unread->shortName : nullptr;
+}
+
 // The row of a raw code; null for another code.
 constexpr const CompressionRow* FindRawCode(uint32_t raw) {
   return FindCompressionRow(

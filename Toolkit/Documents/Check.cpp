@@ -115,13 +115,15 @@ class PictureChecks {
   void Check(int picture) {
     Bitmap bitmap;
     PictureInfo info;
-    const Outcome outcome = m_document.LoadPicture(picture, m_request.load, bitmap, &info);
+    // Whatever is damaged is to be found, also where something can be seen of it.
+    LoadOptions options = m_request.load;
+    options.strict = true;
+    const Outcome outcome = m_document.LoadPicture(picture, options, bitmap, &info);
     for (const std::string& warning : outcome.warnings) {
       Add(picture, Warning(warning, K_SUCCESS, 0, picture));
     }
     if (outcome.Ok()) return;
-    // What can't be described is of a kind that isn't known.
-    const bool known = outcome.status != K_ERROR_INVALID_FORMAT || info.format != 0;
+    const bool known = info.unsupported.empty();
     Add(picture, known ? Damage(outcome, picture)
                        : Warning("can't be read: " + outcome.what, outcome.status, 0, picture));
   }

@@ -27,8 +27,8 @@ bool IsCut(const ImageDescriptor& descriptor, const ImageShape& shape) {
 void Describe(const ImageContent& content, const ImageDescriptor& descriptor, PictureInfo& info) {
   const CodedImage& first = content.tiles.empty() ? content.image : content.tiles[0].image;
   const ImageParameters& parameters = first.parameters;
-  const CompressionName* named = FindCompressionName(parameters.compression);
-  info.compression = named != nullptr ? named->name : "unknown";
+  const char* name = FindCompressionName(parameters.compression);
+  info.compression = name != nullptr ? name : "unknown";
   info.unsupported = Unsupported(content);
   const size_t bands = parameters.bandBits.size();
   if (content.tiled) info.layout = CountWords(content.tiles.size(), "tile");

@@ -1,40 +1,12 @@
 // From coded image data to a picture.
 #pragma once
 
-#include <cstdint>
-#include <string>
-#include <vector>
-
-#include "Toolkit/Base/Bitmap.h"
+#include "Toolkit/Images/DecodedImage.h"
 #include "Toolkit/Images/ImageContent.h"
 
 namespace kz {
 
-// A picture of printing inks: interleaved rows of cyan, magenta, yellow and black, a byte
-// each, 0 = no ink.
-struct InkPicture {
-  int width = 0;
-  int height = 0;
-  int xResolution = 0;  // dots per inch; 0 = not known
-  int yResolution = 0;
-  std::vector<unsigned char> rows;     // width * 4 bytes each, top row first
-  std::vector<unsigned char> profile;  // ICC profile of the inks; may be empty
-};
-
-struct DecodeOptions {
-  int64_t maxPixels = kDefaultMaxPixels;
-  bool strict = false;    // damaged data fail, instead of giving what they have
-  bool keepInks = false;  // pictures of inks go to DecodedImage::inks
-  // ICC profile of pictures of inks that have none of their own; empty: the plain formula,
-  // (1 - c)(1 - k).
-  std::vector<unsigned char> profile;
-};
-
-// One of the two.
-struct DecodedImage {
-  Bitmap bitmap;    // 1 bit: 1 is black; 8 bits: grey; or 24 bits; top row first
-  InkPicture inks;  // only if it was asked for, and the picture is one of inks
-};
+using DecodeOptions = LoadOptions;
 
 // What the picture will be: its size, and bits per pixel of 1, 8, 24 or 32 (inks).
 struct ImageShape {

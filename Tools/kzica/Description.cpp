@@ -152,7 +152,10 @@ std::string PictureInWords(const kz::PageIndex& index, const DescribedPicture& p
          Line("resolution", ResolutionIsKnown(info)
                                 ? Text(info.xResolution) + " x " + Text(info.yResolution) + " dpi"
                                 : "not known") +
-         Line("compression", info.compression) + Line("format", Text(info.format)) +
+         Line("compression", info.compression) +
+         (info.layout.empty() ? "" : Line("layout", info.layout)) +
+         (info.format == 0 ? "" : Line("format", Text(info.format))) +
+         (info.unsupported.empty() ? "" : Line("can't be read", info.unsupported)) +
          Line("uncompressed", std::to_string(info.bytes) + " bytes, " + RowOrder(info));
 }
 
@@ -178,6 +181,8 @@ std::string RowInWords(const kz::PageIndex& index, const DescribedPicture* pictu
                                           : "-",
                   resolution) +
            RightAligned(std::to_string(info.bytes), bytes) + info.compression;
+    if (!info.layout.empty()) row += ", " + info.layout;
+    if (!info.unsupported.empty()) row += "; can't be read: " + info.unsupported;
   } else {
     row += Unreadable(picture->outcome);
   }
@@ -236,6 +241,10 @@ ordered_json PictureInJson(const kz::PageIndex& index, const DescribedPicture& p
                  {"yResolution", info.yResolution},
                  {"bytes", info.bytes},
                  {"rowOrder", RowOrder(info)}});
+  if (!info.layout.empty()) object["layout"] = info.layout;
+  if (!info.unsupported.empty()) {
+    object["error"] = InJson(kz::Failure(K_ERROR_INVALID_FORMAT, info.unsupported));
+  }
   return object;
 }
 

@@ -112,9 +112,13 @@ class FileInfo {
   DescribedPicture Describe(const kz::Document& document, int picture, std::vector<int> pages) {
     DescribedPicture described{picture, std::move(pages), {}, {}};
     described.outcome = document.DescribePicture(picture, described.info);
-    if (!described.outcome.Ok()) {
+    kz::Outcome unreadable = described.outcome;
+    if (unreadable.Ok() && !described.info.unsupported.empty()) {
+      unreadable = kz::Failure(K_ERROR_INVALID_FORMAT, described.info.unsupported);
+    }
+    if (!unreadable.Ok()) {
       m_unreadable = true;
-      if (IsAsked()) m_asked.emplace_back(picture, described.outcome);
+      if (IsAsked()) m_asked.emplace_back(picture, unreadable);
     }
     return described;
   }
@@ -211,7 +215,8 @@ void AddInfo(CLI::App& app, Exit& exit) {
       "skipped (bytes that are no fields: offset, length), structure (null, or status and what\n"
       "is wrong) and, of the picture, page (the first that shows it), image (its number),\n"
       "onPages, kind, resource (in which it stands), format, compression, width, height,\n"
-      "bitsPerPixel, xResolution, yResolution, bytes, rowOrder, or error (status, what). With\n"
+      "bitsPerPixel, xResolution, yResolution, bytes, rowOrder, layout (tiles, bands; if there\n"
+      "are any), or error (status, what), or both when its kind can't be loaded. With\n"
       "--all and where pages are chosen pictures is a list of these, and the pages hold what\n"
       "holds says; selected lists the pages of --group and --tag, included the pictures in files\n"
       "of --resources (file, image).");
