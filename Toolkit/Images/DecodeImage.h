@@ -17,7 +17,7 @@ struct ImageShape {
 
 // The shape of a content, before the descriptor cuts it. Sizes that only the data say
 // are taken from them when `content` has data, else they stay 0.
-ImageShape ShapeOf(const ImageContent& content, const ImageDescriptor& descriptor);
+K_EXPORT ImageShape ShapeOf(const ImageContent& content, const ImageDescriptor& descriptor);
 
 // Makes the picture: decodes bands and tiles, puts them together, takes a mask and the
 // descriptor's size and colours into account, converts the colours. Damaged data give the
@@ -25,12 +25,12 @@ ImageShape ShapeOf(const ImageContent& content, const ImageDescriptor& descripto
 // that says which rows; `damaged` is set then. Fails with -9 for a picture above the limit
 // or what isn't supported, with the place ("JBIG2 compression at byte 8120 is not
 // supported"), -7 when the data give not one row, -1 for no memory.
-Outcome DecodeImage(const ImageContent& content, const ImageDescriptor& descriptor,
-                    const DecodeOptions& options, DecodedImage& image, bool& damaged);
+K_EXPORT Outcome DecodeImage(const ImageContent& content, const ImageDescriptor& descriptor,
+                             const DecodeOptions& options, DecodedImage& image, bool& damaged);
 
 // Cuts a picture that was read another way to the descriptor's size, and gives the 1 bits
 // of a bilevel one the descriptor's colour; it becomes one of 24 bits then, unless the
 // colour is black. Resolution that the picture lacks is the descriptor's.
-Outcome ApplyDescriptor(const ImageDescriptor& descriptor, Bitmap& bitmap);
+K_EXPORT Outcome ApplyDescriptor(const ImageDescriptor& descriptor, Bitmap& bitmap);
 
 }  // namespace kz

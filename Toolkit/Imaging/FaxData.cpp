@@ -47,10 +47,17 @@ class MemoryReading {
   K_ReadRoutine m_routine = MemoryFile::Read;
 };
 
-// `userData` is the stored row that row 0 becomes.
+struct RowsTaken {
+  int first;  // the stored row that row 0 becomes
+  int count;
+};
+
+// `userData` is a RowsTaken.
 int TakeRows(void*, _BITMAPHANDLE* bitmap, unsigned char* rows, uint32_t, int row, int count,
              void* userData) {
-  row += *static_cast<const int*>(userData);
+  auto* taken = static_cast<RowsTaken*>(userData);
+  taken->count = row + count;
+  row += taken->first;
   const size_t bytes = static_cast<size_t>(bitmap->nBytesPerLine);
   for (int i = 0; i < count; ++i) {
     const int stored =
@@ -86,15 +93,17 @@ void ExchangeWrite(K_WriteRoutine& routine) {
 }  // namespace
 
 int DecodeFax(const unsigned char* data, size_t size, _LOADINFO& info, int firstRow, Bitmap& bitmap,
-              bool* damaged) {
+              bool* damaged, int* rows) {
+  RowsTaken taken{firstRow, 0};
   MemoryFile file{data, size};
   _LOADDISPATCH dispatch{};
   dispatch.pBitmap = bitmap.Handle();
   dispatch.pfnCallback = TakeRows;
-  dispatch.pUserData = &firstRow;
+  dispatch.pUserData = &taken;
   const MemoryReading reading;
-  const int status = K_LoadRawFax(&dispatch, file.Handle(), &info, nullptr, bitmap.Handle(),
-                                  TakeRows, 1, &firstRow);
+  const int status =
+      K_LoadRawFax(&dispatch, file.Handle(), &info, nullptr, bitmap.Handle(), TakeRows, 1, &taken);
+  if (rows != nullptr) *rows = taken.count;
   *damaged = status == K_SUCCESS && dispatch.nLoadError < 0;
   // TakeRows gives 1 or a failure, and so must whoever calls it.
   return status == K_SUCCESS || status < 0 ? status : K_ERROR_INVALID_FORMAT;

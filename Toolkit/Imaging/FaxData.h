@@ -13,9 +13,9 @@ namespace kz {
 // Decodes info.nHeight rows of the format that `info` names into a 1-bit bitmap of
 // the same width, from its stored row `firstRow` on; 1 is black. Returns what
 // K_LoadRawFax returns, no value above 1. *damaged tells of Group 3 lines that had
-// to be replaced.
+// to be replaced, *rows how many were decoded, also before a failure.
 int DecodeFax(const unsigned char* data, size_t size, _LOADINFO& info, int firstRow, Bitmap& bitmap,
-              bool* damaged);
+              bool* damaged, int* rows = nullptr);
 
 // Encodes a 1-bit picture as ITU-T T.6, top row first, 1 = black.
 Outcome EncodeGroup4(const Bitmap& bitmap, std::vector<unsigned char>& data);
