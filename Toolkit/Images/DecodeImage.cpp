@@ -178,17 +178,36 @@ Outcome Finish(const ImageContent& content, const ImageDescriptor& descriptor,
 }  // namespace
 
 ImageShape ShapeOf(const ImageContent& content, const ImageDescriptor& descriptor) {
-  if (content.tiled) return ShapeOfTiles(content, descriptor);
-  ImageShape shape = ShapeOfCoded(content.image);
+  ImageShape shape =
+      content.tiled ? ShapeOfTiles(content, descriptor) : ShapeOfCoded(content.image);
   const bool hasData = std::any_of(content.image.bands.begin(), content.image.bands.end(),
                                    [](const auto& band) { return !band.empty(); });
-  if (!hasData || (shape.width > 0 && shape.height > 0)) return shape;
-  CodedPicture picture;
-  if (DecodeCodedImage(content.image, {}, picture).Ok()) {
-    shape = {picture.Width(), picture.Height(), picture.Depth()};
+  if (!content.tiled && hasData && (shape.width == 0 || shape.height == 0)) {
+    CodedPicture picture;
+    if (DecodeCodedImage(content.image, {}, picture).Ok()) {
+      shape.width = picture.Width();
+      shape.height = picture.Height();
+      shape.bitsPerPixel = picture.Depth();
+    }
   }
+  if (shape.bitsPerPixel == 1 && IsColored(descriptor)) shape.bitsPerPixel = 24;
+  const Resolution resolution = FindResolution(content.image.parameters, descriptor);
+  shape.xResolution = resolution.x;
+  shape.yResolution = resolution.y;
   return shape;
 }
+
+std::string Unsupported(const ImageContent& content) {
+  std::string what;
+  const auto check = [&what](const CodedImage& image) {
+    if (what.empty()) what = CheckSupported(image).what;
+  };
+  if (!content.tiled) check(content.image);
+  for (const ImageTile& tile : content.tiles) check(tile.image);
+  return what;
+}
+
+bool IsColored(const ImageDescriptor& descriptor) { return ColorOf(descriptor) != kBlack; }
 
 Outcome ApplyDescriptor(const ImageDescriptor& descriptor, Bitmap& bitmap) {
   int status = K_SUCCESS;

@@ -1,6 +1,8 @@
 // From coded image data to a picture.
 #pragma once
 
+#include <string>
+
 #include "Toolkit/Images/DecodedImage.h"
 #include "Toolkit/Images/ImageContent.h"
 
@@ -8,22 +10,32 @@ namespace kz {
 
 using DecodeOptions = LoadOptions;
 
-// What the picture will be: its size, and bits per pixel of 1, 8, 24 or 32 (inks).
+// What the picture will be: its size, bits per pixel of 1, 8, 24 or 32 (inks), and dots per
+// inch, 0 = not known.
 struct ImageShape {
   int width = 0;
   int height = 0;
   int bitsPerPixel = 0;
+  int xResolution = 0;
+  int yResolution = 0;
 };
 
 // The shape of a content, before the descriptor cuts it. Sizes that only the data say
 // are taken from them when `content` has data, else they stay 0.
 K_EXPORT ImageShape ShapeOf(const ImageContent& content, const ImageDescriptor& descriptor);
 
+// What no decoder is there for, with the place: "RL4 compression at byte 8120 is not
+// supported". Empty when there is nothing of the kind. Needs no data.
+K_EXPORT std::string Unsupported(const ImageContent& content);
+
+// Whether the descriptor gives the 1 bits of a bilevel picture another colour than black.
+K_EXPORT bool IsColored(const ImageDescriptor& descriptor);
+
 // Makes the picture: decodes bands and tiles, puts them together, takes a mask and the
 // descriptor's size and colours into account, converts the colours. Damaged data give the
 // rows before the fault (Group 3: also those after it), the rest white, with a warning
 // that says which rows; `damaged` is set then. Fails with -9 for a picture above the limit
-// or what isn't supported, with the place ("JBIG2 compression at byte 8120 is not
+// or what isn't supported, with the place ("RL4 compression at byte 8120 is not
 // supported"), -7 when the data give not one row, -1 for no memory.
 K_EXPORT Outcome DecodeImage(const ImageContent& content, const ImageDescriptor& descriptor,
                              const DecodeOptions& options, DecodedImage& image, bool& damaged);

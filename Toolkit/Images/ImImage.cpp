@@ -191,7 +191,8 @@ Outcome DescribeImImage(FileWindow& file, const PicturePlace& place, ImImageShap
   Outcome outcome = object.Read(file, place.bytes);
   if (!outcome.Ok()) return outcome;
   shape = object.Shape();
-  const ImageDescriptor descriptor = {.namedColor = object.Color()};
+  ImageDescriptor descriptor;
+  descriptor.namedColor = object.Color();
   shape.bitsPerPixel = IsColored(descriptor) ? 24 : 1;
   return {};
 }

@@ -4,8 +4,8 @@
 #include <array>
 #include <cstring>
 
-#include "Toolkit/Images/Decoding/CodedPlane.h"
 #include "Toolkit/Images/Coders/JpegImage.h"
+#include "Toolkit/Images/Decoding/CodedPlane.h"
 #include "Toolkit/Images/Decoding/ImageCoding.h"
 #include "Toolkit/Images/Decoding/SamplePlane.h"
 #include "Toolkit/Imaging/JpegCodec.h"
@@ -303,9 +303,25 @@ Outcome DecodeCodedImage(const CodedImage& image, const CodedOptions& options,
   return outcome;
 }
 
+Outcome CheckSupported(const CodedImage& image) {
+  const uint8_t compression = image.parameters.compression;
+  if (compression == coding::kSolidFill) return {};
+  if (!IsCodingSupported(compression)) {
+    return Failure(K_ERROR_INVALID_FORMAT, CodingName(compression) + " at byte " +
+                                               std::to_string(image.at) + " is not supported");
+  }
+  // The components of JPEG data in one piece are their own.
+  if (compression == coding::kJpeg && image.parameters.bandBits.size() < 2) return {};
+  SampleFormat format;
+  return FindSampleFormat(image.parameters, image.at, format);
+}
+
 ImageShape ShapeOfCoded(const CodedImage& image) {
   const ImageParameters& parameters = image.parameters;
-  ImageShape shape = {parameters.width, parameters.height, 1};
+  ImageShape shape;
+  shape.width = parameters.width;
+  shape.height = parameters.height;
+  shape.bitsPerPixel = 1;
   SampleFormat format;
   if (FindSampleFormat(parameters, image.at, format).Ok()) shape.bitsPerPixel = format.Depth();
   if (parameters.compression == coding::kSolidFill) shape.bitsPerPixel = 1;

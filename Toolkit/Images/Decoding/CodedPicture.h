@@ -33,6 +33,9 @@ struct CodedPicture {
 Outcome DecodeCodedImage(const CodedImage& image, const CodedOptions& options,
                          CodedPicture& picture);
 
+// Fails with -9 and the place when there is no decoder for it. Needs no data.
+Outcome CheckSupported(const CodedImage& image);
+
 // The shape of it, of JPEG data as their header says. Sizes are 0 when only decoding would
 // tell them.
 ImageShape ShapeOfCoded(const CodedImage& image);

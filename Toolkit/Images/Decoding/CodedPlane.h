@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
-#include "Toolkit/Images/ImageContent.h"
 #include "Toolkit/Images/Decoding/SamplePlane.h"
+#include "Toolkit/Images/ImageContent.h"
 
 namespace kz {
 

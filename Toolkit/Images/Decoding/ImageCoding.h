@@ -46,6 +46,23 @@ constexpr uint32_t FaxCodeOf(uint8_t compression) {
   }
 }
 
+// Whether there is a decoder for it; solid fill has no data.
+constexpr bool IsCodingSupported(uint8_t compression) {
+  switch (compression) {
+    case coding::kNone:
+    case coding::kAbic:
+    case coding::kConcatenatedAbic:
+    case coding::kPackBits:
+    case coding::kLzw:
+    case coding::kLzwPredictor:
+    case coding::kJpeg:
+    case coding::kJbig2:
+      return true;
+    default:
+      return FaxCodeOf(compression) != 0;
+  }
+}
+
 // "RL4 compression": the subject of a refusal.
 std::string CodingName(uint8_t compression);
 

@@ -8,7 +8,7 @@
 
 #include "Toolkit/Base/Bitmap.h"
 #include "Toolkit/Images/Coders/CodedRows.h"
-#include "Toolkit/Images/SampleFormat.h"
+#include "Toolkit/Images/Decoding/SampleFormat.h"
 
 namespace kz {
 

@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
-#include "Toolkit/Images/BilevelColor.h"
-#include "Toolkit/Images/CodedPicture.h"
+#include "Toolkit/Images/Decoding/BilevelColor.h"
+#include "Toolkit/Images/Decoding/CodedPicture.h"
 
 namespace kz {
 

@@ -151,8 +151,11 @@ ImageShape ShapeOfTiles(const ImageContent& content, const ImageDescriptor& desc
   }
   if (deepest > 1 && deepest < 24 && !IsGray(foreground)) deepest = 24;
   if (deepest == 32 && !allInks) deepest = 24;
-  return {static_cast<int>(std::min<int64_t>(width, INT32_MAX)),
-          static_cast<int>(std::min<int64_t>(height, INT32_MAX)), deepest};
+  ImageShape shape;
+  shape.width = static_cast<int>(std::min<int64_t>(width, INT32_MAX));
+  shape.height = static_cast<int>(std::min<int64_t>(height, INT32_MAX));
+  shape.bitsPerPixel = deepest;
+  return shape;
 }
 
 Outcome DecodeTiles(const ImageContent& content, const ImageDescriptor& descriptor,

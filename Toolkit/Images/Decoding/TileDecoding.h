@@ -1,7 +1,7 @@
 // Tiled image contents to pictures.
 #pragma once
 
-#include "Toolkit/Images/CodedPicture.h"
+#include "Toolkit/Images/Decoding/CodedPicture.h"
 
 namespace kz {
 
