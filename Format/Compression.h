@@ -117,12 +117,13 @@ constexpr const CompressionRow* FindCompression(unsigned id) {
 
 // A name for any compression of the standard; null for another identifier.
 constexpr const char* FindCompressionName(unsigned id) {
-  if (const CompressionRow* row = FindCompression(id)) return row->name;
+  const CompressionRow* row = FindCompression(id);
+  if (row != nullptr) return row->name;
   const auto* other = std::find_if(std::begin(kOtherCompressions), std::end(kOtherCompressions),
                                    [id](const OtherCompression& known) { return known.id == id; });
   if (other != std::end(kOtherCompressions)) return other->shortName;
-  const CompressionRow* unread =
-      FindCompressionRow([id](const CompressionRow& row) { return row.id == id; });
+  const CompressionRow* unread = FindCompressionRow(
+      [id](const CompressionRow& candidate) { return candidate.id == id; });
   return unread != nullptr ? unread->shortName : nullptr;
 }
 
