@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "Format/CodePage.h"
+#include "Toolkit/Base/Room.h"
 
 namespace kz {
 
@@ -40,8 +41,9 @@ void Indexer::Run() {
       continue;
     }
     Take(field);
-    m_last = field;
+    m_last = {field.offset, field.DataOffset(), field.code};
     at = field.End();
+    if (m_inPage && m_pictures.IsIdle()) at = PassPlain(at);
   }
   Finish();
 }
@@ -67,7 +69,7 @@ int64_t Indexer::PassDamage(const ScannedField& field, int64_t at) {
   const bool cut = field.fault == FieldFault::Cut || field.fault == FieldFault::CutData;
   const bool afterDocument = !InDocument() && !InResources() && m_index.endDocument.end > 0;
   // The field before may have the wrong length, so that others begin in its data.
-  const int64_t from = std::max(m_last.length == 0 ? at + 1 : m_last.DataOffset(), m_searched);
+  const int64_t from = std::max(m_last.dataOffset == 0 ? at + 1 : m_last.dataOffset, m_searched);
   const int64_t next = m_search.Find(from);
   m_searched = next + 1;
   if (next == m_file.Size() && afterDocument) return next;  // files are padded at their end
@@ -136,10 +138,12 @@ void Indexer::AddPictures(size_t from) {
     picture.resource = m_inPage ? kNoIndex : m_resource;
     Show(static_cast<uint32_t>(i));
   }
+  MakeRoom(m_index.pictures, m_last.offset, m_file.Size());
 }
 
 void Indexer::Show(uint32_t what) {
   if (m_inPage) {
+    MakeRoom(m_index.shown, m_index.pages.back().bytes.begin, m_file.Size());
     m_index.shown.push_back(what);
   } else if (m_resource != kNoIndex) {
     m_index.resources[m_resource].shown.push_back(what);
@@ -313,6 +317,7 @@ void Indexer::BeginPage(const ScannedField& field) {
   PassInGroup({field.offset, 0});
   Open(Bracket::Page, field);
   m_inPage = true;
+  MakeRoom(m_index.pages, field.offset, m_file.Size());
   m_index.pages.push_back(
       {.bytes = {field.offset, field.End()}, .firstShown = m_index.shown.size()});
   m_index.pages.back().group = m_group;

@@ -15,18 +15,18 @@
 
 namespace kz {
 
-// How many of some fields have a 0x5A.
-class PrefixCount {
+// Which of some fields have a 0x5A.
+class PrefixUse {
  public:
-  void Add(bool prefixed) { ++(prefixed ? m_with : m_without); }
+  void Add(bool prefixed) { (prefixed ? m_with : m_without) = true; }
   FieldPrefix Result() const {
-    if (m_with == 0) return FieldPrefix::None;
-    return m_without == 0 ? FieldPrefix::All : FieldPrefix::Some;
+    if (!m_with) return FieldPrefix::None;
+    return m_without ? FieldPrefix::Some : FieldPrefix::All;
   }
 
  private:
-  int64_t m_with = 0;
-  int64_t m_without = 0;
+  bool m_with = false;
+  bool m_without = false;
 };
 
 class Indexer {
@@ -45,6 +45,9 @@ class Indexer {
   };
 
   void IndexBareFile();
+  // Passes over fields of the page that only count as being there, as far as the window
+  // holds them; to where.
+  int64_t PassPlain(int64_t at);
   // Goes on after bytes that are no field; where.
   int64_t PassDamage(const ScannedField& field, int64_t at);
   void EndLastAt(int64_t end);
@@ -106,11 +109,16 @@ class Indexer {
   bool m_inPage = false;
   bool m_documentSincePage = false;
   Container m_container = Container::Modca;
-  ScannedField m_last;     // the last sound field
+  // The last sound field; without one all are 0.
+  struct {
+    int64_t offset = 0;
+    int64_t dataOffset = 0;
+    uint16_t code = 0;
+  } m_last;
   int64_t m_searched = 0;  // no field is sought before that any more
   bool m_damaged = false;  // there was damage before
-  PrefixCount m_prefix;
-  PrefixCount m_pagePrefix;
+  PrefixUse m_prefix;
+  PrefixUse m_pagePrefix;
   std::unordered_map<std::string, uint32_t> m_includes;  // by names: plain, 8 bytes, and qualified
   std::unordered_map<std::string, uint32_t> m_resourcesByName;
 };

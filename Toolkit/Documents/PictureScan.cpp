@@ -40,6 +40,24 @@ bool StartsPicture(std::string_view data, PictureKind& kind) {
          data.starts_with(std::string_view("MM\0*", 4));
 }
 
+// Whether a reference knows a self-defining field; quick for those of every image.
+bool IsKnown(unsigned id) {
+  switch (id) {
+    case sdf::kBeginSegment:
+    case sdf::kEndSegment:
+    case sdf::kBeginImageContent:
+    case sdf::kEndImageContent:
+    case sdf::kImageSize:
+    case sdf::kImageEncoding:
+    case sdf::kIdeSize:
+    case sdf::kImageLutId:
+    case sdf::kImageData:
+      return true;
+    default:
+      return FindSelfDefiningField(id) != nullptr;
+  }
+}
+
 }  // namespace
 
 void ContentScan::Take(FileWindow& file, int64_t field, ByteRange part,
@@ -63,15 +81,13 @@ void ContentScan::Take(FileWindow& file, int64_t field, ByteRange part,
       m_field = at;
       m_outer = field;
       m_before = at - part.begin;
-      // Mostly a header is whole.
-      const unsigned char* whole =
-          part.end - at >= kMaxSelfDefiningHeader ? file.At(at, kMaxSelfDefiningHeader) : nullptr;
-      if (whole != nullptr) {
-        const size_t length = HeaderLengthFrom(whole[0]);
-        at += static_cast<int64_t>(length);
-        TakeHeader({whole, length}, contents);
-        continue;
-      }
+      // Mostly headers are whole.
+      const ByteSpan held = file.Held(at);
+      const auto room = static_cast<size_t>(part.end - at);
+      const size_t taken = TakeWhole(held.first(std::min(held.size(), room)), contents);
+      at += static_cast<int64_t>(taken);
+      file.NoteUse(at);
+      if (taken > 0) continue;
     }
     const size_t wanted = m_headerLength == 0 ? 1 : HeaderLengthFrom(m_header[0]);
     const auto room = static_cast<size_t>(std::min<int64_t>(part.end - at, sizeof(m_header)));
@@ -86,6 +102,23 @@ void ContentScan::Take(FileWindow& file, int64_t field, ByteRange part,
     TakeHeader({m_header, m_headerLength}, contents);
     m_headerLength = 0;
   }
+}
+
+size_t ContentScan::TakeWhole(ByteSpan bytes, std::vector<Content>& contents) {
+  const int64_t begin = m_field;
+  const int64_t before = m_before;
+  size_t at = 0;
+  while (bytes.size() - at >= kMaxSelfDefiningHeader && m_skip == 0 && !m_lost) {
+    m_field = begin + static_cast<int64_t>(at);
+    m_before = before + static_cast<int64_t>(at);
+    const size_t header = HeaderLengthFrom(bytes[at]);
+    TakeHeader(bytes.subspan(at, header), contents);
+    at += header;
+    const size_t skipped = std::min(static_cast<size_t>(m_skip), bytes.size() - at);
+    m_skip -= static_cast<int64_t>(skipped);
+    at += skipped;
+  }
+  return at;
 }
 
 void ContentScan::TakeHeader(ByteSpan bytes, std::vector<Content>& contents) {
@@ -104,7 +137,7 @@ void ContentScan::TakeHeader(ByteSpan bytes, std::vector<Content>& contents) {
     m_skip = swapped;
     return;
   }
-  m_lost = FindSelfDefiningField(id) == nullptr;
+  m_lost = !IsKnown(id);
 }
 
 void PictureScan::Begin(PictureKind kind, const ScannedField& field, Container container) {

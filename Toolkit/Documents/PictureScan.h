@@ -29,6 +29,9 @@ class ContentScan {
   void Lose() { m_lost = true; }
 
  private:
+  // Takes the headers that are whole in the bytes, from a field's first on, with what they
+  // skip there. Returns the bytes that were taken.
+  size_t TakeWhole(ByteSpan bytes, std::vector<Content>& contents);
   void TakeHeader(ByteSpan bytes, std::vector<Content>& contents);
 
   int64_t m_skip = 0;  // bytes of the field that has begun
@@ -51,6 +54,8 @@ class PictureScan {
   // Takes the next field of a document. Pictures are added when they begin, and get their
   // end when it comes.
   void Take(const ScannedField& field, Container container);
+  // Whether fields that have nothing to do with pictures may be kept from it.
+  bool IsIdle() const { return !m_inData && !m_damaged; }
   // The document has ended.
   void Finish();
   // Fields are missing after the last one, or it had the wrong length; they go on at

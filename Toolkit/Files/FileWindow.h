@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 
+#include "Format/BigEndian.h"
 #include "Toolkit/Base/Outcome.h"
 #include "Toolkit/Files/FileDescriptor.h"
 
@@ -36,6 +37,13 @@ class FileWindow {
     m_lastUse = offset + static_cast<int64_t>(count);
     return m_bytes.get() + at;
   }
+  // The bytes from the offset on that it holds already, maybe none; they stay until the
+  // next call of At. Who makes use of them notes up to where.
+  ByteSpan Held(int64_t offset) const {
+    const auto at = static_cast<uint64_t>(offset - m_start);
+    return at < m_length ? ByteSpan(m_bytes.get() + at, m_length - at) : ByteSpan();
+  }
+  void NoteUse(int64_t end) { m_lastUse = end; }
   // Whether reading has failed other than by the end of the file.
   bool Failed() const { return m_failed; }
 

@@ -1,3 +1,4 @@
+#include "Format/StructuredField.h"
 #include "Tests/Support/EditedDocuments.h"
 #include "Toolkit/Documents/PageRange.h"
 
@@ -52,6 +53,46 @@ TEST(PageIndex, KnowsWhereImagesAndPagesDiffer) {
       EXPECT_EQ(index.PicturesOf(static_cast<int>(i) + 1), c.pictures[i]) << c.note;
     }
   }
+}
+
+TEST(PageIndex, NoticesWhatMattersAmongOtherFields) {
+  const TemporaryFolder folder;
+  const Bytes plain = Field(0xA66B, Bytes(20)) + Field(0xABFB);
+  const Bytes prefixed = Bytes{0x5A} + Field(0xA66B);
+  const auto indexed = [&](const Bytes& inPage) {
+    const Bytes page = Field(0xA8AF) + plain + inPage + plain + Field(0xA9AF);
+    return Indexed(folder.File("document", Begin("A") + page + NumberedPage(2) + End("A")));
+  };
+  int named = 0;
+  for (int code = 0; code < 0x10000; ++code) {
+    const auto field = static_cast<uint16_t>(code);
+    if (FindStructuredField(field) == nullptr || TypeOf(field) == FieldType::Begin ||
+        TypeOf(field) == FieldType::End) {
+      continue;
+    }
+    named += RefersToResource(field) ? 1 : 0;
+    EXPECT_EQ(indexed(Field(field)).pages[0].refersToResources, RefersToResource(field)) << code;
+  }
+  EXPECT_GT(named, 10);
+  // A 0x5A before some fields only, wherever they stand.
+  for (const Bytes& some : {prefixed, prefixed + plain, plain + prefixed}) {
+    const PageIndex index = indexed(some);
+    EXPECT_EQ(index.pages[0].prefix, FieldPrefix::Some);
+    EXPECT_EQ(index.pages[1].prefix, FieldPrefix::None);
+  }
+  // A field longer than the window holds, and damage next to plain fields.
+  Bytes many;
+  for (int i = 0; i < 20; ++i) many = many + Field(0xA66B, Bytes(30000));
+  EXPECT_EQ(indexed(many).pages[0].bytes.Size(),
+            static_cast<int64_t>(8 + 2 * plain.size() + many.size() + 8));
+  PageIndex index;
+  ASSERT_TRUE(IndexFile(folder.File("damaged", Begin("A") + Field(0xA8AF) + plain + Bytes(5, 0xFF) +
+                                                   plain + Field(0xA9AF) + End("A")),
+                        index)
+                  .Ok());
+  ASSERT_EQ(index.skipped.size(), 1u);
+  EXPECT_EQ(index.skipped[0].offset, static_cast<int64_t>(16 + 8 + plain.size()));
+  EXPECT_EQ(index.skipped[0].length, 5);
 }
 
 TEST(PageIndex, SaysWhereADocumentIsWrong) {
