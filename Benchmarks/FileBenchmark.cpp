@@ -160,6 +160,16 @@ int PrintPeakMemory(const std::string& warmUp, const std::string& file) {
   return 0;
 }
 
+// Prints the most memory in bytes that indexing takes for each of a million pages.
+int PrintIndexMemory(const std::string& file) {
+  std::ofstream("/proc/self/clear_refs") << 5 << std::flush;
+  const long before = StatusFigure("VmRSS");
+  kz::PageIndex index;
+  if (!kz::IndexPages(file, index).Ok() || index.pages.size() != kMillion) return 1;
+  std::printf("%ld\n", (StatusFigure("VmHWM") - before) * 1024 / kMillion);
+  return 0;
+}
+
 template <typename Function, typename... Arguments>
 void Add(const std::string& name, Function function, Arguments... arguments) {
   benchmark::RegisterBenchmark(name.c_str(), function, arguments...)
@@ -176,6 +186,8 @@ int main(int argc, char** argv) {
   const std::string out = folder / "out";
   if (argc > 2 && argv[2] == std::string("--peak-memory"))
     return PrintPeakMemory(in.growing[0].file, in.text);
+  if (argc > 2 && argv[2] == std::string("--index-memory"))
+    return PrintIndexMemory(in.millionPictures);
 
   Add("load-g4/ours", Load, in.text, 1);
   Add("load-g4/decoder-alone", DecodeAlone, in.text);
@@ -185,6 +197,11 @@ int main(int argc, char** argv) {
   Add("load-jpeg/libjpeg-turbo", DecodeJpegAlone, in.jpeg);
   Add("count-pages-1GiB/ours", Describe, in.documents.back());
   Add("count-pages-1GiB/read-once", ReadOnce, in.documents.back(), size_t{1} << 20);
+  for (const auto& [name, file] : {std::pair("index-million-pictures/", in.millionPictures),
+                                   std::pair("index-million-texts/", in.millionTexts)}) {
+    Add(std::string(name) + "ours", Index, file);
+    Add(std::string(name) + "read-once", ReadOnce, file, size_t{1} << 20);
+  }
   Add("save-uncompressed/ours", Save, out, 254, 1);
   Add("save-uncompressed/write-once", WriteOnce, out);
   Add("save-page/g4", SavePage, out, 73, kTextHeight, false);

@@ -9,9 +9,11 @@
 #include <cstring>
 #include <fstream>
 #include <stdexcept>
+#include <string_view>
 
 #include <jpeglib.h>
 
+#include "Format/FieldBuilder.h"
 #include "Host/Fax/Fax.h"
 #include "Toolkit/Documents/Document.h"
 #include "Toolkit/Imaging/MemoryLoader.h"
@@ -69,6 +71,47 @@ void Repeat(const std::string& onePage, const std::string& out, int pages) {
   const auto length = static_cast<std::streamsize>(bytes.size() - prologue - epilogue);
   for (int i = 0; i < pages; ++i) file.write(bytes.data() + prologue, length);
   file.write(bytes.data() + bytes.size() - epilogue, epilogue);
+  Check(file.good(), "can't write " + out);
+}
+
+// A field with its 0x5A.
+std::string Field(uint16_t code, std::string_view data) {
+  return kz::FieldBuilder(code, true).PutBytes(data).Finish();
+}
+
+// A million pages: each an image of 16 x 8 pixels with the fields that writers put around
+// one, or without `picture` a line of text.
+void MakeMillionPages(const std::string& out, bool picture) {
+  namespace sf = kz::sf;
+  using namespace std::literals;
+  const std::string name(kz::kFieldNameLength, '\x40');
+  std::string page = Field(sf::kBeginPage, name);
+  if (picture) {
+    page += Field(sf::kBeginImageObject, name) + Field(sf::kBeginObjectEnvironment, name);
+    page += Field(sf::kObjectAreaDescriptor,
+                  "\x03\x43\x01\x08\x4B\0\0\x09\x60\x09\x60\x09\x4C\x02\0\0\x10\0\0\x10"sv);
+    page += Field(sf::kObjectAreaPosition, "\x01\x17"s + std::string(22, '\0'));
+    page += Field(sf::kMapImageObject, "\0\x05\x03\x04\0"sv);
+    page += Field(sf::kImageDataDescriptor, "\0\x0B\xB8\x0B\xB8\0\x10\0\x08"sv);
+    page += Field(sf::kEndObjectEnvironment, name);
+    page += Field(sf::kImagePictureData,
+                  "\x70\x04\0\0\0\0\x91\x01\xFF\x94\x09\0\x0B\xB8\x0B\xB8\0\x10\0\x08"
+                  "\x95\x02\x03\x01\x96\x01\x01\xFE\x92\0\x10"s +
+                      std::string(16, '\xAA') + "\x93\0\x71\0"s);
+    page += Field(sf::kEndImageObject, name);
+  } else {
+    page += Field(sf::kBeginActiveEnvironment, name);
+    page += Field(sf::kPageDescriptor, "\0\0\x09\x60\x09\x60\0\x27\x60\0\x33\x90\0\0\0"sv);
+    page += Field(sf::kEndActiveEnvironment, name) + Field(sf::kBeginText, name);
+    page +=
+        Field(sf::kPresentationText, "\x2B\xD3\x04\xC6\0\x10\x22\xDA"s + std::string(30, '\xC8'));
+    page += Field(sf::kEndText, name);
+  }
+  page += Field(sf::kEndPage, name);
+  std::ofstream file(out, std::ios::binary);
+  file << Field(sf::kBeginDocument, name + "\0\0"s);
+  for (int i = 0; i < kMillion; ++i) file << page;
+  file << Field(sf::kEndDocument, name);
   Check(file.good(), "can't write " + out);
 }
 
@@ -305,6 +348,10 @@ Inputs MakeInputs(const fs::path& folder) {
     if (fs::exists(file)) continue;
     Check(SaveBitmap(file, MakePage(rows).get(), kBareGroup4, 1) == K_SUCCESS, file);
   }
+  in.millionPictures = named("million-pictures.mda");
+  in.millionTexts = named("million-texts.mda");
+  if (!fs::exists(in.millionPictures)) MakeMillionPages(in.millionPictures, true);
+  if (!fs::exists(in.millionTexts)) MakeMillionPages(in.millionTexts, false);
   if (!fs::exists(in.tiff200)) {
     kz::PictureWriter writer;
     kz::Bitmap page;

@@ -10,6 +10,7 @@
 #include "API/Filters/Ica/Common/Ica.h"
 
 constexpr int kTextHeight = 3300;
+constexpr int kMillion = 1'000'000;
 
 // One of several inputs that grow.
 struct GrowingInput {
@@ -25,6 +26,8 @@ struct Inputs {
   std::vector<GrowingInput> growing;   // documents of tiny pages
   std::vector<GrowingInput> tall;      // bare Group 4 pages of text, 2550 wide
   std::string pages200;                // document of 200 Group 4 pages of text
+  std::string millionPictures;         // document of a million pages, a tiny image on each
+  std::string millionTexts;            // the same with a line of text on each
   std::string tiff200;                 // the same pages as a Group 4 tif
 };
 
