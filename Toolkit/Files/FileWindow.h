@@ -10,12 +10,13 @@
 #include <string>
 
 #include "Format/BigEndian.h"
+#include "Host/Kernel/Export.h"
 #include "Toolkit/Base/Outcome.h"
 #include "Toolkit/Files/FileDescriptor.h"
 
 namespace kz {
 
-class FileWindow {
+class K_EXPORT FileWindow {
  public:
   // The most bytes that At gives: more than any structured field has.
   static constexpr size_t kMaxBytes = 65536;

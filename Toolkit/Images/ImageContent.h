@@ -57,7 +57,7 @@ struct ImageTile {
 };
 
 struct ImageContent {
-  CodedImage image;              // without data when there are tiles
+  CodedImage image;  // without data when there are tiles
   // In their order: later ones lie on top. Tiles without data or size aren't there, but
   // for filled ones, which have no data.
   std::vector<ImageTile> tiles;
@@ -83,10 +83,12 @@ struct ImageDescriptor {
 // ends it: what was read is kept with a warning, unless there are no data at all. Fails
 // with -7 when the file ends before any data, -9 for a field that can't be, with the place
 // in words, and -1 for no memory.
-Outcome ReadImageContent(FileWindow& file, const PicturePlace& picture, ImageContent& content);
+K_EXPORT Outcome ReadImageContent(FileWindow& file, const PicturePlace& picture,
+                                  ImageContent& content);
 // The same without the data: `bands` are empty. Data are passed over.
-Outcome ReadImageParameters(FileWindow& file, const PicturePlace& picture, ImageContent& content);
+K_EXPORT Outcome ReadImageParameters(FileWindow& file, const PicturePlace& picture,
+                                     ImageContent& content);
 // The descriptor of the picture's object; one of size 0 when there is none.
-ImageDescriptor ReadImageDescriptor(FileWindow& file, const PicturePlace& picture);
+K_EXPORT ImageDescriptor ReadImageDescriptor(FileWindow& file, const PicturePlace& picture);
 
 }  // namespace kz

@@ -74,7 +74,7 @@ class Decoding {
 
   CodedRows Result() const {
     CodedRows result;
-    result.status = m_source.status;
+    if (m_source.status != 0) result.status = m_source.status;
     // What fails before it starts has decoded no row, whatever the record holds.
     result.rows =
         static_cast<int>(std::min(m_source.jpeg.output_scanline, m_source.jpeg.image_height));

@@ -1,0 +1,123 @@
+// The image contents of files of other producers, against pictures that independent
+// decoders made of them.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "Tests/Support/TestPictures.h"
+#include "Toolkit/Documents/Document.h"
+#include "Toolkit/Files/FileWindow.h"
+#include "Toolkit/Images/DecodeImage.h"
+#include "Toolkit/Images/ImageContent.h"
+#include "Toolkit/Pictures/PictureFile.h"
+
+namespace kz::test {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Expected {
+  std::string file;
+  std::string picture;
+  int number;
+};
+void PrintTo(const Expected& expected, std::ostream* to) {
+  *to << fs::path(expected.picture).filename().string();
+}
+
+// NAME.expected.png is the first picture of NAME.afp, NAME.expected_2.png the second.
+std::vector<Expected> FindExpected() {
+  const std::string mark = ".expected";
+  std::vector<Expected> found;
+  for (const auto& entry : fs::directory_iterator(std::string(KZ_SAMPLES) + "/foreign")) {
+    const std::string name = entry.path().stem().string();
+    const size_t at = name.rfind(mark);
+    if (entry.path().extension() != ".png" || at == std::string::npos) continue;
+    const std::string number = name.substr(at + mark.size());
+    for (const char* ending : {".afp", ".ica"}) {
+      const fs::path file = entry.path().parent_path() / (name.substr(0, at) + ending);
+      if (!fs::exists(file)) continue;
+      found.push_back(
+          {file.string(), entry.path().string(), number.empty() ? 1 : std::stoi(number.substr(1))});
+    }
+  }
+  std::sort(found.begin(), found.end(),
+            [](const Expected& a, const Expected& b) { return a.picture < b.picture; });
+  return found;
+}
+
+// Decoders differ in how they round JPEG data, inks, and luma and chroma.
+int Tolerance(const ImageContent& content) {
+  constexpr uint8_t kJpeg = 0x83;
+  constexpr uint8_t kInks = 0x04;
+  const auto levels = [](const CodedImage& image) {
+    const ImageParameters& parameters = image.parameters;
+    if (parameters.compression == kJpeg) return 8;
+    if (parameters.colorSpace == kInks) return 3;
+    return parameters.bitsPerPixel == 24 && parameters.colorSpace == 0x12 ? 1 : 0;
+  };
+  int most = levels(content.image);
+  for (const ImageTile& tile : content.tiles) most = std::max(most, levels(tile.image));
+  return most;
+}
+
+class ForeignPictures : public testing::TestWithParam<Expected> {};
+
+TEST_P(ForeignPictures, AreWhatOthersSee) {
+  const Expected& expected = GetParam();
+  Document document(expected.file);
+  ASSERT_TRUE(document.Open().Ok());
+  ASSERT_GE(document.Pictures(), expected.number);
+  const PicturePlace& place = document.Index().pictures[static_cast<size_t>(expected.number - 1)];
+  if (place.kind != PictureKind::Ioca) GTEST_SKIP() << "no image content";
+
+  FileWindow file;
+  ASSERT_TRUE(file.Open(expected.file).Ok());
+  ImageContent content;
+  Outcome outcome = ReadImageContent(file, place, content);
+  ASSERT_TRUE(outcome.Ok()) << outcome.what;
+  const ImageDescriptor descriptor = ReadImageDescriptor(file, place);
+  const ImageShape shape = ShapeOf(content, descriptor);
+  EXPECT_EQ(Unsupported(content), "");
+  DecodedImage image;
+  bool damaged = true;
+  outcome = DecodeImage(content, descriptor, {}, image, damaged);
+  ASSERT_TRUE(outcome.Ok()) << outcome.what;
+  EXPECT_FALSE(damaged);
+  EXPECT_EQ(std::min(shape.bitsPerPixel, 24), image.bitmap.BitsPerPixel());
+  EXPECT_GT(image.bitmap.XResolution(), 0);
+
+  PictureReader reader;
+  Bitmap seen;
+  ASSERT_TRUE(reader.Open(expected.picture).Ok());
+  ASSERT_TRUE(reader.Read(1, seen).Ok());
+  EXPECT_LE(LargestDifference(image.bitmap, seen), Tolerance(content))
+      << image.bitmap.Width() << " x " << image.bitmap.Height();
+}
+
+INSTANTIATE_TEST_SUITE_P(Samples, ForeignPictures, testing::ValuesIn(FindExpected()),
+                         [](const auto& test) {
+                           std::string name = fs::path(test.param.picture).stem().string();
+                           std::replace(name.begin(), name.end(), '.', '_');
+                           return name;
+                         });
+
+// Its bytes are dealt over the bands of a tile; nobody else reads it. The same picture
+// stands uncompressed in the file of another configuration.
+TEST(DealtJpegData, AreThePictureThatTheyWere) {
+  const std::string folder = std::string(KZ_SAMPLES) + "/foreign/";
+  Bitmap dealt;
+  ASSERT_TRUE(LoadPicture(folder + "fop_cmyk_jpeg.afp", 1, {}, dealt).Ok());
+  EXPECT_EQ(dealt.Width(), 241);
+  EXPECT_EQ(dealt.Height(), 173);
+  EXPECT_EQ(dealt.BitsPerPixel(), 24);
+}
+
+}  // namespace
+
+}  // namespace kz::test
