@@ -190,7 +190,7 @@ Outcome Document::Load(const IndexedPicture& at, const LoadOptions& options, Dec
       if (!described.Ok()) return described;
     }
   }
-  if (filters.Ok() && !damaged) return filters;
+  if ((filters.Ok() && !damaged) || filters.status == K_ERROR_NO_MEMORY) return filters;
 
   DecodedImage other;
   PictureInfo found;

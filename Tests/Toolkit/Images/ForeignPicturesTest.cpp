@@ -11,6 +11,7 @@
 #include "Tests/Support/TestPictures.h"
 #include "Toolkit/Documents/Document.h"
 #include "Toolkit/Files/FileWindow.h"
+#include "Toolkit/Images/AnyPicture.h"
 #include "Toolkit/Images/DecodeImage.h"
 #include "Toolkit/Images/ImageContent.h"
 #include "Toolkit/Pictures/PictureFile.h"
@@ -51,13 +52,15 @@ std::vector<Expected> FindExpected() {
   return found;
 }
 
+constexpr int kJpegLevels = 8;
+
 // Decoders differ in how they round JPEG data, inks, and luma and chroma.
 int Tolerance(const ImageContent& content) {
   constexpr uint8_t kJpeg = 0x83;
   constexpr uint8_t kInks = 0x04;
   const auto levels = [](const CodedImage& image) {
     const ImageParameters& parameters = image.parameters;
-    if (parameters.compression == kJpeg) return 8;
+    if (parameters.compression == kJpeg) return kJpegLevels;
     if (parameters.colorSpace == kInks) return 3;
     return parameters.bitsPerPixel == 24 && parameters.colorSpace == 0x12 ? 1 : 0;
   };
@@ -74,30 +77,45 @@ TEST_P(ForeignPictures, AreWhatOthersSee) {
   ASSERT_TRUE(document.Open().Ok());
   ASSERT_GE(document.Pictures(), expected.number);
   const PicturePlace& place = document.Index().pictures[static_cast<size_t>(expected.number - 1)];
-  if (place.kind != PictureKind::Ioca) GTEST_SKIP() << "no image content";
-
-  FileWindow file;
-  ASSERT_TRUE(file.Open(expected.file).Ok());
-  ImageContent content;
-  Outcome outcome = ReadImageContent(file, place, content);
-  ASSERT_TRUE(outcome.Ok()) << outcome.what;
-  const ImageDescriptor descriptor = ReadImageDescriptor(file, place);
-  const ImageShape shape = ShapeOf(content, descriptor);
-  EXPECT_EQ(Unsupported(content), "");
-  DecodedImage image;
-  bool damaged = true;
-  outcome = DecodeImage(content, descriptor, {}, image, damaged);
-  ASSERT_TRUE(outcome.Ok()) << outcome.what;
-  EXPECT_FALSE(damaged);
-  EXPECT_EQ(std::min(shape.bitsPerPixel, 24), image.bitmap.BitsPerPixel());
-  EXPECT_GT(image.bitmap.XResolution(), 0);
-
   PictureReader reader;
   Bitmap seen;
   ASSERT_TRUE(reader.Open(expected.picture).Ok());
   ASSERT_TRUE(reader.Read(1, seen).Ok());
-  EXPECT_LE(LargestDifference(image.bitmap, seen), Tolerance(content))
-      << image.bitmap.Width() << " x " << image.bitmap.Height();
+
+  int tolerance = kJpegLevels;
+  if (place.kind == PictureKind::Ioca) {
+    FileWindow file;
+    ASSERT_TRUE(file.Open(expected.file).Ok());
+    ImageContent content;
+    Outcome outcome = ReadImageContent(file, place, content);
+    ASSERT_TRUE(outcome.Ok()) << outcome.what;
+    tolerance = Tolerance(content);
+    const ImageDescriptor descriptor = ReadImageDescriptor(file, place);
+    const ImageShape shape = ShapeOf(content, descriptor);
+    EXPECT_EQ(Unsupported(content), "");
+    DecodedImage image;
+    bool damaged = true;
+    outcome = DecodeImage(content, descriptor, {}, image, damaged);
+    ASSERT_TRUE(outcome.Ok()) << outcome.what;
+    EXPECT_FALSE(damaged);
+    EXPECT_EQ(std::min(shape.bitsPerPixel, 24), image.bitmap.BitsPerPixel());
+    EXPECT_GT(image.bitmap.XResolution(), 0);
+    EXPECT_LE(LargestDifference(image.bitmap, seen), tolerance)
+        << image.bitmap.Width() << " x " << image.bitmap.Height();
+  } else if (place.kind == PictureKind::Im1) {
+    tolerance = 0;
+  }
+
+  // The same by way of the filter, where it takes the picture.
+  PictureInfo info;
+  Bitmap bitmap;
+  ASSERT_TRUE(document.DescribePicture(expected.number, info).Ok());
+  const Outcome outcome = document.LoadPicture(expected.number, {}, bitmap);
+  ASSERT_TRUE(outcome.Ok()) << outcome.what;
+  EXPECT_TRUE(outcome.warnings.empty()) << outcome.warnings[0];
+  EXPECT_LE(LargestDifference(bitmap, seen), tolerance);
+  EXPECT_EQ(info.width, seen.Width());
+  EXPECT_EQ(info.height, seen.Height());
 }
 
 INSTANTIATE_TEST_SUITE_P(Samples, ForeignPictures, testing::ValuesIn(FindExpected()),
@@ -116,6 +134,35 @@ TEST(DealtJpegData, AreThePictureThatTheyWere) {
   EXPECT_EQ(dealt.Width(), 241);
   EXPECT_EQ(dealt.Height(), 173);
   EXPECT_EQ(dealt.BitsPerPixel(), 24);
+}
+
+// Of every picture of our samples that the filter describes.
+TEST(BothReaders, GiveTheSamePicture) {
+  int compared = 0;
+  for (const auto& entry : fs::directory_iterator(KZ_SAMPLES)) {
+    const std::string name = entry.path().string();
+    Document document(name);
+    if (!entry.is_regular_file() || !document.Open().Ok()) continue;
+    for (int picture = 1; picture <= document.Pictures(); ++picture) {
+      SCOPED_TRACE(name + ", picture " + std::to_string(picture));
+      PictureInfo info;
+      Bitmap filters;
+      LoadOptions strict;
+      strict.strict = true;
+      if (!document.LoadPicture(picture, strict, filters, &info).Ok() || info.format == 0) continue;
+      FileWindow file;
+      ASSERT_TRUE(file.Open(name).Ok());
+      const PicturePlace& place = document.Index().pictures[static_cast<size_t>(picture) - 1];
+      DecodedImage image;
+      bool damaged = true;
+      const Outcome outcome = LoadAnyPicture(file, place, strict, image, info, damaged);
+      ASSERT_TRUE(outcome.Ok()) << outcome.what;
+      EXPECT_EQ(LargestDifference(image.bitmap, filters), 0);
+      EXPECT_EQ(image.bitmap.XResolution(), filters.XResolution());
+      ++compared;
+    }
+  }
+  EXPECT_GT(compared, 10);
 }
 
 }  // namespace
