@@ -18,6 +18,6 @@ int DecodeFax(const unsigned char* data, size_t size, _LOADINFO& info, int first
               bool* damaged, int* rows = nullptr);
 
 // Encodes a 1-bit picture as ITU-T T.6, top row first, 1 = black.
-Outcome EncodeGroup4(const Bitmap& bitmap, std::vector<unsigned char>& data);
+K_EXPORT Outcome EncodeGroup4(const Bitmap& bitmap, std::vector<unsigned char>& data);
 
 }  // namespace kz

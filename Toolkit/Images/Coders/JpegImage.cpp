@@ -31,7 +31,7 @@ class Decoding {
   Decoding(const Decoding&) = delete;
   Decoding& operator=(const Decoding&) = delete;
 
-  bool ReadHeader(bool grayOnly) {
+  bool ReadHeader(const JpegImageOptions& options) {
     if (setjmp(m_source.escape) != 0) return false;
     jpeg_decompress_struct& jpeg = m_source.jpeg;
     SetUp(m_source);
@@ -41,8 +41,8 @@ class Decoding {
       Escape(m_source, K_ERROR_INVALID_FORMAT);
     }
     CheckSize(m_source);
-    if (jpeg.progressive_mode != 0) m_source.errors.emit_message = OnMessage;
-    const bool gray = jpeg.num_components == 1 || (grayOnly && jpeg.num_components == 3);
+    if (jpeg.progressive_mode != 0 || options.cutEnd) m_source.errors.emit_message = OnMessage;
+    const bool gray = jpeg.num_components == 1 || (options.grayOnly && jpeg.num_components == 3);
     jpeg.out_color_space = gray ? JCS_GRAYSCALE : jpeg.num_components == 3 ? JCS_EXT_RGB : JCS_CMYK;
     return true;
   }
@@ -142,12 +142,12 @@ CodedRows DecodeLight(Decoding& decoding, Bitmap& bitmap) {
 
 }  // namespace
 
-CodedRows DecodeJpegImage(CodedBytes data, int64_t maxPixels, bool grayOnly, Bitmap& bitmap,
+CodedRows DecodeJpegImage(CodedBytes data, const JpegImageOptions& options, Bitmap& bitmap,
                           InkPicture& inks) {
   bitmap.Reset();
-  Decoding decoding(data, maxPixels);
+  Decoding decoding(data, options.maxPixels);
   CodedRows result;
-  if (!decoding.ReadHeader(grayOnly)) {
+  if (!decoding.ReadHeader(options)) {
     result = decoding.Result();
     result.rows = 0;
     return result;

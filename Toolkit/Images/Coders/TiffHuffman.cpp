@@ -11,6 +11,9 @@ namespace kz {
 
 namespace {
 
+// libtiff loses count of the bits when fewer than a code may have are left.
+constexpr size_t kSpare = 4;
+
 // A TIFF file of one strip around the data, in memory.
 class MemoryTiff {
  public:
@@ -24,11 +27,12 @@ class MemoryTiff {
         {TIFFTAG_PHOTOMETRIC, TIFF_LONG, PHOTOMETRIC_MINISWHITE},
         {TIFFTAG_STRIPOFFSETS, TIFF_LONG, 8},
         {TIFFTAG_ROWSPERSTRIP, TIFF_LONG, static_cast<uint32_t>(height)},
-        {TIFFTAG_STRIPBYTECOUNTS, TIFF_LONG, static_cast<uint32_t>(data.size())},
+        {TIFFTAG_STRIPBYTECOUNTS, TIFF_LONG, static_cast<uint32_t>(data.size() + kSpare)},
     };
     m_file.assign({'I', 'I', 42, 0});
-    Put(static_cast<uint32_t>(8 + data.size()), 4);
+    Put(static_cast<uint32_t>(8 + data.size() + kSpare), 4);
     m_file.insert(m_file.end(), data.begin(), data.end());
+    Put(0, kSpare);
     Put(std::size(fields), 2);
     for (const auto& field : fields) {
       Put(field[0], 2);
@@ -59,8 +63,8 @@ class MemoryTiff {
   size_t RowBytes() const { return static_cast<size_t>(TIFFScanlineSize(m_tiff)); }
 
  private:
-  void Put(uint32_t value, int bytes) {
-    for (int i = 0; i < bytes; ++i) m_file.push_back(static_cast<unsigned char>(value >> 8 * i));
+  void Put(uint32_t value, size_t bytes) {
+    for (size_t i = 0; i < bytes; ++i) m_file.push_back(static_cast<unsigned char>(value >> 8 * i));
   }
 
   static MemoryTiff& Self(thandle_t handle) { return *static_cast<MemoryTiff*>(handle); }

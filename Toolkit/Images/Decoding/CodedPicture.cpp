@@ -55,10 +55,10 @@ class Decoder {
                     [](const auto& band) { return band.empty(); })) {
       return Failure(K_ERROR_READ, "the image has no data");
     }
-    if (isJpeg && m_image.bands.size() == 1) return DecodeJpeg(m_image.bands[0]);
+    if (isJpeg && m_image.bands.size() == 1) return DecodeJpeg(m_image.bands[0], false);
     if (isJpeg && !StartsAsJpeg()) {
       const std::vector<unsigned char> data = GatherDealtBytes(m_image.bands);
-      if (IsJpeg(data.data(), data.size())) return DecodeJpeg(data);
+      if (IsJpeg(data.data(), data.size())) return DecodeJpeg(data, true);
     }
     return DecodeBands();
   }
@@ -132,9 +132,9 @@ class Decoder {
   }
 
   // JPEG data of all components. Their own markers say what the colours are.
-  Outcome DecodeJpeg(CodedBytes data) {
-    const CodedRows decoded =
-        DecodeJpegImage(data, m_options.maxPixels, false, m_picture.bitmap, m_picture.inks);
+  Outcome DecodeJpeg(CodedBytes data, bool dealt) {
+    const CodedRows decoded = DecodeJpegImage(data, {m_options.maxPixels, false, dealt},
+                                              m_picture.bitmap, m_picture.inks);
     if (decoded.rows == 0) return Failure(decoded.status, decoded.what);
     Outcome outcome = NoteFault(decoded, m_picture.Height());
     if (!outcome.Ok()) return outcome;

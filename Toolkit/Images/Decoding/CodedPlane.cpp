@@ -87,7 +87,7 @@ Outcome DecodeToBitmap(CodedBytes data, const PlaneRequest& request, SamplePlane
   Outcome outcome;
   if (compression == coding::kJpeg) {
     InkPicture none;
-    plane.decoded = DecodeJpegImage(data, request.maxPixels, true, plane.bitmap, none);
+    plane.decoded = DecodeJpegImage(data, {request.maxPixels, true, false}, plane.bitmap, none);
   } else if (compression == coding::kAbic || compression == coding::kConcatenatedAbic) {
     outcome = DecodeAbic(data, request, plane);
   } else if (fax == 0 && compression != coding::kJbig2) {
