@@ -75,6 +75,14 @@ TEST(TiledContents, WithoutOneReadableTileGiveTheOthers) {
   EXPECT_EQ(Decode(content).outcome.status, K_ERROR_READ);
 }
 
+TEST(TiledContents, MayHaveFilledTilesOfNoWidth) {
+  ImageContent content;
+  content.tiled = true;
+  content.tiles = {Tile({"", kSolid, 0, 2, 1, 0, {}, {{}}, ""}, 3, 0), Tile(kDot, 0, 0)};
+  content.tiles[0].color = RgbValue(7, 7, 7);
+  EXPECT_EQ(Decode(content).Text(), "000000 FFFFFF FFFFFF/FFFFFF FFFFFF FFFFFF");
+}
+
 TEST(TiledContents, CantOverlapWithoutEnd) {
   const Given full = {"", kSolid, 8000, 8000, 1, 0, {}, {{}}, ""};
   ImageContent content;

@@ -87,6 +87,7 @@ void TileCanvas::FillRow(unsigned char* row, int64_t left, int64_t right,
 }
 
 void TileCanvas::Fill(const CanvasArea& area, const RgbColor& color) {
+  if (area.Empty()) return;
   for (int64_t y = area.top; y < area.bottom; ++y) FillRow(Row(y), area.left, area.right, color);
 }
 

@@ -28,7 +28,7 @@ class TileCanvas {
   CanvasArea Clip(int64_t left, int64_t top, int64_t width, int64_t height) const;
   int64_t Pixels() const;
 
-  // Paints an area, which must lie on the canvas.
+  // Paints an area, which must lie on the canvas or be empty.
   void Fill(const CanvasArea& area, const RgbColor& color);
   // Puts the part of a tile that lies within `area` onto the canvas, its first pixel at x
   // and y, each pixel `scale` times as wide and high. The 0 bits of a bilevel tile leave
