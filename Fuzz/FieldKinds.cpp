@@ -119,7 +119,8 @@ constexpr uint16_t kSelfDefiningIds[] = {
     // clang-format off
     sdf::kBeginSegment, sdf::kEndSegment, sdf::kBeginImageContent, sdf::kEndImageContent,
     sdf::kImageSize, sdf::kIdeSize, sdf::kImageLutId, sdf::kIdeStructure, sdf::kImageEncoding,
-    sdf::kImageData,
+    sdf::kImageData, sdf::kBandImageData, sdf::kBeginTile, sdf::kEndTile, sdf::kTilePosition,
+    sdf::kTileSize, sdf::kTileSetColor, sdf::kBandImage, sdf::kBeginMask, sdf::kEndMask,
     // clang-format on
 };
 

@@ -22,7 +22,7 @@ class K_EXPORT FileWindow {
   static constexpr size_t kMaxBytes = 65536;
 
   // Opens a regular file for reading. -10 when that fails.
-  Outcome Open(const std::string& path);
+  K_EXPORT Outcome Open(const std::string& path);
   int64_t Size() const { return m_size; }
   int Descriptor() const { return m_file ? m_file->Get() : -1; }
   // What was opened.

@@ -1,0 +1,59 @@
+// Image contents of any file: what is read of them comes from the file, and their
+// parameters are the same without the data.
+#include "Fuzz/FilterCalls.h"
+#include "Fuzz/MemoryDisk.h"
+#include "Fuzz/MemoryPath.h"
+#include "Toolkit/Documents/PageIndex.h"
+#include "Toolkit/Images/ImageContent.h"
+
+namespace {
+
+size_t DataOf(const kz::CodedImage& image) {
+  size_t bytes = 0;
+  for (const auto& band : image.bands) bytes += band.size();
+  return bytes;
+}
+
+void RequireParameters(const kz::CodedImage& image) {
+  Require(image.parameters.width >= 0 && image.parameters.height >= 0, "sizes are sizes");
+  Require(image.bands.empty() || image.bands.size() >= image.parameters.bandBits.size(),
+          "there is room for each band");
+}
+
+void RequireContent(const kz::ImageContent& content, size_t size) {
+  size_t bytes = DataOf(content.image);
+  RequireParameters(content.image);
+  for (const kz::ImageTile& tile : content.tiles) {
+    RequireParameters(tile.image);
+    Require(tile.image.parameters.width > 0 && tile.image.parameters.height > 0,
+            "tiles have a size");
+    Require(tile.scale == 1 || tile.scale == 2, "the scale can be");
+    bytes += DataOf(tile.image);
+  }
+  if (content.mask) bytes += DataOf(*content.mask);
+  Require(bytes <= size, "all data are the file's");
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  const MemoryPath file(data, size);
+  kz::PageIndex index;
+  kz::FileWindow window;
+  if (!file.Complete() || !kz::IndexFile(file.Path(), index).Ok()) return 0;
+  Require(window.Open(file.Path()).Ok(), "what was indexed can be opened");
+  for (const kz::IndexedPicture& picture : index.pictures) {
+    kz::ImageContent content, parameters;
+    const kz::Outcome outcome = kz::ReadImageContent(window, picture, content);
+    const kz::Outcome bare = kz::ReadImageParameters(window, picture, parameters);
+    Require(outcome.status == bare.status && outcome.what == bare.what &&
+                content.warnings == parameters.warnings &&
+                content.tiles.size() == parameters.tiles.size(),
+            "nothing hangs on the data");
+    Require(content.warnings.size() <= 33, "there are only so many warnings");
+    RequireContent(content, size);
+    const kz::ImageDescriptor descriptor = kz::ReadImageDescriptor(window, picture);
+    Require(!descriptor.color || !descriptor.namedColor, "one colour");
+  }
+  return 0;
+}
