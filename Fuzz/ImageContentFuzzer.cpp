@@ -1,12 +1,18 @@
-// Image contents of any file: what is read of them comes from the file, and their
-// parameters are the same without the data.
+// Image contents of any file: what is read of them comes from the file, their parameters
+// are the same without the data, and what is decoded has the shape that was foretold.
+#include <algorithm>
+
 #include "Fuzz/FilterCalls.h"
 #include "Fuzz/MemoryDisk.h"
 #include "Fuzz/MemoryPath.h"
 #include "Toolkit/Documents/PageIndex.h"
+#include "Toolkit/Images/DecodeImage.h"
 #include "Toolkit/Images/ImageContent.h"
 
 namespace {
+
+// More would only cost time.
+constexpr int64_t kMaxPixels = int64_t{1} << 20;
 
 size_t DataOf(const kz::CodedImage& image) {
   size_t bytes = 0;
@@ -54,6 +60,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     RequireContent(content, size);
     const kz::ImageDescriptor descriptor = kz::ReadImageDescriptor(window, picture);
     Require(!descriptor.color || !descriptor.namedColor, "one colour");
+    if (!outcome.Ok()) continue;
+    kz::DecodeOptions options;
+    options.maxPixels = kMaxPixels;
+    options.keepInks = (size & 1) != 0;
+    kz::DecodedImage decoded;
+    bool damaged = false;
+    if (!kz::DecodeImage(content, descriptor, options, decoded, damaged).Ok()) continue;
+    const int width = std::max(decoded.bitmap.Width(), decoded.inks.width);
+    const int height = std::max(decoded.bitmap.Height(), decoded.inks.height);
+    Require(width > 0 && height > 0 && int64_t{width} * height <= kMaxPixels,
+            "a picture is within the limit");
   }
   return 0;
 }

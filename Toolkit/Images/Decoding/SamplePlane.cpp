@@ -43,7 +43,7 @@ void CopyBits(CodedBytes data, size_t at, size_t count, unsigned char* row) {
   } else {
     for (size_t i = 0; i < bytes; ++i) {
       const unsigned next = first + i + 1 < data.size() ? data[first + i + 1] : 0;
-      row[i] = static_cast<unsigned char>((data[first + i] << 8 | next) >> (8 - shift));
+      row[i] = static_cast<unsigned char>((unsigned{data[first + i]} << 8 | next) >> (8 - shift));
     }
   }
   if (count % 8 != 0) row[bytes - 1] &= static_cast<unsigned char>(0xFF00u >> count % 8);
