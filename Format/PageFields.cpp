@@ -1,6 +1,8 @@
 // The fields of a document of image pages ("Structured fields" of docs/format.md).
 #include "Format/PageFields.h"
 
+#include <initializer_list>
+
 #include "Format/SelfDefiningField.h"
 #include "Format/Triplet.h"
 
@@ -59,6 +61,18 @@ SmallField ObjectAreaPositionField() {
   return field.Put8(1).Finish();               // the page's coordinate system
 }
 
+void PutField(SmallField& fields, uint16_t id, ByteSpan parameters) {
+  unsigned char header[kMaxSelfDefiningHeader];
+  const auto length = static_cast<uint16_t>(parameters.size());
+  const unsigned count = PutSelfDefiningHeader(header, {id, length});
+  for (const unsigned char byte : ByteSpan(header, count)) fields.push_back(byte);
+  for (const unsigned char byte : parameters) fields.push_back(byte);
+}
+
+void PutField(SmallField& fields, uint16_t id, std::initializer_list<unsigned char> parameters) {
+  PutField(fields, id, ByteSpan(parameters.begin(), parameters.size()));
+}
+
 }  // namespace
 
 SmallField BeginDocumentField() {
@@ -94,7 +108,12 @@ SmallField ImageDataDescriptorField(const PageImage& image) {
   field.Put16(static_cast<uint32_t>(image.xResolution) * 10);
   field.Put16(static_cast<uint32_t>(image.yResolution) * 10);
   field.Put16(static_cast<uint32_t>(image.width));
-  return field.Put16(static_cast<uint32_t>(image.height)).Finish();
+  field.Put16(static_cast<uint32_t>(image.height));
+  if (image.functionSet != 0) {
+    constexpr uint32_t category = 1;  // function sets
+    field.Put8(sdf::kFunctionSet).Put8(2).Put8(category).Put8(image.functionSet);
+  }
+  return field.Finish();
 }
 
 std::array<SmallField, 10> PageStartFields(const PageImage& image) {
@@ -107,6 +126,37 @@ std::array<SmallField, 10> PageStartFields(const PageImage& image) {
 
 std::array<SmallField, 2> PageEndFields() {
   return {EmptyField(sf::kEndImageObject), EmptyField(sf::kEndPage)};
+}
+
+SmallField SegmentStart(const SegmentImage& image) {
+  SmallField fields;
+  PutField(fields, sdf::kBeginSegment, {});
+  PutField(fields, sdf::kBeginImageContent, {0xFF});
+  const auto [width, height, xResolution, yResolution, functionSet] = image.page;
+  unsigned char size[9] = {kBaseTenInches};
+  PutBig16(size + 1, static_cast<unsigned>(xResolution) * 10);
+  PutBig16(size + 3, static_cast<unsigned>(yResolution) * 10);
+  PutBig16(size + 5, static_cast<unsigned>(width));
+  PutBig16(size + 7, static_cast<unsigned>(height));
+  PutField(fields, sdf::kImageSize, size);
+  PutField(fields, sdf::kImageEncoding, {image.compression, kRecordingRidic});
+  const auto bits = static_cast<unsigned char>(image.bitsPerPixel);
+  PutField(fields, sdf::kIdeSize, {bits});
+  // Grey is the Y of YCbCr. JPEG data of three components are marked as RGB, too: what
+  // the decoder makes of them is that.
+  if (image.bitsPerPixel == 24) {
+    PutField(fields, sdf::kIdeStructure, {0, kRgbSpace, 0, 0, 0, 8, 8, 8});
+  } else {
+    PutField(fields, sdf::kIdeStructure, {0, kYCbCrSpace, 0, 0, 0, bits});
+  }
+  return fields;
+}
+
+SmallField SegmentEnd() {
+  SmallField fields;
+  PutField(fields, sdf::kEndImageContent, {});
+  PutField(fields, sdf::kEndSegment, {});
+  return fields;
 }
 
 }  // namespace kz

@@ -17,6 +17,17 @@ struct PageImage {
   int height;
   int xResolution;  // dots per inch, not 0
   int yResolution;
+  uint8_t functionSet = 0;  // that the descriptor of the image says; 0: none
+};
+
+constexpr uint8_t kFunctionSet10 = 10;
+constexpr uint8_t kFunctionSet11 = 11;
+
+// What the image segment of a page of function set 11 holds.
+struct SegmentImage {
+  PageImage page;
+  uint8_t compression;  // identifier of the Image Encoding field
+  int bitsPerPixel;     // 1 (1 is black), 4 or 8 (grey), or 24 (red, green, blue)
 };
 
 // Begin Document with the code page and interchange set of image documents.
@@ -37,5 +48,10 @@ SmallField ImageDataDescriptorField(const PageImage& image);
 // Environment Group, and End Image Object and End Page.
 std::array<SmallField, 10> PageStartFields(const PageImage& image);
 std::array<SmallField, 2> PageEndFields();
+
+// The self-defining fields of a segment of function set 11 that stand before its image
+// data, and those after them.
+SmallField SegmentStart(const SegmentImage& image);
+SmallField SegmentEnd();
 
 }  // namespace kz

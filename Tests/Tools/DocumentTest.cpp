@@ -143,7 +143,7 @@ TEST_F(Documents, ThoseOfOthersKeepTheirContainer) {
     EXPECT_EQ(run.err, "kzica: " + file + ": stays MO:DCA with carriage control\n");
     EXPECT_EQ(Pages(file), before + "o") << sample;
     EXPECT_THAT(Kzica({"info", file, "-p", "z", "--json"}).out, HasSubstr("\"format\":311"));
-    const Result jpeg = Run("append FILE ODD -c jpeg");
+    const Result jpeg = Run("append FILE ODD -c jpeg --function-set 10");
     EXPECT_EQ(jpeg.exit, 1);
     EXPECT_THAT(jpeg.err, HasSubstr("can't be written into MO:DCA with carriage control"));
   }
@@ -369,7 +369,7 @@ TEST_F(Documents, AreMadeAsTheTableOfCompressionsSays) {
         const bool made = std::find(depths.begin(), depths.end(), bits) != depths.end() &&
                           (cells[6] == " all containers " || container == "modca");
         const Result run = Run("create OUT ODD -c " + option + " --container " + container +
-                               " --dpi 150x100 --bits " + bits);
+                               " --dpi 150x100 --function-set 10 --bits " + bits);
         EXPECT_EQ(run.exit, made ? 0 : 1) << line << container << bits;
         EXPECT_EQ(std::filesystem::exists(m_folder / "out"), made);
         if (!made) continue;

@@ -4,8 +4,11 @@
 #include <cerrno>
 
 #include "API/Filters/Ica/Common/Ica.h"
+#include "Format/PageFields.h"
 #include "Format/SelfDefiningField.h"
 #include "Toolkit/Documents/Document.h"
+#include "Toolkit/Editing/ColorPage.h"
+#include "Toolkit/Files/SpoolFile.h"
 #include "Toolkit/Imaging/MemorySaver.h"
 #include "Toolkit/Imaging/RowConversion.h"
 
@@ -16,9 +19,6 @@ namespace {
 constexpr int kMaxSide = static_cast<int>(kMaxImageSide);
 // Tenths of dots per inch from 0x8000 on are read as "none".
 constexpr int kMaxResolution = 0x7FFF / 10;
-
-// The quality factor that JpegQuality turns into this quality.
-int QualityFactor(int quality) { return 2 + ((100 - std::clamp(quality, 1, 100)) * 253 + 49) / 99; }
 
 // "1 or 4 bits", of a set that isn't empty.
 std::string DepthWords(Depths depths) {
@@ -31,13 +31,8 @@ std::string DepthWords(Depths depths) {
   return words + (words == "1" ? " bit" : " bits");
 }
 
-Outcome CheckDepth(const CompressionRow& row, int bitsPerPixel) {
-  const Depths depths = row.written & row.read;
+Outcome CheckDepth(const CompressionRow& row, Depths depths, int bitsPerPixel) {
   if (HasDepth(depths, bitsPerPixel)) return {};
-  if (row.coding == Coding::Uncompressed) {
-    return Failure(K_ERROR_BITS_PER_PIXEL,
-                   "uncompressed pages of more than 1 bit per pixel can't be read back");
-  }
   return Failure(K_ERROR_BITS_PER_PIXEL, std::string(row.name) + " carries " + DepthWords(depths) +
                                              " per pixel, not " + std::to_string(bitsPerPixel));
 }
@@ -63,19 +58,33 @@ struct Format {
   Coding coding = Coding::Fax;
   uint32_t code = 0;
   int bitsPerPixel = 0;
+  bool functionSet11 = false;
 };
+
+// What the filter's layout leaves open others lay out in another way.
+bool NeedsFunctionSet11(Coding coding, int bitsPerPixel) {
+  return coding == Coding::Jpeg || (coding == Coding::Uncompressed && bitsPerPixel > 1);
+}
 
 Outcome FindFormat(const Bitmap& bitmap, const SaveRequest& request, Format& format) {
   const CompressionRow& row = RowOf(request.compression);
   format.coding = row.coding;
   format.code = FormatCodeIn(row, request.container);
-  format.bitsPerPixel =
-      request.bitsPerPixel != 0 ? request.bitsPerPixel : DefaultDepth(request.compression, bitmap);
-  if (format.code == 0 || (row.written & row.read) == 0) {
+  format.bitsPerPixel = DepthOf(request, bitmap);
+  format.functionSet11 = request.functionSet == 0
+                             ? NeedsFunctionSet11(row.coding, format.bitsPerPixel)
+                             : request.functionSet == kFunctionSet11;
+  const Depths depths =
+      format.functionSet11 ? FunctionSet11Depths(request.compression) : row.written & row.read;
+  if (format.functionSet11 && depths == 0) {
+    return Failure(K_ERROR_SAVE_FORMAT,
+                   std::string(row.name) + " is no compression of function set 11");
+  }
+  if (!format.functionSet11 && (format.code == 0 || depths == 0)) {
     return Failure(K_ERROR_SAVE_FORMAT, std::string(row.name) + " can't be written into " +
                                             ContainerName(request.container) + " files");
   }
-  const Outcome outcome = CheckDepth(row, format.bitsPerPixel);
+  const Outcome outcome = CheckDepth(row, depths, format.bitsPerPixel);
   return outcome.Ok() ? CheckSize(bitmap) : outcome;
 }
 
@@ -88,8 +97,8 @@ Outcome ExplainFailure(int status, SaveMode mode, int errorNumber) {
   return system && errorNumber != 0 ? SystemFailure(status, errorNumber) : Failure(status);
 }
 
-Outcome Save(const std::string& file, Bitmap& bitmap, const SaveRequest& request,
-             const Format& format) {
+Outcome SaveRows(const std::string& file, Bitmap& bitmap, const SaveRequest& request,
+                 const Format& format) {
   _SAVEOPTIONS options = {0, request.mode == SaveMode::NewFile ? 1 : 2};
   _SAVEDISPATCH dispatch = {};
   dispatch.pszFileName = file.c_str();
@@ -108,14 +117,50 @@ Outcome Save(const std::string& file, Bitmap& bitmap, const SaveRequest& request
   return status == K_SUCCESS ? Outcome{} : ExplainFailure(status, request.mode, errno);
 }
 
+// The codec of ABIC data gets the bitmap's own rows.
+Outcome SaveThroughFilter(const std::string& file, Bitmap& bitmap, const SaveRequest& request,
+                          const Format& format) {
+  if (format.coding != Coding::Abic || bitmap.BitsPerPixel() == format.bitsPerPixel) {
+    return SaveRows(file, bitmap, request, format);
+  }
+  Bitmap converted;
+  const Outcome outcome = ConvertBitmap(bitmap, format.bitsPerPixel, request.dither, converted);
+  if (!outcome.Ok()) return outcome;
+  return SaveRows(file, converted, request, format);
+}
+
+// The filter codes the data, into a bare file.
+Outcome SaveCodedByFilter(const std::string& file, Bitmap& bitmap, const SaveRequest& request,
+                          const Format& format) {
+  SpoolFile bare;
+  Outcome outcome = bare.Open();
+  if (!outcome.Ok()) return outcome;
+  SaveRequest coding = request;
+  coding.mode = SaveMode::NewFile;
+  Format bareFormat = format;
+  bareFormat.code = FormatCodeIn(RowOf(request.compression), Container::Ioca);
+  outcome = SaveThroughFilter(bare.Path(), bitmap, coding, bareFormat);
+  if (!outcome.Ok()) return outcome;
+  return WriteBarePage(file, bare.Path(), bitmap, request, format.bitsPerPixel);
+}
+
 }  // namespace
 
 Compression DefaultCompression(const Bitmap& bitmap) {
   return bitmap.BitsPerPixel() == 1 ? Compression::Group4 : Compression::Jpeg;
 }
 
-int DefaultDepth(Compression compression, const Bitmap& bitmap) {
-  return DefaultDepth(RowOf(compression).coding, bitmap.BitsPerPixel(), bitmap.IsGray());
+int DepthOf(const SaveRequest& request, const Bitmap& bitmap) {
+  if (request.bitsPerPixel != 0) return request.bitsPerPixel;
+  const Coding coding = RowOf(request.compression).coding;
+  const bool shades = coding == Coding::Uncompressed && bitmap.BitsPerPixel() > 1 &&
+                      request.functionSet != kFunctionSet10 && !request.dither;
+  return DefaultDepth(shades ? Coding::Jpeg : coding, bitmap.BitsPerPixel(), bitmap.IsGray());
+}
+
+bool StoresJpeg(const SaveRequest& request, const Bitmap& bitmap) {
+  return request.compression == Compression::Jpeg && request.functionSet != kFunctionSet10 &&
+         DepthOf(request, bitmap) == bitmap.BitsPerPixel();
 }
 
 Outcome CheckPicture(const Bitmap& bitmap, const SaveRequest& request) {
@@ -125,15 +170,15 @@ Outcome CheckPicture(const Bitmap& bitmap, const SaveRequest& request) {
 
 Outcome SavePage(const std::string& file, Bitmap& bitmap, const SaveRequest& request) {
   Format format;
-  Outcome outcome = FindFormat(bitmap, request, format);
+  const Outcome outcome = FindFormat(bitmap, request, format);
   if (!outcome.Ok()) return outcome;
-  if (format.coding != Coding::Abic || bitmap.BitsPerPixel() == format.bitsPerPixel) {
-    return Save(file, bitmap, request, format);
+  if (!format.functionSet11) return SaveThroughFilter(file, bitmap, request, format);
+  if (format.coding != Coding::Uncompressed && format.coding != Coding::Jpeg) {
+    return SaveCodedByFilter(file, bitmap, request, format);
   }
-  // The codec gets the bitmap's own rows.
-  Bitmap converted;
-  outcome = ConvertBitmap(bitmap, format.bitsPerPixel, request.dither, converted);
-  return outcome.Ok() ? Save(file, converted, request, format) : outcome;
+  SaveRequest stored = request;
+  if (!StoresJpeg(request, bitmap)) stored.jpeg = nullptr;
+  return WriteColorPage(file, bitmap, stored, format.bitsPerPixel);
 }
 
 }  // namespace kz

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "Format/Compression.h"
 #include "Host/Kernel/Export.h"
@@ -12,10 +13,6 @@ namespace kz {
 
 // Group 4 for 1-bit pictures, JPEG for all others.
 K_EXPORT Compression DefaultCompression(const Bitmap& bitmap);
-// The depth at which a picture is written unless the caller wants another: 1 for
-// fax and uncompressed data, 1 or 4 for ABIC, 8 (grey) or 24 (colour) for JPEG.
-K_EXPORT int DefaultDepth(Compression compression, const Bitmap& bitmap);
-
 enum class SaveMode {
   NewFile,  // whatever the file held is gone
   Append,   // after the last page; a new file when there is none
@@ -25,15 +22,28 @@ struct SaveRequest {
   SaveMode mode = SaveMode::NewFile;
   Container container = Container::Modca;
   Compression compression = Compression::Group4;
-  int bitsPerPixel = 0;  // 0: the default depth
+  int bitsPerPixel = 0;  // 0: see DepthOf
   int quality = 90;      // of JPEG data: 1 to 100
   bool dither = false;   // spread the error of a conversion to 1 bit
+  // Of IOCA: 10, as the filter writes pages; 11, which describes grey and colour as
+  // others read it; 0: 11 for JPEG data and for uncompressed data of more than 1 bit.
+  int functionSet = 0;
+  // The data that the picture was decoded from, of a kind that can be stored as it is
+  // (see JpegFile). They are if StoresJpeg says so. Null: none.
+  const std::vector<unsigned char>* jpeg = nullptr;
 };
 
-// What SavePage would refuse about a picture, whatever the file: -16 for a
-// compression that the kind of container can't hold; -27 for a depth that the
-// compression can't carry, and for uncompressed pages of more than 1 bit per
-// pixel, which no reader takes; -9 for a picture above 32767 pixels or 3276 dpi.
+// The depth at which a picture is written. Unless the request has one: 1 for fax data, 1
+// or 4 for ABIC, 8 (grey) or 24 (colour) for JPEG. Uncompressed pictures are written like
+// JPEG, but 1-bit ones, and those that are dithered or of function set 10, at 1.
+K_EXPORT int DepthOf(const SaveRequest& request, const Bitmap& bitmap);
+// Whether the page would have request.jpeg as its data, if there are any: not with
+// another compression or sampling, another depth, or function set 10.
+K_EXPORT bool StoresJpeg(const SaveRequest& request, const Bitmap& bitmap);
+
+// What SavePage would refuse about a picture, whatever the file: -16 for a compression
+// that the kind of container or the function set can't hold; -27 for a depth that the
+// compression can't carry there; -9 for a picture above 32767 pixels or 3276 dpi.
 K_EXPORT Outcome CheckPicture(const Bitmap& bitmap, const SaveRequest& request);
 
 // Writes a picture as a page, converted to the depth asked for. The file is
@@ -43,8 +53,8 @@ K_EXPORT Outcome CheckPicture(const Bitmap& bitmap, const SaveRequest& request);
 //
 // Before anything is written it refuses what CheckPicture refuses and, with -9, to
 // append to a document that doesn't end with End Document. Else it returns the filter's
-// status. A document that is more than pages just saved is better edited through
-// AppendPages (see Assemble), which looks at all of it.
+// status, or -5, -7 or -14 for what fails in the file. A document that is more than pages
+// just saved is better edited through AppendPages (see Assemble), which looks at all of it.
 K_EXPORT Outcome SavePage(const std::string& file, Bitmap& bitmap, const SaveRequest& request);
 
 }  // namespace kz

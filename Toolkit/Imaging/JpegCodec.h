@@ -29,6 +29,11 @@ K_EXPORT JpegDecoding DecodeJpeg(const unsigned char* data, size_t size, int bit
                                  int colorOrder, Bitmap& bitmap,
                                  int64_t maxPixels = kDefaultMaxPixels);
 
+// Why readers of pages may not decode these JPEG data as DecodeJpeg does, in words that
+// go on after "its JPEG data are coded anew: "; null when nothing stands against it. Only
+// the header is looked at.
+const char* ObjectionToCoding(const unsigned char* data, size_t size);
+
 // Turns JPEG data upside down without loss, with their markers. Data that allow no
 // such turn, for a height within a block or for damage, stay as they are: *flipped
 // says which. Fails as DecodeJpeg does.

@@ -83,7 +83,31 @@ void Decode(JpegSource& decoder, int bitsPerPixel, int colorOrder, Bitmap& bitma
   jpeg_destroy_decompress(&decoder.jpeg);
 }
 
+// What may escape.
+const char* FindObjection(JpegSource& source) {
+  const jpeg_decompress_struct& jpeg = source.jpeg;
+  jpeg_read_header(&source.jpeg, TRUE);
+  if (jpeg.num_components == 4) return "they are of four inks";
+  const bool known = jpeg.jpeg_color_space == JCS_GRAYSCALE || jpeg.jpeg_color_space == JCS_YCbCr;
+  if (!known) return "their colours are no YCbCr";
+  if (jpeg.arith_code != FALSE) return "they are in arithmetic codes";
+  return nullptr;
+}
+
 }  // namespace
+
+const char* ObjectionToCoding(const unsigned char* data, size_t size) {
+  JpegSource source;
+  Prepare(source, data, size, kDefaultMaxPixels);
+  // Volatile, so that it has its last value after a jump.
+  const char* volatile objection = "their header is damaged";
+  if (setjmp(source.escape) == 0) {
+    SetUp(source);
+    objection = FindObjection(source);
+  }
+  jpeg_destroy_decompress(&source.jpeg);
+  return objection;
+}
 
 bool IsJpeg(const unsigned char* data, size_t size) {
   return size >= 3 && data[0] == 0xFF && data[1] == 0xD8 && data[2] == 0xFF;

@@ -113,6 +113,8 @@ int JpegQuality(int qFactor) {
   return 100 - (steps * 99 + 126) / 253;
 }
 
+int QualityFactor(int quality) { return 2 + ((100 - std::clamp(quality, 1, 100)) * 253 + 49) / 99; }
+
 int SaveToMemory(HGLOBAL* phBlock, _BITMAPHANDLE* pBitmap, int nFormat, int nBitsPerPixel,
                  int nQFactor, uint64_t* pnSize, void*) {
   *phBlock = nullptr;

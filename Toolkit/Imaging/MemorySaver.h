@@ -14,6 +14,8 @@ constexpr int kJpeg422 = 23;
 // JPEG quality (100 to 1) of a quality factor (2 = best to 255 = smallest, others
 // brought into that range).
 K_EXPORT int JpegQuality(int qFactor);
+// The quality factor that JpegQuality turns into this quality.
+int QualityFactor(int quality);
 
 // K_SaveToMemoryRoutine. nBitsPerPixel 8 makes a grey JPEG, 24 a colour one, of a
 // bitmap of any depth; 0 takes grey for a bitmap that is grey throughout its

@@ -58,6 +58,10 @@ class SinglePicture : public PictureSource {
   Outcome Read(int, int64_t maxPixels, Bitmap& bitmap) override {
     return m_decode(m_data, maxPixels, bitmap);
   }
+  JpegFile Jpeg() const override {
+    if (m_decode != ReadJpeg) return {};
+    return {&m_data, ObjectionToJpeg(m_data)};
+  }
 
  private:
   std::vector<unsigned char> m_data;
@@ -215,6 +219,8 @@ Outcome PictureReader::Open(const std::string& path, int64_t maxPixels) try {
 }
 
 int PictureReader::Pages() const { return m_source == nullptr ? 0 : m_source->Pages(); }
+
+JpegFile PictureReader::Jpeg() const { return m_source ? m_source->Jpeg() : JpegFile{}; }
 
 Outcome PictureReader::Read(int page, Bitmap& bitmap) try {
   bitmap.Reset();

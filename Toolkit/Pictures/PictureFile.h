@@ -43,6 +43,14 @@ K_EXPORT std::vector<std::string> PictureEndings();
 // Whether a file of the format is written with more than one page.
 K_EXPORT bool HoldsPages(PictureFormat format);
 
+// The data of a jpg file.
+struct JpegFile {
+  const std::vector<unsigned char>* data = nullptr;  // null: it is no jpg file
+  // Why a page can't have them as they are; null: it can. They show the picture that
+  // Read gives then, grey or YCbCr with 8 bits, in Huffman codes, upright.
+  const char* objection = nullptr;
+};
+
 // Reads picture files. What a file is shows in its first bytes, not in its name.
 class K_EXPORT PictureReader {
  public:
@@ -61,6 +69,8 @@ class K_EXPORT PictureReader {
   // that the picture shows. -9 for a page that isn't there or is damaged, -7 for one
   // that ends too early, -1 for no memory; the bitmap is empty then.
   Outcome Read(int page, Bitmap& bitmap);
+  // The data of the file, which stay as long as the reader.
+  JpegFile Jpeg() const;
 
  private:
   std::unique_ptr<PictureSource> m_source;

@@ -21,6 +21,7 @@ class PictureSource {
   // Reads a page, counted from 1 and in range, of at most so many pixels. The bitmap
   // comes empty.
   virtual Outcome Read(int page, int64_t maxPixels, Bitmap& bitmap) = 0;
+  virtual JpegFile Jpeg() const { return {}; }
 };
 
 // A picture file being written. Its descriptor stays the caller's.
@@ -38,6 +39,8 @@ class PictureSink {
 Outcome OpenTiff(int descriptor, std::unique_ptr<PictureSource>& source);
 // Decoders of a whole file of one picture in memory.
 Outcome ReadPng(const std::vector<unsigned char>& data, int64_t maxPixels, Bitmap& bitmap);
+// Why JPEG data can't be a page's as they are (see JpegFile); null: they can.
+const char* ObjectionToJpeg(const std::vector<unsigned char>& data);
 Outcome ReadJpeg(const std::vector<unsigned char>& data, int64_t maxPixels, Bitmap& bitmap);
 // Takes a file that begins as a pnm file does.
 std::unique_ptr<PictureSource> OpenPnm(std::vector<unsigned char> data);

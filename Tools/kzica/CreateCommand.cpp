@@ -80,8 +80,8 @@ void AddCreate(CLI::App& app, Exit& exit) {
   CLI::App* command = app.add_subcommand("create", "Make a file of pictures, a page each");
   command->footer(
       "Pictures are png, tif and pnm (all pages) and jpg files. OUT is written completely or\n"
-      "not at all; OUT - is standard output. New JPEG pages go into modca only, uncompressed\n"
-      "pages have 1 bit per pixel.");
+      "not at all; OUT - is standard output. The data of a jpg file become a jpeg page as they\n"
+      "are, unless they are turned, of four inks, or wanted in another depth or with --recode.");
   auto options = std::make_shared<CreateOptions>();
   command->add_option("OUT", options->out, "File to write")->required();
   command->add_option("IN", options->inputs, "Pictures")->required();

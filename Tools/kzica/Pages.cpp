@@ -46,13 +46,21 @@ void AddPageOptions(CLI::App& command, PageOptions& options) {
   command
       .add_option("--bits", options.bitsPerPixel,
                   "Bits per pixel to write, if the compression leaves a choice: 1 or 4 for abic, "
-                  "8 (grey) or 24 for jpeg")
+                  "8 (grey) or 24 for jpeg, any for none")
       ->check(CLI::IsMember({1, 4, 8, 24}));
   command.add_option("-q,--quality", options.quality, "Quality of JPEG data")
       ->check(CLI::Range(1, 100))
       ->capture_default_str();
   command.add_flag("--dither", options.dither,
                    "Make 1 bit out of more by error diffusion, not by a threshold");
+  command
+      .add_option("--function-set", options.functionSet,
+                  "IOCA function set to write: 11 describes the picture as other readers want it, "
+                  "10 leaves grey and colour to this family's own readers; if not given, 11 for "
+                  "jpeg and for none with more than 1 bit per pixel")
+      ->check(CLI::IsMember({10, 11}));
+  command.add_flag("--recode", options.recode,
+                   "Code the data of jpg files anew instead of storing them as they are");
 }
 
 CLI::Option* AddContainerOption(CLI::App& command, std::string& container) {
@@ -94,13 +102,19 @@ Exit PageSaver::Save(const std::string& path, Picture& picture, kz::SaveMode mod
   request.bitsPerPixel = m_options.bitsPerPixel;
   request.quality = m_options.quality;
   request.dither = m_options.dither;
+  request.functionSet = m_options.functionSet;
+  const bool storable = picture.jpeg.data != nullptr && !m_options.recode;
+  if (storable && picture.jpeg.objection == nullptr) request.jpeg = picture.jpeg.data;
   if (m_xResolution > 0) bitmap.SetResolution(m_xResolution, m_yResolution);
 
   kz::Outcome outcome = CheckPicture(bitmap, request);
   if (!outcome.Ok()) return Complain(picture.source, outcome);
+  if (storable && picture.jpeg.objection != nullptr && StoresJpeg(request, bitmap)) {
+    Note(picture.source, std::string("its JPEG data are coded anew: ") + picture.jpeg.objection);
+  }
   const int depth = bitmap.BitsPerPixel();
   if (depth > 1 && m_options.bitsPerPixel == 0 && !request.dither &&
-      DefaultDepth(request.compression, bitmap) == 1) {
+      DepthOf(request, bitmap) == 1) {
     Note(picture.source, "its " + std::to_string(depth) +
                              " bits per pixel become black and white; --dither keeps shades");
   }
@@ -123,6 +137,7 @@ Exit ForEachPicture(const std::vector<std::string>& files,
       outcome = reader.Read(page, picture.bitmap);
       if (!outcome.Ok()) return Complain(picture.source, outcome);
       Warn(picture.source, outcome);
+      picture.jpeg = reader.Jpeg();
       const Exit exit = take(picture);
       if (exit != kDone) return exit;
     }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Toolkit/Editing/SavePage.h"
+#include "Toolkit/Pictures/PictureFile.h"
 #include "Tools/kzica/Command.h"
 
 namespace kzica {
@@ -18,6 +19,8 @@ struct PageOptions {
   int bitsPerPixel = 0;
   int quality = 0;
   bool dither = false;
+  int functionSet = 0;
+  bool recode = false;
 };
 
 void AddPageOptions(CLI::App& command, PageOptions& options);
@@ -30,6 +33,7 @@ kz::Container ContainerOfName(const std::string& name);
 struct Picture {
   Subject source;
   kz::Bitmap bitmap;
+  kz::JpegFile jpeg;  // that it came from, if it did
 };
 
 // Writes pictures as pages of one file.
