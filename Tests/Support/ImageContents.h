@@ -65,7 +65,8 @@ inline std::string Pixels(const Bitmap& bitmap) {
       }
       char hex[8];
       (void)std::snprintf(hex, sizeof(hex), "%02X%02X%02X", color[0], color[1], color[2]);
-      text += (x > 0 ? " " : "") + std::string(hex);
+      if (x > 0) text += ' ';
+      text += hex;
     }
   }
   return text;

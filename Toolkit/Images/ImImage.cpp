@@ -83,9 +83,17 @@ class ImObject {
     m_yBase = data[yBase];
     m_xUnits = Number(data, xUnits);
     m_yUnits = Number(data, yUnits);
-    m_cellWidth = Number(data, cellWidth);
-    m_cellHeight = Number(data, cellHeight);
-    if (color + 2 <= data.size()) m_color = static_cast<uint16_t>(Number(data, color));
+    // Some have two bytes too many before the constant that precedes the size of cells.
+    constexpr size_t constantAt = 26;
+    constexpr unsigned constant = 0x2D00;
+    const bool shifted =
+        Number(data, constantAt) != constant && Number(data, constantAt + 2) == constant;
+    const size_t more = shifted ? 2 : 0;
+    m_cellWidth = Number(data, cellWidth + more);
+    m_cellHeight = Number(data, cellHeight + more);
+    if (color + more + 2 <= data.size()) {
+      m_color = static_cast<uint16_t>(Number(data, color + more));
+    }
   }
 
   void TakeControl(ByteSpan data) {

@@ -29,8 +29,9 @@ Bytes ImObject(const ImImage& image) {
   Bytes fields = Field(0xA87B, Bytes(8, 0x40)) +
                  Field(0xA77B, Bytes(18, 0) + Big16(image.map) + Big16(image.map) + Big16(0xFFFF)) +
                  Field(0xA67B, Bytes(14, 0) + Big16(2400) + Big16(2400) + Big16(image.width) +
-                                   Big16(image.height) + Bytes(6, 0) + Big16(image.defaultWidth) +
-                                   Big16(image.defaultHeight) + Big16(1) + Big16(image.color));
+                                   Big16(image.height) + Bytes(4, 0) + Big16(0x2D00) +
+                                   Big16(image.defaultWidth) + Big16(image.defaultHeight) +
+                                   Big16(1) + Big16(image.color));
   for (const Cell& cell : image.cells) {
     fields = fields +
              Field(0xAC7B, Big16(cell.x) + Big16(cell.y) + Big16(cell.width) + Big16(cell.height) +
