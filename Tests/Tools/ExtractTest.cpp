@@ -79,15 +79,17 @@ TEST(Extract, WhatCanBeReadIsSavedAndTheRestReported) {
   const std::string cut = folder.File("cut.mda", report);
   const Result run = Kzica({"extract", cut, folder / "%d.png", "--all"});
   EXPECT_EQ(run.exit, 1);
-  EXPECT_THAT(run.err, HasSubstr("cut.mda: picture 3: the"));
+  EXPECT_THAT(run.err, HasSubstr("cut.mda: picture 3: warning: rows 147 to 777"));
   EXPECT_THAT(run.err, HasSubstr("the file ends within the structured field at byte"));
   EXPECT_TRUE(SamePicture(ReadPix(folder / "2.png").get(), ReadPix(Sample("halftone.png")).get()));
-  EXPECT_FALSE(std::filesystem::exists(folder / "3.png"));
+  EXPECT_TRUE(std::filesystem::exists(folder / "3.png"));
+  EXPECT_EQ(Kzica({"extract", cut, folder / "strict%d.png", "--all", "--strict"}).exit, 1);
+  EXPECT_FALSE(std::filesystem::exists(folder / "strict3.png"));
   // One file holds what could be read; damage elsewhere is a warning.
-  EXPECT_EQ(Kzica({"extract", cut, folder / "all.tif", "-p", "z-1"}).exit, 1);
+  EXPECT_EQ(Kzica({"extract", cut, folder / "all.tif", "-p", "z-1", "--strict"}).exit, 1);
   EXPECT_TRUE(
       SamePicture(ReadPix(folder / "all.tif", 2).get(), ReadPix(Sample("letter.png")).get()));
-  EXPECT_EQ(Kzica({"extract", cut, folder / "none.tif", "-p", "3"}).exit, 1);
+  EXPECT_EQ(Kzica({"extract", cut, folder / "none.tif", "-p", "3", "--strict"}).exit, 1);
   EXPECT_FALSE(std::filesystem::exists(folder / "none.tif"));
   for (const char* option : {"--page", "--image"}) {
     const Result second = Kzica({"extract", cut, folder / "second.png", option, "2"});

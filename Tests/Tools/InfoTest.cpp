@@ -19,17 +19,18 @@ Bytes Tag(const std::string& value) {
 }
 
 // A scan; text with a tag of its own; two pictures, one of them a resource's, which the
-// last page shows, too; an IM1 image and a resource that isn't there.
+// last page shows, too; a picture that nobody can decode and a resource that isn't there.
 Bytes Mixed() {
   const Bytes include = Field(0xAF5F, Name("LOGO"));
   const Bytes logo = Field(0xA8C6) + Field(0xA8CE, Name("LOGO") + Bytes(2)) +
                      Field(0xA85F, Name("LOGO")) + Field(0xA8FB) + PictureData(NumberedSegment(7)) +
                      Field(0xA9FB) + Field(0xA95F, Name("LOGO")) + Field(0xA9CE) + Field(0xA9C6);
   const Bytes text = Text("PAGE2") + Tag("TWO") + Field(0xEE9B, {0x2B, 0xD3}) + Field(0xA9AF);
-  const Bytes im1 = Field(0xA87B) + Field(0xEE7B, Bytes(4)) + Field(0xA97B);
+  const Bytes rl4 = Field(0xA8FB) + PictureData(Segment(ImageSize(8, 8) + Encoding(6), {1, 2})) +
+                    Field(0xA9FB);
   return logo + Begin("A") + Field(0xA8AD, Name("G1")) + Tag("ONE") + NumberedPage(1) + text +
          Field(0xA9AD) + NumberedPage(3, {}, include) + Field(0xA8AD, Name("G2")) + Text("PAGE4") +
-         include + im1 + Field(0xAF5F, Name("GONE")) + Field(0xA9AF) + Field(0xA9AD) + End("A");
+         include + rl4 + Field(0xAF5F, Name("GONE")) + Field(0xA9AF) + Field(0xA9AD) + End("A");
 }
 
 class Information : public testing::Test {
@@ -68,8 +69,8 @@ TEST_F(Information, SaysWhichPictureIsOnWhichPage) {
       {"info MIXED -p 3",
        0,
        {"page          3 of 4: 2 pictures\n", "1 of 4", "3 of 4, on page 3\n"}},
-      {"info MIXED -p z", 1, {"1 of 4, in", "4 of 4, on page 4\n", "IM1 image", "can't be read: "}},
-      {"info MIXED --group G2", 1, {"page          4 of 4: ", "1 of 4, in", "IM1 image"}},
+      {"info MIXED -p z", 1, {"1 of 4, in", "4 of 4, on page 4\n", "unreadable    RL4 compression"}},
+      {"info MIXED --group G2", 1, {"page          4 of 4: ", "1 of 4, in", "unreadable    RL4"}},
       {"info MIXED --group G1 -p 2", 0, {"page          2 of 4: text, no picture\n"}},
       {"info MIXED --group G1 -p 3", 1, {}},
       {"info MIXED --tag TWO", 2, {}},

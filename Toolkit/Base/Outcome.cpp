@@ -23,7 +23,7 @@ const char* StatusText(int status) {
     case K_ERROR_NO_FILE_NAME:
       return "no file name was given";
     case K_ERROR_INVALID_FORMAT:
-      return "the file's content is damaged or of a kind that isn't supported";
+      return "the data are damaged";
     case K_ERROR_OPEN_READ:
       return "the file can't be opened for reading";
     case K_ERROR_NO_BUFFER:

@@ -201,7 +201,13 @@ Outcome Document::Load(const IndexedPicture& at, const LoadOptions& options, Dec
   if (filters.Ok() && (!outcome.Ok() || stillDamaged)) {
     return options.strict ? Failure(K_ERROR_INVALID_FORMAT, filters.warnings[0]) : filters;
   }
-  if (!outcome.Ok()) return outcome;
+  if (!outcome.Ok()) {
+    // Whoever has words of its own for it knows more.
+    const bool words = info.format != 0 && filters.what != StatusText(filters.status);
+    if (words) return filters;
+    info = found;
+    return outcome;
+  }
   image = std::move(other);
   info = found;
   return outcome;

@@ -14,7 +14,7 @@ namespace kz {
 // the same width, from its stored row `firstRow` on; 1 is black. Returns what
 // K_LoadRawFax returns, no value above 1. *damaged tells of Group 3 lines that had
 // to be replaced, *rows how many were decoded, also before a failure.
-int DecodeFax(const unsigned char* data, size_t size, _LOADINFO& info, int firstRow, Bitmap& bitmap,
+K_EXPORT int DecodeFax(const unsigned char* data, size_t size, _LOADINFO& info, int firstRow, Bitmap& bitmap,
               bool* damaged, int* rows = nullptr);
 
 // Encodes a 1-bit picture as ITU-T T.6, top row first, 1 = black.

@@ -155,8 +155,8 @@ std::string PictureInWords(const kz::PageIndex& index, const DescribedPicture& p
          Line("compression", info.compression) +
          (info.layout.empty() ? "" : Line("layout", info.layout)) +
          (info.format == 0 ? "" : Line("format", Text(info.format))) +
-         (info.unsupported.empty() ? "" : Line("can't be read", info.unsupported)) +
-         Line("uncompressed", std::to_string(info.bytes) + " bytes, " + RowOrder(info));
+         Line("uncompressed", std::to_string(info.bytes) + " bytes, " + RowOrder(info)) +
+         (info.unsupported.empty() ? "" : Line("unreadable", info.unsupported));
 }
 
 std::string RowInWords(const kz::PageIndex& index, const DescribedPicture* picture) {
