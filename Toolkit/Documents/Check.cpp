@@ -115,9 +115,9 @@ class PictureChecks {
   void Check(int picture) {
     Bitmap bitmap;
     PictureInfo info;
-    // Whatever is damaged is to be found, also where something can be seen of it.
+    // What is missing is to be found, also where something can be seen of the picture.
     LoadOptions options = m_request.load;
-    options.strict = true;
+    options.complete = true;
     const Outcome outcome = m_document.LoadPicture(picture, options, bitmap, &info);
     for (const std::string& warning : outcome.warnings) {
       Add(picture, Warning(warning, K_SUCCESS, 0, picture));

@@ -195,9 +195,10 @@ Outcome Document::Load(const IndexedPicture& at, const LoadOptions& options, Dec
   DecodedImage other;
   PictureInfo found;
   bool stillDamaged = false;
-  LoadOptions withProfile = options;
-  if (!InkProfile().empty()) withProfile.profile = InkProfile();
-  outcome = LoadAnyPicture(file, at, withProfile, other, found, stillDamaged);
+  LoadOptions others = options;
+  others.strict |= options.complete;
+  if (!InkProfile().empty()) others.profile = InkProfile();
+  outcome = LoadAnyPicture(file, at, others, other, found, stillDamaged);
   if (filters.Ok() && (!outcome.Ok() || stillDamaged)) {
     return options.strict ? Failure(K_ERROR_INVALID_FORMAT, filters.warnings[0]) : filters;
   }

@@ -68,11 +68,10 @@ Outcome LoadImage(FileWindow& file, const PicturePlace& place, const DecodeOptio
   if (!outcome.Ok()) return outcome;
   const ImageDescriptor descriptor = ReadImageDescriptor(file, place);
   Describe(content, descriptor, info);
-  if (options.strict && !content.warnings.empty()) {
-    return Failure(K_ERROR_INVALID_FORMAT, content.warnings[0]);
-  }
+  const bool cut = content.fault != K_SUCCESS;
+  if (options.strict && cut) return Failure(content.fault, content.warnings.back());
   outcome = DecodeImage(content, descriptor, options, image, damaged);
-  damaged |= !content.warnings.empty();
+  damaged |= cut;
   outcome.warnings.insert(outcome.warnings.begin(), content.warnings.begin(),
                           content.warnings.end());
   return outcome;
@@ -167,7 +166,7 @@ Outcome ReadAnyData(FileWindow& file, const PicturePlace& place, std::vector<uns
         K_ERROR_INVALID_FORMAT,
         "its data are in several pieces, tiles or bands, and can't be taken out by themselves");
   }
-  if (!content.warnings.empty()) return Failure(K_ERROR_READ, content.warnings[0]);
+  if (content.fault != K_SUCCESS) return Failure(content.fault, content.warnings.back());
   data = std::move(content.image.bands[0]);
   return outcome;
 }

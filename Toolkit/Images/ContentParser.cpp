@@ -56,6 +56,7 @@ Outcome ContentParser::Run() {
   // Tiles may leave all of the picture white.
   if (outcome.Ok() && (m_hasData || m_content.tiled)) return {};
   if (!m_hasData) return outcome.Ok() ? Failure(K_ERROR_READ, "the image has no data") : outcome;
+  m_content.fault = outcome.status;
   m_content.warnings.push_back(std::move(outcome.what));
   return {};
 }

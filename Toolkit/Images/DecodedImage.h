@@ -12,6 +12,7 @@ namespace kz {
 struct LoadOptions {
   int64_t maxPixels = kDefaultMaxPixels;
   bool strict = false;    // damaged data fail, instead of giving what they have
+  bool complete = false;  // only such fail of which rows are missing, not those with wrong ones
   bool keepInks = false;  // pictures of inks go to DecodedImage::inks
   // ICC profile of pictures of inks that have none of their own; empty: the plain formula,
   // (1 - c)(1 - k).

@@ -64,6 +64,8 @@ struct ImageContent {
   bool tiled = false;
   std::optional<CodedImage> mask;  // 0 bits of it are transparent
   std::vector<std::string> warnings;
+  // Why it ends before its end, in the words of the last warning; 1: it doesn't.
+  int fault = K_SUCCESS;
 };
 
 // What the Image Data Descriptor of an image object says.

@@ -97,18 +97,18 @@ class Decoder {
     const bool missing = decoded.rows < height;
     if (!missing && !decoded.damaged && decoded.status == K_SUCCESS) return {};
     m_picture.damaged = true;
+    const int first = m_bottomUp ? 1 : decoded.rows + 1;
+    const int last = m_bottomUp ? height - decoded.rows : height;
+    std::string rows = first == last ? "row " : "rows ";
+    rows += std::to_string(first);
+    if (first != last) rows += " to " + std::to_string(last);
+    rows += " could not be read";
     if (m_options.strict) {
-      return Failure(decoded.status == K_SUCCESS ? K_ERROR_INVALID_FORMAT : decoded.status,
-                     decoded.what);
+      const int status = decoded.status == K_SUCCESS ? K_ERROR_INVALID_FORMAT : decoded.status;
+      const std::string why = decoded.what.empty() ? StatusText(status) : decoded.what;
+      return Failure(status, missing ? rows + ": " + why : why);
     }
-    if (missing) {
-      const int first = m_bottomUp ? 1 : decoded.rows + 1;
-      const int last = m_bottomUp ? height - decoded.rows : height;
-      m_picture.warnings.push_back(first == last
-                                       ? "row " + std::to_string(first) + " could not be read"
-                                       : "rows " + std::to_string(first) + " to " +
-                                             std::to_string(last) + " could not be read");
-    }
+    if (missing) m_picture.warnings.push_back(std::move(rows));
     if (decoded.damaged) {
       const uint8_t compression = m_parameters.compression;
       m_picture.warnings.emplace_back(
