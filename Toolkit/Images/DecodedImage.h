@@ -26,4 +26,8 @@ struct DecodedImage {
   bool IsInks() const { return !inks.rows.empty(); }
 };
 
+// Whether these bytes are an ICC profile of cyan, magenta, yellow and black, as
+// LoadOptions::profile is.
+K_EXPORT bool IsInkProfile(const std::vector<unsigned char>& profile);
+
 }  // namespace kz

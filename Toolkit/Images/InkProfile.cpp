@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "Format/FieldScan.h"
+#include "Toolkit/Images/DecodedImage.h"
 
 namespace kz {
 

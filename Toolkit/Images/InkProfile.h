@@ -8,10 +8,7 @@
 
 namespace kz {
 
-// Whether these bytes are an ICC profile of cyan, magenta, yellow and black.
-K_EXPORT bool IsInkProfile(const std::vector<unsigned char>& profile);
-
-// Such a profile in the object container at `place`: in a colour management resource, after
+// A profile of cyan, magenta, yellow and black in the object container at `place`: in a colour management resource, after
 // that one's own header, or by itself. Empty when there is none.
 std::vector<unsigned char> FindInkProfile(FileWindow& file, ByteRange place);
 

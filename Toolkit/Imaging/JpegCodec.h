@@ -32,7 +32,7 @@ K_EXPORT JpegDecoding DecodeJpeg(const unsigned char* data, size_t size, int bit
 // Why readers of pages may not decode these JPEG data as DecodeJpeg does, in words that
 // go on after "its JPEG data are coded anew: "; null when nothing stands against it. Only
 // the header is looked at.
-const char* ObjectionToCoding(const unsigned char* data, size_t size);
+K_EXPORT const char* ObjectionToCoding(const unsigned char* data, size_t size);
 
 // Turns JPEG data upside down without loss, with their markers. Data that allow no
 // such turn, for a height within a block or for damage, stay as they are: *flipped

@@ -14,7 +14,6 @@
 #include "Toolkit/Documents/PageRange.h"
 #include "Toolkit/Files/AtomicFile.h"
 #include "Toolkit/Files/NumberedName.h"
-#include "Toolkit/Images/InkProfile.h"
 #include "Toolkit/Imaging/JpegCodec.h"
 #include "Toolkit/Imaging/RowConversion.h"
 #include "Toolkit/Pictures/PictureFile.h"
