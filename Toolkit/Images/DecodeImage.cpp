@@ -234,6 +234,9 @@ Outcome DecodeImage(const ImageContent& content, const ImageDescriptor& descript
   damaged = false;
   Outcome outcome;
   try {
+    // One part of a kind that can't be read makes a wrong picture of the others.
+    const std::string unsupported = Unsupported(content);
+    if (!unsupported.empty()) return Failure(K_ERROR_INVALID_FORMAT, unsupported);
     CodedPicture picture;
     outcome = DecodeContent(content, descriptor, options, picture);
     if (outcome.Ok()) outcome = Finish(content, descriptor, options, picture, image);

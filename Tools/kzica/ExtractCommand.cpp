@@ -361,7 +361,8 @@ void AddExtract(CLI::App& app, Exit& exit) {
       "loss if they are stored bottom up and that can be done. Several pictures go into one tif\n"
       "or pdf, or into numbered files if OUT has a %d or, with leading zeros, a %03d that no\n"
       "letter follows: the number is that of the picture. %% is a percent sign. OUT - is standard\n"
-      "output. What can't be read is reported, and the rest written: exit status 1.");
+      "output. What can't be read is reported, and the rest written: exit status 1. A damaged\n"
+      "picture gives the rows that can be read, the rest white, with a warning: exit status 3.");
   auto options = std::make_shared<ExtractOptions>();
   command->add_option("FILE", options->file, "File to extract from")->required();
   command->add_option("OUT", options->out, "File to write")->required();

@@ -34,8 +34,8 @@ std::vector<uint8_t> ComponentsOf(const ImageParameters& parameters) {
   if (parameters.bandBits.size() > 1) {
     std::vector<uint8_t> bits = parameters.bandBits;
     for (size_t i = 0; i < bits.size(); ++i) {
-      if (bits[i] == 0 && i < parameters.componentBits.size())
-        bits[i] = parameters.componentBits[i];
+      const bool said = i < parameters.componentBits.size();
+      if (said && bits[i] == 0) bits[i] = parameters.componentBits[i];
     }
     return bits;
   }

@@ -43,8 +43,8 @@ class TileDecoder {
       outcome = Put(m_content.tiles[i]);
       if (outcome.Ok()) continue;
       outcome.what = "tile " + std::to_string(i + 1) + ": " + outcome.what;
-      // What isn't supported is no damage.
-      if (m_options.strict || outcome.status != K_ERROR_READ) return outcome;
+      const bool ends = m_budget < 0 || outcome.status == K_ERROR_NO_MEMORY;
+      if (m_options.strict || ends) return outcome;
       if (++failed == m_content.tiles.size()) return outcome;
       m_warnings.push_back(outcome.what);
       m_damaged = true;
