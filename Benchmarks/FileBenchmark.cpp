@@ -14,7 +14,7 @@
 #include "API/Filters/Ica/Common/Ica.h"
 #include "Benchmarks/FileInputs.h"
 #include "Host/Fax/Fax.h"
-#include "Toolkit/Documents/PageIndex.h"
+#include "Toolkit/Documents/Document.h"
 
 namespace {
 
@@ -53,6 +53,19 @@ void Save(benchmark::State& state, const std::string& file, int format, int bits
   for (auto _ : state) {
     if (SaveBitmap(file, bitmap.get(), format, 1) != K_SUCCESS) state.SkipWithError("not saved");
   }
+}
+
+void LoadWhole(benchmark::State& state, const std::string& file) {
+  kz::Document document(file);
+  kz::Bitmap bitmap;
+  if (!document.Open().Ok()) state.SkipWithError("not opened");
+  for (auto _ : state) {
+    if (!document.LoadPicture(1, {}, bitmap).Ok()) state.SkipWithError("not loaded");
+  }
+}
+
+void ReadTifAlone(benchmark::State& state, const std::string& file) {
+  for (auto _ : state) benchmark::DoNotOptimize(ReadTif(file));
 }
 
 void Index(benchmark::State& state, const std::string& file) {
@@ -195,6 +208,10 @@ int main(int argc, char** argv) {
   Add("load-uncompressed/read-once", ReadOnce, in.uncompressed, size_t{0});
   Add("load-jpeg/ours", Load, in.jpeg, 1);
   Add("load-jpeg/libjpeg-turbo", DecodeJpegAlone, in.jpeg);
+  Add("picture-uncompressed/ours", LoadWhole, in.colour);
+  Add("picture-uncompressed/libtiff", ReadTifAlone, in.colourTif);
+  Add("picture-jpeg/ours", LoadWhole, in.jpeg);
+  Add("picture-jpeg/libjpeg-turbo", DecodeJpegAlone, in.jpeg);
   Add("count-pages-1GiB/ours", Describe, in.documents.back());
   Add("count-pages-1GiB/read-once", ReadOnce, in.documents.back(), size_t{1} << 20);
   for (const auto& [name, file] : {std::pair("index-million-pictures/", in.millionPictures),

@@ -12,10 +12,12 @@
 #include <string_view>
 
 #include <jpeglib.h>
+#include <tiffio.h>
 
 #include "Format/FieldBuilder.h"
 #include "Host/Fax/Fax.h"
 #include "Toolkit/Documents/Document.h"
+#include "Toolkit/Editing/SavePage.h"
 #include "Toolkit/Imaging/MemoryLoader.h"
 #include "Toolkit/Imaging/MemorySaver.h"
 #include "Toolkit/Imaging/RowConversion.h"
@@ -290,6 +292,46 @@ size_t DecodeJpeg(const std::vector<unsigned char>& jpeg, std::vector<unsigned c
   return size;
 }
 
+size_t ReadTif(const std::string& file) {
+  TIFF* tiff = TIFFOpen(file.c_str(), "r");
+  if (tiff == nullptr) return 0;
+  size_t size = 0;
+  const size_t room = fs::file_size(file);
+  const std::unique_ptr<unsigned char[]> picture(new unsigned char[room]);
+  for (uint32_t strip = 0; strip < TIFFNumberOfStrips(tiff); ++strip) {
+    const tmsize_t got =
+        TIFFReadEncodedStrip(tiff, strip, picture.get() + size, static_cast<tmsize_t>(room - size));
+    if (got <= 0) break;
+    size += static_cast<size_t>(got);
+  }
+  TIFFClose(tiff);
+  return size;
+}
+
+namespace {
+
+// Uncompressed strips, as most programs write them.
+void WriteTif(const std::string& file, const kz::Bitmap& bitmap) {
+  TIFF* tiff = TIFFOpen(file.c_str(), "w");
+  Check(tiff != nullptr, file);
+  TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, static_cast<uint32_t>(bitmap.Width()));
+  TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, static_cast<uint32_t>(bitmap.Height()));
+  TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, 8);
+  TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, 3);
+  TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_RGB);
+  TIFFSetField(tiff, TIFFTAG_COMPRESSION, COMPRESSION_NONE);
+  TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+  TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, 6u);
+  std::vector<unsigned char> row(static_cast<size_t>(bitmap.Width()) * 3);
+  for (int y = 0; y < bitmap.Height(); ++y) {
+    std::copy_n(bitmap.TopDownRow(y), row.size(), row.begin());
+    Check(TIFFWriteScanline(tiff, row.data(), static_cast<uint32_t>(y)) == 1, file);
+  }
+  TIFFClose(tiff);
+}
+
+}  // namespace
+
 Inputs MakeInputs(const fs::path& folder) {
   fs::create_directories(folder);
   Inputs in;
@@ -331,6 +373,17 @@ Inputs MakeInputs(const fs::path& folder) {
       }
     }
     Check(SaveBitmap(in.jpeg, colour.get(), kDocumentJpeg, 1) == K_SUCCESS, in.jpeg);
+  }
+  in.colour = named("colour-none.mda");
+  in.colourTif = named("colour-none.tif");
+  if (!fs::exists(in.colourTif)) {
+    kz::Bitmap colour;
+    kz::SaveRequest request;
+    request.compression = kz::Compression::None;
+    request.bitsPerPixel = 24;
+    Check(kz::LoadPicture(in.jpeg, 1, {}, colour).Ok(), in.jpeg);
+    Check(kz::SavePage(in.colour, colour, request).Ok(), in.colour);
+    WriteTif(in.colourTif, colour);
   }
   const auto pageBytes = static_cast<double>(fs::file_size(onePage));
   for (const int mebibytes : {1, 16, 128, 1024}) {

@@ -25,6 +25,8 @@ struct Inputs {
   std::vector<std::string> documents;  // 1 MiB to 1 GiB of Group 4 pages
   std::vector<GrowingInput> growing;   // documents of tiny pages
   std::vector<GrowingInput> tall;      // bare Group 4 pages of text, 2550 wide
+  std::string colour;                  // document, the same uncompressed, as others write it
+  std::string colourTif;               // and as an uncompressed tif
   std::string pages200;                // document of 200 Group 4 pages of text
   std::string millionPictures;         // document of a million pages, a tiny image on each
   std::string millionTexts;            // the same with a line of text on each
@@ -38,6 +40,10 @@ struct BitmapDeleter {
   void operator()(_BITMAPHANDLE* bitmap) const;
 };
 using BitmapPointer = std::unique_ptr<_BITMAPHANDLE, BitmapDeleter>;
+
+// Reads a tif of 24 bits with libtiff, a strip at a time, into memory of its own, as a
+// picture has it. Returns the bytes.
+size_t ReadTif(const std::string& file);
 
 // A 32767 x 8000 bitmap; a page of text, 2550 wide, with 1 bit, and, of kTextHeight,
 // with 8 bits per pixel.

@@ -1,6 +1,7 @@
 #include "Toolkit/Images/AnyPicture.h"
 
 #include "Toolkit/Images/ContainedFile.h"
+#include "Toolkit/Images/Decoding/PlainRows.h"
 #include "Toolkit/Images/ImImage.h"
 #include "Toolkit/Images/ImageContent.h"
 
@@ -64,10 +65,23 @@ Outcome DescribeImage(FileWindow& file, const PicturePlace& place, PictureInfo& 
 Outcome LoadImage(FileWindow& file, const PicturePlace& place, const DecodeOptions& options,
                   DecodedImage& image, PictureInfo& info, bool& damaged) {
   ImageContent content;
-  Outcome outcome = ReadImageContent(file, place, content);
+  PlainRows rows(options.maxPixels);
+  Outcome outcome =
+      ReadImageContent(file, place, content, [&](const ImageParameters& parameters, int64_t most) {
+        return rows.RoomFor(parameters, most);
+      });
+  const bool plain = outcome.Ok() && content.fault == K_SUCCESS && !content.mask.has_value() &&
+                     rows.Finish(content.inRoom, image.bitmap);
+  if (!plain && content.inRoom > 0) outcome = ReadImageContent(file, place, content);
   if (!outcome.Ok()) return outcome;
   const ImageDescriptor descriptor = ReadImageDescriptor(file, place);
   Describe(content, descriptor, info);
+  if (plain) {
+    image.bitmap.SetResolution(info.xResolution, info.yResolution);
+    outcome = ApplyDescriptor(descriptor, image.bitmap);
+    outcome.warnings = std::move(content.warnings);
+    return outcome;
+  }
   const bool cut = content.fault != K_SUCCESS;
   if (options.strict && cut) return Failure(content.fault, content.warnings.back());
   outcome = DecodeImage(content, descriptor, options, image, damaged);

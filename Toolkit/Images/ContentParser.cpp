@@ -33,8 +33,8 @@ Outcome Invalid(std::string what, int64_t at) {
 }  // namespace
 
 ContentParser::ContentParser(FileWindow& file, const PicturePlace& picture, bool data,
-                             ImageContent& content)
-    : m_reader(file, picture), m_content(content), m_keepData(data) {
+                             const DataRoom& room, ImageContent& content)
+    : m_reader(file, picture), m_content(content), m_keepData(data), m_makeRoom(room) {
   m_content.image.at = m_reader.At();
 }
 
@@ -66,10 +66,11 @@ ContentParser::Step ContentParser::NextHeader(Header& header) {
   header.at = m_reader.At();
   unsigned char bytes[kMaxSelfDefiningHeader];
   constexpr size_t shortest = 2;
-  if (!m_reader.Read(bytes, shortest)) return Step::Cut;
+  if (m_reader.Read(bytes, shortest) < shortest) return Step::Cut;
   const bool swapped = bytes[0] == kSwappedSubsampling && bytes[1] == kExtendedField;
   const size_t length = swapped ? kMaxSelfDefiningHeader : HeaderLengthFrom(bytes[0]);
-  if (!m_reader.Read(bytes + shortest, length - shortest)) return Step::Cut;
+  const size_t rest = length - shortest;
+  if (m_reader.Read(bytes + shortest, rest) < rest) return Step::Cut;
   if (swapped) {
     header.id = sdf::kImageSubsampling;
     header.length = bytes[2] | bytes[3] << 8;
@@ -177,7 +178,7 @@ Outcome ContentParser::TakeExtended(const Header& header) {
 Outcome ContentParser::TakeParameters(const Header& header) {
   unsigned char bytes[kLongestField];
   const auto length = static_cast<size_t>(header.length);
-  if (!m_reader.Read(bytes, length)) return Cut(header);
+  if (m_reader.Read(bytes, length) < length) return Cut(header);
   const ByteSpan field(bytes, length);
   CodedImage& image = m_inMask && m_ignore ? m_ignored
                       : m_inMask           ? *m_content.mask
@@ -253,7 +254,7 @@ Outcome ContentParser::TakeBandData(const Header& header) {
   if (header.length < int64_t{sizeof(bytes)}) {
     return Invalid(FieldName(header.id) + " is damaged", header.at);
   }
-  if (!m_reader.Read(bytes, sizeof(bytes))) return Cut(header);
+  if (m_reader.Read(bytes, sizeof(bytes)) < sizeof(bytes)) return Cut(header);
   if (bytes[0] < 1 || bytes[0] > kMaxComponents) {
     return Invalid(FieldName(header.id) + " has a band that can't be", header.at);
   }
@@ -265,8 +266,26 @@ Outcome ContentParser::AppendData(const Header& header, size_t band, int64_t cou
     Warn("image data outside of tiles are left out", header.at);
     return Pass({header.id, count, header.at});
   }
+  if (header.id == sdf::kImageData && HasRoom()) {
+    m_hasData |= count > 0;
+    const auto wanted = std::min(static_cast<size_t>(count), m_room.size());
+    const size_t got = m_reader.Read(m_room.data(), wanted);
+    m_content.inRoom += static_cast<int64_t>(got);
+    m_room = m_room.subspan(got);
+    if (got < wanted) return Cut(header);
+    // What is beyond the picture doesn't count.
+    return Pass({header.id, count - static_cast<int64_t>(got), header.at});
+  }
   const int64_t got = m_reader.Append(Band(band, count), count);
   return got == count ? Outcome{} : Cut(header);
+}
+
+bool ContentParser::HasRoom() {
+  if (m_inTile || m_inMask || !m_makeRoom) return false;
+  if (m_content.inRoom == 0 && m_content.image.bands.empty() && m_room.empty()) {
+    m_room = m_makeRoom(m_content.image.parameters, m_reader.MostLeft());
+  }
+  return m_content.inRoom > 0 || !m_room.empty();
 }
 
 // Where `count` bytes of data of the band go to; null when they are passed over.

@@ -11,8 +11,9 @@ namespace kz {
 
 class ContentParser {
  public:
-  // With `data` image data are kept, else passed over.
-  ContentParser(FileWindow& file, const PicturePlace& picture, bool data, ImageContent& content);
+  // With `data` image data are kept, else passed over. What there is room for goes there.
+  ContentParser(FileWindow& file, const PicturePlace& picture, bool data, const DataRoom& room,
+                ImageContent& content);
   // Reads to the end of the content. As ReadImageContent.
   Outcome Run();
 
@@ -39,6 +40,8 @@ class ContentParser {
   // Passes over the parameters of a field, softly.
   Outcome Pass(const Header& header);
 
+  // Whether data of the image itself go to a room.
+  bool HasRoom();
   Outcome AppendData(const Header& header, size_t band, int64_t count);
   std::vector<unsigned char>* Band(size_t band, int64_t count);
   void BeginTile(const Header& header);
@@ -60,6 +63,8 @@ class ContentParser {
   ImageTile m_tile;
   CodedImage m_ignored;  // parameters of such a mask
   int m_unknown = 0;
+  const DataRoom& m_makeRoom;
+  std::span<unsigned char> m_room;  // what is left of it
 };
 
 }  // namespace kz

@@ -50,16 +50,16 @@ ByteSpan ContentReader::Peek(size_t count) {
   return bytes != nullptr ? ByteSpan(bytes, n) : ByteSpan();
 }
 
-bool ContentReader::Read(unsigned char* to, size_t count) {
-  while (count > 0 && More()) {
-    const ByteSpan bytes = Peek(count);
-    if (bytes.empty()) return false;
-    std::memcpy(to, bytes.data(), bytes.size());
-    to += bytes.size();
+size_t ContentReader::Read(unsigned char* to, size_t count) {
+  size_t got = 0;
+  while (got < count && More()) {
+    const ByteSpan bytes = Peek(std::min(count - got, size_t{FileWindow::kMaxBytes}));
+    if (bytes.empty()) break;
+    std::memcpy(to + got, bytes.data(), bytes.size());
     m_at += static_cast<int64_t>(bytes.size());
-    count -= bytes.size();
+    got += bytes.size();
   }
-  return count == 0;
+  return got;
 }
 
 int64_t ContentReader::Append(std::vector<unsigned char>* to, int64_t count) {

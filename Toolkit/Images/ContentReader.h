@@ -30,8 +30,8 @@ class ContentReader {
   // What the present part goes on with: up to `count` bytes, less only at its end. They
   // stay until the next call. Empty when they can't be read.
   ByteSpan Peek(size_t count);
-  // Takes bytes; false when there are fewer, or they can't be read.
-  bool Read(unsigned char* to, size_t count);
+  // Takes bytes. Returns how many there were and could be read.
+  size_t Read(unsigned char* to, size_t count);
   // Adds `count` bytes to `to`, or passes over them when it is null. Returns how many
   // there were.
   int64_t Append(std::vector<unsigned char>* to, int64_t count);

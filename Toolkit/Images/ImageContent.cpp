@@ -8,13 +8,14 @@ namespace kz {
 
 namespace {
 
-Outcome Parse(FileWindow& file, const PicturePlace& picture, bool data, ImageContent& content) {
+Outcome Parse(FileWindow& file, const PicturePlace& picture, bool data, const DataRoom& room,
+              ImageContent& content) {
   content = {};
   if (picture.kind != PictureKind::Ioca) {
     return Failure(K_ERROR_INVALID_FORMAT, "the picture is no IOCA image");
   }
   try {
-    return ContentParser(file, picture, data, content).Run();
+    return ContentParser(file, picture, data, room, content).Run();
   } catch (const std::bad_alloc&) {
     content = {};
     return Failure(K_ERROR_NO_MEMORY);
@@ -23,12 +24,13 @@ Outcome Parse(FileWindow& file, const PicturePlace& picture, bool data, ImageCon
 
 }  // namespace
 
-Outcome ReadImageContent(FileWindow& file, const PicturePlace& picture, ImageContent& content) {
-  return Parse(file, picture, true, content);
+Outcome ReadImageContent(FileWindow& file, const PicturePlace& picture, ImageContent& content,
+                         const DataRoom& room) {
+  return Parse(file, picture, true, room, content);
 }
 
 Outcome ReadImageParameters(FileWindow& file, const PicturePlace& picture, ImageContent& content) {
-  return Parse(file, picture, false, content);
+  return Parse(file, picture, false, {}, content);
 }
 
 }  // namespace kz

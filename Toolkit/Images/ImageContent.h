@@ -4,7 +4,9 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -57,7 +59,8 @@ struct ImageTile {
 };
 
 struct ImageContent {
-  CodedImage image;  // without data when there are tiles
+  int64_t inRoom = 0;  // bytes of its data that are in a DataRoom, and in no band
+  CodedImage image;    // without data when there are tiles
   // In their order: later ones lie on top. Tiles without data or size aren't there, but
   // for filled ones, which have no data.
   std::vector<ImageTile> tiles;
@@ -80,13 +83,17 @@ struct ImageDescriptor {
   std::optional<uint16_t> namedColor;
 };
 
+// Gives room for the data of an image in one piece, by its parameters and an upper bound of
+// their bytes; empty: they go to their band.
+using DataRoom = std::function<std::span<unsigned char>(const ImageParameters&, int64_t)>;
+
 // Reads the content that `picture` is, with its data, from the file that was indexed. A
 // few unknown fields are passed over with a warning. A field that is damaged or not whole
 // ends it: what was read is kept with a warning, unless there are no data at all. Fails
 // with -7 when the file ends before any data, -9 for a field that can't be, with the place
 // in words, and -1 for no memory.
 K_EXPORT Outcome ReadImageContent(FileWindow& file, const PicturePlace& picture,
-                                  ImageContent& content);
+                                  ImageContent& content, const DataRoom& room = {});
 // The same without the data: `bands` are empty. Data are passed over.
 K_EXPORT Outcome ReadImageParameters(FileWindow& file, const PicturePlace& picture,
                                      ImageContent& content);
