@@ -124,7 +124,7 @@ Outcome SaveThroughFilter(const std::string& file, Bitmap& bitmap, const SaveReq
     return SaveRows(file, bitmap, request, format);
   }
   Bitmap converted;
-  const Outcome outcome = ConvertBitmap(bitmap, format.bitsPerPixel, request.dither, converted);
+  Outcome outcome = ConvertBitmap(bitmap, format.bitsPerPixel, request.dither, converted);
   if (!outcome.Ok()) return outcome;
   return SaveRows(file, converted, request, format);
 }
@@ -170,7 +170,7 @@ Outcome CheckPicture(const Bitmap& bitmap, const SaveRequest& request) {
 
 Outcome SavePage(const std::string& file, Bitmap& bitmap, const SaveRequest& request) {
   Format format;
-  const Outcome outcome = FindFormat(bitmap, request, format);
+  Outcome outcome = FindFormat(bitmap, request, format);
   if (!outcome.Ok()) return outcome;
   if (!format.functionSet11) return SaveThroughFilter(file, bitmap, request, format);
   if (format.coding != Coding::Uncompressed && format.coding != Coding::Jpeg) {
