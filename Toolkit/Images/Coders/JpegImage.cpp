@@ -109,7 +109,7 @@ CodedRows DecodeInks(Decoding& decoding, InkPicture& inks) {
   inks.rows.assign(stride * height, 0);
   inks.profile = decoding.Profile();
   decoding.ReadRows(inks.rows.data(), stride);
-  const CodedRows result = decoding.Result();
+  CodedRows result = decoding.Result();
   const auto end = inks.rows.begin() + result.rows * static_cast<ptrdiff_t>(stride);
   // With an Adobe marker all four are stored inverted.
   if (decoding.Jpeg().saw_Adobe_marker != 0) {
