@@ -10,19 +10,19 @@
 #include <string>
 
 #include "Format/BigEndian.h"
-#include "Host/Kernel/Export.h"
 #include "Toolkit/Base/Outcome.h"
+#include "Toolkit/Base/Tested.h"
 #include "Toolkit/Files/FileDescriptor.h"
 
 namespace kz {
 
-class K_EXPORT FileWindow {
+class KZ_TESTED FileWindow {
  public:
   // The most bytes that At gives: more than any structured field has.
   static constexpr size_t kMaxBytes = 65536;
 
   // Opens a regular file for reading. -10 when that fails.
-  K_EXPORT Outcome Open(const std::string& path);
+  KZ_TESTED Outcome Open(const std::string& path);
   int64_t Size() const { return m_size; }
   int Descriptor() const { return m_file ? m_file->Get() : -1; }
   // What was opened.

@@ -3,6 +3,7 @@
 
 #include <vector>
 
+#include "Toolkit/Base/Tested.h"
 #include "Toolkit/Files/FileWindow.h"
 #include "Toolkit/Images/DecodeImage.h"
 #include "Toolkit/Images/PictureInfo.h"
@@ -12,17 +13,18 @@ namespace kz {
 
 // Says what the picture is. Fails with -9 when its fields can't be understood and -7 when
 // the file ends before they do; `info` is untouched then.
-K_EXPORT Outcome DescribeAnyPicture(FileWindow& file, const PicturePlace& place, PictureInfo& info);
+KZ_TESTED Outcome DescribeAnyPicture(FileWindow& file, const PicturePlace& place,
+                                     PictureInfo& info);
 
 // Makes the picture as DecodeImage, LoadImImage and LoadContainedFile do. `info` is
 // what the file says of it, and says the size of `image` afterwards.
-K_EXPORT Outcome LoadAnyPicture(FileWindow& file, const PicturePlace& place,
-                                const DecodeOptions& options, DecodedImage& image,
-                                PictureInfo& info, bool& damaged);
+KZ_TESTED Outcome LoadAnyPicture(FileWindow& file, const PicturePlace& place,
+                                 const DecodeOptions& options, DecodedImage& image,
+                                 PictureInfo& info, bool& damaged);
 
 // The picture's data as they are stored, if they are in one piece: -9 for tiles, bands and
 // IM images, else as DescribeAnyPicture.
-K_EXPORT Outcome ReadAnyData(FileWindow& file, const PicturePlace& place,
-                             std::vector<unsigned char>& data);
+KZ_TESTED Outcome ReadAnyData(FileWindow& file, const PicturePlace& place,
+                              std::vector<unsigned char>& data);
 
 }  // namespace kz

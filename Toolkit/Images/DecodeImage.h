@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "Toolkit/Base/Tested.h"
 #include "Toolkit/Images/DecodedImage.h"
 #include "Toolkit/Images/ImageContent.h"
 
@@ -22,14 +23,14 @@ struct ImageShape {
 
 // The shape of a content, before the descriptor cuts it. Sizes that only the data say
 // are taken from them when `content` has data, else they stay 0.
-K_EXPORT ImageShape ShapeOf(const ImageContent& content, const ImageDescriptor& descriptor);
+KZ_TESTED ImageShape ShapeOf(const ImageContent& content, const ImageDescriptor& descriptor);
 
 // What no decoder is there for, with the place: "RL4 compression at byte 8120 is not
 // supported". Empty when there is nothing of the kind. Needs no data.
-K_EXPORT std::string Unsupported(const ImageContent& content);
+KZ_TESTED std::string Unsupported(const ImageContent& content);
 
 // Whether the descriptor gives the 1 bits of a bilevel picture another colour than black.
-K_EXPORT bool IsColored(const ImageDescriptor& descriptor);
+KZ_TESTED bool IsColored(const ImageDescriptor& descriptor);
 
 // Makes the picture: decodes bands and tiles, puts them together, takes a mask and the
 // descriptor's size and colours into account, converts the colours. Damaged data give the
@@ -37,12 +38,12 @@ K_EXPORT bool IsColored(const ImageDescriptor& descriptor);
 // that says which rows; `damaged` is set then. Fails with -9 for a picture above the limit
 // or what isn't supported, with the place ("RL4 compression at byte 8120 is not
 // supported"), -7 when the data give not one row, -1 for no memory.
-K_EXPORT Outcome DecodeImage(const ImageContent& content, const ImageDescriptor& descriptor,
-                             const DecodeOptions& options, DecodedImage& image, bool& damaged);
+KZ_TESTED Outcome DecodeImage(const ImageContent& content, const ImageDescriptor& descriptor,
+                              const DecodeOptions& options, DecodedImage& image, bool& damaged);
 
 // Cuts a picture that was read another way to the descriptor's size, and gives the 1 bits
 // of a bilevel one the descriptor's colour; it becomes one of 24 bits then, unless the
 // colour is black. Resolution that the picture lacks is the descriptor's.
-K_EXPORT Outcome ApplyDescriptor(const ImageDescriptor& descriptor, Bitmap& bitmap);
+KZ_TESTED Outcome ApplyDescriptor(const ImageDescriptor& descriptor, Bitmap& bitmap);
 
 }  // namespace kz

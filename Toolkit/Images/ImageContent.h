@@ -12,6 +12,7 @@
 
 #include "Format/SelfDefiningField.h"
 #include "Toolkit/Base/Outcome.h"
+#include "Toolkit/Base/Tested.h"
 #include "Toolkit/Files/FileWindow.h"
 #include "Toolkit/Images/PicturePlace.h"
 
@@ -92,12 +93,12 @@ using DataRoom = std::function<std::span<unsigned char>(const ImageParameters&, 
 // ends it: what was read is kept with a warning, unless there are no data at all. Fails
 // with -7 when the file ends before any data, -9 for a field that can't be, with the place
 // in words, and -1 for no memory.
-K_EXPORT Outcome ReadImageContent(FileWindow& file, const PicturePlace& picture,
-                                  ImageContent& content, const DataRoom& room = {});
+KZ_TESTED Outcome ReadImageContent(FileWindow& file, const PicturePlace& picture,
+                                   ImageContent& content, const DataRoom& room = {});
 // The same without the data: `bands` are empty. Data are passed over.
-K_EXPORT Outcome ReadImageParameters(FileWindow& file, const PicturePlace& picture,
-                                     ImageContent& content);
+KZ_TESTED Outcome ReadImageParameters(FileWindow& file, const PicturePlace& picture,
+                                      ImageContent& content);
 // The descriptor of the picture's object; one of size 0 when there is none.
-K_EXPORT ImageDescriptor ReadImageDescriptor(FileWindow& file, const PicturePlace& picture);
+KZ_TESTED ImageDescriptor ReadImageDescriptor(FileWindow& file, const PicturePlace& picture);
 
 }  // namespace kz

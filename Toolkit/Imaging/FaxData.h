@@ -7,6 +7,7 @@
 #include "Host/Kernel/HostRecords.h"
 #include "Toolkit/Base/Bitmap.h"
 #include "Toolkit/Base/Outcome.h"
+#include "Toolkit/Base/Tested.h"
 
 namespace kz {
 
@@ -14,10 +15,10 @@ namespace kz {
 // the same width, from its stored row `firstRow` on; 1 is black. Returns what
 // K_LoadRawFax returns, no value above 1. *damaged tells of Group 3 lines that had
 // to be replaced, *rows how many were decoded, also before a failure.
-K_EXPORT int DecodeFax(const unsigned char* data, size_t size, _LOADINFO& info, int firstRow, Bitmap& bitmap,
-              bool* damaged, int* rows = nullptr);
+KZ_TESTED int DecodeFax(const unsigned char* data, size_t size, _LOADINFO& info, int firstRow,
+                        Bitmap& bitmap, bool* damaged, int* rows = nullptr);
 
 // Encodes a 1-bit picture as ITU-T T.6, top row first, 1 = black.
-K_EXPORT Outcome EncodeGroup4(const Bitmap& bitmap, std::vector<unsigned char>& data);
+KZ_TESTED Outcome EncodeGroup4(const Bitmap& bitmap, std::vector<unsigned char>& data);
 
 }  // namespace kz

@@ -15,7 +15,7 @@ constexpr int kJpeg422 = 23;
 // brought into that range).
 K_EXPORT int JpegQuality(int qFactor);
 // The quality factor that JpegQuality turns into this quality.
-int QualityFactor(int quality);
+K_EXPORT int QualityFactor(int quality);
 
 // K_SaveToMemoryRoutine. nBitsPerPixel 8 makes a grey JPEG, 24 a colour one, of a
 // bitmap of any depth; 0 takes grey for a bitmap that is grey throughout its

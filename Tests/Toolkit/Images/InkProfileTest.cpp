@@ -9,7 +9,7 @@
 
 namespace {
 
-// All inks look green, the lighter the less cyan there is.
+// All inks look green.
 cmsInt32Number Green(const cmsUInt16Number in[], cmsUInt16Number out[], void*) {
   const cmsCIELab lab = {80.0 - 40.0 * in[0] / 65535.0, -60, 40};
   cmsFloat2LabEncoded(out, &lab);
@@ -85,17 +85,15 @@ class InkProfile : public testing::Test {
   const Bytes m_profile = Profile(cmsSigCmykData);
 };
 
-bool IsGreen(const Bytes& colors, size_t pixel) {
-  const unsigned char* color = colors.data() + 3 * pixel;
-  return color[1] > color[0] + 50 && color[1] > color[2] + 50;
-}
+bool IsGreen(const Bytes& color) { return color[1] > color[0] + 50 && color[1] > color[2] + 50; }
 
 TEST_F(InkProfile, IsTheDocumentsOrTheCallersOrThePlainFormula) {
   EXPECT_EQ(Colors(Document(), {}), Bytes({0, 255, 255, 255, 255, 255}));
   const Bytes given = Colors(Document(), m_profile);
   ASSERT_EQ(given.size(), 6u);
-  EXPECT_TRUE(IsGreen(given, 0) && IsGreen(given, 1));
-  EXPECT_LT(given[1], given[4]);
+  EXPECT_TRUE(IsGreen(given)) << testing::PrintToString(given);
+  // Paper is white, whatever the profile makes of it.
+  EXPECT_EQ(Bytes(given.begin() + 3, given.end()), Bytes(3, 255));
   // A colour management resource has its own header before the profile.
   const Bytes managed = Document(Container(Bytes(200, 0x40) + m_profile));
   EXPECT_EQ(Colors(managed, {}), given);
