@@ -75,7 +75,7 @@ TEST(Extract, SeveralPagesGoIntoOneFileOrIntoNumberedOnes) {
 TEST(Extract, WhatCanBeReadIsSavedAndTheRestReported) {
   const TemporaryFolder folder;
   Bytes report = FileBytes(Sample("report-g4.mda"));
-  report.resize(report.size() - 1000);
+  report.erase(report.end() - 1000, report.end());
   const std::string cut = folder.File("cut.mda", report);
   const Result run = Kzica({"extract", cut, folder / "%d.png", "--all"});
   EXPECT_EQ(run.exit, 1);
