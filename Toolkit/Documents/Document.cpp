@@ -1,6 +1,7 @@
 #include "Toolkit/Documents/Document.h"
 
 #include <algorithm>
+#include <new>
 #include <set>
 
 #include "Toolkit/Documents/ImageReader.h"
@@ -128,7 +129,12 @@ Outcome Document::AtPicture(int picture, Read read) const {
   if (picture < 1 || picture > Pictures()) return NoSuchPicture(m_index.pictures.size());
   const IndexedPicture& at = m_index.pictures[static_cast<size_t>(picture) - 1];
   const FileShift shift(at.bytes.begin, m_far);
-  Outcome outcome = read(at);
+  Outcome outcome;
+  try {
+    outcome = read(at);
+  } catch (const std::bad_alloc&) {
+    return Failure(K_ERROR_NO_MEMORY);
+  }
   if (!m_open->IsAsFound()) return Failure(K_ERROR_READ, "the file has changed meanwhile");
   const Outcome& structure = m_index.structure;
   if (outcome.status == K_ERROR_READ && structure.status == K_ERROR_READ) {
