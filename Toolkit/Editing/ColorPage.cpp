@@ -30,7 +30,8 @@ Outcome PutRows(CodedPageWriter& writer, const Bitmap& bitmap, int bitsPerPixel,
   PictureRows rows;
   const int status = rows.Begin(bitmap, bitsPerPixel, K_ORDER_RGB, dither);
   if (status != K_SUCCESS) return Failure(status);
-  const size_t bytes = (static_cast<size_t>(bitmap.Width()) * bitsPerPixel + 7) / 8;
+  const size_t bytes =
+      (static_cast<size_t>(bitmap.Width()) * static_cast<size_t>(bitsPerPixel) + 7) / 8;
   Outcome outcome;
   for (int row = 0; row < bitmap.Height() && outcome.Ok(); ++row) {
     outcome = writer.Put({rows.Row(row), bytes});
