@@ -67,6 +67,12 @@ int TakeRows(void*, _BITMAPHANDLE* bitmap, unsigned char* rows, uint32_t, int ro
   return K_SUCCESS;
 }
 
+// Takes a row for nothing but its number.
+int CountRow(void*, _BITMAPHANDLE*, unsigned char*, uint32_t, int row, int count, void* userData) {
+  *static_cast<int*>(userData) = row + count;
+  return K_SUCCESS;
+}
+
 // The data encoded so far: its address is the file handle, so that the write
 // routine needs no user data and leaves the host's alone.
 struct MemorySink {
@@ -91,6 +97,24 @@ void ExchangeWrite(K_WriteRoutine& routine) {
 }
 
 }  // namespace
+
+int CountFaxRows(const unsigned char* data, size_t size, _LOADINFO& info, bool* damaged,
+                 int* rows) {
+  *rows = 0;
+  Bitmap row;  // the decoder asks it for the length of rows only
+  const int created = row.Create(static_cast<int>(info.nWidth), 1, 1);
+  if (created != K_SUCCESS) return created;
+  MemoryFile file{data, size};
+  _LOADDISPATCH dispatch{};
+  dispatch.pBitmap = row.Handle();
+  dispatch.pfnCallback = CountRow;
+  dispatch.pUserData = rows;
+  const MemoryReading reading;
+  const int status =
+      K_LoadRawFax(&dispatch, file.Handle(), &info, nullptr, row.Handle(), CountRow, 1, rows);
+  *damaged = status == K_SUCCESS && dispatch.nLoadError < 0;
+  return status == K_SUCCESS || status < 0 ? status : K_ERROR_INVALID_FORMAT;
+}
 
 int DecodeFax(const unsigned char* data, size_t size, _LOADINFO& info, int firstRow, Bitmap& bitmap,
               bool* damaged, int* rows) {

@@ -18,6 +18,9 @@ namespace kz {
 KZ_TESTED int DecodeFax(const unsigned char* data, size_t size, _LOADINFO& info, int firstRow,
                         Bitmap& bitmap, bool* damaged, int* rows = nullptr);
 
+// The same without a bitmap: only counts the rows that are decoded.
+int CountFaxRows(const unsigned char* data, size_t size, _LOADINFO& info, bool* damaged, int* rows);
+
 // Encodes a 1-bit picture as ITU-T T.6, top row first, 1 = black.
 KZ_TESTED Outcome EncodeGroup4(const Bitmap& bitmap, std::vector<unsigned char>& data);
 

@@ -49,18 +49,34 @@ bool CutPageEnd(std::vector<unsigned char>& data, uint32_t code) {
   return true;
 }
 
-CodedRows DecodeAtWidth(CodedBytes data, uint32_t code, int width, int height, Bitmap& bitmap) {
-  CodedRows result;
-  result.status = bitmap.Create(width, height, 1);
-  if (result.status != K_SUCCESS) return result;
-  if (code == kFaxTiffAlgorithm2) return DecodeTiffHuffman(data, bitmap);
+_LOADINFO Describe(uint32_t code, int width, int height) {
   _LOADINFO info = {};
   info.nFormat = code;
   info.nWidth = static_cast<uint32_t>(width);
   info.nHeight = static_cast<uint32_t>(height);
   info.nBitsPerPixel = 1;
+  return info;
+}
+
+CodedRows DecodeAtWidth(CodedBytes data, uint32_t code, int width, int height, Bitmap& bitmap) {
+  CodedRows result;
+  result.status = bitmap.Create(width, height, 1);
+  if (result.status != K_SUCCESS) return result;
+  if (code == kFaxTiffAlgorithm2) return DecodeTiffHuffman(data, bitmap);
+  _LOADINFO info = Describe(code, width, height);
   result.status =
       DecodeFax(data.data(), data.size(), info, 0, bitmap, &result.damaged, &result.rows);
+  return result;
+}
+
+CodedRows CountAtWidth(CodedBytes data, uint32_t code, int width, int height) {
+  if (code == kFaxTiffAlgorithm2) {
+    Bitmap rows;
+    return DecodeAtWidth(data, code, width, height, rows);
+  }
+  CodedRows result;
+  _LOADINFO info = Describe(code, width, height);
+  result.status = CountFaxRows(data.data(), data.size(), info, &result.damaged, &result.rows);
   return result;
 }
 
@@ -70,14 +86,15 @@ bool IsClean(const CodedRows& rows) { return rows.status == K_SUCCESS && !rows.d
 int CountRows(CodedBytes data, uint32_t code, int width, int64_t maxPixels, bool& fits) {
   std::vector<unsigned char> rowData(data.begin(), data.end());
   const bool hasEnd = CutPageEnd(rowData, code);
-  const int highest = static_cast<int>(std::clamp<int64_t>(maxPixels / width, 1, kMaxHeight));
-  Bitmap rows;
-  CodedRows result = DecodeAtWidth(rowData, code, width, highest, rows);
+  // A row takes a bit at least.
+  const int64_t most = std::min<int64_t>(maxPixels / width, int64_t{8} * std::ssize(rowData) + 1);
+  const int highest = static_cast<int>(std::clamp<int64_t>(most, 1, kMaxHeight));
+  CodedRows result = CountAtWidth(rowData, code, width, highest);
   const int count = result.rows;
   fits = hasEnd ? count > 0 : result.status == K_ERROR_READ && !result.damaged;
   if (hasEnd && count < highest) {
     // Where the row after the last should be stands the end of the page.
-    result = DecodeAtWidth(data, code, width, count + 1, rows);
+    result = CountAtWidth(data, code, width, count + 1);
     fits = fits && IsClean(result);
   }
   return count;
