@@ -90,7 +90,7 @@ TEST(RecordFraming, IsNoneWhereThereIsNone) {
 // Fields whose length reads as a line end, and data that do.
 TEST(RecordFraming, LeavesWhatOnlyLooksLikeLineEnds) {
   Bytes bytes;
-  for (const size_t length : {0x0008, 0x0D0A, 0x0A0D, 0x0A0A, 0x0D0D, 0x0AD3}) {
+  for (const size_t length : {0x0008U, 0x0D0AU, 0x0A0DU, 0x0A0AU, 0x0D0DU, 0x0AD3U}) {
     bytes = bytes + Field(kz::sf::kNoOperation, Bytes(length - 8, '\n'));
   }
   EXPECT_FALSE(Find(bytes).IsFramed());
