@@ -6,9 +6,9 @@
 #include <map>
 #include <mutex>
 #include <new>
-#include <system_error>
-#include <thread>
 #include <unordered_map>
+
+#include "Toolkit/Base/Workers.h"
 
 namespace kz {
 
@@ -78,38 +78,29 @@ class FirstProblems {
   bool m_moreDamage = false;
 };
 
-// Loads pictures on several threads, each of which takes the next one.
+// Loads pictures on several threads.
 class PictureChecks {
  public:
   PictureChecks(const Document& document, const CheckRequest& request)
       : m_document(document), m_request(request) {}
 
   FirstProblems Run() {
-    const unsigned processors = std::max(1U, std::thread::hardware_concurrency());
-    const unsigned threads = std::min(processors, static_cast<unsigned>(m_document.Pictures()));
-    std::vector<std::thread> others;
-    try {
-      while (others.size() + 1 < threads) others.emplace_back([this] { Work(); });
-    } catch (const std::system_error&) {
-      // There are no more threads to be had: those that there are do the work.
-    }
-    Work();
-    for (std::thread& other : others) other.join();
+    const auto pictures = static_cast<size_t>(m_document.Pictures());
+    Workers workers(static_cast<unsigned>(std::min<size_t>(Workers::Processors(), pictures)));
+    workers.Each(pictures, [this](size_t number) { Work(static_cast<int>(number) + 1); });
     return std::move(m_problems);
   }
   // Pictures that weren't checked.
   int WithoutMemory() const { return m_withoutMemory; }
 
  private:
-  void Work() {
-    for (int picture = ++m_last; picture <= m_document.Pictures(); picture = ++m_last) {
-      try {
-        Check(picture);
-      } catch (const std::bad_alloc&) {
-        ++m_withoutMemory;
-      }
-      if (m_request.progress) ReportProgress();
+  void Work(int picture) {
+    try {
+      Check(picture);
+    } catch (const std::bad_alloc&) {
+      ++m_withoutMemory;
     }
+    if (m_request.progress) ReportProgress();
   }
 
   void Check(int picture) {
@@ -140,7 +131,6 @@ class PictureChecks {
 
   const Document& m_document;
   const CheckRequest& m_request;
-  std::atomic<int> m_last = 0;
   std::atomic<int> m_withoutMemory = 0;
   std::mutex m_mutex;
   int m_done = 0;
