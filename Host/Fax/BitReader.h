@@ -85,6 +85,8 @@ struct BitReader {
     nBits -= nCount;
   }
 
+  // Whether the next bit is the first of a byte.
+  bool AtByte() const { return nBits % 8 == 0; }
   // Bits of the data that are not taken, negative when zeros after the data were;
   // a huge number before the last piece is in.
   int64_t BitsLeft() const {

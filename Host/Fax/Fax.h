@@ -2,6 +2,8 @@
 // and IBM MMR coding.
 #pragma once
 
+#include <cstddef>
+
 #include "Host/Kernel/Export.h"
 #include "Host/Kernel/HostRecords.h"
 
@@ -10,6 +12,17 @@ constexpr int K_FAX_G3_1D = 66;     // T.4 one-dimensional (MH)
 constexpr int K_FAX_G3_2D = 67;     // T.4 two-dimensional (MR)
 constexpr int K_FAX_G4 = 68;        // T.6 (MMR)
 constexpr int K_FAX_IBM_MMR = 117;  // T.4 two-dimensional with an infinite K
+
+// What K_CheckRawFax says of fax data.
+struct FaxCheck {
+  int nRows;                // rows that K_LoadRawFax would deliver
+  int nReplaced;            // of them, damaged Group 3 lines: the line above is in their place
+  int nAfterMarker;         // of them, rows that an end marker in front leaves white
+  int nDamagedEndOfLines;   // EOL codes that count in spite of a wrong bit
+  bool bEndOfLines;         // every coded row follows an EOL
+  bool bAlignedEndOfLines;  // and each of these EOLs ends with a byte
+  bool bEndMarker;          // an end marker (RTC, EOFB, EOP) follows the rows
+};
 
 extern "C" {
 
@@ -37,6 +50,13 @@ extern "C" {
 K_EXPORT int K_LoadRawFax(_LOADDISPATCH* pDispatch, tagHANDLE* hFile, _LOADINFO* pInfo,
                           void* pContext, _BITMAPHANDLE* pBitmap, K_RowCallback pfnCallback,
                           int nBitsPerPixel, void* pUserData);
+
+// Decodes nSize bytes at pData as K_LoadRawFax would with the same pInfo, but draws no
+// rows, and says in pCheck what it found. Returns what K_LoadRawFax would; nLoadError
+// would be -9 where nReplaced isn't 0. After a failure pCheck counts the rows before
+// and says nothing of their layout.
+K_EXPORT int K_CheckRawFax(const unsigned char* pData, size_t nSize, const _LOADINFO* pInfo,
+                           FaxCheck* pCheck);
 
 // Encodes the bitmap as raw fax data of nEncoderCode (K_FAX_*) and writes it with
 // K_RedirectedWrite in pieces of 32 to 64 KiB, the last one being what is left. The

@@ -1,9 +1,10 @@
-// What loading and saving share: memory from the kernel and the coding's code.
+// What loading, checking and saving share: memory from the kernel and the coding's code.
 #pragma once
 
 #include <cstdint>
 #include <optional>
 
+#include "Host/Fax/BitReader.h"
 #include "Host/Fax/Coding.h"
 #include "Host/Fax/Fax.h"
 #include "Host/Fax/Line.h"
@@ -34,5 +35,19 @@ inline std::optional<Coding> CodingOf(int nCode) {
       return std::nullopt;
   }
 }
+
+// What a PageDecoder works in.
+struct DecoderMemory {
+  explicit DecoderMemory(int nWidth)
+      : line(LineMemory(nWidth) * sizeof(uint16_t), __LINE__, kSource),
+        reference(LineMemory(nWidth) * sizeof(uint16_t), __LINE__, kSource),
+        piece(kPieceMemory, __LINE__, kSource) {}
+  // False when out of memory.
+  explicit operator bool() const { return line && reference && piece; }
+
+  LocalBlock line;
+  LocalBlock reference;
+  LocalBlock piece;
+};
 
 }  // namespace fax

@@ -28,15 +28,13 @@ int K_LoadRawFax(_LOADDISPATCH* pDispatch, tagHANDLE* hFile, _LOADINFO* pInfo, v
   const size_t nRowBytes =
       std::max(nDrawn, static_cast<size_t>(std::max(pBitmap->nBytesPerLine, 0)));
   const LocalBlock row(nRowBytes, __LINE__, fax::kSource);
-  const LocalBlock line(fax::LineMemory(nWidth) * sizeof(uint16_t), __LINE__, fax::kSource);
-  const LocalBlock reference(fax::LineMemory(nWidth) * sizeof(uint16_t), __LINE__, fax::kSource);
-  const LocalBlock piece(fax::kPieceMemory, __LINE__, fax::kSource);
-  if (!row || !line || !reference || !piece) return K_ERROR_NO_MEMORY;
+  const fax::DecoderMemory memory(nWidth);
+  if (!row || !memory) return K_ERROR_NO_MEMORY;
 
-  fax::PieceSource source{piece.As<unsigned char>(), ReadPiece, hFile,
+  fax::PieceSource source{memory.piece.As<unsigned char>(), ReadPiece, hFile,
                           (pInfo->uFlags & K_RAW_REVERSED_BITS) != 0};
-  fax::PageDecoder decoder(*coding, nWidth, nHeight, source, line.As<uint16_t>(),
-                           reference.As<uint16_t>());
+  fax::PageDecoder decoder(*coding, nWidth, nHeight, source, memory.line.As<uint16_t>(),
+                           memory.reference.As<uint16_t>());
   unsigned char* const pRow = row.As<unsigned char>();
   fax::LineStatus status = fax::LineStatus::Decoded;
   for (int nRow = 0; nRow < nHeight; ++nRow) {

@@ -66,13 +66,16 @@ LineStatus PageDecoder::StartOfLine() {
   m_bOneDimensional = m_nRow == 0 || m_coding == Coding::Group3OneDimensional;
   in.Refill();
   int nEndOfLines = 0;
+  bool bAligned = false;
   while (AtEndOfLineCode(in) || m_bDamagedEndOfLine) {
     if (m_bDamagedEndOfLine)
       in.Skip(kEndOfLineZeros);
     else if (!SkipZeros(in))
       return nEndOfLines > 1 ? LineStatus::EndOfPage : LineStatus::EndOfData;
+    m_layout.nDamagedEndOfLines += static_cast<int>(m_bDamagedEndOfLine);
     m_bDamagedEndOfLine = false;
     in.Skip(1);
+    bAligned = in.AtByte();
     if (HasTagBits(m_coding)) {
       m_bOneDimensional = in.Peek(1) == 1;
       in.Skip(1);
@@ -81,6 +84,8 @@ LineStatus PageDecoder::StartOfLine() {
     if (++nEndOfLines == kReturnToControl) return LineStatus::EndOfPage;
   }
   m_nEndOfLines = nEndOfLines > 0 ? m_nEndOfLines + 1 : 0;
+  m_layout.nEndOfLines += static_cast<int>(nEndOfLines > 0);
+  m_layout.nAlignedEndOfLines += static_cast<int>(bAligned);
   return LineStatus::Decoded;
 }
 
@@ -107,6 +112,11 @@ LineStatus PageDecoder::NextLine() {
   }
   std::swap(m_line, m_next);
   return LineStatus::Decoded;
+}
+
+bool PageDecoder::TakeEndMarker() {
+  const LineStatus status = m_coding == Coding::Group4 ? StartOfGroup4Line() : StartOfLine();
+  return status == LineStatus::EndOfPage;
 }
 
 LineStatus PageDecoder::Damaged() {

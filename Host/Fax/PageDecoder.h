@@ -15,6 +15,13 @@ enum class LineStatus {
   BadCode,    // nothing to resume at
 };
 
+// How the lines decoded so far stand in the data.
+struct PageLayout {
+  int nEndOfLines = 0;         // lines that an EOL precedes
+  int nAlignedEndOfLines = 0;  // of them, those whose EOL ends with a byte
+  int nDamagedEndOfLines = 0;  // EOL codes with a wrong bit
+};
+
 class PageDecoder {
  public:
   // The lines have LineMemory(nWidth) elements; nWidth is 1 to kMaxWidth, nHeight
@@ -30,6 +37,9 @@ class PageDecoder {
   // The line decoded last, or the line above in place of a damaged one; a white
   // line at the end of the page.
   const Line& Current() const { return m_line; }
+  // After the last line: takes what follows. Whether that is an end marker.
+  bool TakeEndMarker();
+  const PageLayout& Layout() const { return m_layout; }
 
  private:
   // Takes what may stand in front of a line. Decoded: a line begins.
@@ -48,6 +58,7 @@ class PageDecoder {
   bool m_bOneDimensional = true;
   bool m_bResume = false;            // the next line begins at the next EOL
   bool m_bDamagedEndOfLine = false;  // the reader is at an EOL with a wrong bit
+  PageLayout m_layout;
 };
 
 }  // namespace fax
