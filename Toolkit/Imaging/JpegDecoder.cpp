@@ -109,6 +109,20 @@ const char* ObjectionToCoding(const unsigned char* data, size_t size) {
   return objection;
 }
 
+bool HoldsPlainRgb(const unsigned char* data, size_t size) {
+  JpegSource source;
+  Prepare(source, data, size, kDefaultMaxPixels);
+  // Volatile, so that it has its last value after a jump.
+  volatile bool plain = false;
+  if (setjmp(source.escape) == 0) {
+    SetUp(source);
+    jpeg_read_header(&source.jpeg, TRUE);
+    plain = source.jpeg.jpeg_color_space == JCS_RGB;
+  }
+  jpeg_destroy_decompress(&source.jpeg);
+  return plain;
+}
+
 bool IsJpeg(const unsigned char* data, size_t size) {
   return size >= 3 && data[0] == 0xFF && data[1] == 0xD8 && data[2] == 0xFF;
 }

@@ -101,30 +101,29 @@ void SetResolution(const ExifReader& exif, Bitmap& bitmap) {
   if (x > 0 && y > 0) bitmap.SetResolution(x, y);
 }
 
-class JpegSink : public PictureSink {
+class JpegSink : public SinglePictureSink {
  public:
-  explicit JpegSink(int descriptor) : m_descriptor(descriptor) {}
-  Outcome AddPage(const Bitmap& bitmap) override {
+  using SinglePictureSink::SinglePictureSink;
+
+  Outcome AddInks(const InkPicture& inks) override {
+    std::vector<unsigned char> data;
+    Outcome outcome = EncodeInks(inks, kExportQuality, data);
+    return outcome.Ok() ? WriteBytes(Descriptor(), data.data(), data.size()) : outcome;
+  }
+
+ protected:
+  Outcome Encode(const Bitmap& bitmap, const Write& write) const override {
     // The saver only reads.
     _BITMAPHANDLE record = *bitmap.Handle();
     HGLOBAL block = nullptr;
     uint64_t size = 0;
     const int status = SaveToMemory(&block, &record, kJpeg444, 0, kExportQFactor, &size, nullptr);
     if (status != K_SUCCESS) return Failure(status);
-    Outcome outcome = WriteBytes(m_descriptor, WinGlobalLock(block), size);
+    Outcome outcome = write(WinGlobalLock(block), size);
     WinGlobalUnlock(block);
     WinGlobalFree(block);
     return outcome;
   }
-
-  Outcome AddInks(const InkPicture& inks) override {
-    std::vector<unsigned char> data;
-    Outcome outcome = EncodeInks(inks, kExportQuality, data);
-    return outcome.Ok() ? WriteBytes(m_descriptor, data.data(), data.size()) : outcome;
-  }
-
- private:
-  int m_descriptor;
 };
 
 }  // namespace

@@ -8,6 +8,7 @@
 
 #include "Toolkit/Imaging/FaxData.h"
 #include "Toolkit/Imaging/RowConversion.h"
+#include "Toolkit/Pictures/PdfData.h"
 #include "Toolkit/Pictures/PictureFormats.h"
 
 namespace kz {
@@ -40,9 +41,15 @@ double PageSide(int pixels, int resolution) {
   return pixels * kPointsPerInch / (resolution > 0 ? resolution : kDefaultResolution);
 }
 
-struct ImageData {
-  std::string entries;  // of the image's dictionary
-  std::vector<unsigned char> data;
+// An image and what its page needs to know of it.
+struct PdfImage : PreparedPicture {
+  int width = 0;
+  int height = 0;
+  int xResolution = 0;
+  int yResolution = 0;
+  bool bottomUp = false;
+  std::string entries;              // of the image's dictionary
+  std::vector<unsigned char> data;  // as they are in the file
 };
 
 class PdfSink : public PictureSink {
@@ -54,44 +61,45 @@ class PdfSink : public PictureSink {
     m_text += "<< /Type /Catalog /Pages " + Reference(kPageTree) + " >>\nendobj\n";
   }
 
-  Outcome AddPage(const Bitmap& bitmap) override {
-    ImageData image;
+  Outcome Prepare(const Bitmap& bitmap, std::unique_ptr<PreparedPicture>& prepared) const override {
+    auto image = std::make_unique<PdfImage>();
+    image->width = bitmap.Width();
+    image->height = bitmap.Height();
+    image->xResolution = bitmap.XResolution();
+    image->yResolution = bitmap.YResolution();
     Outcome outcome =
-        bitmap.BitsPerPixel() == 1 ? Group4Image(bitmap, image) : DeflatedImage(bitmap, image);
-    if (!outcome.Ok()) return outcome;
-    const int page = PageObject(m_pages++);
-    const int contents = page + 1;
-    const int picture = page + 2;
-    const double x = PageSide(bitmap.Width(), bitmap.XResolution());
-    const double y = PageSide(bitmap.Height(), bitmap.YResolution());
-    const double unit = std::max({1.0, x / kMaxPageSide, y / kMaxPageSide});
-    const std::string width = Number(x / unit);
-    const std::string height = Number(y / unit);
-    Begin(page);
-    m_text += "<< /Type /Page /Parent " + Reference(kPageTree) + " /MediaBox [0 0 " + width + " " +
-              height + "] /Contents " + Reference(contents) + " /Resources << /XObject << /Im " +
-              Reference(picture) + " >> >>" + (unit > 1 ? " /UserUnit " + Number(unit) : "") +
-              " >>\nendobj\n";
-    const std::string draw = "q " + width + " 0 0 " + height + " 0 0 cm /Im Do Q";
-    Begin(contents);
-    m_text += "<< /Length " + std::to_string(draw.size()) + " >>\nstream\n" + draw +
-              "\nendstream\nendobj\n";
-    Begin(picture);
-    m_text += "<< /Type /XObject /Subtype /Image /Width " + std::to_string(bitmap.Width()) +
-              " /Height " + std::to_string(bitmap.Height()) + image.entries + " /Length " +
-              std::to_string(image.data.size()) + " >>\nstream\n";
-    outcome = WriteText();
-    if (outcome.Ok()) outcome = Write(image.data.data(), image.data.size());
-    m_text = "\nendstream\nendobj\n";
+        bitmap.BitsPerPixel() == 1 ? Group4Image(bitmap, *image) : DeflatedImage(bitmap, *image);
+    prepared = std::move(image);
     return outcome;
   }
 
+  Outcome AddPrepared(PreparedPicture& prepared) override {
+    const auto& image = static_cast<const PdfImage&>(prepared);
+    return AddImage(image, image.data);
+  }
+
+  bool Takes(const PictureData& data) const override { return PdfTakes(data); }
+
+  Outcome AddData(const PictureData& data) override {
+    PdfImage image;
+    image.width = data.width;
+    image.height = data.height;
+    image.xResolution = data.xResolution;
+    image.yResolution = data.yResolution;
+    image.bottomUp = data.bottomUp;
+    image.entries = PdfEntries(data);
+    return AddImage(image, data.data);
+  }
+
   Outcome Finish() override {
+    Outcome outcome = CheckRoom(0);
+    if (!outcome.Ok()) return outcome;
     Begin(kPageTree);
     m_text += "<< /Type /Pages /Count " + std::to_string(m_pages) + " /Kids [";
     for (int i = 0; i < m_pages; ++i) {
       m_text += Reference(PageObject(i));
       m_text += ' ';
+      if (outcome = WriteLongText(); !outcome.Ok()) return outcome;
     }
     m_text += "] >>\nendobj\n";
     const uint64_t table = m_written + m_text.size();
@@ -102,6 +110,7 @@ class PdfSink : public PictureSink {
       (void)std::snprintf(entry, sizeof(entry), "%010llu 00000 n \n",
                           static_cast<unsigned long long>(m_offsets[i]));
       m_text += entry;
+      if (outcome = WriteLongText(); !outcome.Ok()) return outcome;
     }
     m_text += "trailer\n<< /Size " + count + " /Root " + Reference(1) + " >>\nstartxref\n" +
               std::to_string(table) + "\n%%EOF\n";
@@ -109,6 +118,47 @@ class PdfSink : public PictureSink {
   }
 
  private:
+  Outcome AddImage(const PdfImage& image, const std::vector<unsigned char>& data) {
+    Outcome outcome = CheckRoom(data.size());
+    if (!outcome.Ok()) return outcome;
+    const int page = PageObject(m_pages++);
+    const int contents = page + 1;
+    const int picture = page + 2;
+    const double x = PageSide(image.width, image.xResolution);
+    const double y = PageSide(image.height, image.yResolution);
+    const double unit = std::max({1.0, x / kMaxPageSide, y / kMaxPageSide});
+    const std::string width = Number(x / unit);
+    const std::string height = Number(y / unit);
+    Begin(page);
+    m_text += "<< /Type /Page /Parent " + Reference(kPageTree) + " /MediaBox [0 0 " + width + " " +
+              height + "] /Contents " + Reference(contents) + " /Resources << /XObject << /Im " +
+              Reference(picture) + " >> >>" + (unit > 1 ? " /UserUnit " + Number(unit) : "") +
+              " >>\nendobj\n";
+    // An image's first row is at the upper edge of the unit square.
+    const std::string placed =
+        image.bottomUp ? " 0 0 -" + height + " 0 " + height : " 0 0 " + height + " 0 0";
+    const std::string draw = "q " + width + placed + " cm /Im Do Q";
+    Begin(contents);
+    m_text += "<< /Length " + std::to_string(draw.size()) + " >>\nstream\n" + draw +
+              "\nendstream\nendobj\n";
+    Begin(picture);
+    m_text += "<< /Type /XObject /Subtype /Image /Width " + std::to_string(image.width) +
+              " /Height " + std::to_string(image.height) + image.entries + " /Length " +
+              std::to_string(data.size()) + " >>\nstream\n";
+    outcome = WriteText();
+    if (outcome.Ok()) outcome = Write(data.data(), data.size());
+    m_text = "\nendstream\nendobj\n";
+    return outcome;
+  }
+
+  // The cross-reference table has ten digits for where an object begins.
+  Outcome CheckRoom(uint64_t bytes) const {
+    constexpr uint64_t kLargestOffset = 9'999'999'999;
+    constexpr uint64_t kBesideData = 16384;  // what a page takes besides, and more
+    if (m_written + bytes + kBesideData <= kLargestOffset) return {};
+    return Failure(K_ERROR_WRITE, "the pages take more than the 10 GB that a pdf can have");
+  }
+
   // Starts an object at the end of what is written so far.
   void Begin(int object) {
     const auto index = static_cast<size_t>(object);
@@ -128,11 +178,18 @@ class PdfSink : public PictureSink {
     return outcome;
   }
 
-  static Outcome Group4Image(const Bitmap& bitmap, ImageData& image) {
-    image.entries =
-        " /ColorSpace /DeviceGray /BitsPerComponent 1 /Filter /CCITTFaxDecode /DecodeParms << /K -1"
-        " /Columns " +
-        std::to_string(bitmap.Width()) + " /Rows " + std::to_string(bitmap.Height()) + " >>";
+  // Keeps what isn't written from growing with the pages.
+  Outcome WriteLongText() {
+    constexpr size_t kMuch = size_t{64} * 1024;
+    return m_text.size() < kMuch ? Outcome{} : WriteText();
+  }
+
+  static Outcome Group4Image(const Bitmap& bitmap, PdfImage& image) {
+    PictureData data;
+    data.width = bitmap.Width();
+    data.height = bitmap.Height();
+    data.endsWithMarker = true;
+    image.entries = PdfEntries(data);
     return EncodeGroup4(bitmap, image.data);
   }
 
@@ -149,7 +206,7 @@ class PdfSink : public PictureSink {
     return space + ">]";
   }
 
-  static Outcome DeflatedImage(const Bitmap& bitmap, ImageData& image) {
+  static Outcome DeflatedImage(const Bitmap& bitmap, PdfImage& image) {
     const int depth = bitmap.BitsPerPixel();
     const bool mapped = !bitmap.IsGray() && depth <= 8;
     PictureRows rows;

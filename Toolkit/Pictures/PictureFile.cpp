@@ -235,6 +235,12 @@ Outcome PictureReader::Read(int page, Bitmap& bitmap) try {
   return NoMemory();
 }
 
+PictureWriter::PreparedPage::PreparedPage() = default;
+PictureWriter::PreparedPage::~PreparedPage() = default;
+PictureWriter::PreparedPage::PreparedPage(PreparedPage&& other) noexcept = default;
+PictureWriter::PreparedPage& PictureWriter::PreparedPage::operator=(PreparedPage&& other) noexcept =
+    default;
+
 PictureWriter::PictureWriter() = default;
 PictureWriter::~PictureWriter() = default;
 
@@ -257,14 +263,54 @@ Outcome PictureWriter::Open(const std::string& path, PictureFormat format, FileB
 }
 
 Outcome PictureWriter::AddPage(const Bitmap& bitmap) try {
-  if (bitmap.Empty()) return Failure(K_ERROR_INVALID_FORMAT, "there is no picture to write");
+  Outcome outcome = CheckPage(bitmap);
+  if (outcome.Ok()) outcome = CheckAnotherPage();
+  return outcome.Ok() ? Added(m_sink->AddPage(bitmap)) : outcome;
+} catch (const std::bad_alloc&) {
+  return Added(NoMemory());
+}
+
+Outcome PictureWriter::Prepare(const Bitmap& bitmap, PreparedPage& page) const try {
+  page = {};
+  Outcome outcome = CheckPage(bitmap);
+  if (!outcome.Ok()) return outcome;
+  if (m_sink == nullptr) return Failure(K_ERROR_OPEN_WRITE);
+  outcome = m_sink->Prepare(bitmap, page.m_picture);
+  if (!outcome.Ok()) page.m_picture.reset();
+  page.m_format = m_format;
+  return outcome;
+} catch (const std::bad_alloc&) {
+  page = {};
+  return NoMemory();
+}
+
+Outcome PictureWriter::AddPrepared(PreparedPage&& page) try {
+  const std::unique_ptr<PreparedPicture> picture = std::move(page.m_picture);
+  if (picture == nullptr) return Failure(K_ERROR_INVALID_FORMAT, "there is no picture to write");
   Outcome outcome = CheckAnotherPage();
   if (!outcome.Ok()) return outcome;
-  if (m_format == PictureFormat::kPbm && bitmap.BitsPerPixel() > 1) {
-    return Failure(K_ERROR_BITS_PER_PIXEL, "a pbm holds 1 bit per pixel, the picture has " +
-                                               std::to_string(bitmap.BitsPerPixel()));
+  if (page.m_format != m_format) {
+    return Failure(K_ERROR_SAVE_FORMAT, "the page was prepared for another format");
   }
-  return Added(m_sink->AddPage(bitmap));
+  return Added(m_sink->AddPrepared(*picture));
+} catch (const std::bad_alloc&) {
+  return Added(NoMemory());
+}
+
+bool PictureWriter::Takes(const PictureData& data) const {
+  const bool sane = data.coding == PictureCoding::kJpeg ? data.width > 0 && data.height > 0
+                                                        : IsSanePicture(data.width, data.height, 1);
+  return m_sink != nullptr && sane && m_sink->Takes(data);
+}
+
+Outcome PictureWriter::AddData(const PictureData& data) try {
+  Outcome outcome = CheckAnotherPage();
+  if (!outcome.Ok()) return outcome;
+  if (data.data.empty()) return Failure(K_ERROR_INVALID_FORMAT, "there is no picture to write");
+  if (!Takes(data)) {
+    return Failure(K_ERROR_SAVE_FORMAT, "a file of this format can't have the data as they are");
+  }
+  return Added(m_sink->AddData(data));
 } catch (const std::bad_alloc&) {
   return Added(NoMemory());
 }
@@ -274,6 +320,15 @@ Outcome PictureWriter::AddInks(const InkPicture& inks) try {
   return outcome.Ok() ? Added(m_sink->AddInks(inks)) : outcome;
 } catch (const std::bad_alloc&) {
   return Added(NoMemory());
+}
+
+Outcome PictureWriter::CheckPage(const Bitmap& bitmap) const {
+  if (bitmap.Empty()) return Failure(K_ERROR_INVALID_FORMAT, "there is no picture to write");
+  if (m_format == PictureFormat::kPbm && bitmap.BitsPerPixel() > 1) {
+    return Failure(K_ERROR_BITS_PER_PIXEL, "a pbm holds 1 bit per pixel, the picture has " +
+                                               std::to_string(bitmap.BitsPerPixel()));
+  }
+  return {};
 }
 
 Outcome PictureWriter::CheckAnotherPage() const {
@@ -295,10 +350,6 @@ Outcome PictureWriter::Added(Outcome outcome) {
   return outcome;
 }
 
-Outcome PictureSink::AddInks(const InkPicture&) {
-  return Failure(K_ERROR_BITS_PER_PIXEL, "only tif and jpg files hold pictures of inks");
-}
-
 Outcome PictureWriter::Commit() try {
   if (m_sink == nullptr) return Failure(K_ERROR_OPEN_WRITE);
   if (m_pages == 0) return Failure(K_ERROR_INVALID_FORMAT, "there is no picture to write");
@@ -311,11 +362,6 @@ Outcome PictureWriter::Commit() try {
   m_sink.reset();
   m_output.reset();
   return NoMemory();
-}
-
-Outcome WriteBytes(int descriptor, const void* bytes, size_t count) {
-  const bool written = WriteFully(descriptor, static_cast<const unsigned char*>(bytes), count);
-  return written ? Outcome{} : SystemFailure(K_ERROR_WRITE, errno);
 }
 
 }  // namespace kz

@@ -10,11 +10,13 @@
 #include "Toolkit/Base/Bitmap.h"
 #include "Toolkit/Base/InkPicture.h"
 #include "Toolkit/Base/Outcome.h"
+#include "Toolkit/Pictures/PictureData.h"
 
 namespace kz {
 
 class PictureSource;
 class PictureSink;
+struct PreparedPicture;
 class PictureOutput;
 class FileBatch;
 
@@ -97,11 +99,41 @@ class K_EXPORT PictureWriter {
   Outcome AddPage(const Bitmap& bitmap);
   // The same for a picture of inks, into a tif or jpg; -27 for another format.
   Outcome AddInks(const InkPicture& inks);
+
+  // A page as the file will hold it, made on any thread.
+  class K_EXPORT PreparedPage {
+   public:
+    PreparedPage();
+    ~PreparedPage();
+    PreparedPage(PreparedPage&& other) noexcept;
+    PreparedPage& operator=(PreparedPage&& other) noexcept;
+
+   private:
+    friend class PictureWriter;
+    std::unique_ptr<PreparedPicture> m_picture;
+    PictureFormat m_format = PictureFormat::kNone;
+  };
+  // What AddPage does but for the writing: AddPrepared of this writer, or of another of
+  // the format, adds the page. Several threads may call it while pages are added, between
+  // Open and Commit. Fails as AddPage does; the page is empty then.
+  Outcome Prepare(const Bitmap& bitmap, PreparedPage& page) const;
+  // Adds a page that was prepared, which is empty afterwards. -16 for one of another
+  // format; else fails as AddPage does.
+  Outcome AddPrepared(PreparedPage&& page);
+
+  // Whether the format carries such data as they are. Looks at everything but `data.data`.
+  bool Takes(const PictureData& data) const;
+  // Adds a page of coded data as they are: Group 3 and Group 4 into tif and pdf, JPEG into
+  // pdf. -16 for data that the format doesn't take, -9 for none; else fails as AddPage does.
+  // Whether the data can be decoded is the caller's to know.
+  Outcome AddData(const PictureData& data);
   // Completes the file and puts it in place. -9 when no page was added.
   Outcome Commit();
 
  private:
   Outcome CheckAnotherPage() const;
+  // Whether the format has room for the picture.
+  Outcome CheckPage(const Bitmap& bitmap) const;
   // Takes the page that was added, unless that failed.
   Outcome Added(Outcome outcome);
 

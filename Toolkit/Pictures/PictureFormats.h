@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdio>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -24,15 +25,47 @@ class PictureSource {
   virtual JpegFile Jpeg() const { return {}; }
 };
 
+// What a sink made of a picture; each kind of sink has its own.
+struct PreparedPicture {
+  virtual ~PreparedPicture() = default;
+};
+
 // A picture file being written. Its descriptor stays the caller's.
 class PictureSink {
  public:
   virtual ~PictureSink() = default;
-  virtual Outcome AddPage(const Bitmap& bitmap) = 0;
-  // The same for a picture of inks. -27 for a format that has no inks.
+  virtual Outcome AddPage(const Bitmap& bitmap);
+  // Codes a page without writing it, on any thread.
+  virtual Outcome Prepare(const Bitmap& bitmap,
+                          std::unique_ptr<PreparedPicture>& prepared) const = 0;
+  // Writes what Prepare of the same kind of sink made.
+  virtual Outcome AddPrepared(PreparedPicture& prepared) = 0;
+  // The same as AddPage for a picture of inks. -27 for a format that has no inks.
   virtual Outcome AddInks(const InkPicture& inks);
+  // Whether AddData takes such data, which it gets only then.
+  virtual bool Takes(const PictureData&) const { return false; }
+  virtual Outcome AddData(const PictureData& data);
   // Writes what comes after the last page.
   virtual Outcome Finish() { return {}; }
+};
+
+// A sink of a format that holds one picture: a file is what is coded.
+class SinglePictureSink : public PictureSink {
+ public:
+  // Takes a piece of a file.
+  using Write = std::function<Outcome(const void* bytes, size_t count)>;
+  explicit SinglePictureSink(int descriptor) : m_descriptor(descriptor) {}
+  Outcome AddPage(const Bitmap& bitmap) override;
+  Outcome Prepare(const Bitmap& bitmap, std::unique_ptr<PreparedPicture>& prepared) const override;
+  Outcome AddPrepared(PreparedPicture& prepared) override;
+
+ protected:
+  // Hands out the file of a picture piece by piece, front to back.
+  virtual Outcome Encode(const Bitmap& bitmap, const Write& write) const = 0;
+  int Descriptor() const { return m_descriptor; }
+
+ private:
+  int m_descriptor;
 };
 
 // Takes the descriptor of a file that begins with a TIFF header.

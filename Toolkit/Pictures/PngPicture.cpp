@@ -31,7 +31,7 @@ struct Png {
   size_t left;
   unsigned char* blended;  // rows with their alpha channel: all, or only one
   // Writing.
-  int descriptor;
+  const SinglePictureSink::Write* write;
 };
 
 [[noreturn]] void OnError(png_structp png, png_const_charp message) {
@@ -65,7 +65,7 @@ void ReadData(png_structp png, png_bytep to, size_t count) {
 
 void WriteData(png_structp png, png_bytep from, size_t count) {
   Png& state = *static_cast<Png*>(png_get_io_ptr(png));
-  const Outcome outcome = WriteBytes(state.descriptor, from, count);
+  const Outcome outcome = (*state.write)(from, count);
   if (outcome.Ok()) return;
   state.status = outcome.status;
   std::strncpy(state.message, outcome.what.c_str(), sizeof(state.message) - 1);
@@ -284,10 +284,12 @@ void WritePicture(Png& state, Writing& writing) {
   png_destroy_write_struct(&state.png, &state.info);
 }
 
-class PngSink : public PictureSink {
+class PngSink : public SinglePictureSink {
  public:
-  explicit PngSink(int descriptor) : m_descriptor(descriptor) {}
-  Outcome AddPage(const Bitmap& bitmap) override {
+  using SinglePictureSink::SinglePictureSink;
+
+ protected:
+  Outcome Encode(const Bitmap& bitmap, const Write& write) const override {
     Writing writing;
     writing.bitmap = &bitmap;
     writing.paletted = bitmap.BitsPerPixel() <= 8 && !bitmap.IsGray();
@@ -295,13 +297,10 @@ class PngSink : public PictureSink {
     if (status != K_SUCCESS) return Failure(status);
     Png state{};
     state.status = K_SUCCESS;
-    state.descriptor = m_descriptor;
+    state.write = &write;
     WritePicture(state, writing);
     return Result(state);
   }
-
- private:
-  int m_descriptor;
 };
 
 }  // namespace

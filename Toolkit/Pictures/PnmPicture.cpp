@@ -201,12 +201,13 @@ class PnmSource : public PictureSource {
   size_t m_behind = 0;          // bytes after the last that are none
 };
 
-class PnmSink : public PictureSink {
+class PnmSink : public SinglePictureSink {
  public:
   PnmSink(int descriptor, int bitsPerPixel)
-      : m_descriptor(descriptor), m_bitsPerPixel(bitsPerPixel) {}
+      : SinglePictureSink(descriptor), m_bitsPerPixel(bitsPerPixel) {}
 
-  Outcome AddPage(const Bitmap& bitmap) override {
+ protected:
+  Outcome Encode(const Bitmap& bitmap, const Write& write) const override {
     const int depth = Depth(bitmap);
     PictureRows rows;
     const int status = rows.Begin(bitmap, depth, K_ORDER_RGB);
@@ -219,7 +220,7 @@ class PnmSink : public PictureSink {
     for (int i = 0; i < bitmap.Height(); ++i) {
       out.append(reinterpret_cast<const char*>(rows.Row(i)), rowBytes);
       if (out.size() < kWriteAtOnce && i + 1 < bitmap.Height()) continue;
-      Outcome outcome = WriteBytes(m_descriptor, out.data(), out.size());
+      Outcome outcome = write(out.data(), out.size());
       if (!outcome.Ok()) return outcome;
       out.clear();
     }
@@ -232,7 +233,6 @@ class PnmSink : public PictureSink {
     return bitmap.BitsPerPixel() == 1 ? 1 : bitmap.IsGray() ? 8 : 24;
   }
 
-  int m_descriptor;
   int m_bitsPerPixel;
 };
 

@@ -3,8 +3,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <new>
 #include <string_view>
 
 #include "Toolkit/Base/Bitmap.h"
@@ -24,13 +26,20 @@ constexpr uint64_t kReadAnyway = uint64_t{64} * 1024;
 
 }  // namespace
 
-TiffFile::TiffFile(int descriptor, const char* mode) : m_descriptor(descriptor) {
-  Forget();
+TIFFOpenOptions* TiffFile::Options() {
   TIFFOpenOptions* options = TIFFOpenOptionsAlloc();
   if (options != nullptr) {
     TIFFOpenOptionsSetMaxSingleMemAlloc(options, static_cast<tmsize_t>(kMaxPictureBytes));
     TIFFOpenOptionsSetErrorHandlerExtR(options, TakeError, this);
     TIFFOpenOptionsSetWarningHandlerExtR(options, TakeWarning, this);
+  }
+  return options;
+}
+
+TiffFile::TiffFile(int descriptor, const char* mode) : m_descriptor(descriptor) {
+  Forget();
+  TIFFOpenOptions* options = Options();
+  if (options != nullptr) {
     if (mode[0] == 'w') {
       m_tiff = TIFFFdOpenExt(descriptor, "picture", mode, options);
     } else {
@@ -48,6 +57,20 @@ TiffFile::TiffFile(int descriptor, const char* mode) : m_descriptor(descriptor) 
     TIFFOpenOptionsFree(options);
   }
   if (m_tiff == nullptr) ::close(descriptor);
+}
+
+TiffFile::TiffFile(std::vector<unsigned char>& memory) : m_memory(&memory) {
+  Forget();
+  TIFFOpenOptions* options = Options();
+  if (options == nullptr) return;
+  m_tiff = TIFFClientOpenExt(
+      "picture", "w", this, [](thandle_t, void*, tmsize_t) { return tmsize_t{0}; }, WriteMemory,
+      SeekMemory, [](thandle_t) { return 0; },
+      [](thandle_t self) {
+        return static_cast<toff_t>(static_cast<TiffFile*>(self)->m_memory->size());
+      },
+      nullptr, nullptr, options);
+  TIFFOpenOptionsFree(options);
 }
 
 TiffFile::~TiffFile() {
@@ -77,6 +100,26 @@ tmsize_t TiffFile::Read(thandle_t self, void* to, tmsize_t count) {
   file.m_allowance -= static_cast<uint64_t>(done);
   file.m_bytesRead += static_cast<uint64_t>(done);
   return done;
+}
+
+tmsize_t TiffFile::WriteMemory(thandle_t self, void* from, tmsize_t count) try {
+  auto& file = *static_cast<TiffFile*>(self);
+  const auto* bytes = static_cast<const unsigned char*>(from);
+  const uint64_t end = file.m_position + static_cast<uint64_t>(count);
+  if (end > file.m_memory->size()) file.m_memory->resize(end);
+  std::copy(bytes, bytes + count, file.m_memory->begin() + static_cast<ptrdiff_t>(file.m_position));
+  file.m_position = end;
+  return count;
+} catch (const std::bad_alloc&) {
+  errno = ENOMEM;
+  return -1;
+}
+
+toff_t TiffFile::SeekMemory(thandle_t self, toff_t offset, int from) {
+  auto& file = *static_cast<TiffFile*>(self);
+  if (from == SEEK_CUR) offset += file.m_position;
+  if (from == SEEK_END) offset += file.m_memory->size();
+  return file.m_position = offset;
 }
 
 Outcome TiffFile::Complaint(int status) const {

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "Toolkit/Base/Outcome.h"
 
@@ -16,6 +17,8 @@ class TiffFile {
  public:
   // Takes the descriptor. `mode` is libtiff's: "r" or "w".
   TiffFile(int descriptor, const char* mode);
+  // A file to be written into memory, which must live as long.
+  explicit TiffFile(std::vector<unsigned char>& memory);
   ~TiffFile();
   TiffFile(const TiffFile&) = delete;
   TiffFile& operator=(const TiffFile&) = delete;
@@ -40,12 +43,21 @@ class TiffFile {
   void Allow(uint64_t bytes) { m_allowance += bytes; }
   uint64_t BytesRead() const { return m_bytesRead; }
 
+  // Room for a row, for whoever writes.
+  std::vector<unsigned char>& Row() { return m_row; }
+
  private:
   static int TakeError(TIFF*, void* self, const char* module, const char* format, va_list values);
   static int TakeWarning(TIFF*, void* self, const char* module, const char* format, va_list values);
   static tmsize_t Read(thandle_t self, void* to, tmsize_t count);
+  static tmsize_t WriteMemory(thandle_t self, void* from, tmsize_t count);
+  static toff_t SeekMemory(thandle_t self, toff_t offset, int from);
+  // Options that have messages come here; null without memory.
+  TIFFOpenOptions* Options();
 
-  int m_descriptor;
+  int m_descriptor = -1;
+  std::vector<unsigned char>* m_memory = nullptr;
+  uint64_t m_position = 0;  // in memory
   TIFF* m_tiff = nullptr;
   uint64_t m_allowance = 0;
   uint64_t m_bytesRead = 0;
@@ -54,6 +66,7 @@ class TiffFile {
   char m_message[200] = {};
   char m_warning[200] = {};
   int m_errorNumber = 0;
+  std::vector<unsigned char> m_row;
 };
 
 }  // namespace kz

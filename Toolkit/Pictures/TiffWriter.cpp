@@ -2,47 +2,108 @@
 #include <unistd.h>
 
 #include "Toolkit/Imaging/FaxData.h"
-#include "Toolkit/Imaging/RowConversion.h"
 #include "Toolkit/Pictures/PictureFormats.h"
 #include "Toolkit/Pictures/TiffFile.h"
+#include "Toolkit/Pictures/TiffPage.h"
 
 namespace kz {
 
 namespace {
 
+// How a page begins that holds fax data as they are.
+TiffPage FaxPage(const PictureData& data) {
+  TiffPage page;
+  page.width = data.width;
+  page.height = data.height;
+  page.rowsPerStrip = data.height;
+  page.photometric = data.whiteIsOne ? PHOTOMETRIC_MINISBLACK : PHOTOMETRIC_MINISWHITE;
+  page.orientation = data.bottomUp ? ORIENTATION_BOTLEFT : ORIENTATION_TOPLEFT;
+  page.xResolution = data.xResolution;
+  page.yResolution = data.yResolution;
+  if (data.coding == PictureCoding::kGroup4) {
+    page.compression = COMPRESSION_CCITTFAX4;
+  } else if (!data.hasEndOfLines) {
+    page.compression = COMPRESSION_CCITTRLE;
+  } else {
+    page.compression = COMPRESSION_CCITTFAX3;
+    if (data.coding == PictureCoding::kGroup3TwoD) page.group3Options |= GROUP3OPT_2DENCODING;
+    if (data.alignedEndOfLines) page.group3Options |= GROUP3OPT_FILLBITS;
+  }
+  return page;
+}
+
 // TIFF pages: 1 bit as one Group 4 strip, deeper ones as LZW strips.
 class TiffSink : public PictureSink {
  public:
-  explicit TiffSink(int descriptor) : m_file(::fcntl(descriptor, F_DUPFD_CLOEXEC, 0), "w") {}
+  explicit TiffSink(int descriptor)
+      : m_descriptor(descriptor), m_file(::fcntl(descriptor, F_DUPFD_CLOEXEC, 0), "w") {}
 
+  // Deep pages are written strip by strip as they are coded.
   Outcome AddPage(const Bitmap& bitmap) override {
-    if (m_file.Get() == nullptr) return Complaint();
-    m_file.Forget();
-    SetTags(bitmap);
-    Outcome outcome = bitmap.BitsPerPixel() == 1 ? WriteGroup4(bitmap) : WriteRows(bitmap);
+    if (bitmap.BitsPerPixel() == 1) return PictureSink::AddPage(bitmap);
+    Outcome outcome = BeginPage(DescribeTiffPage(bitmap), 0);
+    if (outcome.Ok()) outcome = WriteTiffRows(m_file, bitmap);
     return outcome.Ok() ? EndPage() : outcome;
   }
 
+  Outcome Prepare(const Bitmap& bitmap, std::unique_ptr<PreparedPicture>& prepared) const override {
+    auto page = std::make_unique<TiffPage>(DescribeTiffPage(bitmap));
+    Outcome outcome = bitmap.BitsPerPixel() == 1 ? EncodeGroup4(bitmap, page->data)
+                                                 : EncodeTiffStrips(bitmap, *page);
+    if (page->stripSizes.empty()) page->stripSizes.push_back(page->data.size());
+    prepared = std::move(page);
+    return outcome;
+  }
+
+  Outcome AddPrepared(PreparedPicture& prepared) override {
+    const auto& page = static_cast<const TiffPage&>(prepared);
+    return AddStrips(page, page.data, page.stripSizes);
+  }
+
   Outcome AddInks(const InkPicture& inks) override {
-    if (m_file.Get() == nullptr) return Complaint();
-    m_file.Forget();
-    TIFF* tiff = m_file.Get();
     constexpr int samples = 4;
-    SetSize({inks.width, inks.height, samples, 8}, static_cast<size_t>(inks.width) * samples);
-    TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_SEPARATED);
-    TIFFSetField(tiff, TIFFTAG_INKSET, INKSET_CMYK);
-    TIFFSetField(tiff, TIFFTAG_COMPRESSION, COMPRESSION_LZW);
-    TIFFSetField(tiff, TIFFTAG_PREDICTOR, PREDICTOR_HORIZONTAL);
+    TiffPage page;
+    page.width = inks.width;
+    page.height = inks.height;
+    page.samples = samples;
+    page.bitsPerSample = 8;
+    page.rowsPerStrip = RowsPerStrip(static_cast<size_t>(inks.width) * samples);
+    page.photometric = PHOTOMETRIC_SEPARATED;
+    page.compression = COMPRESSION_LZW;
+    page.predictor = PREDICTOR_HORIZONTAL;
+    page.xResolution = inks.xResolution;
+    page.yResolution = inks.yResolution;
+    Outcome outcome = BeginPage(page, 0);
+    if (!outcome.Ok()) return outcome;
+    TIFFSetField(m_file.Get(), TIFFTAG_INKSET, INKSET_CMYK);
     if (!inks.profile.empty()) {
-      TIFFSetField(tiff, TIFFTAG_ICCPROFILE, static_cast<uint32_t>(inks.profile.size()),
+      TIFFSetField(m_file.Get(), TIFFTAG_ICCPROFILE, static_cast<uint32_t>(inks.profile.size()),
                    inks.profile.data());
     }
-    SetResolution(inks.xResolution, inks.yResolution);
     const unsigned char* row = inks.rows.data();
     for (int i = 0; i < inks.height; ++i, row += samples * static_cast<size_t>(inks.width)) {
-      if (!WriteRow(row, i)) return Complaint();
+      if (!WriteTiffRow(m_file, row, i)) return Complaint();
     }
     return EndPage();
+  }
+
+  // What libtiff reads again: a row of Group 3 data must begin with an EOL or a byte.
+  bool Takes(const PictureData& data) const override {
+    switch (data.coding) {
+      case PictureCoding::kGroup4:
+        return true;
+      case PictureCoding::kGroup3OneD:
+        return data.hasEndOfLines || data.alignedRows;
+      case PictureCoding::kGroup3TwoD:
+        return data.hasEndOfLines;
+      case PictureCoding::kJpeg:
+        break;
+    }
+    return false;
+  }
+
+  Outcome AddData(const PictureData& data) override {
+    return AddStrips(FaxPage(data), data.data, {data.data.size()});
   }
 
   Outcome Finish() override {
@@ -51,102 +112,48 @@ class TiffSink : public PictureSink {
   }
 
  private:
-  struct Shape {
-    int width;
-    int height;
-    int samples;
-    int bitsPerSample;
-  };
-
   Outcome Complaint() const { return m_file.Complaint(K_ERROR_WRITE); }
+
+  // Offsets in the file have 32 bits.
+  Outcome CheckRoom(uint64_t bytes) const {
+    constexpr uint64_t kLargest = UINT32_MAX;
+    // Tags, colours and the directory of a page take less.
+    constexpr uint64_t kBesideData = 16384;
+    const off_t end = ::lseek(m_descriptor, 0, SEEK_END);
+    if (end < 0) return SystemFailure(K_ERROR_WRITE, errno);
+    if (static_cast<uint64_t>(end) + bytes + kBesideData <= kLargest) return {};
+    return Failure(K_ERROR_WRITE, "the pages take more than the 4 GiB that a tif can have");
+  }
+
+  Outcome BeginPage(const TiffPage& page, uint64_t bytes) {
+    if (m_file.Get() == nullptr) return Complaint();
+    m_file.Forget();
+    Outcome outcome = CheckRoom(bytes);
+    if (outcome.Ok()) SetTiffTags(m_file.Get(), page);
+    return outcome;
+  }
+
+  Outcome AddStrips(const TiffPage& page, const std::vector<unsigned char>& data,
+                    const std::vector<size_t>& sizes) {
+    Outcome outcome = BeginPage(page, data.size());
+    if (!outcome.Ok()) return outcome;
+    // libtiff only reads them.
+    auto* at = const_cast<unsigned char*>(data.data());
+    for (uint32_t i = 0; i < sizes.size(); ++i) {
+      const auto size = static_cast<tmsize_t>(sizes[i]);
+      if (TIFFWriteRawStrip(m_file.Get(), i, at, size) != size) return Complaint();
+      at += size;
+    }
+    return EndPage();
+  }
 
   Outcome EndPage() {
     const bool written = TIFFWriteDirectory(m_file.Get()) != 0 && !m_file.Complained();
     return written ? Outcome{} : Complaint();
   }
 
-  void SetSize(const Shape& shape, size_t rowBytes) {
-    constexpr size_t kStripBytes = size_t{64} * 1024;
-    TIFF* tiff = m_file.Get();
-    TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, static_cast<uint32_t>(shape.width));
-    TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, static_cast<uint32_t>(shape.height));
-    TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, shape.bitsPerSample);
-    TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, shape.samples);
-    TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
-    TIFFSetField(tiff, TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT);
-    const size_t perStrip =
-        shape.bitsPerSample == 1 ? static_cast<size_t>(shape.height) : kStripBytes / rowBytes + 1;
-    TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, static_cast<uint32_t>(perStrip));
-  }
-
-  void SetResolution(int x, int y) {
-    if (x <= 0 || y <= 0) return;
-    TIFFSetField(m_file.Get(), TIFFTAG_XRESOLUTION, static_cast<double>(x));
-    TIFFSetField(m_file.Get(), TIFFTAG_YRESOLUTION, static_cast<double>(y));
-    TIFFSetField(m_file.Get(), TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH);
-  }
-
-  // libtiff takes rows to change them in place; the predictor does.
-  bool WriteRow(const unsigned char* row, int number) {
-    m_row.assign(row, row + TIFFScanlineSize(m_file.Get()));
-    return TIFFWriteScanline(m_file.Get(), m_row.data(), static_cast<uint32_t>(number)) >= 0 &&
-           !m_file.Complained();
-  }
-
-  void SetTags(const Bitmap& bitmap) {
-    TIFF* tiff = m_file.Get();
-    const int depth = bitmap.BitsPerPixel();
-    const bool mapped = IsMapped(bitmap);
-    SetSize({bitmap.Width(), bitmap.Height(), depth == 24 ? 3 : 1, depth == 24 ? 8 : depth},
-            static_cast<size_t>(bitmap.BytesPerLine()));
-    TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC,
-                 depth == 1    ? PHOTOMETRIC_MINISWHITE
-                 : depth == 24 ? PHOTOMETRIC_RGB
-                 : mapped      ? PHOTOMETRIC_PALETTE
-                               : PHOTOMETRIC_MINISBLACK);
-    TIFFSetField(tiff, TIFFTAG_COMPRESSION, depth == 1 ? COMPRESSION_CCITTFAX4 : COMPRESSION_LZW);
-    if (depth == 8 || depth == 24)
-      TIFFSetField(tiff, TIFFTAG_PREDICTOR, mapped ? PREDICTOR_NONE : PREDICTOR_HORIZONTAL);
-    if (mapped) SetColorMap(bitmap);
-    SetResolution(bitmap.XResolution(), bitmap.YResolution());
-  }
-
-  static bool IsMapped(const Bitmap& bitmap) {
-    return (bitmap.BitsPerPixel() == 4 || bitmap.BitsPerPixel() == 8) && !bitmap.IsGray();
-  }
-
-  void SetColorMap(const Bitmap& bitmap) {
-    uint16_t map[3][256] = {};
-    for (int i = 0; i < bitmap.Colors(); ++i) {
-      for (int c = 0; c < 3; ++c) {
-        map[c][i] = static_cast<uint16_t>(bitmap.Palette()[4 * i + c] * 257);
-      }
-    }
-    TIFFSetField(m_file.Get(), TIFFTAG_COLORMAP, map[0], map[1], map[2]);
-  }
-
-  Outcome WriteGroup4(const Bitmap& bitmap) {
-    std::vector<unsigned char> data;
-    Outcome outcome = EncodeGroup4(bitmap, data);
-    if (!outcome.Ok()) return outcome;
-    const tmsize_t written =
-        TIFFWriteRawStrip(m_file.Get(), 0, data.data(), static_cast<tmsize_t>(data.size()));
-    return written == static_cast<tmsize_t>(data.size()) ? Outcome{} : Complaint();
-  }
-
-  Outcome WriteRows(const Bitmap& bitmap) {
-    const bool mapped = IsMapped(bitmap);
-    PictureRows rows;
-    const int status = rows.Begin(bitmap, bitmap.BitsPerPixel(), K_ORDER_RGB);
-    if (status != K_SUCCESS) return Failure(status);
-    for (int i = 0; i < bitmap.Height(); ++i) {
-      if (!WriteRow(mapped ? bitmap.TopDownRow(i) : rows.Row(i), i)) return Complaint();
-    }
-    return {};
-  }
-
+  int m_descriptor;
   TiffFile m_file;
-  std::vector<unsigned char> m_row;
 };
 
 }  // namespace
