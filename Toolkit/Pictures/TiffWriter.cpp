@@ -42,7 +42,9 @@ class TiffSink : public PictureSink {
   Outcome AddPage(const Bitmap& bitmap) override {
     if (bitmap.BitsPerPixel() == 1) return PictureSink::AddPage(bitmap);
     Outcome outcome = BeginPage(DescribeTiffPage(bitmap), 0);
-    if (outcome.Ok()) outcome = WriteTiffRows(m_file, bitmap);
+    if (!outcome.Ok()) return outcome;
+    outcome = WriteTiffRows(m_file, bitmap);
+    if (m_file.Complained()) return Complaint();
     return outcome.Ok() ? EndPage() : outcome;
   }
 
@@ -112,7 +114,15 @@ class TiffSink : public PictureSink {
   }
 
  private:
-  Outcome Complaint() const { return m_file.Complaint(K_ERROR_WRITE); }
+  static Outcome TooLarge() {
+    return Failure(K_ERROR_WRITE, "the pages take more than the 4 GiB that a tif can have");
+  }
+
+  Outcome Complaint() const {
+    Outcome outcome = m_file.Complaint(K_ERROR_WRITE);
+    const bool tooLarge = outcome.what.find("file size exceeded") != std::string::npos;
+    return tooLarge ? TooLarge() : outcome;
+  }
 
   // Offsets in the file have 32 bits.
   Outcome CheckRoom(uint64_t bytes) const {
@@ -122,7 +132,7 @@ class TiffSink : public PictureSink {
     const off_t end = ::lseek(m_descriptor, 0, SEEK_END);
     if (end < 0) return SystemFailure(K_ERROR_WRITE, errno);
     if (static_cast<uint64_t>(end) + bytes + kBesideData <= kLargest) return {};
-    return Failure(K_ERROR_WRITE, "the pages take more than the 4 GiB that a tif can have");
+    return TooLarge();
   }
 
   Outcome BeginPage(const TiffPage& page, uint64_t bytes) {

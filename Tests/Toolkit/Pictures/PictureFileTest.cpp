@@ -10,6 +10,7 @@
 
 #include "Host/Fax/Fax.h"
 #include "Tests/Support/TestPictures.h"
+#include "Tests/Toolkit/Pictures/PdfPages.h"
 #include "Toolkit/Imaging/MemoryLoader.h"
 
 namespace kz::test {
@@ -89,31 +90,6 @@ TEST(PictureFile, EveryDepthComesBack) {
     }
   }
 }
-
-// A PDF file's objects, as its cross-reference table finds them.
-struct Pdf {
-  explicit Pdf(const std::string& path) {
-    const Bytes bytes = FileBytes(path);
-    const std::string text(bytes.begin(), bytes.end());
-    const size_t table = std::stoul(text.substr(text.rfind("startxref\n") + 10));
-    EXPECT_EQ(text.compare(table, 7, "xref\n0 "), 0);
-    const size_t count = std::stoul(text.substr(table + 7));
-    const size_t entries = text.find('\n', table + 5) + 1;
-    for (size_t i = 0; i < count; ++i) {
-      objects.push_back(text.substr(std::stoul(text.substr(entries + 20 * i, 10))));
-      const std::string head = std::to_string(i) + " 0 obj\n";
-      EXPECT_TRUE(i == 0 || objects.back().starts_with(head)) << i;
-    }
-  }
-  Bytes Stream(size_t number) const {
-    const std::string& object = objects.at(number);
-    const size_t length = std::stoul(object.substr(object.find("/Length ") + 8));
-    const size_t at = object.find("\nstream\n") + 8;
-    EXPECT_EQ(object.compare(at + length, 10, "\nendstream"), 0);
-    return AsBytes(std::string_view(object).substr(at, length));
-  }
-  std::vector<std::string> objects;
-};
 
 TEST(PictureFile, PdfPagesHoldTheirPixels) {
   const TemporaryFolder folder;
