@@ -1,13 +1,11 @@
 // PDF (ISO 32000-1) files of one picture a page, written front to back.
-#include <leptonica/allheaders.h>
-
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
 #include <cstring>
 
 #include "Toolkit/Imaging/FaxData.h"
-#include "Toolkit/Imaging/RowConversion.h"
+#include "Toolkit/Pictures/Deflate.h"
 #include "Toolkit/Pictures/PdfData.h"
 #include "Toolkit/Pictures/PictureFormats.h"
 
@@ -19,7 +17,6 @@ constexpr double kPointsPerInch = 72;
 constexpr int kDefaultResolution = 96;
 // The largest page side that every reader takes, in units of a point or larger.
 constexpr double kMaxPageSide = 14400;
-constexpr unsigned char kFilterUp = 2;  // of PNG: differences to the row above
 
 // Objects 1 and 2 are the catalog and the page tree, which comes last.
 constexpr int kPageTree = 2;
@@ -208,34 +205,19 @@ class PdfSink : public PictureSink {
 
   static Outcome DeflatedImage(const Bitmap& bitmap, PdfImage& image) {
     const int depth = bitmap.BitsPerPixel();
-    const bool mapped = !bitmap.IsGray() && depth <= 8;
-    PictureRows rows;
-    const int status = rows.Begin(bitmap, depth, K_ORDER_RGB);
+    FilteredRows rows;
+    const int status = rows.Begin(bitmap);
     if (status != K_SUCCESS) return Failure(status);
-    const size_t rowBytes =
-        (static_cast<size_t>(bitmap.Width()) * static_cast<size_t>(depth) + 7) / 8;
-    std::vector<unsigned char> filtered;
-    filtered.reserve((rowBytes + 1) * static_cast<size_t>(bitmap.Height()));
-    std::vector<unsigned char> above(rowBytes);
-    for (int i = 0; i < bitmap.Height(); ++i) {
-      const unsigned char* row = mapped ? bitmap.TopDownRow(i) : rows.Row(i);
-      filtered.push_back(kFilterUp);
-      for (size_t x = 0; x < rowBytes; ++x) {
-        filtered.push_back(static_cast<unsigned char>(row[x] - above[x]));
-      }
-      above.assign(row, row + rowBytes);
-    }
-    size_t size = 0;
-    const std::unique_ptr<l_uint8, void (*)(void*)> deflated(
-        zlibCompress(filtered.data(), filtered.size(), &size), lept_free);
-    if (deflated == nullptr) return Failure(K_ERROR_NO_MEMORY);
-    image.data.assign(deflated.get(), deflated.get() + size);
     const std::string component = std::to_string(depth == 24 ? 8 : depth);
-    image.entries = " /ColorSpace " + ColorSpace(bitmap, mapped) + " /BitsPerComponent " +
+    image.entries = " /ColorSpace " + ColorSpace(bitmap, rows.Mapped()) + " /BitsPerComponent " +
                     component + " /Filter /FlateDecode /DecodeParms << /Predictor 15 /Colors " +
                     (depth == 24 ? "3" : "1") + " /BitsPerComponent " + component + " /Columns " +
                     std::to_string(bitmap.Width()) + " >>";
-    return {};
+    return DeflateRows(rows, [&image](const void* bytes, size_t count) {
+      const auto* from = static_cast<const unsigned char*>(bytes);
+      image.data.insert(image.data.end(), from, from + count);
+      return Outcome{};
+    });
   }
 
   int m_descriptor;

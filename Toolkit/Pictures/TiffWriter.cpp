@@ -1,6 +1,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
+
 #include "Toolkit/Imaging/FaxData.h"
 #include "Toolkit/Pictures/PictureFormats.h"
 #include "Toolkit/Pictures/TiffFile.h"

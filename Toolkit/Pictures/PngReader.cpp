@@ -1,5 +1,5 @@
-// PNG (ISO/IEC 15948) in and out. Straight through libpng: other paths print its
-// messages on standard error and can't keep every depth.
+// PNG (ISO/IEC 15948) in. Straight through libpng: other paths print its messages on
+// standard error and can't keep every depth.
 #include <png.h>
 
 #include <algorithm>
@@ -26,12 +26,9 @@ struct Png {
   png_infop info;
   int status;
   char message[128];
-  // Reading.
   const unsigned char* data;
   size_t left;
   unsigned char* blended;  // rows with their alpha channel: all, or only one
-  // Writing.
-  const SinglePictureSink::Write* write;
 };
 
 [[noreturn]] void OnError(png_structp png, png_const_charp message) {
@@ -61,15 +58,6 @@ void ReadData(png_structp png, png_bytep to, size_t count) {
   std::memcpy(to, state.data, count);
   state.data += count;
   state.left -= count;
-}
-
-void WriteData(png_structp png, png_bytep from, size_t count) {
-  Png& state = *static_cast<Png*>(png_get_io_ptr(png));
-  const Outcome outcome = (*state.write)(from, count);
-  if (outcome.Ok()) return;
-  state.status = outcome.status;
-  std::strncpy(state.message, outcome.what.c_str(), sizeof(state.message) - 1);
-  Fail(state, outcome.status);
 }
 
 // How the rows that libpng gives come into a bitmap.
@@ -230,79 +218,6 @@ Outcome ReadPicture(Png& state, int64_t maxPixels, Bitmap& bitmap) {
   return Result(state);
 }
 
-// The rows of one page as a PNG file holds them.
-struct Writing {
-  PictureRows rows;
-  const Bitmap* bitmap;
-  bool paletted;  // the bitmap's own rows and colours
-};
-
-void SetPngPalette(Png& state, const Bitmap& bitmap) {
-  png_color colors[256] = {};
-  for (int i = 0; i < bitmap.Colors(); ++i) {
-    const unsigned char* entry = bitmap.Palette() + ptrdiff_t{4} * i;
-    colors[i] = {entry[0], entry[1], entry[2]};
-  }
-  // Every pixel value must have an entry.
-  png_set_PLTE(state.png, state.info, colors, 1 << bitmap.BitsPerPixel());
-}
-
-// What may escape. No object with a destructor lives in here.
-void WriteRows(Png& state, Writing& writing) {
-  const Bitmap& bitmap = *writing.bitmap;
-  const bool color = bitmap.BitsPerPixel() == 24;
-  png_set_IHDR(state.png, state.info, static_cast<png_uint_32>(bitmap.Width()),
-               static_cast<png_uint_32>(bitmap.Height()), color ? 8 : bitmap.BitsPerPixel(),
-               writing.paletted ? PNG_COLOR_TYPE_PALETTE
-               : color          ? PNG_COLOR_TYPE_RGB
-                                : PNG_COLOR_TYPE_GRAY,
-               PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-  if (writing.paletted) SetPngPalette(state, bitmap);
-  if (bitmap.XResolution() > 0 && bitmap.YResolution() > 0) {
-    png_set_pHYs(state.png, state.info,
-                 static_cast<png_uint_32>(std::lround(bitmap.XResolution() / kMetresPerInch)),
-                 static_cast<png_uint_32>(std::lround(bitmap.YResolution() / kMetresPerInch)),
-                 PNG_RESOLUTION_METER);
-  }
-  png_write_info(state.png, state.info);
-  if (bitmap.BitsPerPixel() == 1 && !writing.paletted) png_set_invert_mono(state.png);
-  for (int i = 0; i < bitmap.Height(); ++i) {
-    png_write_row(state.png, writing.paletted ? bitmap.TopDownRow(i) : writing.rows.Row(i));
-  }
-  png_write_end(state.png, nullptr);
-}
-
-void WritePicture(Png& state, Writing& writing) {
-  state.png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &state, OnError, OnWarning);
-  if (state.png != nullptr) state.info = png_create_info_struct(state.png);
-  if (state.info == nullptr) {
-    state.status = K_ERROR_NO_MEMORY;
-  } else {
-    png_set_write_fn(state.png, &state, WriteData, [](png_structp) {});
-    Guard(state, [&] { WriteRows(state, writing); });
-  }
-  png_destroy_write_struct(&state.png, &state.info);
-}
-
-class PngSink : public SinglePictureSink {
- public:
-  using SinglePictureSink::SinglePictureSink;
-
- protected:
-  Outcome Encode(const Bitmap& bitmap, const Write& write) const override {
-    Writing writing;
-    writing.bitmap = &bitmap;
-    writing.paletted = bitmap.BitsPerPixel() <= 8 && !bitmap.IsGray();
-    const int status = writing.rows.Begin(bitmap, bitmap.BitsPerPixel(), K_ORDER_RGB);
-    if (status != K_SUCCESS) return Failure(status);
-    Png state{};
-    state.status = K_SUCCESS;
-    state.write = &write;
-    WritePicture(state, writing);
-    return Result(state);
-  }
-};
-
 }  // namespace
 
 Outcome ReadPng(const std::vector<unsigned char>& data, int64_t maxPixels, Bitmap& bitmap) {
@@ -315,10 +230,6 @@ Outcome ReadPng(const std::vector<unsigned char>& data, int64_t maxPixels, Bitma
   K_LocalFree(state.blended, __LINE__, kSource);
   if (outcome.Ok()) DropPlainPalette(bitmap);
   return outcome;
-}
-
-std::unique_ptr<PictureSink> MakePngSink(int descriptor) {
-  return std::make_unique<PngSink>(descriptor);
 }
 
 }  // namespace kz
