@@ -78,7 +78,7 @@ int FilteredRows::Begin(const Bitmap& bitmap) {
   const int depth = bitmap.BitsPerPixel();
   m_bitmap = &bitmap;
   m_mapped = depth <= 8 && !bitmap.IsGray();
-  m_filtered = false;
+  m_filtered = m_noisy = false;
   const int status = m_rows.Begin(bitmap, depth, K_ORDER_RGB);
   if (status != K_SUCCESS) return status;
   m_rowBytes = (static_cast<size_t>(bitmap.Width()) * static_cast<size_t>(depth) + 7) / 8;
@@ -86,7 +86,7 @@ int FilteredRows::Begin(const Bitmap& bitmap) {
   m_plain.resize(m_rowBytes);
   m_above.resize(m_rowBytes);
   // Bits and colour numbers next to each other say nothing of each other.
-  if (!m_mapped && depth >= 8) m_filtered = GainsByFilters();
+  if (!m_mapped && depth >= 8) TryFilters();
   return status;
 }
 
@@ -147,7 +147,7 @@ void FilteredRows::Filter(const unsigned char* row, const unsigned char* above, 
 
 // Noise on white paper is better left as it is: what the sums of differences can't tell is
 // tried on parts of the picture.
-bool FilteredRows::GainsByFilters() {
+void FilteredRows::TryFilters() {
   constexpr int kBandRows = 16;
   constexpr size_t kLeastBytes = size_t{32} * 1024, kMostBytes = size_t{256} * 1024;
   const size_t wanted =
@@ -167,7 +167,9 @@ bool FilteredRows::GainsByFilters() {
     return DeflatedSize(part);
   };
   const size_t plain = sizeOf(false);
-  return sizeOf(true) < plain;
+  const size_t filtered = sizeOf(true);
+  m_filtered = filtered < plain;
+  m_noisy = m_filtered && filtered > part.size() / 3;
 }
 
 }  // namespace kz

@@ -19,6 +19,8 @@ class FilteredRows {
   bool Mapped() const { return m_mapped; }
   // Whether rows have filters of their own. If not, they are all as they are.
   bool Filtered() const { return m_filtered; }
+  // Whether little repeats in them even with filters, as in photographs.
+  bool Noisy() const { return m_noisy; }
   int Height() const { return m_bitmap->Height(); }
   // Bytes of a row with the number of its filter before it.
   size_t RowBytes() const { return m_rowBytes + 1; }
@@ -29,12 +31,14 @@ class FilteredRows {
   const unsigned char* PlainRow(int row);
   // Writes the row that has the least sum of absolute differences.
   void Filter(const unsigned char* row, const unsigned char* above, unsigned char* to);
-  bool GainsByFilters();
+  // Finds out what filters do for the picture.
+  void TryFilters();
 
   const Bitmap* m_bitmap = nullptr;
   PictureRows m_rows;
   bool m_mapped = false;
   bool m_filtered = false;
+  bool m_noisy = false;
   size_t m_rowBytes = 0;
   size_t m_pixelBytes = 1;
   std::vector<unsigned char> m_plain;  // a row with what is past the width cleared
