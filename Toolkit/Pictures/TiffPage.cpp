@@ -67,7 +67,7 @@ void SetTiffTags(TIFF* tiff, const TiffPage& page) {
   if (page.predictor != 0) TIFFSetField(tiff, TIFFTAG_PREDICTOR, page.predictor);
   if (page.compression == COMPRESSION_CCITTFAX3) {
     TIFFSetField(tiff, TIFFTAG_GROUP3OPTIONS, page.group3Options);
-    // Or it may put an RTC of its own after the data.
+    // Or libtiff may put an RTC of its own into a buffer that an earlier page left.
     TIFFSetField(tiff, TIFFTAG_FAXMODE, FAXMODE_NORTC);
   }
   if (!page.colorMap.empty()) {

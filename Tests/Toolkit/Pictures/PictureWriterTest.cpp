@@ -1,7 +1,11 @@
 // How pages come into a file, and when there is no room for more.
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <future>
+#include <thread>
 #include <utility>
+#include <vector>
 
 #include "Tests/Support/TestPictures.h"
 #include "Toolkit/Pictures/PictureFile.h"
@@ -46,6 +50,41 @@ TEST(PictureWriter, PreparedPagesAreTheSameAsAddedOnes) {
   ASSERT_TRUE(pdf.Prepare(RandomBitmap(9, 9, 1), page).Ok());
   EXPECT_EQ(tif.AddPrepared(std::move(page)).status, K_ERROR_SAVE_FORMAT);
   EXPECT_EQ(tif.Prepare(Bitmap(), page).status, K_ERROR_INVALID_FORMAT);
+}
+
+TEST(PictureWriter, PagesArePreparedOnThreadsWhileOthersAreAdded) {
+  const TemporaryFolder folder;
+  for (const char* ending : {"tif", "pdf"}) {
+    constexpr size_t count = 24;
+    std::vector<Bitmap> bitmaps;
+    for (size_t i = 0; i < count; ++i) {
+      const int bits[] = {1, 8, 24, 1};
+      bitmaps.push_back(SmoothBitmap(100 + static_cast<int>(i), 90, bits[i % 4]));
+    }
+    const std::string alone = folder / (std::string("alone.") + ending);
+    const std::string shared = folder / (std::string("shared.") + ending);
+    PictureWriter one, two;
+    ASSERT_TRUE(one.Open(alone).Ok());
+    ASSERT_TRUE(two.Open(shared).Ok());
+    for (const Bitmap& bitmap : bitmaps) ASSERT_TRUE(one.AddPage(bitmap).Ok());
+    std::vector<std::promise<PictureWriter::PreparedPage>> pages(count);
+    std::atomic<size_t> next = 0;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 3; ++i) {
+      threads.emplace_back([&] {
+        for (size_t at; (at = next++) < count;) {
+          PictureWriter::PreparedPage page;
+          EXPECT_TRUE(two.Prepare(bitmaps[at], page).Ok());
+          pages[at].set_value(std::move(page));
+        }
+      });
+    }
+    for (auto& page : pages) EXPECT_TRUE(two.AddPrepared(page.get_future().get()).Ok());
+    for (std::thread& thread : threads) thread.join();
+    ASSERT_TRUE(one.Commit().Ok());
+    ASSERT_TRUE(two.Commit().Ok());
+    EXPECT_EQ(FileBytes(alone), FileBytes(shared));
+  }
 }
 
 TEST(PictureWriter, ATifBeyondFourGigabytesFailsInWords) {
