@@ -1,5 +1,4 @@
-// Fax coding of a text page and a halftone page of 2550 x 3300 pixels, from
-// memory to memory, ours and libtiff's in one run.
+// Fax coding of pages from memory to memory, ours and libtiff's in one run.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -7,30 +6,12 @@
 #include <cstring>
 #include <string>
 
+#include "Benchmarks/FaxPages.h"
 #include "Host/Fax/Fax.h"
 #include "Host/Kernel/Kernel.h"
-#include "Tests/Host/Fax/Pictures.h"
 #include "Tests/Host/Fax/TiffCodec.h"
 
 namespace {
-
-constexpr int kWidth = 2550;
-constexpr int kHeight = 3300;
-
-// A sample picture, repeated until it fills the page.
-Picture MakePage(const char* pszSample) {
-  Picture sample = ReadSample(pszSample);
-  Picture page(kWidth, kHeight);
-  for (int y = 0; y < kHeight; ++y) {
-    const unsigned char* const pFrom = sample.Row(y % sample.nHeight);
-    for (int x = 0; x < kWidth; ++x) {
-      const int nFrom = x % sample.nWidth;
-      if ((pFrom[nFrom / 8] & 0x80 >> nFrom % 8) != 0)
-        page.Row(y)[x / 8] |= static_cast<unsigned char>(0x80 >> x % 8);
-    }
-  }
-  return page;
-}
 
 struct MemoryFile {
   const Bytes* pInput;
@@ -56,15 +37,15 @@ void DecodeOurs(benchmark::State& state, const Bytes& data, const Picture& expec
   K_ReadRoutine pfnRead = ReadMemory;
   K_FilterIO(nullptr, &pfnRead, nullptr, nullptr, nullptr, nullptr, &file, nullptr, nullptr,
              nullptr);
-  Picture page(kWidth, kHeight);
+  Picture page(expected.nWidth, expected.nHeight);
   for ([[maybe_unused]] auto _ : state) {
     file.nPosition = 0;
     _LOADDISPATCH dispatch{};
     _BITMAPHANDLE bitmap{};
     _LOADINFO info{};
     info.nFormat = static_cast<uint32_t>(nCode);
-    info.nWidth = kWidth;
-    info.nHeight = kHeight;
+    info.nWidth = static_cast<uint32_t>(page.nWidth);
+    info.nHeight = static_cast<uint32_t>(page.nHeight);
     if (K_LoadRawFax(&dispatch, nullptr, &info, &page, &bitmap, StoreRow, 1, nullptr) != K_SUCCESS)
       state.SkipWithError("not decoded");
   }
@@ -74,8 +55,21 @@ void DecodeOurs(benchmark::State& state, const Bytes& data, const Picture& expec
   state.counters["bytes"] = static_cast<double>(data.size());
 }
 
+// Decodes without drawing, as a check does.
+void Check(benchmark::State& state, const Bytes& data, const Picture& expected, int nCode) {
+  _LOADINFO info{};
+  info.nFormat = static_cast<uint32_t>(nCode);
+  info.nWidth = static_cast<uint32_t>(expected.nWidth);
+  info.nHeight = static_cast<uint32_t>(expected.nHeight);
+  for ([[maybe_unused]] auto _ : state) {
+    FaxCheck check;
+    if (K_CheckRawFax(data.data(), data.size(), &info, &check) != K_SUCCESS)
+      state.SkipWithError("not decoded");
+  }
+}
+
 void DecodeLibtiff(benchmark::State& state, const Bytes& data, const Picture& expected, int nCode) {
-  const RawTiff tiff(data, kWidth, kHeight, nCode);
+  const RawTiff tiff(data, expected.nWidth, expected.nHeight, nCode);
   Picture page;
   for ([[maybe_unused]] auto _ : state) page = tiff.Decode();
   if (!(page == expected)) state.SkipWithError("decoded to something else");
@@ -116,8 +110,8 @@ int Encode(const Picture& page, int nCode, Bytes& output) {
   K_FilterIO(nullptr, nullptr, &pfnWrite, nullptr, nullptr, nullptr, nullptr, &output, nullptr,
              nullptr);
   _BITMAPHANDLE bitmap{};
-  bitmap.nWidth = kWidth;
-  bitmap.nHeight = kHeight;
+  bitmap.nWidth = page.nWidth;
+  bitmap.nHeight = page.nHeight;
   bitmap.nBytesPerLine = static_cast<int>(page.RowBytes());
   bitmap.pRows = const_cast<unsigned char*>(page.rows.data());
   _SAVEDISPATCH dispatch{};
@@ -158,26 +152,23 @@ int main(int argc, char** argv) {
                                 {"g3-2d", K_FAX_G3_2D, true},
                                 {"g3", K_FAX_G3_1D, true},
                                 {"mmr", K_FAX_IBM_MMR, false}};
-  for (const char* pszSample : {"letter.png", "halftone.png"}) {
-    // They live as long as the program: the benchmarks hold references.
-    auto* const pPage = new Picture(MakePage(pszSample));
+  // They live as long as the program: the benchmarks hold references.
+  static const std::vector<FaxPage> pages = MakeFaxPages();
+  for (const FaxPage& page : pages) {
     for (const Code& code : aCodes) {
       auto* const pData = new Bytes;
-      if (code.bInLibtiff)
-        *pData = EncodeWithTiff(*pPage, code.nCode);
-      else
-        Encode(*pPage, code.nCode, *pData);
+      Encode(page.picture, code.nCode, *pData);
       const auto add = [&](const char* pszWhat, const char* pszWho, auto pfnRun) {
-        std::string name(pszWhat);
-        name.append(code.pszName).append(pszSample[0] == 'l' ? "/text/" : "/halftone/");
-        benchmark::RegisterBenchmark(name.append(pszWho).c_str(), pfnRun, *pData, *pPage,
-                                     code.nCode)
+        const std::string name =
+            std::string(pszWhat) + "/" + code.pszName + "/" + page.name + "/" + pszWho;
+        benchmark::RegisterBenchmark(name.c_str(), pfnRun, *pData, page.picture, code.nCode)
             ->Unit(benchmark::kMicrosecond);
       };
-      add("decode/", "ours", DecodeOurs);
-      if (code.bInLibtiff) add("decode/", "libtiff", DecodeLibtiff);
-      add("encode/", "ours", EncodeOurs);
-      if (code.bInLibtiff) add("encode/", "libtiff", EncodeLibtiff);
+      add("decode", "ours", DecodeOurs);
+      add("decode", "check", Check);
+      if (code.bInLibtiff) add("decode", "libtiff", DecodeLibtiff);
+      add("encode", "ours", EncodeOurs);
+      if (code.bInLibtiff) add("encode", "libtiff", EncodeLibtiff);
     }
   }
   benchmark::Initialize(&argc, argv);
