@@ -29,9 +29,10 @@ BitReader PieceSource::Start() {
 PiecePosition PieceSource::NextPiece(const unsigned char* pNext) {
   const auto lastZeros = [this] { return pEnd + kZerosBehindData - sizeof(uint64_t); };
   if (bLastPiece) return {pEnd + kZerosBehindData / 2, lastZeros()};
+  const auto nHeld = std::min(static_cast<size_t>(pNext - pMemory), size_t{kBytesHeld});
   const size_t nTail = static_cast<size_t>(pEnd - pNext);
-  std::memmove(pMemory, pNext, nTail);
-  unsigned char* const pPiece = pMemory + nTail;
+  std::memmove(pMemory, pNext - nHeld, nHeld + nTail);
+  unsigned char* const pPiece = pMemory + nHeld + nTail;
   const int nRead = pfnRead(pContext, pPiece, kPieceSize);
   const size_t nPiece = std::min(static_cast<unsigned int>(std::max(nRead, 0)), kPieceSize);
   if (bReversedBits) ReverseBits(pPiece, nPiece);
@@ -39,7 +40,7 @@ PiecePosition PieceSource::NextPiece(const unsigned char* pNext) {
 
   bLastPiece = nPiece < kPieceSize;
   pEnd = pPiece + nPiece;
-  return {pMemory, bLastPiece ? lastZeros() : pEnd - sizeof(uint64_t)};
+  return {pMemory + nHeld, bLastPiece ? lastZeros() : pEnd - sizeof(uint64_t)};
 }
 
 }  // namespace fax

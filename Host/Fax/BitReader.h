@@ -13,10 +13,14 @@ namespace fax {
 using ReadPieceRoutine = int (*)(void* pContext, unsigned char* pBuffer, unsigned int nCount);
 
 constexpr unsigned int kPieceSize = 32 * 1024;
-// What stands around a piece: the tail of the one before, and zeros after the
-// end of the data. No code consists of zeros, so no decoder runs far into them.
-constexpr unsigned int kPieceTail = 8;
-constexpr unsigned int kZerosBehindData = 64;
+// As many bytes a decoder may have in one piece if it asks for them.
+constexpr unsigned int kChunkBytes = 352;
+// What stands around a piece: the tail of the one before with the bytes that a reader still
+// holds, and zeros after the end of the data. No code consists of zeros, so no decoder runs
+// far into them.
+constexpr unsigned int kBytesHeld = 8;
+constexpr unsigned int kPieceTail = kBytesHeld + kChunkBytes + 8;
+constexpr unsigned int kZerosBehindData = 2 * kChunkBytes;
 constexpr size_t kPieceMemory = kPieceTail + kPieceSize + kZerosBehindData;
 
 // What Refill makes available.
@@ -54,8 +58,8 @@ struct PieceSource {
 
   // A reader at the first bit.
   BitReader Start();
-  // Puts the bytes from pNext on in front of a new piece or, after the last one,
-  // stays among the zeros. Returns a position to load from.
+  // Puts the bytes from pNext on, and kBytesHeld before it, in front of a new piece or, after
+  // the last one, stays among the zeros. Returns a position to load from.
   PiecePosition NextPiece(const unsigned char* pNext);
 };
 
@@ -76,6 +80,13 @@ struct BitReader {
     buffer |= BigEndian64(word) >> nBits;
     position.pNext += (63 - nBits) >> 3;
     nBits |= kBitsAtHand;
+  }
+  // Whether the next kChunkBytes are in the piece, as those of the bits at hand always are.
+  bool HoldsChunk() const { return position.pNext + kChunkBytes <= position.pLastLoad; }
+  // Sees that they are. After the end of the data, where there are zeros, fewer may be.
+  void HoldChunk() {
+    if (!HoldsChunk() && (!pSource->bLastPiece || position.pNext > position.pLastLoad))
+      position = pSource->NextPiece(position.pNext);
   }
   // The next nCount bits, 1 to 32, as a number.
   uint32_t Peek(int nCount) const { return static_cast<uint32_t>(buffer >> (64 - nCount)); }

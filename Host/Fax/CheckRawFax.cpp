@@ -40,7 +40,7 @@ int K_CheckRawFax(const unsigned char* pData, size_t nSize, const _LOADINFO* pIn
   fax::PieceSource source{memory.piece.As<unsigned char>(), ReadMemory, &file,
                           (pInfo->uFlags & K_RAW_REVERSED_BITS) != 0};
   fax::PageDecoder decoder(*coding, nWidth, nHeight, source, memory.line.As<uint16_t>(),
-                           memory.reference.As<uint16_t>());
+                           memory.reference.As<uint16_t>(), memory.pixels.As<uint64_t>());
   fax::LineStatus status = fax::LineStatus::Decoded;
   while (check.nRows < nHeight) {
     status = decoder.NextLine();

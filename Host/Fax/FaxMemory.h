@@ -41,12 +41,14 @@ struct DecoderMemory {
   explicit DecoderMemory(int nWidth)
       : line(LineMemory(nWidth) * sizeof(uint16_t), __LINE__, kSource),
         reference(LineMemory(nWidth) * sizeof(uint16_t), __LINE__, kSource),
+        pixels(2 * PixelMemory(nWidth) * sizeof(uint64_t), __LINE__, kSource),
         piece(kPieceMemory, __LINE__, kSource) {}
   // False when out of memory.
-  explicit operator bool() const { return line && reference && piece; }
+  explicit operator bool() const { return line && reference && pixels && piece; }
 
   LocalBlock line;
   LocalBlock reference;
+  LocalBlock pixels;  // of both lines
   LocalBlock piece;
 };
 

@@ -33,4 +33,22 @@ void DrawLine(const Line& line, int nWidth, uint64_t* pRow) {
   }
 }
 
+void ListLine(Line& line, int nWidth) {
+  uint16_t* pNext = line.pElements;
+  uint64_t before = 0;
+  for (size_t i = 0; i < RowWords(nWidth); ++i) {
+    const uint64_t pixels = BigEndian64(line.pPixels[i]);
+    uint64_t edges = pixels ^ (pixels >> 1 | before << 63);
+    before = pixels;
+    while (edges != 0) {
+      const int nPixel = std::countl_zero(edges);
+      *pNext++ = static_cast<uint16_t>(i * 64 + static_cast<size_t>(nPixel));
+      edges ^= uint64_t{1} << 63 >> nPixel;
+    }
+  }
+  const bool bDrawn = line.bDrawn;
+  line.End(pNext, nWidth);
+  line.bDrawn = bDrawn;
+}
+
 }  // namespace fax

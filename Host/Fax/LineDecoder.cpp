@@ -3,36 +3,14 @@
 #include <algorithm>
 #include <bit>
 
-#include "Host/Fax/DecodeTables.h"
+#include "Host/Fax/RunCodes.h"
 
 namespace fax {
 
 namespace {
 
-constexpr int kNoRunLength = -1;
-
 // What is taken between two calls of Refill.
 static_assert(kVerticalsBits <= kBitsAtHand && kHorizontalBits + kRunsBits <= kBitsAtHand);
-
-// Takes a run's codes. Returns the run, kNoRunLength for a bad code or a run
-// that is longer than any line.
-template <int nTableBits>
-inline int TakeRun(BitReader& in, const std::array<RunEntry, 1 << nTableBits>& table) {
-  int nRun = 0;
-  for (;;) {
-    const RunEntry entry = table[in.Peek(nTableBits)];
-    in.Skip(entry.nBits);
-    nRun += entry.nRun;
-    if (entry.nRun < kFirstMakeUp) [[likely]]
-      return nRun;
-    if (entry.nRun == kNoRun || nRun > kMaxWidth) return kNoRunLength;
-    in.Refill();
-  }
-}
-
-inline int TakeRun(BitReader& in, bool bBlack) {
-  return bBlack ? TakeRun<kBlackBits>(in, kBlackRuns) : TakeRun<kWhiteBits>(in, kWhiteRuns);
-}
 
 // Adds a changing element, or, where one stands already, takes that away: the
 // run between them is empty.
@@ -41,13 +19,6 @@ inline uint16_t* AddElement(uint16_t* pNext, const uint16_t* pFirst, int nPositi
     return pNext - 1;
   *pNext = static_cast<uint16_t>(nPosition);
   return pNext + 1;
-}
-
-// What it means that no code begins at the reader.
-inline LineResult NoCode(const BitReader& in, std::string_view uncompressed) {
-  return in.Peek(static_cast<int>(uncompressed.size())) == CodeValue(uncompressed)
-             ? LineResult::Uncompressed
-             : LineResult::BadCode;
 }
 
 using Lanes [[gnu::vector_size(16)]] = uint16_t;
@@ -149,6 +120,7 @@ LineResult DecodeTwoDimensional(BitReader& reader, int nWidth, const Line& refer
   const uint16_t* b1 = reference.pElements;  // b2 stands after it
   const uint16_t* const pEnd = b1 + reference.nElements;
   int a0 = -1;
+  line.nVectors = line.nTurns = line.nRepeats = 0;
   LineResult result = LineResult::Complete;
   while (a0 < nWidth && result == LineResult::Complete) {
     in.Refill();
@@ -160,9 +132,11 @@ LineResult DecodeTwoDimensional(BitReader& reader, int nWidth, const Line& refer
         pNext += verticals.nCodes;
         b1 += verticals.nCodes;
         a0 = pNext[-1];
+        ++line.nVectors;
         continue;
       }
     }
+    ++line.nTurns;
     const Mode mode = kModes[in.Peek(kModeBits)].mode;
     if (mode == Mode::Vertical) {
       // One code, and another one: where b1 was not the element after the one
@@ -218,6 +192,7 @@ LineResult DecodeTwoDimensional(BitReader& reader, int nWidth, const Line& refer
           pNext = AddElement(pNext, pFirst, a0);
         }
         in.Refill();
+        ++line.nRepeats;
       } while (in.Peek(kHorizontalBits) == kHorizontalCode && a0 < nWidth);
       while (*b1 <= a0 && a0 < nWidth) b1 += 2;
     } else {

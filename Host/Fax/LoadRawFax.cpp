@@ -34,7 +34,7 @@ int K_LoadRawFax(_LOADDISPATCH* pDispatch, tagHANDLE* hFile, _LOADINFO* pInfo, v
   fax::PieceSource source{memory.piece.As<unsigned char>(), ReadPiece, hFile,
                           (pInfo->uFlags & K_RAW_REVERSED_BITS) != 0};
   fax::PageDecoder decoder(*coding, nWidth, nHeight, source, memory.line.As<uint16_t>(),
-                           memory.reference.As<uint16_t>());
+                           memory.reference.As<uint16_t>(), memory.pixels.As<uint64_t>());
   unsigned char* const pRow = row.As<unsigned char>();
   fax::LineStatus status = fax::LineStatus::Decoded;
   for (int nRow = 0; nRow < nHeight; ++nRow) {
@@ -53,7 +53,7 @@ int K_LoadRawFax(_LOADDISPATCH* pDispatch, tagHANDLE* hFile, _LOADINFO* pInfo, v
         return K_ERROR_INVALID_FORMAT;
     }
     // The callback may have changed the row, its padding too.
-    fax::DrawLine(decoder.Current(), nWidth, row.As<uint64_t>());
+    decoder.Draw(row.As<uint64_t>());
     std::memset(pRow + nDrawn, 0, nRowBytes - nDrawn);
     const uint32_t uFlags =
         K_ROW_ALWAYS | (nRow == 0 ? K_ROW_FIRST : 0) | (nRow == nHeight - 1 ? K_ROW_LAST : 0);

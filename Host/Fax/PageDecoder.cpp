@@ -1,12 +1,24 @@
 #include "Host/Fax/PageDecoder.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "Host/Fax/CodeTables.h"
+#include "Host/Fax/DenseDecoder.h"
 
 namespace fax {
 
 namespace {
+
+// What a line cost that was decoded to a list, and would have cost as a dense one: cycles, as
+// measured. A change to single codes is mostly one that the processor didn't guess.
+int ListCost(const Line& line) {
+  return 10 * line.nVectors + 42 * line.nTurns + 12 * line.nRepeats;
+}
+int DenseCost(const Line& line, int nWidth) { return 12 * line.nElements + nWidth * 3 / 4; }
+// So many lines are taken as dense before one is decoded to a list to see what that costs. An
+// odd number, since screens often have two kinds of line that alternate.
+constexpr int kDenseLines = 61;
 
 bool AtEndOfLineCode(const BitReader& in) { return in.Peek(kEndOfLineZeros) == 0; }
 
@@ -40,13 +52,20 @@ bool SkipToEndOfLineCode(BitReader& in) {
 }  // namespace
 
 PageDecoder::PageDecoder(Coding coding, int nWidth, int nHeight, PieceSource& source,
-                         uint16_t* pLine, uint16_t* pNext)
+                         uint16_t* pLine, uint16_t* pNext, uint64_t* pPixels)
     : m_coding(coding),
       m_nWidth(nWidth),
       m_nHeight(nHeight),
       m_reader(source.Start()),
-      m_line(Line::White(pLine, nWidth)),
-      m_next(Line::White(pNext, nWidth)) {}
+      m_line(Line::White(pLine, pPixels, nWidth)),
+      m_next(Line::White(pNext, pPixels + PixelMemory(nWidth), nWidth)) {}
+
+void PageDecoder::Draw(uint64_t* pRow) const {
+  if (m_line.bDrawn)
+    std::copy_n(m_line.pPixels, RowWords(m_nWidth), pRow);
+  else
+    DrawLine(m_line, m_nWidth, pRow);
+}
 
 LineStatus PageDecoder::StartOfGroup4Line() {
   m_bOneDimensional = false;
@@ -89,14 +108,27 @@ LineStatus PageDecoder::StartOfLine() {
   return LineStatus::Decoded;
 }
 
+LineResult PageDecoder::DecodeLine() {
+  if (m_bOneDimensional) return DecodeOneDimensional(m_reader, m_nWidth, m_next);
+  if (m_nDenseLines > 0) {
+    --m_nDenseLines;
+    if (!m_line.bDrawn) DrawLine(m_line, m_nWidth, m_line.pPixels);
+    m_line.bDrawn = true;
+    return DecodeDenseLine(m_reader, m_nWidth, m_line, m_next);
+  }
+  if (!m_line.bListed) ListLine(m_line, m_nWidth);
+  const LineResult result = DecodeTwoDimensional(m_reader, m_nWidth, m_line, m_next);
+  m_nDenseGain += ListCost(m_next) - DenseCost(m_next, m_nWidth) * 9 / 8 - m_nDenseGain / 8;
+  if (m_nDenseGain > 0) m_nDenseLines = kDenseLines;
+  return result;
+}
+
 LineStatus PageDecoder::NextLine() {
   const LineStatus start = m_coding == Coding::Group4 ? StartOfGroup4Line() : StartOfLine();
   if (start == LineStatus::EndOfPage) m_line.End(m_line.pElements, m_nWidth);
   if (start != LineStatus::Decoded) return start;
 
-  const LineResult result = m_bOneDimensional
-                                ? DecodeOneDimensional(m_reader, m_nWidth, m_next)
-                                : DecodeTwoDimensional(m_reader, m_nWidth, m_line, m_next);
+  const LineResult result = DecodeLine();
   ++m_nRow;
   if (result == LineResult::Uncompressed) return LineStatus::BadCode;
   if (result == LineResult::BadCode) {

@@ -24,19 +24,19 @@ struct PageLayout {
 
 class PageDecoder {
  public:
-  // The lines have LineMemory(nWidth) elements; nWidth is 1 to kMaxWidth, nHeight
-  // the lines of the page.
+  // The lines have LineMemory(nWidth) elements and pPixels PixelMemory(nWidth) words for each
+  // of them; nWidth is 1 to kMaxWidth, nHeight the lines of the page.
   PageDecoder(Coding coding, int nWidth, int nHeight, PieceSource& source, uint16_t* pLine,
-              uint16_t* pNext);
+              uint16_t* pNext, uint64_t* pPixels);
   PageDecoder(const PageDecoder&) = delete;
   PageDecoder& operator=(const PageDecoder&) = delete;
 
   // Decodes the next line. After a status other than Decoded and Replaced there
   // is none.
   LineStatus NextLine();
-  // The line decoded last, or the line above in place of a damaged one; a white
+  // Draws the line decoded last, or the line above in place of a damaged one; a white
   // line at the end of the page.
-  const Line& Current() const { return m_line; }
+  void Draw(uint64_t* pRow) const;
   // After the last line: takes what follows. Whether that is an end marker.
   bool TakeEndMarker();
   const PageLayout& Layout() const { return m_layout; }
@@ -46,6 +46,7 @@ class PageDecoder {
   LineStatus StartOfLine();
   LineStatus StartOfGroup4Line();
   LineStatus Damaged();
+  LineResult DecodeLine();
 
   const Coding m_coding;
   const int m_nWidth;
@@ -58,6 +59,8 @@ class PageDecoder {
   bool m_bOneDimensional = true;
   bool m_bResume = false;            // the next line begins at the next EOL
   bool m_bDamagedEndOfLine = false;  // the reader is at an EOL with a wrong bit
+  int m_nDenseLines = 0;             // lines to be decoded as dense ones
+  int m_nDenseGain = 0;              // what that would have saved, of the last lines above all
   PageLayout m_layout;
 };
 

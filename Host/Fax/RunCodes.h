@@ -1,0 +1,40 @@
+// Single runs out of the coded data, and what is no code.
+#pragma once
+
+#include "Host/Fax/BitReader.h"
+#include "Host/Fax/DecodeTables.h"
+#include "Host/Fax/Line.h"
+#include "Host/Fax/LineDecoder.h"
+
+namespace fax {
+
+constexpr int kNoRunLength = -1;
+
+// Takes a run's codes. Returns the run, kNoRunLength for a bad code or a run
+// that is longer than any line.
+template <int nTableBits>
+inline int TakeRun(BitReader& in, const std::array<RunEntry, 1 << nTableBits>& table) {
+  int nRun = 0;
+  for (;;) {
+    const RunEntry entry = table[in.Peek(nTableBits)];
+    in.Skip(entry.nBits);
+    nRun += entry.nRun;
+    if (entry.nRun < kFirstMakeUp) [[likely]]
+      return nRun;
+    if (entry.nRun == kNoRun || nRun > kMaxWidth) return kNoRunLength;
+    in.Refill();
+  }
+}
+
+inline int TakeRun(BitReader& in, bool bBlack) {
+  return bBlack ? TakeRun<kBlackBits>(in, kBlackRuns) : TakeRun<kWhiteBits>(in, kWhiteRuns);
+}
+
+// What it means that no code begins at the reader.
+inline LineResult NoCode(const BitReader& in, std::string_view uncompressed) {
+  return in.Peek(static_cast<int>(uncompressed.size())) == CodeValue(uncompressed)
+             ? LineResult::Uncompressed
+             : LineResult::BadCode;
+}
+
+}  // namespace fax
