@@ -7,29 +7,22 @@
 namespace fax {
 
 void DrawLine(const Line& line, int nWidth, uint64_t* pRow) {
-  const size_t nWords = RowWords(nWidth);
-  std::memset(pRow, 0, nWords * sizeof(uint64_t));
-  if (line.nElements == 0) return;
-  // Each element inverts the rest of its word ...
+  std::memset(pRow, 0, RowWords(nWidth) * sizeof(uint64_t));
   const uint16_t* const pElements = line.pElements;
   for (int i = 0; i < line.nElements; i += 2) {
     const unsigned int start = pElements[i];
     const unsigned int end = pElements[i + 1];
     const uint64_t fromStart = ~uint64_t{0} >> (start % 64);
     const uint64_t fromEnd = ~uint64_t{0} >> (end % 64);
-    if (start / 64 == end / 64) [[likely]] {
-      pRow[start / 64] ^= fromStart ^ fromEnd;
+    uint64_t* pWord = pRow + start / 64;
+    uint64_t* const pEnd = pRow + end / 64;
+    if (pWord == pEnd) [[likely]] {
+      *pWord |= BigEndian64(fromStart ^ fromEnd);
     } else {
-      pRow[start / 64] ^= fromStart;
-      pRow[end / 64] ^= fromEnd;
+      *pWord++ |= BigEndian64(fromStart);
+      while (pWord < pEnd) *pWord++ = ~uint64_t{0};
+      *pEnd = BigEndian64(~fromEnd);
     }
-  }
-  // ... and, if the word then ends in black, the words after it.
-  uint64_t black = 0;
-  for (size_t i = 0; i < nWords; ++i) {
-    const uint64_t word = pRow[i] ^ black;
-    black = -(word & 1);
-    pRow[i] = BigEndian64(word);
   }
 }
 
