@@ -204,26 +204,15 @@ struct Window {
     bBlack = !bBlack;
     LoadReference();
   }
-  // Makes the elements pixels.
-  void Finish() {
+  // Makes the elements, which are at pPixels, pixels.
+  void Finish(uint64_t* pPixels) {
     const size_t nBytes = RowWords(nWidth) * sizeof(uint64_t);
     const size_t nStored = static_cast<size_t>(nBase) / 8;
     // Past the line's memory there is room for a word.
     StoreBits(pElements + nStored, elements);
     if (nStored + 8 < nBytes) std::memset(pElements + nStored + 8, 0, nBytes - nStored - 8);
     std::memset(pElements + nBytes, 0, 8);
-    uint64_t black = 0;
-    for (size_t i = 0; i < nBytes; i += sizeof(uint64_t)) {
-      uint64_t word = LoadBits(pElements + i);
-      for (int nShift = 1; nShift < 64; nShift *= 2) word ^= word >> nShift;
-      word ^= black;
-      black = -(word & 1);
-      StoreBits(pElements + i, word);
-    }
-    // An odd number of elements: black up to the end.
-    const size_t nLast = static_cast<size_t>(nWidth) / 64 * 8;
-    const uint64_t inLine = ~(~uint64_t{0} >> (nWidth % 64));
-    StoreBits(pElements + nLast, LoadBits(pElements + nLast) & inLine);
+    FillRuns(pPixels, nWidth);
   }
 };
 
@@ -369,7 +358,7 @@ inline LineResult Decode(BitReader& reader, int nWidth, const Line& reference, L
   }
   reader = in;
   if (progress == Progress::Bad) return bad;
-  window.Finish();
+  window.Finish(line.pPixels);
   line.nElements = nSteps;
   line.bListed = false;
   line.bDrawn = true;

@@ -26,6 +26,21 @@ void DrawLine(const Line& line, int nWidth, uint64_t* pRow) {
   }
 }
 
+void FillRuns(uint64_t* pPixels, int nWidth) {
+  uint64_t black = 0;
+  for (size_t i = 0; i < RowWords(nWidth); ++i) {
+    uint64_t word = BigEndian64(pPixels[i]);
+    // Each element inverts the rest of its word, and the words after it.
+    for (int nShift = 1; nShift < 64; nShift *= 2) word ^= word >> nShift;
+    word ^= black;
+    black = -(word & 1);
+    pPixels[i] = BigEndian64(word);
+  }
+  // A last run of black ends at the width.
+  const uint64_t inLine = ~(~uint64_t{0} >> (nWidth % 64));
+  pPixels[nWidth / 64] &= BigEndian64(inLine);
+}
+
 void ListLine(Line& line, int nWidth) {
   uint16_t* pNext = line.pElements;
   uint64_t before = 0;

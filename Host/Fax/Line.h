@@ -72,6 +72,8 @@ struct Line {
 // Draws a listed line as pixels, 1 being black: RowWords(nWidth) words, the first
 // pixel in the first byte's top bit, zeros after the width.
 void DrawLine(const Line& line, int nWidth, uint64_t* pRow);
+// Draws a line whose changing elements stand as 1 bits in pPixels, as RowWords(nWidth) words.
+void FillRuns(uint64_t* pPixels, int nWidth);
 // Lists the elements of a drawn line.
 void ListLine(Line& line, int nWidth);
 

@@ -5,6 +5,7 @@
 
 #include "Host/Fax/CodeTables.h"
 #include "Host/Fax/DenseDecoder.h"
+#include "Host/Fax/RunDecoder.h"
 
 namespace fax {
 
@@ -109,7 +110,12 @@ LineStatus PageDecoder::StartOfLine() {
 }
 
 LineResult PageDecoder::DecodeLine() {
-  if (m_bOneDimensional) return DecodeOneDimensional(m_reader, m_nWidth, m_next);
+  if (m_bOneDimensional) {
+    // Unless the next line wants a list.
+    return m_coding == Coding::Group3OneDimensional || m_nDenseLines > 0
+               ? DecodeRunsToPixels(m_reader, m_nWidth, m_next)
+               : DecodeOneDimensional(m_reader, m_nWidth, m_next);
+  }
   if (m_nDenseLines > 0) {
     --m_nDenseLines;
     if (!m_line.bDrawn) DrawLine(m_line, m_nWidth, m_line.pPixels);

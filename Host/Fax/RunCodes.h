@@ -10,11 +10,10 @@ namespace fax {
 
 constexpr int kNoRunLength = -1;
 
-// Takes a run's codes. Returns the run, kNoRunLength for a bad code or a run
-// that is longer than any line.
+// Takes a run's codes, or those after make-up codes of nRun pixels. Returns the run,
+// kNoRunLength for a bad code or a run that is longer than any line.
 template <int nTableBits>
-inline int TakeRun(BitReader& in, const std::array<RunEntry, 1 << nTableBits>& table) {
-  int nRun = 0;
+inline int TakeRun(BitReader& in, const std::array<RunEntry, 1 << nTableBits>& table, int nRun) {
   for (;;) {
     const RunEntry entry = table[in.Peek(nTableBits)];
     in.Skip(entry.nBits);
@@ -26,8 +25,9 @@ inline int TakeRun(BitReader& in, const std::array<RunEntry, 1 << nTableBits>& t
   }
 }
 
-inline int TakeRun(BitReader& in, bool bBlack) {
-  return bBlack ? TakeRun<kBlackBits>(in, kBlackRuns) : TakeRun<kWhiteBits>(in, kWhiteRuns);
+inline int TakeRun(BitReader& in, bool bBlack, int nRun = 0) {
+  return bBlack ? TakeRun<kBlackBits>(in, kBlackRuns, nRun)
+                : TakeRun<kWhiteBits>(in, kWhiteRuns, nRun);
 }
 
 // What it means that no code begins at the reader.
