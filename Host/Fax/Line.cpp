@@ -32,9 +32,9 @@ void FillRuns(uint64_t* pPixels, int nWidth) {
     uint64_t word = BigEndian64(pPixels[i]);
     // Each element inverts the rest of its word, and the words after it.
     for (int nShift = 1; nShift < 64; nShift *= 2) word ^= word >> nShift;
-    word ^= black;
-    black = -(word & 1);
-    pPixels[i] = BigEndian64(word);
+    const uint64_t inverted = -(word & 1);
+    pPixels[i] = BigEndian64(word ^ black);
+    black ^= inverted;
   }
   // A last run of black ends at the width.
   const uint64_t inLine = ~(~uint64_t{0} >> (nWidth % 64));

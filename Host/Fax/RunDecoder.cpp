@@ -45,14 +45,14 @@ inline LineResult Decode(BitReader& reader, int nWidth, Line& line) {
     in.Refill();
     int nLookUps = kBitsAtHand / kRunWordBits;
     for (; nLookUps > 0; --nLookUps) {
-      const uint64_t runs = kRunWords[colour][in.Peek(kRunWordBits)];
+      const uint64_t runs = kRunWords[colour | in.Peek(kRunWordBits)];
       const unsigned int nNext =
           pen.nPixel + static_cast<unsigned int>(runs >> kRunsPixelsShift & kNoRuns);
       if (nNext >= nEnd) [[unlikely]]
         break;
       nRunStart = bOpen != 0 ? nRunStart : pen.nPixel;
       pen.Draw(runs & kRunsElements, nNext, runs >> kRunsClosedShift & 1);
-      colour = runs >> kRunsColourShift & 1;
+      colour = runs & kRunsBlack;
       bOpen = runs >> kRunsOpenShift & 1;
       in.Skip(static_cast<int>(runs & kRunsBitCount));
     }
@@ -69,7 +69,7 @@ inline LineResult Decode(BitReader& reader, int nWidth, Line& line) {
     const unsigned int a1 = a0 + static_cast<unsigned int>(nRun);
     if (a1 == nEnd) break;
     pen.Draw(0, a1, 1);
-    colour ^= 1;
+    colour ^= kRunsBlack;
     bOpen = 0;
   }
   pen.Draw(0, pen.nPixel, 0);

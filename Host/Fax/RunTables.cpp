@@ -56,19 +56,19 @@ constexpr uint64_t MakeWord(unsigned int colour, unsigned int index) {
   }
   if (bFirst) nPixels = kNoRuns;
   return elements | uint64_t{nPixels} << kRunsPixelsShift | uint64_t{!bOpen} << kRunsClosedShift |
-         uint64_t{colour} << kRunsColourShift | uint64_t{bOpen} << kRunsOpenShift | nBits;
+         colour * kRunsBlack | uint64_t{bOpen} << kRunsOpenShift | nBits;
 }
 
 constexpr auto MakeWords() {
-  std::array<std::array<uint64_t, 1 << kRunWordBits>, 2> words{};
+  std::array<uint64_t, 2 * kRunsBlack> words{};
   for (unsigned int colour = 0; colour < 2; ++colour)
-    for (unsigned int index = 0; index < words[colour].size(); ++index)
-      words[colour][index] = MakeWord(colour, index);
+    for (unsigned int index = 0; index < kRunsBlack; ++index)
+      words[colour * kRunsBlack + index] = MakeWord(colour, index);
   return words;
 }
 
 }  // namespace
 
-constinit const std::array<std::array<uint64_t, 1 << kRunWordBits>, 2> kRunWords = MakeWords();
+constinit const std::array<uint64_t, 2 * kRunsBlack> kRunWords = MakeWords();
 
 }  // namespace fax
