@@ -8,21 +8,31 @@ namespace fax {
 
 void DrawLine(const Line& line, int nWidth, uint64_t* pRow) {
   std::memset(pRow, 0, RowWords(nWidth) * sizeof(uint64_t));
-  const uint16_t* const pElements = line.pElements;
+  auto* const pBytes = reinterpret_cast<unsigned char*>(pRow);
+  const auto store = [&](unsigned int nBase, uint64_t pixels) {
+    pixels = BigEndian64(pixels);
+    std::memcpy(pBytes + nBase / 8, &pixels, sizeof pixels);
+  };
+  // 64 pixels from a whole byte on, which move with the runs: nothing is read back, and there
+  // are no branches but for long runs.
+  unsigned int nBase = 0;
+  uint64_t pixels = 0;
   for (int i = 0; i < line.nElements; i += 2) {
-    const unsigned int start = pElements[i];
-    const unsigned int end = pElements[i + 1];
-    const uint64_t fromStart = ~uint64_t{0} >> (start % 64);
-    const uint64_t fromEnd = ~uint64_t{0} >> (end % 64);
-    uint64_t* pWord = pRow + start / 64;
-    uint64_t* const pEnd = pRow + end / 64;
-    if (pWord == pEnd) [[likely]] {
-      *pWord |= BigEndian64(fromStart ^ fromEnd);
-    } else {
-      *pWord++ |= BigEndian64(fromStart);
-      while (pWord < pEnd) *pWord++ = ~uint64_t{0};
-      *pEnd = BigEndian64(~fromEnd);
+    const unsigned int start = line.pElements[i];
+    const unsigned int end = line.pElements[i + 1];
+    const unsigned int nMoved = (start & ~7u) - nBase;
+    nBase += nMoved;
+    pixels = nMoved < 64 ? pixels << nMoved : 0;
+    pixels |= ~uint64_t{0} >> (start - nBase);
+    if (end - nBase >= 64) [[unlikely]] {
+      store(nBase, pixels);
+      const unsigned int nTo = end & ~7u;
+      std::memset(pBytes + nBase / 8 + 8, 0xFF, (nTo - nBase) / 8 - 8);
+      nBase = nTo;
+      pixels = ~uint64_t{0};
     }
+    pixels &= ~(~uint64_t{0} >> (end - nBase));
+    store(nBase, pixels);
   }
 }
 

@@ -70,7 +70,7 @@ struct Line {
 };
 
 // Draws a listed line as pixels, 1 being black: RowWords(nWidth) words, the first
-// pixel in the first byte's top bit, zeros after the width.
+// pixel in the first byte's top bit, zeros after the width. Zeros may go into the word after.
 void DrawLine(const Line& line, int nWidth, uint64_t* pRow);
 // Draws a line whose changing elements stand as 1 bits in pPixels, as RowWords(nWidth) words.
 void FillRuns(uint64_t* pPixels, int nWidth);

@@ -27,7 +27,7 @@ int K_LoadRawFax(_LOADDISPATCH* pDispatch, tagHANDLE* hFile, _LOADINFO* pInfo, v
   const size_t nDrawn = fax::RowWords(nWidth) * sizeof(uint64_t);
   const size_t nRowBytes =
       std::max(nDrawn, static_cast<size_t>(std::max(pBitmap->nBytesPerLine, 0)));
-  const LocalBlock row(nRowBytes, __LINE__, fax::kSource);
+  const LocalBlock row(nRowBytes + sizeof(uint64_t), __LINE__, fax::kSource);
   const fax::DecoderMemory memory(nWidth);
   if (!row || !memory) return K_ERROR_NO_MEMORY;
 
