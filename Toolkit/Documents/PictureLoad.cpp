@@ -1,25 +1,14 @@
 // Loads a picture: sets the filter up and takes its rows.
 #include <algorithm>
-#include <array>
 #include <cstring>
 
+#include "Toolkit/Base/ReversedBits.h"
 #include "Toolkit/Documents/ImageReader.h"
 #include "Toolkit/Imaging/MemoryLoader.h"
 
 namespace kz {
 
 namespace {
-
-constexpr std::array<unsigned char, 256> MakeReversedBytes() {
-  std::array<unsigned char, 256> reversed{};
-  for (unsigned i = 0; i < 256; ++i) {
-    unsigned byte = 0;
-    for (unsigned bit = 0; bit < 8; ++bit) byte |= (i >> bit & 1) << (7 - bit);
-    reversed[i] = static_cast<unsigned char>(byte);
-  }
-  return reversed;
-}
-constexpr std::array<unsigned char, 256> kReversedBytes = MakeReversedBytes();
 
 // Takes the rows of a load into a bitmap. The rows may belong to a temporary
 // bitmap that is wider, and may start over from the first.

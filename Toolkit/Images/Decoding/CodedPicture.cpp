@@ -4,6 +4,7 @@
 #include <array>
 #include <cstring>
 
+#include "Toolkit/Base/ReversedBits.h"
 #include "Toolkit/Images/Coders/JpegImage.h"
 #include "Toolkit/Images/Decoding/CodedPlane.h"
 #include "Toolkit/Images/Decoding/ImageCoding.h"
@@ -21,15 +22,6 @@ std::string SizeText(int width, int height) {
 
 bool OwnSize(uint8_t compression) {
   return compression == coding::kJpeg || compression == coding::kJbig2;
-}
-
-void ReverseBits(std::vector<unsigned char>& bytes) {
-  for (unsigned char& byte : bytes) {
-    unsigned bits = byte;
-    bits = (bits & 0x0F) << 4 | bits >> 4;
-    bits = (bits & 0x33) << 2 | (bits >> 2 & 0x33);
-    byte = static_cast<unsigned char>((bits & 0x55) << 1 | (bits >> 1 & 0x55));
-  }
 }
 
 void FlipRows(unsigned char* rows, size_t stride, int height) {
