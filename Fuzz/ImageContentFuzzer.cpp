@@ -61,7 +61,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const kz::ImageDescriptor descriptor = kz::ReadImageDescriptor(window, picture);
     Require(!descriptor.color || !descriptor.namedColor, "one colour");
     if (!outcome.Ok()) continue;
-    kz::DecodeOptions options;
+    kz::LoadOptions options;
     options.maxPixels = kMaxPixels;
     options.keepInks = (size & 1) != 0;
     kz::DecodedImage decoded;

@@ -80,7 +80,7 @@ struct Decoded {
 };
 
 inline Decoded Decode(const ImageContent& content, const ImageDescriptor& descriptor = {},
-                      const DecodeOptions& options = {}) {
+                      const LoadOptions& options = {}) {
   Decoded decoded;
   decoded.outcome = DecodeImage(content, descriptor, options, decoded.image, decoded.damaged);
   return decoded;

@@ -62,7 +62,7 @@ Outcome DescribeImage(FileWindow& file, const PicturePlace& place, PictureInfo& 
   return outcome;
 }
 
-Outcome LoadImage(FileWindow& file, const PicturePlace& place, const DecodeOptions& options,
+Outcome LoadImage(FileWindow& file, const PicturePlace& place, const LoadOptions& options,
                   DecodedImage& image, PictureInfo& info, bool& damaged) {
   ImageContent content;
   PlainRows rows(options.maxPixels);
@@ -138,7 +138,7 @@ Outcome DescribeAnyPicture(FileWindow& file, const PicturePlace& place, PictureI
   return outcome;
 }
 
-Outcome LoadAnyPicture(FileWindow& file, const PicturePlace& place, const DecodeOptions& options,
+Outcome LoadAnyPicture(FileWindow& file, const PicturePlace& place, const LoadOptions& options,
                        DecodedImage& image, PictureInfo& info, bool& damaged) {
   image = {};
   damaged = false;

@@ -19,8 +19,8 @@ KZ_TESTED Outcome DescribeAnyPicture(FileWindow& file, const PicturePlace& place
 // Makes the picture as DecodeImage, LoadImImage and LoadContainedFile do. `info` is
 // what the file says of it, and says the size of `image` afterwards.
 KZ_TESTED Outcome LoadAnyPicture(FileWindow& file, const PicturePlace& place,
-                                 const DecodeOptions& options, DecodedImage& image,
-                                 PictureInfo& info, bool& damaged);
+                                 const LoadOptions& options, DecodedImage& image, PictureInfo& info,
+                                 bool& damaged);
 
 // The picture's data as they are stored, if they are in one piece: -9 for tiles, bands and
 // IM images, else as DescribeAnyPicture.

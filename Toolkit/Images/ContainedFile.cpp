@@ -34,7 +34,7 @@ Outcome Spool(const std::vector<unsigned char>& data, SpoolFile& spool) {
   return outcome;
 }
 
-Outcome LoadTiff(const std::vector<unsigned char>& data, const DecodeOptions& options,
+Outcome LoadTiff(const std::vector<unsigned char>& data, const LoadOptions& options,
                  DecodedImage& image, bool& damaged) {
   SpoolFile spool;
   Outcome outcome = Spool(data, spool);
@@ -110,7 +110,7 @@ Outcome ReadContainedFile(FileWindow& file, const PicturePlace& place,
   return Failure(K_ERROR_NO_MEMORY);
 }
 
-Outcome LoadContainedFile(FileWindow& file, const PicturePlace& place, const DecodeOptions& options,
+Outcome LoadContainedFile(FileWindow& file, const PicturePlace& place, const LoadOptions& options,
                           DecodedImage& image, bool& damaged) {
   image = {};
   damaged = false;

@@ -21,7 +21,7 @@ Outcome DescribeContainedFile(FileWindow& file, const PicturePlace& place, Pictu
 // Makes the picture of a JPEG or TIFF file, whichever it is by its first bytes; of a TIFF
 // file with several pages the first, with a warning. Damage as for DecodeImage. Fails with
 // -9 for another file.
-Outcome LoadContainedFile(FileWindow& file, const PicturePlace& place, const DecodeOptions& options,
+Outcome LoadContainedFile(FileWindow& file, const PicturePlace& place, const LoadOptions& options,
                           DecodedImage& image, bool& damaged);
 
 }  // namespace kz

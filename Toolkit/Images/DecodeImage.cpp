@@ -64,7 +64,7 @@ void ApplyMask(const Bitmap& mask, CodedPicture& picture) {
   }
 }
 
-Outcome DecodeMask(const CodedImage& mask, const DecodeOptions& options, CodedPicture& picture) {
+Outcome DecodeMask(const CodedImage& mask, const LoadOptions& options, CodedPicture& picture) {
   CodedPicture decoded;
   const CodedOptions maskOptions = {options.maxPixels, options.strict, false};
   Outcome outcome = DecodeCodedImage(mask, maskOptions, decoded);
@@ -137,7 +137,7 @@ int ColorBits(const RgbColor& color, Bitmap& bitmap) {
 }
 
 Outcome DecodeContent(const ImageContent& content, const ImageDescriptor& descriptor,
-                      const DecodeOptions& options, CodedPicture& picture) {
+                      const LoadOptions& options, CodedPicture& picture) {
   Outcome outcome;
   if (content.tiled) {
     outcome = DecodeTiles(content, descriptor, options, picture);
@@ -150,7 +150,7 @@ Outcome DecodeContent(const ImageContent& content, const ImageDescriptor& descri
 }
 
 Outcome Finish(const ImageContent& content, const ImageDescriptor& descriptor,
-               const DecodeOptions& options, CodedPicture& picture, DecodedImage& image) {
+               const LoadOptions& options, CodedPicture& picture, DecodedImage& image) {
   Resolution resolution = FindResolution(content.image.parameters, descriptor);
   if (picture.HasInks() && options.keepInks) {
     image.inks = std::move(picture.inks);
@@ -229,7 +229,7 @@ Outcome ApplyDescriptor(const ImageDescriptor& descriptor, Bitmap& bitmap) {
 }
 
 Outcome DecodeImage(const ImageContent& content, const ImageDescriptor& descriptor,
-                    const DecodeOptions& options, DecodedImage& image, bool& damaged) {
+                    const LoadOptions& options, DecodedImage& image, bool& damaged) {
   image = {};
   damaged = false;
   Outcome outcome;

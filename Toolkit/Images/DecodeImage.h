@@ -9,8 +9,6 @@
 
 namespace kz {
 
-using DecodeOptions = LoadOptions;
-
 // What the picture will be: its size, bits per pixel of 1, 8, 24 or 32 (inks), and dots per
 // inch, 0 = not known.
 struct ImageShape {
@@ -39,7 +37,7 @@ KZ_TESTED bool IsColored(const ImageDescriptor& descriptor);
 // or what isn't supported, with the place ("RL4 compression at byte 8120 is not
 // supported"), -7 when the data give not one row, -1 for no memory.
 KZ_TESTED Outcome DecodeImage(const ImageContent& content, const ImageDescriptor& descriptor,
-                              const DecodeOptions& options, DecodedImage& image, bool& damaged);
+                              const LoadOptions& options, DecodedImage& image, bool& damaged);
 
 // Cuts a picture that was read another way to the descriptor's size, and gives the 1 bits
 // of a bilevel one the descriptor's colour; it becomes one of 24 bits then, unless the

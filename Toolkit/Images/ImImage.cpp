@@ -205,7 +205,7 @@ Outcome DescribeImImage(FileWindow& file, const PicturePlace& place, ImImageShap
   return {};
 }
 
-Outcome LoadImImage(FileWindow& file, const PicturePlace& place, const DecodeOptions& options,
+Outcome LoadImImage(FileWindow& file, const PicturePlace& place, const LoadOptions& options,
                     DecodedImage& image, bool& damaged) {
   image = {};
   damaged = false;

@@ -14,7 +14,7 @@ namespace kz {
 // double-dot image is one pixel, and the resolution half of what it says. Data that end too
 // early leave the rest white, with a warning, and set `damaged`; with options.strict they
 // fail with -7. Fails with -9 for a picture without a size or above the limit.
-Outcome LoadImImage(FileWindow& file, const PicturePlace& place, const DecodeOptions& options,
+Outcome LoadImImage(FileWindow& file, const PicturePlace& place, const LoadOptions& options,
                     DecodedImage& image, bool& damaged);
 
 // What LoadImImage makes, without making it.

@@ -225,7 +225,7 @@ TEST(DamagedContents, GiveTheRowsBeforeTheFault) {
   EXPECT_EQ(decoded.Text(), "FFFFFF FFFFFF/FFFFFF FFFFFF/010101 020202");
   EXPECT_EQ(decoded.outcome.warnings, std::vector<std::string>{"rows 1 to 2 could not be read"});
 
-  DecodeOptions strict;
+  LoadOptions strict;
   strict.strict = true;
   EXPECT_EQ(Decode(Make(gray), {}, strict).outcome.status, K_ERROR_READ);
   gray.bands[0] = {1};
@@ -276,7 +276,7 @@ TEST(HugeContents, AreRefusedBeforeTheyTakeMemory) {
           << int{compression} << ", " << bits;
     }
   }
-  DecodeOptions options;
+  LoadOptions options;
   options.maxPixels = 5;
   const Given given = {"", kNone, 3, 2, 1, 0, {}, {{1, 2}}, ""};
   EXPECT_EQ(Decode(Make(given), {}, options).outcome.what,

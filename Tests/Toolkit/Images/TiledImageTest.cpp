@@ -51,7 +51,7 @@ TEST(TiledContents, KeepInksWhenAllAreInks) {
   ImageContent content;
   content.tiled = true;
   content.tiles = {Tile(ink, 1, 0)};
-  DecodeOptions options;
+  LoadOptions options;
   options.keepInks = true;
   Decoded decoded = Decode(content, {}, options);
   EXPECT_EQ(decoded.image.inks.rows, (Bytes{0, 0, 0, 0, 1, 2, 3, 4}));

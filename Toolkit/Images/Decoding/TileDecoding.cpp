@@ -27,7 +27,7 @@ bool IsGray(const RgbColor& color) { return color[0] == color[1] && color[1] == 
 class TileDecoder {
  public:
   TileDecoder(const ImageContent& content, const ImageDescriptor& descriptor,
-              const DecodeOptions& options)
+              const LoadOptions& options)
       : m_content(content), m_descriptor(descriptor), m_options(options) {}
 
   Outcome Decode(CodedPicture& picture) {
@@ -114,7 +114,7 @@ class TileDecoder {
 
   const ImageContent& m_content;
   const ImageDescriptor& m_descriptor;
-  const DecodeOptions& m_options;
+  const LoadOptions& m_options;
   TileCanvas m_canvas;
   RgbColor m_foreground = kBlack;
   int64_t m_budget = 0;
@@ -159,7 +159,7 @@ ImageShape ShapeOfTiles(const ImageContent& content, const ImageDescriptor& desc
 }
 
 Outcome DecodeTiles(const ImageContent& content, const ImageDescriptor& descriptor,
-                    const DecodeOptions& options, CodedPicture& picture) {
+                    const LoadOptions& options, CodedPicture& picture) {
   picture = {};
   return TileDecoder(content, descriptor, options).Decode(picture);
 }

@@ -15,6 +15,6 @@ ImageShape ShapeOfTiles(const ImageContent& content, const ImageDescriptor& desc
 // made to cost time, and fails with -9. Else fails as DecodeImage does; with -7 when not
 // one tile could be read.
 Outcome DecodeTiles(const ImageContent& content, const ImageDescriptor& descriptor,
-                    const DecodeOptions& options, CodedPicture& picture);
+                    const LoadOptions& options, CodedPicture& picture);
 
 }  // namespace kz
