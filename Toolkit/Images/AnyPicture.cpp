@@ -142,19 +142,24 @@ Outcome LoadAnyPicture(FileWindow& file, const PicturePlace& place, const LoadOp
                        DecodedImage& image, PictureInfo& info, bool& damaged) {
   image = {};
   damaged = false;
+  PictureInfo found;
+  found.container = place.container;
   Outcome outcome;
-  if (place.kind == PictureKind::Ioca) {
-    PictureInfo found;
-    found.container = place.container;
-    outcome = LoadImage(file, place, options, image, found, damaged);
-    info = found;
-  } else {
-    outcome = DescribeAnyPicture(file, place, info);
-    if (!outcome.Ok()) return outcome;
-    outcome = place.kind == PictureKind::Im1
-                  ? LoadImImage(file, place, options, image, damaged)
-                  : LoadContainedFile(file, place, options, image, damaged);
+  switch (place.kind) {
+    case PictureKind::Ioca:
+      outcome = LoadImage(file, place, options, image, found, damaged);
+      break;
+    case PictureKind::Im1:
+      outcome = DescribeIm(file, place, found);
+      if (outcome.Ok()) outcome = LoadImImage(file, place, options, image, damaged);
+      break;
+    case PictureKind::Jpeg:
+    case PictureKind::Tiff:
+      outcome = LoadContainedFile(file, place, options, image, found, damaged);
+      break;
   }
+  found.bytes = UncompressedBytes(found);
+  info = found;
   if (!outcome.Ok()) return outcome;
   TakeSize(image, info);
   info.bytes = UncompressedBytes(info);

@@ -6,7 +6,6 @@
 #include <new>
 #include <string>
 
-#include "Format/FieldScan.h"
 #include "Toolkit/Files/FileDescriptor.h"
 #include "Toolkit/Files/SpoolFile.h"
 #include "Toolkit/Imaging/JpegCodec.h"
@@ -25,22 +24,65 @@ constexpr uint32_t kMaxSide = 1U << 30;
 
 constexpr uint8_t kJpeg = RowOf(Compression::Jpeg).id;
 
-// TIFF files point to and fro in themselves: they are read as files.
-Outcome Spool(const std::vector<unsigned char>& data, SpoolFile& spool) {
-  Outcome outcome = spool.Open();
-  if (outcome.Ok() && !WriteFully(spool.Descriptor(), data.data(), data.size())) {
-    outcome = SystemFailure(K_ERROR_WRITE, errno);
-  }
-  return outcome;
+// Of the beginning, for telling one kind of file from another.
+constexpr size_t kSignatureBytes = 4;
+
+Outcome Empty() { return Failure(K_ERROR_READ, "its object container is empty"); }
+
+Outcome Append(SpoolFile& spool, const std::vector<unsigned char>& data) {
+  if (WriteFully(spool.Descriptor(), data.data(), data.size())) return {};
+  return SystemFailure(K_ERROR_WRITE, errno);
 }
 
-Outcome LoadTiff(const std::vector<unsigned char>& data, const LoadOptions& options,
-                 DecodedImage& image, bool& damaged) {
-  SpoolFile spool;
-  Outcome outcome = Spool(data, spool);
+// `data` are the beginning of the file and get as much of the rest as it takes.
+Outcome DescribeJpeg(ContainerData& rest, std::vector<unsigned char>& data, PictureInfo& info) {
+  info.coding = Coding::Jpeg;
+  info.compression = RowOf(Compression::Jpeg).name;
+  info.storedAs = PictureFormat::kJpeg;
+  JpegFrame frame;
+  size_t at = 0;
+  JpegSearch found = JpegSearch::MoreData;
+  do {
+    found = FindJpegFrame(data, at, frame);
+  } while (found == JpegSearch::MoreData && rest.Append(data));
+  if (found != JpegSearch::Found) {
+    return Failure(K_ERROR_INVALID_FORMAT, "the JPEG data have no usable frame header");
+  }
+  info.width = frame.width;
+  info.height = frame.height;
+  info.bitsPerPixel = 8 * frame.components;
+  return {};
+}
+
+// TIFF files point to and fro in themselves: they are read as files. `data` are the beginning
+// of the file, and are used up.
+Outcome SpoolTiff(ContainerData& rest, std::vector<unsigned char>& data, SpoolFile& spool,
+                  PictureInfo& info) {
+  info.compression = "TIFF file";
+  info.storedAs = PictureFormat::kTiff;
+  uint64_t size = 0;
+  Outcome outcome = spool.Open();
+  for (bool more = true; more && outcome.Ok(); more = rest.Append(data)) {
+    outcome = Append(spool, data);
+    size += data.size();
+    data.clear();
+  }
   if (!outcome.Ok()) return outcome;
+  TiffFile tiff(OpenDescriptor(spool.Path().c_str(), O_RDONLY), "r");
+  tiff.Allow(size + kTiffTagsRead);
+  if (tiff.Get() == nullptr) return tiff.Complaint(K_ERROR_INVALID_FORMAT);
+  const TiffTags tags = ReadTiffTags(tiff.Get());
+  if (tags.width > kMaxSide || tags.height > kMaxSide) return Failure(K_ERROR_INVALID_FORMAT);
+  info.width = static_cast<int>(tags.width);
+  info.height = static_cast<int>(tags.height);
+  info.bitsPerPixel = tags.bitsPerSample * tags.samples;
+  return {};
+}
+
+Outcome LoadTiff(const SpoolFile& spool, const LoadOptions& options, DecodedImage& image,
+                 bool& damaged) {
   PictureReader reader;
-  outcome = reader.Open(spool.Path(), options.maxPixels);
+  Outcome outcome = reader.Open(spool.Path(), options.maxPixels);
   if (outcome.Ok()) outcome = reader.Read(1, image.bitmap);
   if (!outcome.Ok()) return outcome;
   damaged = !outcome.warnings.empty();
@@ -55,73 +97,70 @@ Outcome LoadTiff(const std::vector<unsigned char>& data, const LoadOptions& opti
   return outcome;
 }
 
-Outcome DescribeJpeg(const std::vector<unsigned char>& data, PictureInfo& info) {
-  info.coding = Coding::Jpeg;
-  info.compression = RowOf(Compression::Jpeg).name;
-  info.storedAs = PictureFormat::kJpeg;
-  JpegFrame frame;
-  size_t at = 0;
-  if (FindJpegFrame(data, at, frame) != JpegSearch::Found) {
-    return Failure(K_ERROR_INVALID_FORMAT, "the JPEG data have no usable frame header");
+// Reads the beginning of a contained file, or all of it.
+bool ReadBeginning(ContainerData& parts, std::vector<unsigned char>& data) {
+  while (data.size() < kSignatureBytes && parts.Append(data)) {
   }
-  info.width = frame.width;
-  info.height = frame.height;
-  info.bitsPerPixel = 8 * frame.components;
-  return {};
-}
-
-Outcome DescribeTiff(const std::vector<unsigned char>& data, PictureInfo& info) {
-  info.compression = "TIFF file";
-  info.storedAs = PictureFormat::kTiff;
-  SpoolFile spool;
-  Outcome outcome = Spool(data, spool);
-  if (!outcome.Ok()) return outcome;
-  TiffFile tiff(OpenDescriptor(spool.Path().c_str(), O_RDONLY), "r");
-  tiff.Allow(data.size() + kTiffTagsRead);
-  if (tiff.Get() == nullptr) return tiff.Complaint(K_ERROR_INVALID_FORMAT);
-  const TiffTags tags = ReadTiffTags(tiff.Get());
-  if (tags.width > kMaxSide || tags.height > kMaxSide) return Failure(K_ERROR_INVALID_FORMAT);
-  info.width = static_cast<int>(tags.width);
-  info.height = static_cast<int>(tags.height);
-  info.bitsPerPixel = tags.bitsPerSample * tags.samples;
-  return {};
+  return !data.empty();
 }
 
 }  // namespace
 
-Outcome DescribeContainedFile(FileWindow& file, const PicturePlace& place, PictureInfo& info) {
-  std::vector<unsigned char> data;
-  Outcome outcome = ReadContainedFile(file, place, data);
-  if (!outcome.Ok()) return outcome;
-  return IsJpeg(data.data(), data.size()) ? DescribeJpeg(data, info) : DescribeTiff(data, info);
+bool ContainerData::Append(std::vector<unsigned char>& data) {
+  for (ScannedField field; m_walk.Next(field);) {
+    if (field.code != sf::kObjectContainerData) continue;
+    const ByteSpan part = DataOf(m_file, field);
+    data.insert(data.end(), part.begin(), part.end());
+    return true;
+  }
+  return false;
 }
 
 Outcome ReadContainedFile(FileWindow& file, const PicturePlace& place,
                           std::vector<unsigned char>& data) try {
   data.clear();
-  FieldWalk walk(file, place.bytes.begin, place.bytes.end);
-  for (ScannedField field; walk.Next(field);) {
-    if (field.code != sf::kObjectContainerData) continue;
-    const ByteSpan part = DataOf(file, field);
-    data.insert(data.end(), part.begin(), part.end());
+  ContainerData parts(file, place.bytes);
+  while (parts.Append(data)) {
   }
-  return data.empty() ? Failure(K_ERROR_READ, "its object container is empty") : Outcome{};
+  return data.empty() ? Empty() : Outcome{};
+} catch (const std::bad_alloc&) {
+  return Failure(K_ERROR_NO_MEMORY);
+}
+
+Outcome DescribeContainedFile(FileWindow& file, const PicturePlace& place, PictureInfo& info) try {
+  ContainerData parts(file, place.bytes);
+  std::vector<unsigned char> data;
+  if (!ReadBeginning(parts, data)) return Empty();
+  if (IsJpeg(data.data(), data.size())) return DescribeJpeg(parts, data, info);
+  SpoolFile spool;
+  return SpoolTiff(parts, data, spool, info);
 } catch (const std::bad_alloc&) {
   return Failure(K_ERROR_NO_MEMORY);
 }
 
 Outcome LoadContainedFile(FileWindow& file, const PicturePlace& place, const LoadOptions& options,
-                          DecodedImage& image, bool& damaged) {
+                          DecodedImage& image, PictureInfo& info, bool& damaged) try {
   image = {};
   damaged = false;
   ImageContent content;
   content.image.parameters.compression = kJpeg;
   content.image.at = place.bytes.begin;
   std::vector<unsigned char>& data = content.image.bands.emplace_back();
-  Outcome outcome = ReadContainedFile(file, place, data);
+  ContainerData parts(file, place.bytes);
+  if (!ReadBeginning(parts, data)) return Empty();
+  if (!IsJpeg(data.data(), data.size())) {
+    SpoolFile spool;
+    Outcome outcome = SpoolTiff(parts, data, spool, info);
+    return outcome.Ok() ? LoadTiff(spool, options, image, damaged) : outcome;
+  }
+  Outcome outcome = DescribeJpeg(parts, data, info);
   if (!outcome.Ok()) return outcome;
-  return IsJpeg(data.data(), data.size()) ? DecodeImage(content, {}, options, image, damaged)
-                                          : LoadTiff(data, options, image, damaged);
+  while (parts.Append(data)) {
+  }
+  return DecodeImage(content, {}, options, image, damaged);
+} catch (const std::bad_alloc&) {
+  image = {};
+  return Failure(K_ERROR_NO_MEMORY);
 }
 
 }  // namespace kz

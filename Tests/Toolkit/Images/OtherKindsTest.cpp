@@ -5,7 +5,10 @@
 #include <vector>
 
 #include "Tests/Support/FileBuilder.h"
+#include "Tests/Support/TestPictures.h"
 #include "Toolkit/Documents/Document.h"
+#include "Toolkit/Images/AnyPicture.h"
+#include "Toolkit/Pictures/PictureFile.h"
 
 namespace {
 
@@ -170,6 +173,64 @@ TEST_F(OtherKinds, ContainersThatHoldNoPictureSaySo) {
     EXPECT_FALSE(outcome.what.empty());
     EXPECT_TRUE(m_bitmap.Empty());
   }
+}
+
+// The file as an object container, with so many bytes of it in a field.
+Bytes Container(const Bytes& data, size_t piece) {
+  Bytes fields = Field(0xA892, Bytes(8, 0x40)) + Field(0xEE92);
+  for (size_t at = 0; at < data.size(); at += piece) {
+    fields = fields + Field(0xEE92, Slice(data, at, piece));
+  }
+  return fields + Field(0xA992);
+}
+
+TEST_F(OtherKinds, FilesInContainersAreDescribedAsTheyAreLoaded) {
+  const kz::Bitmap picture = kz::test::SmoothBitmap(70, 20, 24);
+  for (const kz::PictureFormat format : {kz::PictureFormat::kJpeg, kz::PictureFormat::kTiff}) {
+    const std::string stored = m_folder / "picture";
+    kz::PictureWriter writer;
+    ASSERT_TRUE(writer.Open(stored, format).Ok());
+    ASSERT_TRUE(writer.AddPage(picture).Ok() && writer.Commit().Ok());
+    for (const size_t piece : {1, 100, 30000}) {
+      SCOPED_TRACE(std::to_string(static_cast<int>(format)) + " by " + std::to_string(piece));
+      kz::FileWindow file;
+      ASSERT_TRUE(file.Open(m_folder.File("file.afp", Container(FileBytes(stored), piece))).Ok());
+      kz::PicturePlace place;
+      place.bytes.end = file.Size();
+      place.kind = kz::PictureKind::Tiff;
+      kz::PictureInfo described, loaded;
+      EXPECT_TRUE(kz::DescribeAnyPicture(file, place, described).Ok());
+      kz::DecodedImage image;
+      bool damaged = true;
+      EXPECT_TRUE(kz::LoadAnyPicture(file, place, {}, image, loaded, damaged).Ok());
+      EXPECT_FALSE(damaged);
+      EXPECT_LE(kz::test::LargestDifference(image.bitmap, picture), 12);
+      for (const kz::PictureInfo& info : {described, loaded}) {
+        EXPECT_EQ(info.width, 70);
+        EXPECT_EQ(info.height, 20);
+        EXPECT_EQ(info.bitsPerPixel, 24);
+        EXPECT_EQ(info.bytes, 70u * 20 * 3);
+        EXPECT_EQ(info.storedAs, format);
+        EXPECT_EQ(info.compression, format == kz::PictureFormat::kJpeg ? "JPEG" : "TIFF file");
+      }
+    }
+  }
+}
+
+TEST_F(OtherKinds, JpegFilesInContainersAreReadToTheirFrameToBeDescribed) {
+  const Bytes frame = {0xFF, 0xD8, 0xFF, 0xC0, 0, 11, 8, 0, 3, 0, 5, 1, 1, 0x11, 0};
+  kz::FileWindow file;
+  const Bytes container = Container(frame + Bytes(1 << 20), 30000);
+  ASSERT_TRUE(file.Open(m_folder.File("file.afp", container)).Ok());
+  kz::PicturePlace place;
+  place.bytes.end = file.Size();
+  place.kind = kz::PictureKind::Jpeg;
+  kz::PictureInfo info;
+  EXPECT_TRUE(kz::DescribeAnyPicture(file, place, info).Ok());
+  EXPECT_EQ(info.width, 5);
+  EXPECT_EQ(info.height, 3);
+  EXPECT_FALSE(file.Held(0).empty());
+  EXPECT_TRUE(file.Held(file.Size() / 2).empty());
 }
 
 }  // namespace
