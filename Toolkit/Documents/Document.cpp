@@ -15,10 +15,6 @@ namespace kz {
 
 namespace {
 
-uint64_t UncompressedBytes(int64_t width, int64_t height, int bitsPerPixel) {
-  return static_cast<uint64_t>(height * ((width * bitsPerPixel + 7) / 8));
-}
-
 Outcome NoSuchPicture(size_t count) {
   if (count == 0) return Failure(K_ERROR_INVALID_FORMAT, "there is no picture");
   return Failure(K_ERROR_INVALID_FORMAT,
@@ -32,13 +28,9 @@ bool FilterReads(const IndexedPicture& at) {
 
 // What the image object says of the picture counts beside what its segment says.
 void TakeDescriptor(const ImageDescriptor& descriptor, PictureInfo& info) {
-  if (descriptor.width > 0 && descriptor.height > 0 &&
-      (descriptor.width < info.width || descriptor.height < info.height)) {
-    info.width = std::min(info.width, descriptor.width);
-    info.height = std::min(info.height, descriptor.height);
-    info.bytes = UncompressedBytes(info.width, info.height, info.bitsPerPixel);
-    info.storedAs = PictureFormat::kNone;
-  }
+  if (!CutSize(descriptor, info.width, info.height)) return;
+  info.bytes = UncompressedBytes(info.width, info.height, info.bitsPerPixel);
+  info.storedAs = PictureFormat::kNone;
 }
 
 Outcome DescribeFirst(const std::string& file, Container container, PictureInfo& info) {
@@ -192,8 +184,10 @@ Outcome Document::Load(const IndexedPicture& at, const LoadOptions& options, Dec
   if (FilterReads(at)) {
     filters = LoadFirstPicture(m_file, at.container, options, image.bitmap, info, damaged);
     if (filters.Ok()) {
-      Outcome described = ApplyDescriptor(ReadImageDescriptor(file, at), image.bitmap);
+      const ImageDescriptor descriptor = ReadImageDescriptor(file, at);
+      Outcome described = ApplyDescriptor(descriptor, image.bitmap);
       if (!described.Ok()) return described;
+      TakeDescriptor(descriptor, info);
     }
   }
   if ((filters.Ok() && !damaged) || filters.status == K_ERROR_NO_MEMORY) return filters;

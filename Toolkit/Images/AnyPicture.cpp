@@ -9,19 +9,8 @@ namespace kz {
 
 namespace {
 
-uint64_t UncompressedBytes(const PictureInfo& info) {
-  const uint64_t rowBits =
-      static_cast<uint64_t>(info.width) * static_cast<uint64_t>(info.bitsPerPixel);
-  return static_cast<uint64_t>(info.height) * ((rowBits + 7) / 8);
-}
-
 std::string CountWords(size_t count, const char* what) {
   return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
-}
-
-bool IsCut(const ImageDescriptor& descriptor, const ImageShape& shape) {
-  return descriptor.width > 0 && descriptor.height > 0 &&
-         (descriptor.width < shape.width || descriptor.height < shape.height);
 }
 
 // What the parameters say, before the data are looked at.
@@ -42,7 +31,7 @@ void Describe(const ImageContent& content, const ImageDescriptor& descriptor, Pi
   info.bitsPerPixel = shape.bitsPerPixel;
   info.xResolution = shape.xResolution;
   info.yResolution = shape.yResolution;
-  const bool whole = info.layout.empty() && !IsCut(descriptor, shape);
+  const bool whole = !CutSize(descriptor, info.width, info.height) && info.layout.empty();
   if (parameters.compression == RowOf(Compression::Jpeg).id) {
     info.coding = Coding::Jpeg;
     if (whole) info.storedAs = PictureFormat::kJpeg;
@@ -133,7 +122,7 @@ Outcome DescribeAnyPicture(FileWindow& file, const PicturePlace& place, PictureI
       break;
   }
   if (!outcome.Ok()) return outcome;
-  found.bytes = UncompressedBytes(found);
+  found.bytes = UncompressedBytes(found.width, found.height, found.bitsPerPixel);
   info = found;
   return outcome;
 }
@@ -158,11 +147,11 @@ Outcome LoadAnyPicture(FileWindow& file, const PicturePlace& place, const LoadOp
       outcome = LoadContainedFile(file, place, options, image, found, damaged);
       break;
   }
-  found.bytes = UncompressedBytes(found);
+  found.bytes = UncompressedBytes(found.width, found.height, found.bitsPerPixel);
   info = found;
   if (!outcome.Ok()) return outcome;
   TakeSize(image, info);
-  info.bytes = UncompressedBytes(info);
+  info.bytes = UncompressedBytes(info.width, info.height, info.bitsPerPixel);
   return outcome;
 }
 

@@ -86,9 +86,9 @@ Outcome DecodeMask(const CodedImage& mask, const LoadOptions& options, CodedPict
 }
 
 void CutInks(const ImageDescriptor& descriptor, InkPicture& inks) {
-  if (descriptor.width <= 0 || descriptor.height <= 0) return;
-  const int width = std::min(descriptor.width, inks.width);
-  const int height = std::min(descriptor.height, inks.height);
+  int width = inks.width;
+  int height = inks.height;
+  if (!CutSize(descriptor, width, height)) return;
   const auto rowBytes = static_cast<size_t>(inks.width) * 4;
   const auto cutBytes = static_cast<size_t>(width) * 4;
   for (size_t y = 0; y < static_cast<size_t>(height) && cutBytes < rowBytes; ++y) {
@@ -211,11 +211,9 @@ bool IsColored(const ImageDescriptor& descriptor) { return ColorOf(descriptor) !
 
 Outcome ApplyDescriptor(const ImageDescriptor& descriptor, Bitmap& bitmap) {
   int status = K_SUCCESS;
-  if (descriptor.width > 0 && descriptor.height > 0 &&
-      (descriptor.width < bitmap.Width() || descriptor.height < bitmap.Height())) {
-    status = CutBitmap(std::min(descriptor.width, bitmap.Width()),
-                       std::min(descriptor.height, bitmap.Height()), bitmap);
-  }
+  int width = bitmap.Width();
+  int height = bitmap.Height();
+  if (CutSize(descriptor, width, height)) status = CutBitmap(width, height, bitmap);
   if (status == K_SUCCESS && bitmap.BitsPerPixel() == 1 && bitmap.Palette() == nullptr) {
     const RgbColor color = ColorOf(descriptor);
     if (color != kBlack) status = ColorBits(color, bitmap);

@@ -100,5 +100,7 @@ KZ_TESTED Outcome ReadImageParameters(FileWindow& file, const PicturePlace& pict
                                       ImageContent& content);
 // The descriptor of the picture's object; one of size 0 when there is none.
 KZ_TESTED ImageDescriptor ReadImageDescriptor(FileWindow& file, const PicturePlace& picture);
+// Cuts the size of a picture, in pixels, to the descriptor's. Returns whether it was larger.
+bool CutSize(const ImageDescriptor& descriptor, int& width, int& height);
 
 }  // namespace kz

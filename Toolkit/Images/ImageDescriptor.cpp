@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "Format/FieldScan.h"
 #include "Toolkit/Images/ImageContent.h"
 #include "Toolkit/Images/ImageFields.h"
@@ -50,6 +52,14 @@ ImageDescriptor ReadImageDescriptor(FileWindow& file, const PicturePlace& pictur
     rest = rest.subspan(header->length);
   }
   return descriptor;
+}
+
+bool CutSize(const ImageDescriptor& descriptor, int& width, int& height) {
+  if (descriptor.width <= 0 || descriptor.height <= 0) return false;
+  if (width <= descriptor.width && height <= descriptor.height) return false;
+  width = std::min(width, descriptor.width);
+  height = std::min(height, descriptor.height);
+  return true;
 }
 
 }  // namespace kz

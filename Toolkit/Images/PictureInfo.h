@@ -30,4 +30,10 @@ struct PictureInfo {
   PictureFormat storedAs = PictureFormat::kNone;
 };
 
+// What `bytes` is for the size and depth of a picture.
+constexpr uint64_t UncompressedBytes(int width, int height, int bitsPerPixel) {
+  const uint64_t rowBits = static_cast<uint64_t>(width) * static_cast<uint64_t>(bitsPerPixel);
+  return static_cast<uint64_t>(height) * ((rowBits + 7) / 8);
+}
+
 }  // namespace kz

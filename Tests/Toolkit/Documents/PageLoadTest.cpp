@@ -216,6 +216,41 @@ TEST(Document, PagesFoundByTheIndexAreTheSamePages) {
   EXPECT_EQ(K_OpenFiles(), 0u);
 }
 
+TEST(Document, PicturesAreDescribedAsLargeAsTheirDescriptorLetsThemBe) {
+  const TemporaryFolder folder;
+  const struct {
+    unsigned width, height;  // of the descriptor
+    int seenWidth, seenHeight;
+  } cases[] = {{5, 2, 5, 2}, {5, 40, 5, 3}, {20, 2, 11, 2}, {20, 20, 11, 3}, {0, 2, 11, 3}};
+  const struct {
+    unsigned char compression;  // that the filter takes, or not
+    Bytes data;
+  } readers[] = {{0x03, Bytes(6, 0xFF)}, {0x0C, {0xFB, 0xFF}}};
+  for (const auto& c : cases) {
+    const Bytes descriptor = {0, 9, 96, 9, 96};
+    for (const auto& reader : readers) {
+      SCOPED_TRACE(testing::Message()
+                   << c.width << " x " << c.height << ", " << +reader.compression);
+      const Bytes segment = Segment(ImageSize(11, 3) + Encoding(reader.compression), reader.data);
+      const std::string file = folder.File(
+          "file", Field(0xA8A8) + Field(0xA8AF) + Field(0xA8FB) +
+                      Field(0xA6FB, descriptor + Big16(c.width) + Big16(c.height)) +
+                      PictureData(segment) + Field(0xA9FB) + Field(0xA9AF) + Field(0xA9A8));
+      kz::Bitmap bitmap;
+      kz::PictureInfo described, loaded;
+      EXPECT_TRUE(kz::DescribePicture(file, 1, described).Ok());
+      EXPECT_TRUE(kz::LoadPicture(file, 1, {}, bitmap, &loaded).Ok());
+      EXPECT_EQ(bitmap.Width(), c.seenWidth);
+      EXPECT_EQ(bitmap.Height(), c.seenHeight);
+      for (const kz::PictureInfo& info : {described, loaded}) {
+        EXPECT_EQ(info.width, c.seenWidth);
+        EXPECT_EQ(info.height, c.seenHeight);
+        EXPECT_EQ(info.bytes, static_cast<uint64_t>((c.seenWidth + 7) / 8 * c.seenHeight));
+      }
+    }
+  }
+}
+
 TEST(Document, PagesAreReadFromTheFileThatWasIndexed) {
   const TemporaryFolder folder;
   const Bytes report = FileBytes(KZ_SAMPLES "/report-g4.mda");
