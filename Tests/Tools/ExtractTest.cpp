@@ -9,6 +9,7 @@
 #include <memory>
 
 #include "Tests/Support/FileBuilder.h"
+#include "Tests/Support/InkProfiles.h"
 #include "Tests/Support/TemporaryFolder.h"
 #include "Tests/Tools/Pixes.h"
 #include "Tests/Tools/Program.h"
@@ -96,6 +97,29 @@ TEST(Extract, WhatCanBeReadIsSavedAndTheRestReported) {
     EXPECT_EQ(second.exit, 3);
     EXPECT_THAT(second.err, HasSubstr("cut.mda: warning: the file ends within"));
   }
+}
+
+TEST(Extract, InksLookAsTheProfileSays) {
+  const TemporaryFolder folder;
+  const Bytes structure = Parameter(0x9B, {0, 4, 0, 0, 0, 8, 8, 8, 8});
+  // Cyan and paper.
+  const std::string inks = folder.File(
+      "inks.ica", Segment(ImageSize(2, 1) + Encoding(3) + Parameter(0x96, {32}) + structure,
+                          {255, 0, 0, 0, 0, 0, 0, 0}));
+  const std::string profile = folder.File("green.icc", GreenProfile());
+  const std::string out = folder / "out.ppm";
+  const auto pixels = [&] {
+    const Bytes file = FileBytes(out);
+    return Slice(file, file.size() < 6 ? 0 : file.size() - 6, 6);
+  };
+  ASSERT_EQ(Kzica({"extract", inks, out}).exit, 0);
+  EXPECT_EQ(pixels(), Bytes({0, 255, 255, 255, 255, 255}));
+  ASSERT_EQ(Kzica({"extract", inks, out, "--profile", profile}).exit, 0);
+  const Bytes green = pixels();
+  ASSERT_EQ(green.size(), 6u);
+  EXPECT_GT(green[1], green[2] + 50);
+  EXPECT_EQ(Slice(green, 3, 3), Bytes(3, 255));
+  EXPECT_NE(Kzica({"extract", inks, out, "--profile", inks}).exit, 0);
 }
 
 TEST(Extract, ResourcesAreLookedForInAFolder) {

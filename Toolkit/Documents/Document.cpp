@@ -161,14 +161,14 @@ Outcome Document::ReadImageData(int picture, std::vector<unsigned char>& data) c
 }
 
 // What the file holds itself comes before what the caller has.
-const std::vector<unsigned char>& Document::InkProfile() const {
-  std::call_once(m_profileSought, [this] {
-    FileWindow file;
-    if (!file.Open(m_file).Ok()) return;
+SharedProfile Document::InkProfile(FileWindow& file) const {
+  std::call_once(m_profileSought, [&] {
     for (const IndexedResource& resource : m_index.resources) {
       if (resource.code != sf::kBeginObjectContainer) continue;
-      m_profile = FindInkProfile(file, resource.bytes);
-      if (!m_profile.empty()) break;
+      std::vector<unsigned char> profile = FindInkProfile(file, resource.bytes);
+      if (profile.empty()) continue;
+      m_profile = std::make_shared<const std::vector<unsigned char>>(std::move(profile));
+      break;
     }
   });
   return m_profile;
@@ -197,8 +197,8 @@ Outcome Document::Load(const IndexedPicture& at, const LoadOptions& options, Dec
   bool stillDamaged = false;
   LoadOptions others = options;
   others.strict |= options.complete;
-  if (!InkProfile().empty()) others.profile = InkProfile();
-  outcome = LoadAnyPicture(file, at, others, other, found, stillDamaged);
+  outcome = LoadAnyPicture(file, at, others, other, found, stillDamaged,
+                           [&] { return InkProfile(file); });
   if (filters.Ok() && (!outcome.Ok() || stillDamaged)) {
     return options.strict ? Failure(K_ERROR_INVALID_FORMAT, filters.warnings[0]) : filters;
   }

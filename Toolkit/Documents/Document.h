@@ -86,7 +86,7 @@ class K_EXPORT Document {
   Outcome AtPicture(int picture, Read read) const;
   Outcome Load(const IndexedPicture& at, const LoadOptions& options, DecodedImage& image,
                PictureInfo& info) const;
-  const std::vector<unsigned char>& InkProfile() const;
+  SharedProfile InkProfile(FileWindow& file) const;
 
   std::string m_name;
   std::string m_file;  // where the pictures are read: once it is indexed, the open file
@@ -95,7 +95,7 @@ class K_EXPORT Document {
   bool m_far = false;                           // beyond 2 GiB
   PageIndex m_index;
   mutable std::once_flag m_profileSought;
-  mutable std::vector<unsigned char> m_profile;  // of inks, that the file holds
+  mutable SharedProfile m_profile;  // of inks, that the file holds
 };
 
 // The same for one picture of a file, which is indexed for it.

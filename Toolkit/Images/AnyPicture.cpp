@@ -51,8 +51,16 @@ Outcome DescribeImage(FileWindow& file, const PicturePlace& place, PictureInfo& 
   return outcome;
 }
 
+LoadOptions WithProfile(LoadOptions options, const ProfileFinder& ownProfile) {
+  if (SharedProfile profile = ownProfile ? ownProfile() : nullptr) {
+    options.profile = std::move(profile);
+  }
+  return options;
+}
+
 Outcome LoadImage(FileWindow& file, const PicturePlace& place, const LoadOptions& options,
-                  DecodedImage& image, PictureInfo& info, bool& damaged) {
+                  const ProfileFinder& ownProfile, DecodedImage& image, PictureInfo& info,
+                  bool& damaged) {
   ImageContent content;
   PlainRows rows(options.maxPixels);
   Outcome outcome =
@@ -73,7 +81,11 @@ Outcome LoadImage(FileWindow& file, const PicturePlace& place, const LoadOptions
   }
   const bool cut = content.fault != K_SUCCESS;
   if (options.strict && cut) return Failure(content.fault, content.warnings.back());
-  outcome = DecodeImage(content, descriptor, options, image, damaged);
+  // Tiles of inks may be part of a colour picture, and JPEG data may have more components
+  // than is said.
+  const bool mayHaveInks = info.bitsPerPixel >= 24 || info.coding == Coding::Jpeg;
+  outcome = DecodeImage(content, descriptor,
+                        mayHaveInks ? WithProfile(options, ownProfile) : options, image, damaged);
   damaged |= cut;
   outcome.warnings.insert(outcome.warnings.begin(), content.warnings.begin(),
                           content.warnings.end());
@@ -128,7 +140,8 @@ Outcome DescribeAnyPicture(FileWindow& file, const PicturePlace& place, PictureI
 }
 
 Outcome LoadAnyPicture(FileWindow& file, const PicturePlace& place, const LoadOptions& options,
-                       DecodedImage& image, PictureInfo& info, bool& damaged) {
+                       DecodedImage& image, PictureInfo& info, bool& damaged,
+                       const ProfileFinder& ownProfile) {
   image = {};
   damaged = false;
   PictureInfo found;
@@ -136,7 +149,7 @@ Outcome LoadAnyPicture(FileWindow& file, const PicturePlace& place, const LoadOp
   Outcome outcome;
   switch (place.kind) {
     case PictureKind::Ioca:
-      outcome = LoadImage(file, place, options, image, found, damaged);
+      outcome = LoadImage(file, place, options, ownProfile, image, found, damaged);
       break;
     case PictureKind::Im1:
       outcome = DescribeIm(file, place, found);
@@ -144,7 +157,8 @@ Outcome LoadAnyPicture(FileWindow& file, const PicturePlace& place, const LoadOp
       break;
     case PictureKind::Jpeg:
     case PictureKind::Tiff:
-      outcome = LoadContainedFile(file, place, options, image, found, damaged);
+      outcome =
+          LoadContainedFile(file, place, WithProfile(options, ownProfile), image, found, damaged);
       break;
   }
   found.bytes = UncompressedBytes(found.width, found.height, found.bitsPerPixel);

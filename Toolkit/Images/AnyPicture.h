@@ -1,6 +1,7 @@
 // Any picture of a file, whatever holds it: the reader of what the filter doesn't take.
 #pragma once
 
+#include <functional>
 #include <vector>
 
 #include "Toolkit/Base/Tested.h"
@@ -16,11 +17,15 @@ namespace kz {
 KZ_TESTED Outcome DescribeAnyPicture(FileWindow& file, const PicturePlace& place,
                                      PictureInfo& info);
 
+// Finds the profile that a document has for its pictures of inks; null: it has none.
+using ProfileFinder = std::function<SharedProfile()>;
+
 // Makes the picture as DecodeImage, LoadImImage and LoadContainedFile do. `info` is
-// what the file says of it, and says the size of `image` afterwards.
+// what the file says of it, and says the size of `image` afterwards. `ownProfile`, which
+// comes before that of the options, is asked only for pictures that may be of inks.
 KZ_TESTED Outcome LoadAnyPicture(FileWindow& file, const PicturePlace& place,
                                  const LoadOptions& options, DecodedImage& image, PictureInfo& info,
-                                 bool& damaged);
+                                 bool& damaged, const ProfileFinder& ownProfile = {});
 
 // The picture's data as they are stored, if they are in one piece: -9 for tiles, bands and
 // IM images, else as DescribeAnyPicture.

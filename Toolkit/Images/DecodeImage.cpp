@@ -157,12 +157,14 @@ Outcome Finish(const ImageContent& content, const ImageDescriptor& descriptor,
     CutInks(descriptor, image.inks);
     image.inks.xResolution = resolution.x;
     image.inks.yResolution = resolution.y;
-    if (image.inks.profile.empty()) image.inks.profile = options.profile;
+    if (image.inks.profile.empty() && options.profile != nullptr) {
+      image.inks.profile = *options.profile;
+    }
     return {};
   }
   Outcome outcome;
   if (picture.HasInks()) {
-    outcome = ConvertInks(picture.inks, options.profile, image.bitmap);
+    outcome = InkPictureConverter(options.profile).Convert(picture.inks, image.bitmap);
     if (!outcome.Ok()) return outcome;
     picture.inks = {};
   } else {

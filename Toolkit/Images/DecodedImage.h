@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "Toolkit/Base/Bitmap.h"
@@ -9,14 +10,19 @@
 
 namespace kz {
 
+// An ICC profile of cyan, magenta, yellow and black.
+using SharedProfile = std::shared_ptr<const std::vector<unsigned char>>;
+
 struct LoadOptions {
   int64_t maxPixels = kDefaultMaxPixels;
-  bool strict = false;    // damaged data fail, instead of giving what they have
-  bool complete = false;  // only such fail of which rows are missing, not those with wrong ones
+  bool strict = false;  // damaged data fail, instead of giving what they have
+  // Pictures of which rows are missing fail. Those that have all their rows are loaded, though
+  // some may be wrong: `strict` refuses these too.
+  bool complete = false;
   bool keepInks = false;  // pictures of inks go to DecodedImage::inks
-  // ICC profile of pictures of inks that have none of their own; empty: the plain formula,
+  // Of pictures of inks that have no profile of their own; null: the plain formula,
   // (1 - c)(1 - k).
-  std::vector<unsigned char> profile;
+  SharedProfile profile;
 };
 
 // One of the two.
@@ -26,8 +32,7 @@ struct DecodedImage {
   bool IsInks() const { return !inks.rows.empty(); }
 };
 
-// Whether these bytes are an ICC profile of cyan, magenta, yellow and black, as
-// LoadOptions::profile is.
+// Whether these bytes are such a profile.
 K_EXPORT bool IsInkProfile(const std::vector<unsigned char>& profile);
 
 }  // namespace kz

@@ -166,11 +166,14 @@ class Extraction {
   kz::Outcome ReadProfile() {
     if (m_options.profile.empty()) return {};
     std::ifstream file(m_options.profile, std::ios::binary);
-    std::vector<unsigned char>& profile = m_load.profile;
-    profile.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    const std::vector<unsigned char> profile{std::istreambuf_iterator<char>(file),
+                                             std::istreambuf_iterator<char>()};
     if (!file.is_open() || file.bad()) return kz::SystemFailure(K_ERROR_OPEN_READ, errno);
-    if (kz::IsInkProfile(profile)) return {};
-    return kz::Failure(K_ERROR_INVALID_FORMAT, "this is no ICC profile of CMYK");
+    if (!kz::IsInkProfile(profile)) {
+      return kz::Failure(K_ERROR_INVALID_FORMAT, "this is no ICC profile of CMYK");
+    }
+    m_load.profile = std::make_shared<const std::vector<unsigned char>>(profile);
+    return {};
   }
 
   Subject SubjectOf(const Wanted& wanted) const {

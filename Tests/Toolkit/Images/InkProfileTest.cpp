@@ -1,44 +1,14 @@
 // Pictures of inks and the ICC profiles that say what the inks look like.
 #include <gtest/gtest.h>
-#include <lcms2.h>
 
 #include <string>
 
 #include "Tests/Support/FileBuilder.h"
+#include "Tests/Support/ImageContents.h"
+#include "Tests/Support/InkProfiles.h"
 #include "Toolkit/Documents/Document.h"
 
 namespace {
-
-// All inks look green.
-cmsInt32Number Green(const cmsUInt16Number in[], cmsUInt16Number out[], void*) {
-  const cmsCIELab lab = {80.0 - 40.0 * in[0] / 65535.0, -60, 40};
-  cmsFloat2LabEncoded(out, &lab);
-  return TRUE;
-}
-
-Bytes Profile(cmsColorSpaceSignature space) {
-  cmsHPROFILE profile = cmsCreateProfilePlaceholder(nullptr);
-  cmsSetProfileVersion(profile, 4.0);
-  cmsSetDeviceClass(profile, cmsSigOutputClass);
-  cmsSetColorSpace(profile, space);
-  cmsSetPCS(profile, cmsSigLabData);
-  cmsPipeline* pipeline = cmsPipelineAlloc(nullptr, 4, 3);
-  cmsStage* table = cmsStageAllocCLut16bit(nullptr, 3, 4, 3, nullptr);
-  EXPECT_TRUE(cmsStageSampleCLut16bit(table, Green, nullptr, 0));
-  // A table stands between curves, here without effect.
-  for (cmsStage* stage : {cmsStageAllocToneCurves(nullptr, 4, nullptr), table,
-                          cmsStageAllocToneCurves(nullptr, 3, nullptr)}) {
-    EXPECT_TRUE(cmsPipelineInsertStage(pipeline, cmsAT_END, stage));
-  }
-  EXPECT_TRUE(cmsWriteTag(profile, cmsSigAToB0Tag, pipeline));
-  cmsUInt32Number size = 0;
-  EXPECT_TRUE(cmsSaveProfileToMem(profile, nullptr, &size));
-  Bytes bytes(size);
-  EXPECT_TRUE(cmsSaveProfileToMem(profile, bytes.data(), &size));
-  cmsPipelineFree(pipeline);
-  cmsCloseProfile(profile);
-  return bytes;
-}
 
 Bytes Container(const Bytes& data) {
   Bytes fields = Field(0xA892, Bytes(8, 0xC1));
@@ -66,7 +36,7 @@ class InkProfile : public testing::Test {
   // Red, green and blue of both pixels.
   Bytes Colors(const Bytes& document, const Bytes& profile) {
     kz::LoadOptions options;
-    options.profile = profile;
+    if (!profile.empty()) options.profile = std::make_shared<const Bytes>(profile);
     kz::Bitmap bitmap;
     const kz::Outcome outcome =
         kz::LoadPicture(m_folder.File("file.afp", document), 1, options, bitmap);
@@ -82,7 +52,7 @@ class InkProfile : public testing::Test {
   }
 
   TemporaryFolder m_folder;
-  const Bytes m_profile = Profile(cmsSigCmykData);
+  const Bytes m_profile = GreenProfile();
 };
 
 bool IsGreen(const Bytes& color) { return color[1] > color[0] + 50 && color[1] > color[2] + 50; }
@@ -101,7 +71,7 @@ TEST_F(InkProfile, IsTheDocumentsOrTheCallersOrThePlainFormula) {
 
 TEST_F(InkProfile, OfOtherColorsOrDamagedIsNone) {
   EXPECT_TRUE(kz::IsInkProfile(m_profile));
-  EXPECT_FALSE(kz::IsInkProfile(Profile(cmsSig4colorData)));
+  EXPECT_FALSE(kz::IsInkProfile(GreenProfile(cmsSig4colorData)));
   EXPECT_FALSE(kz::IsInkProfile({}));
   EXPECT_FALSE(kz::IsInkProfile(Bytes(m_profile.begin(), m_profile.begin() + 100)));
   const Bytes plain = {0, 255, 255, 255, 255, 255};
@@ -113,7 +83,7 @@ TEST_F(InkProfile, OfOtherColorsOrDamagedIsNone) {
 
 TEST_F(InkProfile, GoesWithInksThatAreKept) {
   kz::LoadOptions options;
-  options.profile = m_profile;
+  options.profile = std::make_shared<const Bytes>(m_profile);
   options.keepInks = true;
   kz::Document document(m_folder.File("file.afp", Document()));
   kz::DecodedImage image;
@@ -122,6 +92,35 @@ TEST_F(InkProfile, GoesWithInksThatAreKept) {
   ASSERT_TRUE(image.IsInks());
   EXPECT_EQ(image.inks.rows, Bytes({255, 0, 0, 0, 0, 0, 0, 0}));
   EXPECT_EQ(image.inks.profile, m_profile);
+}
+
+// One transform serves all tiles, and one warning.
+TEST_F(InkProfile, CountsForTilesAsForWholePictures) {
+  kz::ImageContent content;
+  content.tiled = true;
+  content.image.parameters.width = 6;
+  content.image.parameters.height = 1;
+  for (const int x : {0, 2, 4}) {
+    kz::ImageTile& tile = content.tiles.emplace_back();
+    const Bytes inks = {255, 0, 0, 0, 0, 0, 0, 0};
+    tile.image =
+        kz::test::Make({"", kz::test::kNone, 2, 1, 32, kz::test::kCmyk, {8, 8, 8, 8}, {inks}, ""})
+            .image;
+    tile.x = x;
+  }
+  kz::LoadOptions options;
+  const kz::test::Decoded plain = kz::test::Decode(content, {}, options);
+  EXPECT_TRUE(plain.outcome.warnings.empty());
+  EXPECT_EQ(plain.Text(), "00FFFF FFFFFF 00FFFF FFFFFF 00FFFF FFFFFF");
+  options.profile = std::make_shared<const Bytes>(Bytes{1, 2, 3});
+  const kz::test::Decoded damaged = kz::test::Decode(content, {}, options);
+  EXPECT_EQ(damaged.Text(), plain.Text());
+  EXPECT_EQ(damaged.outcome.warnings,
+            std::vector<std::string>{"the profile of the inks can't be used"});
+  options.profile = std::make_shared<const Bytes>(m_profile);
+  const std::string colors = kz::test::Decode(content, {}, options).Text();
+  EXPECT_EQ(colors.substr(0, 13), colors.substr(28));
+  EXPECT_NE(colors.substr(0, 6), "00FFFF");
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <lcms2.h>
 
 #include <algorithm>
+#include <new>
 
 #include "Toolkit/Images/Decoding/InkConversion.h"
 #include "Toolkit/Images/Decoding/SampleFormat.h"
@@ -74,21 +75,39 @@ double Chroma(const Components& components, size_t i) {
   return value * 127.0 / ((1 << (bits - 1)) - 1);
 }
 
-RgbColor FromLab(const Components& components) {
-  RgbColor color = kBlack;
-  const cmsCIELab lab = {Scaled(components, 0) / 2.55, Chroma(components, 1),
-                         Chroma(components, 2)};
-  cmsHPROFILE from = cmsCreateLab4Profile(nullptr);
-  cmsHPROFILE to = cmsCreate_sRGBProfile();
-  cmsHTRANSFORM transform = cmsCreateTransform(from, TYPE_Lab_DBL, to, TYPE_RGB_8,
-                                               INTENT_RELATIVE_COLORIMETRIC, cmsFLAGS_NOOPTIMIZE);
-  if (transform != nullptr) {
-    cmsDoTransform(transform, &lab, color.data(), 1);
-    cmsDeleteTransform(transform);
+// CIELAB to sRGB. A file may have many thousand colours: there is one for all of them.
+class LabConverter {
+ public:
+  LabConverter() {
+    cmsHPROFILE from = cmsCreateLab4Profile(nullptr);
+    cmsHPROFILE to = cmsCreate_sRGBProfile();
+    // Several threads use it.
+    m_transform =
+        cmsCreateTransform(from, TYPE_Lab_DBL, to, TYPE_RGB_8, INTENT_RELATIVE_COLORIMETRIC,
+                           cmsFLAGS_NOOPTIMIZE | cmsFLAGS_NOCACHE);
+    if (from != nullptr) cmsCloseProfile(from);
+    if (to != nullptr) cmsCloseProfile(to);
+    // The next colour gets another attempt.
+    if (m_transform == nullptr) throw std::bad_alloc();
   }
-  cmsCloseProfile(from);
-  cmsCloseProfile(to);
-  return color;
+  ~LabConverter() { cmsDeleteTransform(m_transform); }
+  LabConverter(const LabConverter&) = delete;
+  LabConverter& operator=(const LabConverter&) = delete;
+
+  RgbColor Convert(const cmsCIELab& lab) const {
+    RgbColor color = kBlack;
+    cmsDoTransform(m_transform, &lab, color.data(), 1);
+    return color;
+  }
+
+ private:
+  cmsHTRANSFORM m_transform = nullptr;
+};
+
+RgbColor FromLab(const Components& components) {
+  static const LabConverter converter;
+  return converter.Convert(
+      {Scaled(components, 0) / 2.55, Chroma(components, 1), Chroma(components, 2)});
 }
 
 // The colour covers so many percent of the paper.

@@ -48,20 +48,25 @@ void InkConverter::Convert(const unsigned char* inks, int pixels, unsigned char*
   }
 }
 
-Outcome ConvertInks(const InkPicture& inks, const std::vector<unsigned char>& profile,
-                    Bitmap& bitmap) {
+Outcome InkPictureConverter::Convert(const InkPicture& inks, Bitmap& bitmap) {
   const int status = bitmap.Create(inks.width, inks.height, 24, K_ORDER_RGB);
   if (status != K_SUCCESS) return Failure(status);
   bitmap.SetResolution(inks.xResolution, inks.yResolution);
-  const std::vector<unsigned char>& used = inks.profile.empty() ? profile : inks.profile;
-  const InkConverter converter(used);
+  const std::vector<unsigned char> none;
+  const std::vector<unsigned char>& given = m_profile != nullptr ? *m_profile : none;
+  const std::vector<unsigned char>& used = inks.profile.empty() ? given : inks.profile;
+  if (!m_converter || used != m_used) {
+    m_used = used;
+    m_converter.emplace(m_used);
+  }
   const size_t rowBytes = static_cast<size_t>(inks.width) * 4;
   for (int row = 0; row < inks.height; ++row) {
-    converter.Convert(inks.rows.data() + static_cast<size_t>(row) * rowBytes, inks.width,
-                      bitmap.TopDownRow(row));
+    m_converter->Convert(inks.rows.data() + static_cast<size_t>(row) * rowBytes, inks.width,
+                         bitmap.TopDownRow(row));
   }
   Outcome outcome;
-  if (!used.empty() && !converter.HasProfile()) {
+  if (!used.empty() && !m_converter->HasProfile() && !m_warned) {
+    m_warned = true;
     outcome.warnings.emplace_back("the profile of the inks can't be used");
   }
   return outcome;

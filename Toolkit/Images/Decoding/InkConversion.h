@@ -1,6 +1,8 @@
 // From printing inks to red, green and blue.
 #pragma once
 
+#include <optional>
+#include <utility>
 #include <vector>
 
 #include "Toolkit/Images/DecodeImage.h"
@@ -24,8 +26,22 @@ class InkConverter {
   void* m_transform = nullptr;
 };
 
-// Makes the picture one of 24 bits, by its own profile or the one given.
-Outcome ConvertInks(const InkPicture& inks, const std::vector<unsigned char>& profile,
-                    Bitmap& bitmap);
+// Converts the pictures of inks that one picture is made of. What a profile takes is worked
+// out once for all that follow each other with it.
+class InkPictureConverter {
+ public:
+  // `profile` is that of pictures without one of their own; null: the plain formula.
+  explicit InkPictureConverter(SharedProfile profile) : m_profile(std::move(profile)) {}
+
+  // Makes the picture one of 24 bits. The first one whose profile can't be used gets a
+  // warning.
+  Outcome Convert(const InkPicture& inks, Bitmap& bitmap);
+
+ private:
+  SharedProfile m_profile;
+  std::vector<unsigned char> m_used;  // of the converter
+  std::optional<InkConverter> m_converter;
+  bool m_warned = false;
+};
 
 }  // namespace kz

@@ -28,7 +28,7 @@ class TileDecoder {
  public:
   TileDecoder(const ImageContent& content, const ImageDescriptor& descriptor,
               const LoadOptions& options)
-      : m_content(content), m_descriptor(descriptor), m_options(options) {}
+      : m_content(content), m_descriptor(descriptor), m_options(options), m_inks(options.profile) {}
 
   Outcome Decode(CodedPicture& picture) {
     ImageShape shape = ShapeOfTiles(m_content, m_descriptor);
@@ -84,8 +84,9 @@ class TileDecoder {
     m_warnings.insert(m_warnings.end(), picture.warnings.begin(), picture.warnings.end());
     if (picture.HasInks() && !KeepsInks()) {
       Bitmap converted;
-      outcome = ConvertInks(picture.inks, m_options.profile, converted);
+      outcome = m_inks.Convert(picture.inks, converted);
       if (!outcome.Ok()) return outcome;
+      m_warnings.insert(m_warnings.end(), outcome.warnings.begin(), outcome.warnings.end());
       picture.inks = {};
       picture.bitmap = std::move(converted);
     } else if (picture.HasInks() && m_canvas.Picture().inks.profile.empty()) {
@@ -116,6 +117,7 @@ class TileDecoder {
   const ImageDescriptor& m_descriptor;
   const LoadOptions& m_options;
   TileCanvas m_canvas;
+  InkPictureConverter m_inks;
   RgbColor m_foreground = kBlack;
   int64_t m_budget = 0;
   bool m_damaged = false;
