@@ -142,6 +142,7 @@ SmallField SegmentStart(const SegmentImage& image) {
   PutField(fields, sdf::kImageEncoding, {image.compression, kRecordingRidic});
   const auto bits = static_cast<unsigned char>(image.bitsPerPixel);
   PutField(fields, sdf::kIdeSize, {bits});
+  if (functionSet != kFunctionSet11) return fields;
   // Grey is the Y of YCbCr. JPEG data of three components are marked as RGB, too: what
   // the decoder makes of them is that.
   if (image.bitsPerPixel == 24) {

@@ -11,11 +11,21 @@ namespace kz {
 // A whole field without 0x5A. Each has room here.
 using SmallField = FixedBytes<80>;
 
+// Data bytes of an Image Data field. In a document an Image Picture Data field holds one,
+// and is 8188 bytes long then.
+constexpr unsigned kDocumentImageData = 8176;
+constexpr unsigned kBareImageData = 0xFFFF;
+
+// Dots per inch of the page of an image that says none.
+constexpr int kDefaultPageResolution = 96;
+// Resolutions are stored in tenths, and 0x8000 and above stand for "none".
+constexpr int kMaxPageResolution = 0x7FFF / 10;
+
 // An image and its page, which is as large.
 struct PageImage {
   int width;  // pixels
   int height;
-  int xResolution;  // dots per inch, not 0
+  int xResolution;  // dots per inch, not 0 where there is a page
   int yResolution;
   uint8_t functionSet = 0;  // that the descriptor of the image says; 0: none
 };
@@ -23,7 +33,7 @@ struct PageImage {
 constexpr uint8_t kFunctionSet10 = 10;
 constexpr uint8_t kFunctionSet11 = 11;
 
-// What the image segment of a page of function set 11 holds.
+// What the image segment of a page holds.
 struct SegmentImage {
   PageImage page;
   uint8_t compression;  // identifier of the Image Encoding field
@@ -49,8 +59,8 @@ SmallField ImageDataDescriptorField(const PageImage& image);
 std::array<SmallField, 10> PageStartFields(const PageImage& image);
 std::array<SmallField, 2> PageEndFields();
 
-// The self-defining fields of a segment of function set 11 that stand before its image
-// data, and those after them.
+// The self-defining fields of a segment that stand before its image data, and those after
+// them. The structure of the image's elements is described in function set 11 only.
 SmallField SegmentStart(const SegmentImage& image);
 SmallField SegmentEnd();
 

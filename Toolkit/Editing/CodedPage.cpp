@@ -12,10 +12,8 @@ namespace kz {
 
 namespace {
 
-// Image data bytes of one Image Data field. In a document an Image Picture Data field
-// holds one, and is 8188 bytes long then.
-constexpr size_t kDocumentData = 8176;
-constexpr size_t kBareData = 0xFFFF;
+// Fields are gathered until there is so much to be written.
+constexpr size_t kWrittenAtOnce = size_t{256} * 1024;
 
 void AddBytes(std::string& to, ByteSpan bytes) {
   to.append(reinterpret_cast<const char*>(bytes.data()), bytes.size());
@@ -61,36 +59,40 @@ Outcome CodedPageWriter::Open(const std::string& file, SaveMode mode, Container 
   return {};
 }
 
-Outcome CodedPageWriter::Begin(const SegmentImage& image) {
+void CodedPageWriter::Begin(const SegmentImage& image) {
   if (m_container != Container::Ioca) {
     if (m_newFile) AddField(BeginDocumentField(), true);
     for (const SmallField& field : PageStartFields(image.page)) AddField(field, true);
   }
-  AddPictureData(SegmentStart(image));
-  return {};
+  AddSegmentFields(SegmentStart(image));
 }
 
 Outcome CodedPageWriter::Put(ByteSpan data) {
-  const size_t most = m_container == Container::Ioca ? kBareData : kDocumentData;
-  Outcome outcome;
-  while (!data.empty() && outcome.Ok()) {
-    const size_t count = std::min(data.size(), most - m_data.size());
-    AddBytes(m_data, data.first(count));
+  while (!data.empty()) {
+    if (m_room == 0) {
+      m_dataHead = m_out.size();
+      m_room = MostData();
+      m_out += DataHeaders(m_room);
+    }
+    const size_t count = std::min<size_t>(data.size(), m_room);
+    AddBytes(m_out, data.first(count));
     data = data.subspan(count);
-    if (m_data.size() == most) outcome = Flush();
+    m_room -= static_cast<unsigned>(count);
+    if (m_room > 0 || m_out.size() < kWrittenAtOnce) continue;
+    Outcome outcome = Write();
+    if (!outcome.Ok()) return outcome;
   }
-  return outcome;
+  return {};
 }
 
 Outcome CodedPageWriter::Finish() {
-  Outcome outcome = Flush();
-  if (!outcome.Ok()) return outcome;
-  AddPictureData(SegmentEnd());
+  EndImageData();
+  AddSegmentFields(SegmentEnd());
   if (m_container != Container::Ioca) {
     for (const SmallField& field : PageEndFields()) AddField(field, true);
     AddField(EndDocumentField(), false);
   }
-  outcome = Flush();
+  Outcome outcome = Write();
   if (!outcome.Ok()) return outcome;
   const off_t end = ::lseek(m_file.Get(), 0, SEEK_CUR);
   if (end < 0 || ::ftruncate(m_file.Get(), end) != 0) return SystemFailure(K_ERROR_WRITE, errno);
@@ -104,27 +106,44 @@ void CodedPageWriter::AddField(ByteSpan field, bool prefixed) {
   AddBytes(m_out, field);
 }
 
-// Adds fields of the segment, in a document in an Image Picture Data field.
-void CodedPageWriter::AddPictureData(ByteSpan data) {
-  if (m_container != Container::Ioca) {
-    unsigned char introducer[kIntroducerLength];
-    PutIntroducer(introducer, static_cast<unsigned>(kIntroducerLength + data.size()),
-                  sf::kImagePictureData);
-    AddField(introducer, true);
-  }
-  AddBytes(m_out, data);
+// What an Image Picture Data field of so many bytes begins with.
+void CodedPageWriter::AddIntroducer(std::string& to, unsigned length) const {
+  if (m_container == Container::ModcaCarriageControl) to += static_cast<char>(kCarriageControl);
+  unsigned char introducer[kIntroducerLength];
+  PutIntroducer(introducer, kIntroducerLength + length, sf::kImagePictureData);
+  AddBytes(to, introducer);
 }
 
-// Writes what is there.
-Outcome CodedPageWriter::Flush() {
-  if (!m_data.empty()) {
-    unsigned char header[kMaxSelfDefiningHeader];
-    const auto length = static_cast<uint16_t>(m_data.size());
-    const unsigned count = PutSelfDefiningHeader(header, {sdf::kImageData, length});
-    m_data.insert(0, reinterpret_cast<const char*>(header), count);
-    AddPictureData(SpanOf(m_data));
-    m_data.clear();
-  }
+// Adds fields of the segment, in a document in an Image Picture Data field.
+void CodedPageWriter::AddSegmentFields(ByteSpan fields) {
+  if (m_container != Container::Ioca) AddIntroducer(m_out, static_cast<unsigned>(fields.size()));
+  AddBytes(m_out, fields);
+}
+
+unsigned CodedPageWriter::MostData() const {
+  return m_container == Container::Ioca ? kBareImageData : kDocumentImageData;
+}
+
+// What stands before so many bytes of image data.
+std::string CodedPageWriter::DataHeaders(unsigned length) const {
+  unsigned char header[kMaxSelfDefiningHeader];
+  const unsigned count =
+      PutSelfDefiningHeader(header, {sdf::kImageData, static_cast<uint16_t>(length)});
+  std::string headers;
+  if (m_container != Container::Ioca) AddIntroducer(headers, count + length);
+  AddBytes(headers, {header, count});
+  return headers;
+}
+
+// Says the length of an Image Data field that isn't full.
+void CodedPageWriter::EndImageData() {
+  if (m_room == 0) return;
+  const std::string headers = DataHeaders(MostData() - m_room);
+  m_out.replace(m_dataHead, headers.size(), headers);
+  m_room = 0;
+}
+
+Outcome CodedPageWriter::Write() {
   const ByteSpan out = SpanOf(m_out);
   const bool written = WriteFully(m_file.Get(), out.data(), out.size());
   m_out.clear();

@@ -14,11 +14,8 @@ namespace kz {
 
 namespace {
 
-// Of a picture that says none, as the filter has it.
-constexpr int kDefaultResolution = 96;
-
 SegmentImage SegmentOf(const Bitmap& bitmap, Compression compression, int bitsPerPixel) {
-  const auto known = [](int dpi) { return dpi != 0 ? dpi : kDefaultResolution; };
+  const auto known = [](int dpi) { return dpi != 0 ? dpi : kDefaultPageResolution; };
   const unsigned id = CompressionIdAt(RowOf(compression), bitsPerPixel);
   return {{bitmap.Width(), bitmap.Height(), known(bitmap.XResolution()),
            known(bitmap.YResolution()), kFunctionSet11},
@@ -100,8 +97,8 @@ Outcome WriteColorPage(const std::string& file, const Bitmap& bitmap, const Save
                        int bitsPerPixel) {
   CodedPageWriter writer;
   Outcome outcome = writer.Open(file, request.mode, request.container);
-  if (outcome.Ok()) outcome = writer.Begin(SegmentOf(bitmap, request.compression, bitsPerPixel));
   if (!outcome.Ok()) return outcome;
+  writer.Begin(SegmentOf(bitmap, request.compression, bitsPerPixel));
   if (request.compression == Compression::None) {
     outcome = PutRows(writer, bitmap, bitsPerPixel, request.dither);
   } else if (request.jpeg != nullptr) {
@@ -118,8 +115,9 @@ Outcome WriteBarePage(const std::string& file, const std::string& bare, const Bi
   Outcome outcome = window.Open(bare);
   CodedPageWriter writer;
   if (outcome.Ok()) outcome = writer.Open(file, request.mode, request.container);
-  if (outcome.Ok()) outcome = writer.Begin(SegmentOf(bitmap, request.compression, bitsPerPixel));
-  if (outcome.Ok()) outcome = PutImageData(writer, window);
+  if (!outcome.Ok()) return outcome;
+  writer.Begin(SegmentOf(bitmap, request.compression, bitsPerPixel));
+  outcome = PutImageData(writer, window);
   return outcome.Ok() ? writer.Finish() : outcome;
 }
 

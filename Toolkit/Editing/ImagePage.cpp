@@ -9,13 +9,8 @@ namespace kz {
 
 namespace {
 
-// The largest resolution that the descriptor's ten inches can express.
-constexpr int kMaxResolution = INT16_MAX / 10;
-// Of an image that says none, as the filter has it.
-constexpr int kDefaultResolution = 96;
-
 int PageResolution(int resolution) {
-  return resolution == 0 ? kDefaultResolution : std::min(resolution, kMaxResolution);
+  return resolution == 0 ? kDefaultPageResolution : std::min(resolution, kMaxPageResolution);
 }
 
 std::string BytesOf(const SmallField& field) { return {field.begin(), field.end()}; }

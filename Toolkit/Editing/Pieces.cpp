@@ -1,11 +1,12 @@
 #include "Toolkit/Editing/Pieces.h"
-#include "Format/FieldBuilder.h"
-#include "Format/SelfDefiningField.h"
 
 #include <algorithm>
 
 #include "Format/BigEndian.h"
+#include "Format/FieldBuilder.h"
 #include "Format/FieldScan.h"
+#include "Format/PageFields.h"
+#include "Format/SelfDefiningField.h"
 #include "Format/StructuredField.h"
 #include "Toolkit/Files/FileVersion.h"
 
@@ -17,9 +18,9 @@ constexpr int64_t kMinBuffer = 4096;
 constexpr int64_t kMaxBuffer = int64_t{1} << 20;
 // Ranges from this size on are left to the kernel.
 constexpr int64_t kKernelCopy = int64_t{64} * 1024;
-// The most data of an Image Picture Data field: an Image Data field of 8176 bytes
-// with its header, as pages that the filter saves have it.
-constexpr int64_t kPictureData = 8176 + SelfDefiningHeaderLength(sdf::kImageData);
+// The most data of an Image Picture Data field: an Image Data field with its header, as
+// pages that the filter saves have it.
+constexpr int64_t kPictureData = kDocumentImageData + SelfDefiningHeaderLength(sdf::kImageData);
 
 class PieceWriter {
  public:

@@ -5,17 +5,10 @@
 #include "API/Filters/Ica/Common/Ioca/WriteImage.h"
 #include "API/Filters/Ica/Common/Thread.h"
 #include "Format/Compression.h"
+#include "Format/PageFields.h"
 #include "Format/SelfDefiningField.h"
 
 namespace {
-
-// Image data bytes of one Image Data field. In a document its Image Picture Data
-// field is then 8188 bytes long.
-constexpr uint32_t kDocumentSegmentData = 8176;
-constexpr uint32_t kBareSegmentData = 65535;
-
-// Resolutions are stored in tenths, and 0x8000 and above stand for "none".
-constexpr int kMaxResolution = 0x7FFF / 10;
 
 // An ABIC bitmap has the depth that it is coded at.
 bool CarriesDepth(const kz::CompressionRow& row, const _SAVEDISPATCH* pSave) {
@@ -28,7 +21,7 @@ bool FitsImageSize(const _BITMAPHANDLE* bitmap) {
   const auto side = [](int pixels) {
     return pixels > 0 && pixels <= static_cast<int>(kz::kMaxImageSide);
   };
-  const auto resolution = [](int dpi) { return dpi >= 0 && dpi <= kMaxResolution; };
+  const auto resolution = [](int dpi) { return dpi >= 0 && dpi <= kz::kMaxPageResolution; };
   return side(bitmap->nWidth) && side(bitmap->nHeight) && resolution(bitmap->nXResolution) &&
          resolution(bitmap->nYResolution);
 }
@@ -96,7 +89,7 @@ int fltSave(_SAVEDISPATCH* pDispatch) {
 
   state->bWriteCC = format.container == kz::Container::ModcaCarriageControl ? 1 : 0;
   state->nMaxSegmentData =
-      format.container == kz::Container::Ioca ? kBareSegmentData : kDocumentSegmentData;
+      format.container == kz::Container::Ioca ? kz::kBareImageData : kz::kDocumentImageData;
   BindReadWrite(state);
   if (splice) return SaveSpliced(pDispatch, state, (flags & K_SAVE_INSERT_PAGE) != 0);
   const bool newFile =

@@ -11,8 +11,6 @@
 
 namespace {
 
-constexpr int kDefaultResolution = 96;
-
 template <size_t Count>
 int WriteFields(tagHANDLE* handle, const std::array<kz::SmallField, Count>& fields) {
   for (const kz::SmallField& field : fields) {
@@ -77,8 +75,8 @@ int SeekEndDocument(tagHANDLE* handle) {
 
 int WriteMODCAStartPage(_SAVEDISPATCH* pSave, tagHANDLE* handle) {
   _BITMAPHANDLE& bitmap = *pSave->pBitmap;
-  if (bitmap.nXResolution == 0) bitmap.nXResolution = kDefaultResolution;
-  if (bitmap.nYResolution == 0) bitmap.nYResolution = kDefaultResolution;
+  if (bitmap.nXResolution == 0) bitmap.nXResolution = kz::kDefaultPageResolution;
+  if (bitmap.nYResolution == 0) bitmap.nYResolution = kz::kDefaultPageResolution;
   return WriteFields(handle, kz::PageStartFields(PageImageOf(bitmap)));
 }
 
