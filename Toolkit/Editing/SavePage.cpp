@@ -7,6 +7,7 @@
 #include "Format/PageFields.h"
 #include "Format/SelfDefiningField.h"
 #include "Toolkit/Documents/Document.h"
+#include "Toolkit/Editing/CodedPage.h"
 #include "Toolkit/Editing/ColorPage.h"
 #include "Toolkit/Files/SpoolFile.h"
 #include "Toolkit/Imaging/MemorySaver.h"
@@ -17,8 +18,6 @@ namespace kz {
 namespace {
 
 constexpr int kMaxSide = static_cast<int>(kMaxImageSide);
-// Tenths of dots per inch from 0x8000 on are read as "none".
-constexpr int kMaxResolution = 0x7FFF / 10;
 
 // "1 or 4 bits", of a set that isn't empty.
 std::string DepthWords(Depths depths) {
@@ -37,20 +36,32 @@ Outcome CheckDepth(const CompressionRow& row, Depths depths, int bitsPerPixel) {
                                              " per pixel, not " + std::to_string(bitsPerPixel));
 }
 
-Outcome CheckSize(const Bitmap& bitmap) {
-  if (bitmap.Empty()) return Failure(K_ERROR_INVALID_FORMAT, "there is no picture to write");
-  if (bitmap.Width() > kMaxSide || bitmap.Height() > kMaxSide) {
-    return Failure(K_ERROR_INVALID_FORMAT, "a page has at most 32767 x 32767 pixels, not " +
-                                               std::to_string(bitmap.Width()) + " x " +
-                                               std::to_string(bitmap.Height()));
+Outcome CheckSize(const PageImage& image) {
+  const auto [width, height, xResolution, yResolution, functionSet] = image;
+  if (width < 1 || height < 1) {
+    return Failure(K_ERROR_INVALID_FORMAT, "there is no picture to write");
   }
-  const auto outside = [](int resolution) { return resolution < 0 || resolution > kMaxResolution; };
-  if (outside(bitmap.XResolution()) || outside(bitmap.YResolution())) {
+  if (width > kMaxSide || height > kMaxSide) {
+    return Failure(K_ERROR_INVALID_FORMAT, "a page has at most 32767 x 32767 pixels, not " +
+                                               std::to_string(width) + " x " +
+                                               std::to_string(height));
+  }
+  const auto outside = [](int dpi) { return dpi < 0 || dpi > kMaxPageResolution; };
+  if (outside(xResolution) || outside(yResolution)) {
     return Failure(K_ERROR_INVALID_FORMAT, "a page has at most 3276 dots per inch, not " +
-                                               std::to_string(bitmap.XResolution()) + " x " +
-                                               std::to_string(bitmap.YResolution()));
+                                               std::to_string(xResolution) + " x " +
+                                               std::to_string(yResolution));
   }
   return {};
+}
+
+// The page of a picture, which may be empty, or of data.
+PageImage PageOf(const Bitmap& bitmap) {
+  if (bitmap.Empty()) return {};
+  return {bitmap.Width(), bitmap.Height(), bitmap.XResolution(), bitmap.YResolution()};
+}
+PageImage PageOf(const PictureData& data) {
+  return {data.width, data.height, data.xResolution, data.yResolution};
 }
 
 // How a picture will be written.
@@ -66,11 +77,12 @@ bool NeedsFunctionSet11(Coding coding, int bitsPerPixel) {
   return coding == Coding::Jpeg || (coding == Coding::Uncompressed && bitsPerPixel > 1);
 }
 
-Outcome FindFormat(const Bitmap& bitmap, const SaveRequest& request, Format& format) {
+Outcome FindFormat(const SaveRequest& request, int bitsPerPixel, const PageImage& image,
+                   Format& format) {
   const CompressionRow& row = RowOf(request.compression);
   format.coding = row.coding;
   format.code = FormatCodeIn(row, request.container);
-  format.bitsPerPixel = DepthOf(request, bitmap);
+  format.bitsPerPixel = bitsPerPixel;
   format.functionSet11 = request.functionSet == 0
                              ? NeedsFunctionSet11(row.coding, format.bitsPerPixel)
                              : request.functionSet == kFunctionSet11;
@@ -85,7 +97,21 @@ Outcome FindFormat(const Bitmap& bitmap, const SaveRequest& request, Format& for
                                             ContainerName(request.container) + " files");
   }
   const Outcome outcome = CheckDepth(row, depths, format.bitsPerPixel);
-  return outcome.Ok() ? CheckSize(bitmap) : outcome;
+  return outcome.Ok() ? CheckSize(image) : outcome;
+}
+
+Outcome FindFormat(const Bitmap& bitmap, const SaveRequest& request, Format& format) {
+  return FindFormat(request, DepthOf(request, bitmap), PageOf(bitmap), format);
+}
+
+// That of coded data as they are.
+Outcome FindFormat(const PictureData& data, const SaveRequest& request, Format& format) {
+  if (data.coding == PictureCoding::kJpeg || data.data.empty() || data.bottomUp ||
+      data.whiteIsOne || request.compression != DefaultCompression(data)) {
+    return Failure(K_ERROR_SAVE_FORMAT, "these data can't be a page as they are");
+  }
+  const int bitsPerPixel = request.bitsPerPixel != 0 ? request.bitsPerPixel : 1;
+  return FindFormat(request, bitsPerPixel, PageOf(data), format);
 }
 
 // The filter's own words don't say which of the refusals of a valid request it was.
@@ -150,6 +176,20 @@ Compression DefaultCompression(const Bitmap& bitmap) {
   return bitmap.BitsPerPixel() == 1 ? Compression::Group4 : Compression::Jpeg;
 }
 
+Compression DefaultCompression(const PictureData& data) {
+  switch (data.coding) {
+    case PictureCoding::kGroup4:
+      return Compression::Group4;
+    case PictureCoding::kGroup3OneD:
+      return Compression::Group3;
+    case PictureCoding::kGroup3TwoD:
+      return Compression::Group3TwoDimensional;
+    case PictureCoding::kJpeg:
+      return Compression::Jpeg;
+  }
+  return Compression::Group4;
+}
+
 int DepthOf(const SaveRequest& request, const Bitmap& bitmap) {
   if (request.bitsPerPixel != 0) return request.bitsPerPixel;
   const Coding coding = RowOf(request.compression).coding;
@@ -179,6 +219,30 @@ Outcome SavePage(const std::string& file, Bitmap& bitmap, const SaveRequest& req
   SaveRequest stored = request;
   if (!StoresJpeg(request, bitmap)) stored.jpeg = nullptr;
   return WriteColorPage(file, bitmap, stored, format.bitsPerPixel);
+}
+
+bool StoresData(const PictureData& data, const SaveRequest& request) {
+  Format format;
+  return FindFormat(data, request, format).Ok();
+}
+
+Outcome SaveData(const std::string& file, const PictureData& data, const SaveRequest& request) {
+  Format format;
+  Outcome outcome = FindFormat(data, request, format);
+  if (!outcome.Ok()) return outcome;
+  PageImage page = PageOf(data);
+  if (format.functionSet11) page.functionSet = kFunctionSet11;
+  // The filter sets no resolution in a bare file.
+  if (format.functionSet11 || request.container != Container::Ioca) {
+    if (page.xResolution == 0) page.xResolution = kDefaultPageResolution;
+    if (page.yResolution == 0) page.yResolution = kDefaultPageResolution;
+  }
+  CodedPageWriter writer;
+  outcome = writer.Open(file, request.mode, request.container);
+  if (!outcome.Ok()) return outcome;
+  writer.Begin({page, RowOf(request.compression).id, format.bitsPerPixel});
+  outcome = writer.Put(data.data);
+  return outcome.Ok() ? writer.Finish() : outcome;
 }
 
 }  // namespace kz

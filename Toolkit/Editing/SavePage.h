@@ -8,11 +8,15 @@
 #include "Host/Kernel/Export.h"
 #include "Toolkit/Base/Bitmap.h"
 #include "Toolkit/Base/Outcome.h"
+#include "Toolkit/Pictures/PictureData.h"
 
 namespace kz {
 
 // Group 4 for 1-bit pictures, JPEG for all others.
 K_EXPORT Compression DefaultCompression(const Bitmap& bitmap);
+// What the data are.
+K_EXPORT Compression DefaultCompression(const PictureData& data);
+
 enum class SaveMode {
   NewFile,  // whatever the file held is gone
   Append,   // after the last page; a new file when there is none
@@ -56,5 +60,14 @@ K_EXPORT Outcome CheckPicture(const Bitmap& bitmap, const SaveRequest& request);
 // status, or -5, -7 or -14 for what fails in the file. A document that is more than pages
 // just saved is better edited through AppendPages (see Assemble), which looks at all of it.
 K_EXPORT Outcome SavePage(const std::string& file, Bitmap& bitmap, const SaveRequest& request);
+
+// Whether coded data can be a page as they are: Group 3 or Group 4, as the request has it,
+// of a picture that is upright and within the limits of CheckPicture, black being 1.
+K_EXPORT bool StoresData(const PictureData& data, const SaveRequest& request);
+
+// Writes such data as a page: in function set 10 the one that the filter would have written,
+// had it coded them so. -16 for data that can't be a page, else fails as SavePage does.
+K_EXPORT Outcome SaveData(const std::string& file, const PictureData& data,
+                          const SaveRequest& request);
 
 }  // namespace kz

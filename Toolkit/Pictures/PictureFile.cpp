@@ -222,6 +222,13 @@ int PictureReader::Pages() const { return m_source == nullptr ? 0 : m_source->Pa
 
 JpegFile PictureReader::Jpeg() const { return m_source ? m_source->Jpeg() : JpegFile{}; }
 
+bool PictureReader::ReadData(int page, bool check, PictureData& data) try {
+  data = {};
+  return page >= 1 && page <= Pages() && m_source->ReadData(page, m_maxPixels, check, data);
+} catch (const std::bad_alloc&) {
+  return false;
+}
+
 Outcome PictureReader::Read(int page, Bitmap& bitmap) try {
   bitmap.Reset();
   if (page < 1 || page > Pages()) {

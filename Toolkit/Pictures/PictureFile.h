@@ -73,6 +73,11 @@ class K_EXPORT PictureReader {
   Outcome Read(int page, Bitmap& bitmap);
   // The data of the file, which stay as long as the reader.
   JpegFile Jpeg() const;
+  // Takes the Group 3 or Group 4 data of a tif page, counted from 1, for a format that
+  // carries them as they are; bits that are stored in reverse come turned. With `check` they
+  // are decoded, and data that aren't whole aren't taken. False: the page has none that could
+  // go so, or can't be read, as Read says then.
+  bool ReadData(int page, bool check, PictureData& data);
 
  private:
   std::unique_ptr<PictureSource> m_source;

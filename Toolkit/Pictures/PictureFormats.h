@@ -23,6 +23,8 @@ class PictureSource {
   // comes empty.
   virtual Outcome Read(int page, int64_t maxPixels, Bitmap& bitmap) = 0;
   virtual JpegFile Jpeg() const { return {}; }
+  // See PictureReader, with a page that is in range.
+  virtual bool ReadData(int, int64_t, bool, PictureData&) { return false; }
 };
 
 // What a sink made of a picture; each kind of sink has its own.

@@ -12,6 +12,7 @@
 #include "Toolkit/Imaging/FaxData.h"
 #include "Toolkit/Imaging/RowConversion.h"
 #include "Toolkit/Pictures/PictureFormats.h"
+#include "Toolkit/Pictures/TiffFaxData.h"
 #include "Toolkit/Pictures/TiffFile.h"
 #include "Toolkit/Pictures/TiffSamples.h"
 
@@ -40,13 +41,8 @@ Outcome ReadGroup4Strips(TiffFile& file, const TiffTags& tags, uint64_t fileSize
   info.uFlags = fillOrder == FILLORDER_LSB2MSB ? K_RAW_REVERSED_BITS : 0;
   std::vector<unsigned char> data;
   for (uint32_t row = 0, strip = 0; row < tags.height; row += info.nHeight, ++strip) {
-    const uint64_t size = TIFFGetStrileByteCount(file.Get(), strip);
-    if (size > fileSize) return Failure(K_ERROR_READ);
-    data.resize(static_cast<size_t>(size));
-    if (TIFFReadRawStrip(file.Get(), strip, data.data(), static_cast<tmsize_t>(size)) !=
-        static_cast<tmsize_t>(size)) {
-      return file.Complained() ? file.Complaint(K_ERROR_READ) : Failure(K_ERROR_READ);
-    }
+    Outcome outcome = ReadRawStrip(file, strip, fileSize, data);
+    if (!outcome.Ok()) return outcome;
     info.nHeight = std::min(rowsPerStrip, tags.height - row);
     bool damaged = false;
     const int status =
@@ -102,7 +98,12 @@ Outcome ReadConverted(TiffFile& file, const TiffTags& tags, Bitmap& bitmap) {
   return {};
 }
 
-void SetResolution(TIFF* tiff, Bitmap& bitmap) {
+struct Resolution {
+  int x = 0;  // dots per inch; 0: not known
+  int y = 0;
+};
+
+Resolution ReadResolution(TIFF* tiff) {
   constexpr float kCentimetresPerInch = 2.54F;
   constexpr float kMaxResolution = 1e6F;
   float x = 0, y = 0;
@@ -115,7 +116,8 @@ void SetResolution(TIFF* tiff, Bitmap& bitmap) {
     return result > 0 && result < kMaxResolution ? static_cast<int>(std::lround(result)) : 0;
   };
   // Without a unit the values tell the pixels' shape only.
-  if (unit != RESUNIT_NONE) bitmap.SetResolution(perInch(x), perInch(y));
+  if (unit == RESUNIT_NONE) return {};
+  return {perInch(x), perInch(y)};
 }
 
 class TiffSource : public PictureSource {
@@ -144,15 +146,18 @@ class TiffSource : public PictureSource {
   int Pages() const override { return static_cast<int>(m_pages.size()); }
 
   Outcome Read(int page, int64_t maxPixels, Bitmap& bitmap) override {
-    m_file.Forget();
-    Page& wanted = m_pages[static_cast<size_t>(page - 1)];
-    // All pages share what the file's length allows. One that is read again may cost
-    // what it did.
-    m_file.Allow(wanted.cost);
-    const uint64_t before = m_file.BytesRead();
-    Outcome outcome = ReadAt(wanted.offset, maxPixels, bitmap);
-    wanted.cost = m_file.BytesRead() - before;
-    return outcome;
+    const Visit visit(*this, page);
+    return ReadAt(visit.Offset(), maxPixels, bitmap);
+  }
+
+  bool ReadData(int page, int64_t maxPixels, bool check, PictureData& data) override {
+    const Visit visit(*this, page);
+    TiffTags tags;
+    if (!Enter(visit.Offset(), maxPixels, tags).Ok()) return false;
+    const Resolution resolution = ReadResolution(m_file.Get());
+    data.xResolution = resolution.x;
+    data.yResolution = resolution.y;
+    return TakeTiffFaxData(m_file, tags, m_fileSize, check, data);
   }
 
  private:
@@ -161,17 +166,48 @@ class TiffSource : public PictureSource {
     uint64_t cost = 0;  // bytes that reading it took
   };
 
-  Outcome ReadAt(uint64_t offset, int64_t maxPixels, Bitmap& bitmap) {
+  // The time that a page is read for. All pages share what the file's length allows; one
+  // that is read again may cost what it did.
+  class Visit {
+   public:
+    Visit(TiffSource& source, int page)
+        : m_file(source.m_file), m_page(source.m_pages[static_cast<size_t>(page - 1)]) {
+      m_file.Forget();
+      m_file.Allow(m_page.cost);
+      m_before = m_file.BytesRead();
+    }
+    ~Visit() { m_page.cost = m_file.BytesRead() - m_before; }
+    Visit(const Visit&) = delete;
+    Visit& operator=(const Visit&) = delete;
+    uint64_t Offset() const { return m_page.offset; }
+
+   private:
+    TiffFile& m_file;
+    Page& m_page;
+    uint64_t m_before = 0;
+  };
+
+  // Reads the tags of the page there, whose picture may be read then.
+  Outcome Enter(uint64_t offset, int64_t maxPixels, TiffTags& tags) {
     if (TIFFSetSubDirectory(m_file.Get(), offset) == 0 || m_file.Complained()) {
       return m_file.Complaint(K_ERROR_INVALID_FORMAT);
     }
-    const TiffTags tags = ReadTiffTags(m_file.Get());
+    tags = ReadTiffTags(m_file.Get());
     const int depth = SampleDepth(tags);
     Outcome outcome = CheckPictureSize(tags.width, tags.height, depth != 0 ? depth : 24, maxPixels);
-    if (!outcome.Ok()) return outcome;
     // Strips of the same content may share it.
-    m_file.Allow(uint64_t{2} * tags.width * tags.height *
-                 static_cast<uint64_t>(std::max(depth, 8)) / 8);
+    if (outcome.Ok()) {
+      m_file.Allow(uint64_t{2} * tags.width * tags.height *
+                   static_cast<uint64_t>(std::max(depth, 8)) / 8);
+    }
+    return outcome;
+  }
+
+  Outcome ReadAt(uint64_t offset, int64_t maxPixels, Bitmap& bitmap) {
+    TiffTags tags;
+    Outcome outcome = Enter(offset, maxPixels, tags);
+    if (!outcome.Ok()) return outcome;
+    const int depth = SampleDepth(tags);
     if (depth == 1 && tags.compression == COMPRESSION_CCITTFAX4 && !tags.tiled && IsGray(tags)) {
       outcome = ReadGroup4(m_file, tags, m_fileSize, bitmap);
     } else if (depth != 0) {
@@ -182,7 +218,8 @@ class TiffSource : public PictureSource {
       outcome = Failure(K_ERROR_INVALID_FORMAT, "its kind of pixels isn't supported");
     }
     if (!outcome.Ok()) return outcome;
-    SetResolution(m_file.Get(), bitmap);
+    const Resolution resolution = ReadResolution(m_file.Get());
+    bitmap.SetResolution(resolution.x, resolution.y);
     outcome = ApplyOrientation(tags.orientation, bitmap);
     return outcome.Ok() ? m_file.DataWarnings() : outcome;
   }

@@ -59,7 +59,7 @@ Exit Create(const CreateOptions& options) {
   if (!outcome.Ok()) return Complain({options.out}, outcome);
 
   kz::SaveMode mode = kz::SaveMode::NewFile;
-  const Exit exit = ForEachPicture(options.inputs, [&](Picture& picture) {
+  const Exit exit = ForEachPicture(options.inputs, saver, [&](Picture& picture) {
     if (mode == kz::SaveMode::Append && container == kz::Container::Ioca) {
       return Complain(picture.source,
                       kz::Failure(K_ERROR_SAVE_FORMAT, "a bare IOCA file holds one page only"));
@@ -81,7 +81,9 @@ void AddCreate(CLI::App& app, Exit& exit) {
   command->footer(
       "Pictures are png, tif and pnm (all pages) and jpg files. OUT is written completely or\n"
       "not at all; OUT - is standard output. The data of a jpg file become a jpeg page as they\n"
-      "are, unless they are turned, of four inks, or wanted in another depth or with --recode.");
+      "are, unless they are turned, of four inks, or wanted in another depth or with --recode.\n"
+      "So do Group 3 and Group 4 data of a tif page that is upright, black on white and, in\n"
+      "Group 4, one strip, unless another compression is asked for: found whole, or with --trust.");
   auto options = std::make_shared<CreateOptions>();
   command->add_option("OUT", options->out, "File to write")->required();
   command->add_option("IN", options->inputs, "Pictures")->required();

@@ -124,7 +124,7 @@ Exit PicturePages::Make(const std::vector<std::string>& inputs, const PageOption
   const kz::Outcome outcome = m_file.Open();
   if (!outcome.Ok()) return Complain({document.File()}, outcome);
   kz::SaveMode mode = kz::SaveMode::NewFile;
-  const Exit exit = ForEachPicture(inputs, [&](Picture& picture) {
+  const Exit exit = ForEachPicture(inputs, saver, [&](Picture& picture) {
     const Exit saved = saver.Save(m_file.Path(), picture, mode);
     mode = kz::SaveMode::Append;
     return saved;

@@ -37,7 +37,8 @@ void AddPageOptions(CLI::App& command, PageOptions& options) {
   options.quality = kDefaultQuality;
   command
       .add_option("-c,--compression", options.compression,
-                  "How to code pages; if not given, g4 for 1-bit pictures and jpeg for others")
+                  "How to code pages; if not given, g4 for 1-bit pictures and jpeg for others, and "
+                  "Group 3 and Group 4 data of tif files stay what they are")
       ->check(CLI::IsMember(OptionsOf(kz::kCompressions)));
   command
       .add_option("--dpi", options.dpi,
@@ -60,7 +61,9 @@ void AddPageOptions(CLI::App& command, PageOptions& options) {
                   "jpeg and for none with more than 1 bit per pixel")
       ->check(CLI::IsMember({10, 11}));
   command.add_flag("--recode", options.recode,
-                   "Code the data of jpg files anew instead of storing them as they are");
+                   "Code the data of jpg and tif files anew instead of storing them as they are");
+  command.add_flag("--trust", options.trust,
+                   "Store Group 3 and Group 4 data of tif files without decoding them as a check");
 }
 
 CLI::Option* AddContainerOption(CLI::App& command, std::string& container) {
@@ -90,12 +93,10 @@ PageSaver::PageSaver(const PageOptions& options, kz::Container container, const 
   }
 }
 
-Exit PageSaver::Save(const std::string& path, Picture& picture, kz::SaveMode mode) const {
-  kz::Bitmap& bitmap = picture.bitmap;
+kz::SaveRequest PageSaver::RequestFor(kz::Compression compression) const {
   kz::SaveRequest request;
-  request.mode = mode;
   request.container = m_container;
-  request.compression = kz::DefaultCompression(bitmap);
+  request.compression = compression;
   if (const kz::CompressionRow* row = kz::FindCompressionOption(m_options.compression)) {
     request.compression = row->compression;
   }
@@ -103,6 +104,38 @@ Exit PageSaver::Save(const std::string& path, Picture& picture, kz::SaveMode mod
   request.quality = m_options.quality;
   request.dither = m_options.dither;
   request.functionSet = m_options.functionSet;
+  return request;
+}
+
+bool PageSaver::TakesData() const {
+  const kz::CompressionRow* row = kz::FindCompressionOption(m_options.compression);
+  return !m_options.recode && (row == nullptr || row->coding == kz::Coding::Fax);
+}
+
+kz::Outcome PageSaver::Read(kz::PictureReader& reader, int page, Picture& picture) const {
+  kz::PictureData& data = picture.data;
+  if (TakesData() && reader.ReadData(page, !m_options.trust, data)) {
+    if (m_xResolution > 0) {
+      data.xResolution = m_xResolution;
+      data.yResolution = m_yResolution;
+    }
+    if (StoresData(data, RequestFor(kz::DefaultCompression(data)))) return {};
+  }
+  data = {};
+  picture.jpeg = reader.Jpeg();
+  return reader.Read(page, picture.bitmap);
+}
+
+Exit PageSaver::Save(const std::string& path, Picture& picture, kz::SaveMode mode) const {
+  if (!picture.data.data.empty()) {
+    kz::SaveRequest request = RequestFor(kz::DefaultCompression(picture.data));
+    request.mode = mode;
+    const kz::Outcome saved = SaveData(path, picture.data, request);
+    return saved.Ok() ? kDone : Complain({m_target}, saved);
+  }
+  kz::Bitmap& bitmap = picture.bitmap;
+  kz::SaveRequest request = RequestFor(kz::DefaultCompression(bitmap));
+  request.mode = mode;
   const bool storable = picture.jpeg.data != nullptr && !m_options.recode;
   if (storable && picture.jpeg.objection == nullptr) request.jpeg = picture.jpeg.data;
   if (m_xResolution > 0) bitmap.SetResolution(m_xResolution, m_yResolution);
@@ -122,7 +155,7 @@ Exit PageSaver::Save(const std::string& path, Picture& picture, kz::SaveMode mod
   return outcome.Ok() ? kDone : Complain({m_target}, outcome);
 }
 
-Exit ForEachPicture(const std::vector<std::string>& files,
+Exit ForEachPicture(const std::vector<std::string>& files, const PageSaver& saver,
                     const std::function<Exit(Picture&)>& take) {
   Progress progress(files.size(), "file");
   for (std::string file : files) {
@@ -134,10 +167,9 @@ Exit ForEachPicture(const std::vector<std::string>& files,
     for (int page = 1; page <= pages; ++page) {
       Picture picture;
       picture.source = {file, pages > 1 ? page : 0};
-      outcome = reader.Read(page, picture.bitmap);
+      outcome = saver.Read(reader, page, picture);
       if (!outcome.Ok()) return Complain(picture.source, outcome);
       Warn(picture.source, outcome);
-      picture.jpeg = reader.Jpeg();
       const Exit exit = take(picture);
       if (exit != kDone) return exit;
     }

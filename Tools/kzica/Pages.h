@@ -21,6 +21,7 @@ struct PageOptions {
   bool dither = false;
   int functionSet = 0;
   bool recode = false;
+  bool trust = false;
 };
 
 void AddPageOptions(CLI::App& command, PageOptions& options);
@@ -32,8 +33,9 @@ kz::Container ContainerOfName(const std::string& name);
 // One page of a picture file.
 struct Picture {
   Subject source;
-  kz::Bitmap bitmap;
-  kz::JpegFile jpeg;  // that it came from, if it did
+  kz::PictureData data;  // that become its page as they are; else empty
+  kz::Bitmap bitmap;     // empty where there are such data
+  kz::JpegFile jpeg;     // that it came from, if it did
 };
 
 // Writes pictures as pages of one file.
@@ -42,10 +44,16 @@ class PageSaver {
   // `target` is what the file is called. A --dpi that is none is a UsageError.
   PageSaver(const PageOptions& options, kz::Container container, const std::string& target);
 
+  // Reads a page of a picture file, as its data where the page will have these.
+  kz::Outcome Read(kz::PictureReader& reader, int page, Picture& picture) const;
   // Writes one picture as a page of the file at the path. Says what fails.
   Exit Save(const std::string& path, Picture& picture, kz::SaveMode mode) const;
 
  private:
+  // What is asked for, where nothing else is with such a compression.
+  kz::SaveRequest RequestFor(kz::Compression compression) const;
+  bool TakesData() const;
+
   const PageOptions& m_options;
   kz::Container m_container;
   std::string m_target;
@@ -53,9 +61,9 @@ class PageSaver {
   int m_yResolution = 0;
 };
 
-// Reads all pages of the picture files, one after the other, and hands them over until
-// one fails. Says what fails.
-Exit ForEachPicture(const std::vector<std::string>& files,
+// Reads all pages of the picture files for the saver, one after the other, and hands them
+// over until one fails. Says what fails.
+Exit ForEachPicture(const std::vector<std::string>& files, const PageSaver& saver,
                     const std::function<Exit(Picture&)>& take);
 
 }  // namespace kzica
