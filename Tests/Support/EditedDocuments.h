@@ -65,7 +65,7 @@ inline Bytes NumberedSegment(int number) {
 // A page with a name, what it refers to and a numbered image.
 inline Bytes NumberedPage(int number, const Style& style = {}, const Bytes& references = {}) {
   return Field(0xA8AF, Name("PAGE" + std::to_string(number)), style) + references +
-         Field(0xA8FB, {}, style) + PictureData(NumberedSegment(number), {20, 9}, style) +
+         Field(0xA8FB, {}, style) + PictureDataFields(NumberedSegment(number), {20, 9}, style) +
          Field(0xA9FB, {}, style) + Field(0xA9AF, Name("PAGE" + std::to_string(number)), style);
 }
 

@@ -68,8 +68,8 @@ inline Bytes Segment(const Bytes& parameters, const Bytes& data, size_t piece = 
 }
 
 // Cuts a segment into Image Picture Data fields of the sizes given, over and over.
-inline Bytes PictureData(const Bytes& segment, const std::vector<size_t>& sizes = {4000},
-                         const Style& style = {}) {
+inline Bytes PictureDataFields(const Bytes& segment, const std::vector<size_t>& sizes = {4000},
+                               const Style& style = {}) {
   Bytes fields;
   size_t at = 0;
   for (size_t i = 0; at < segment.size(); ++i) {
@@ -86,7 +86,7 @@ inline Bytes Document(const std::vector<Bytes>& segments, const std::vector<size
   Bytes document = Field(0xA8A8, {}, style);
   for (const Bytes& segment : segments) {
     document = document + Field(0xA8AF, {}, style) + Field(0xA8FB, {}, style) +
-               PictureData(segment, sizes, style) + Field(0xA9FB, {}, style) +
+               PictureDataFields(segment, sizes, style) + Field(0xA9FB, {}, style) +
                Field(0xA9AF, {}, style);
   }
   return document + Field(0xA9A8, {}, style);

@@ -186,10 +186,10 @@ TEST(Cost, MillionsOfFieldsTakeOnePass) {
 TEST(Cost, ManyFilesInOneFolderTakeAsLongAsTheyAre) {
   constexpr int kFiles = 16000;
   const TemporaryFolder folder(TemporaryFolder::InMemory());
-  const Bytes page =
-      Field(0xA8AF) +
-      PictureData(Segment(ImageSize(8, 8) + Encoding(0x82), {0x00, 0x10, 0x01, 0x00, 0x10, 0x01})) +
-      Field(0xA9AF);
+  const Bytes page = Field(0xA8AF) +
+                     PictureDataFields(Segment(ImageSize(8, 8) + Encoding(0x82),
+                                               {0x00, 0x10, 0x01, 0x00, 0x10, 0x01})) +
+                     Field(0xA9AF);
   const std::string file =
       folder.File("file", Field(0xA8A8) + Repeat(page, kFiles) + Field(0xA9A8));
   for (const char* command : {"split FILE OUT-%d.mda", "extract --all FILE OUT-%d.raw"}) {
@@ -204,7 +204,7 @@ TEST(Cost, TheLastOfManyPagesComesOutAtOnce) {
   const Bytes empty = Field(0xA8AF) + Field(0xA9AF);
   const auto page = [](unsigned char fill) {
     return Field(0xA8AF) +
-           PictureData(Segment(ImageSize(8, 8) + Encoding(0x03), Bytes(8, fill)), {60}) +
+           PictureDataFields(Segment(ImageSize(8, 8) + Encoding(0x03), Bytes(8, fill)), {60}) +
            Field(0xA9AF);
   };
   const TemporaryFolder folder;

@@ -237,7 +237,7 @@ TEST_F(Documents, GroupsAreSelectedAndSplit) {
 TEST_F(Documents, HaveTheSamePagesForEveryCommand) {
   using namespace kz::test;
   const auto image = [](int number) {
-    return Field(0xA8FB) + PictureData(NumberedSegment(number)) + Field(0xA9FB);
+    return Field(0xA8FB) + PictureDataFields(NumberedSegment(number)) + Field(0xA9FB);
   };
   // EBCDIC HI in a transparent data control sequence.
   const Bytes text = Field(0xA8AF) + Field(0xA89B) +

@@ -23,10 +23,12 @@ Bytes Tag(const std::string& value) {
 Bytes Mixed() {
   const Bytes include = Field(0xAF5F, Name("LOGO"));
   const Bytes logo = Field(0xA8C6) + Field(0xA8CE, Name("LOGO") + Bytes(2)) +
-                     Field(0xA85F, Name("LOGO")) + Field(0xA8FB) + PictureData(NumberedSegment(7)) +
-                     Field(0xA9FB) + Field(0xA95F, Name("LOGO")) + Field(0xA9CE) + Field(0xA9C6);
+                     Field(0xA85F, Name("LOGO")) + Field(0xA8FB) +
+                     PictureDataFields(NumberedSegment(7)) + Field(0xA9FB) +
+                     Field(0xA95F, Name("LOGO")) + Field(0xA9CE) + Field(0xA9C6);
   const Bytes text = Text("PAGE2") + Tag("TWO") + Field(0xEE9B, {0x2B, 0xD3}) + Field(0xA9AF);
-  const Bytes rl4 = Field(0xA8FB) + PictureData(Segment(ImageSize(8, 8) + Encoding(6), {1, 2})) +
+  const Bytes rl4 = Field(0xA8FB) +
+                    PictureDataFields(Segment(ImageSize(8, 8) + Encoding(6), {1, 2})) +
                     Field(0xA9FB);
   return logo + Begin("A") + Field(0xA8AD, Name("G1")) + Tag("ONE") + NumberedPage(1) + text +
          Field(0xA9AD) + NumberedPage(3, {}, include) + Field(0xA8AD, Name("G2")) + Text("PAGE4") +
@@ -39,9 +41,10 @@ class Information : public testing::Test {
   std::string m_file = m_folder.File("mixed.mda", Mixed());
   std::string m_damaged = m_folder.File(
       "damaged.mda", Begin("A") + NumberedPage(1) + Bytes(1000) + NumberedPage(2) + End("A"));
-  std::string m_resource = m_folder.File(
-      "res.afp", Field(0xA85F, Name("LOGO")) + Field(0xA8FB) + PictureData(NumberedSegment(7)) +
-                     Field(0xA9FB) + Field(0xA95F, Name("LOGO")));
+  std::string m_resource =
+      m_folder.File("res.afp", Field(0xA85F, Name("LOGO")) + Field(0xA8FB) +
+                                   PictureDataFields(NumberedSegment(7)) + Field(0xA9FB) +
+                                   Field(0xA95F, Name("LOGO")));
   std::string m_cut = m_folder.File("cut.mda", Slice(Mixed(), 0, Mixed().size() - 30));
 
   Result Run(const std::string& line) {
@@ -69,7 +72,9 @@ TEST_F(Information, SaysWhichPictureIsOnWhichPage) {
       {"info MIXED -p 3",
        0,
        {"page          3 of 4: 2 pictures\n", "1 of 4", "3 of 4, on page 3\n"}},
-      {"info MIXED -p z", 1, {"1 of 4, in", "4 of 4, on page 4\n", "unreadable    RL4 compression"}},
+      {"info MIXED -p z",
+       1,
+       {"1 of 4, in", "4 of 4, on page 4\n", "unreadable    RL4 compression"}},
       {"info MIXED --group G2", 1, {"page          4 of 4: ", "1 of 4, in", "unreadable    RL4"}},
       {"info MIXED --group G1 -p 2", 0, {"page          2 of 4: text, no picture\n"}},
       {"info MIXED --group G1 -p 3", 1, {}},
@@ -166,8 +171,8 @@ TEST_F(Information, ChecksReportInTheOrderOfThePictures) {
     const bool bad = page % 3 == 0;
     const Bytes segment = Segment(ImageSize(100, page % 2 == 0 ? 2000 : 2) + Encoding(0x03),
                                   bad ? Bytes(1) : Bytes(26000));
-    pages =
-        pages + Text("P") + Field(0xA8FB) + PictureData(segment) + Field(0xA9FB) + Field(0xA9AF);
+    pages = pages + Text("P") + Field(0xA8FB) + PictureDataFields(segment) + Field(0xA9FB) +
+            Field(0xA9AF);
     if (bad) {
       const std::string number = std::to_string(page);
       expected += "page " + number + ", picture " + number + "\n";

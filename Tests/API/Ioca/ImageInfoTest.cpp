@@ -203,7 +203,8 @@ TEST(FileInfo, PagesAreCountedOnRequest) {
       {"three", Document({good, good, good}), 7, 3, 3},
       {"the count fails", Document({good, good, bad}), 2, 2, 2},
       // Images of a resource group stand before the document and count like others.
-      {"resources", Field(0xA8C6) + PictureData(good) + Field(0xA9FB) + Document({good}), 9, 2, 2},
+      {"resources", Field(0xA8C6) + PictureDataFields(good) + Field(0xA9FB) + Document({good}), 9,
+       2, 2},
       {"page 0", Document({good, good}), 0, 1, 2},
       {"page -32768", Document({good, good}), -32768, 1, 2},
       {"no end", Slice(Document({good, good}), 0, Document({good, good}).size() - 20), 1, 1, 2},

@@ -32,7 +32,7 @@ TEST(PageRange, NamesPagesInOrder) {
 TEST(PageIndex, KnowsWhereImagesAndPagesDiffer) {
   const TemporaryFolder folder;
   const Bytes empty = Field(0xA8AF) + Field(0xA9AF);
-  const Bytes image = Field(0xA8FB) + PictureData(NumberedSegment(1)) + Field(0xA9FB);
+  const Bytes image = Field(0xA8FB) + PictureDataFields(NumberedSegment(1)) + Field(0xA9FB);
   const Bytes two = Field(0xA8AF) + image + image + Field(0xA9AF);
   const Bytes group =
       Field(0xA8C6) + Field(0xA8CE, Name("RES1")) + image + Field(0xA9CE) + Field(0xA9C6);

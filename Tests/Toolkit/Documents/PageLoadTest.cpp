@@ -192,7 +192,7 @@ TEST(Document, PagesFoundByTheIndexAreTheSamePages) {
   // The kind of container shows late, and page 2 is no image that can be described.
   const Bytes segment = Uncompressed(12, 2, {0x12, 0x30, 0x45, 0x60});
   const Bytes late = Document({segment, {0x70, 0x00, 0x92}, segment}) + Field(0xA8AF, {}, {true}) +
-                     PictureData(segment) + Field(0xA9AF);
+                     PictureDataFields(segment) + Field(0xA9AF);
   files.push_back(folder.File("late", late));
   // Lengths that begin like a 0x5A before a field.
   const Bytes large = Uncompressed(320, 800, Pattern(32000));

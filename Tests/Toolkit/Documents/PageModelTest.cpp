@@ -118,7 +118,7 @@ TEST(PageModel, IncludesAreFollowedOnlySoFar) {
   const auto include = [](int overlay) {
     return Field(0xAFD8, Name(std::string("O").append(std::to_string(overlay))) + Bytes(8));
   };
-  const Bytes image = Field(0xA8FB) + PictureData(NumberedSegment(1)) + Field(0xA9FB);
+  const Bytes image = Field(0xA8FB) + PictureDataFields(NumberedSegment(1)) + Field(0xA9FB);
   for (int i = 0; i < 30; ++i) {
     const Bytes name = Name(std::string("O").append(std::to_string(i)));
     resources = resources + Field(0xA8DF, name) + include(i == 29 ? i : i + 1) + include(i + 1) +
@@ -135,7 +135,7 @@ TEST(PageModel, IncludesAreFollowedOnlySoFar) {
 
 TEST(ResourceFolder, HasWhatTheDocumentNamesAndLacks) {
   const TemporaryFolder folder;
-  const Bytes image = Field(0xA8FB) + PictureData(NumberedSegment(7)) + Field(0xA9FB);
+  const Bytes image = Field(0xA8FB) + PictureDataFields(NumberedSegment(7)) + Field(0xA9FB);
   folder.File("logo.PSG", Field(0xA85F, Name("LOGO")) + image + Field(0xA95F, Name("LOGO")));
   std::filesystem::create_directory(folder / "in");
   const auto include = [](const Bytes& name) { return Field(0xAF5F, name + Bytes(6)); };

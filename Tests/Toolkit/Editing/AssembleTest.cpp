@@ -125,8 +125,8 @@ TEST_F(AssembleTest, RefusesAndLeavesWhatWasThere) {
 TEST_F(AssembleTest, PagesFollowTheCarriageControlOfTheirDocument) {
   const Style with{true, {}, false};
   const Bytes scattered = Field(0xA8AF, {}, with) + Field(0xA8FB) +
-                          PictureData(NumberedSegment(7), {30}, with) + Field(0xA9FB, {}, with) +
-                          Field(0xA9AF);
+                          PictureDataFields(NumberedSegment(7), {30}, with) +
+                          Field(0xA9FB, {}, with) + Field(0xA9AF);
   // A saved document has no 0x5A before End Document.
   const PageIndex controlled = Indexed(
       m_folder.File("controlled", Begin("C", with) + NumberedPage(6, with) + Comment("gap", with) +

@@ -328,7 +328,7 @@ TEST(ImageDescriptor, IsThatOfTheObject) {
       {Slice(fixed, 0, 8), "0 0,0 0x0"},
   };
   const TemporaryFolder folder;
-  const Bytes segment = PictureData(Segment(ImageSize(8, 1), {1}));
+  const Bytes segment = PictureDataFields(Segment(ImageSize(8, 1), {1}));
   for (const auto& row : cases) {
     // The second object has none of its own.
     const Bytes file = Field(0xA8A8) + Field(0xA8AF) + Field(0xA8FB) + Field(0xA6FB, row.data) +

@@ -27,8 +27,8 @@ Bytes Document(const Bytes& resource = {}) {
                                        : Field(0xA8C6) + Field(0xA8CE, Bytes(10, 0xC1)) + resource +
                                              Field(0xA9CE) + Field(0xA9C6);
   return group + Field(0xA8A8, Bytes(8, 0xC1)) + Field(0xA8AF, Bytes(8, 0xC1)) +
-         Field(0xA8FB, Bytes(8, 0xC1)) + PictureData(segment) + Field(0xA9FB) + Field(0xA9AF) +
-         Field(0xA9A8);
+         Field(0xA8FB, Bytes(8, 0xC1)) + PictureDataFields(segment) + Field(0xA9FB) +
+         Field(0xA9AF) + Field(0xA9A8);
 }
 
 class InkProfile : public testing::Test {
