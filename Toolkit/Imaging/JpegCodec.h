@@ -36,7 +36,7 @@ K_EXPORT const char* ObjectionToCoding(const unsigned char* data, size_t size);
 
 // Whether the components of these JPEG data are red, green and blue as they are, and no
 // YCbCr. Only the header is looked at; false when that is damaged.
-bool HoldsPlainRgb(const unsigned char* data, size_t size);
+K_EXPORT bool HoldsPlainRgb(const unsigned char* data, size_t size);
 
 // Turns JPEG data upside down without loss, with their markers. Data that allow no
 // such turn, for a height within a block or for damage, stay as they are: *flipped
