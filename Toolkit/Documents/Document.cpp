@@ -33,8 +33,9 @@ void TakeDescriptor(const ImageDescriptor& descriptor, PictureInfo& info) {
   info.storedAs = PictureFormat::kNone;
 }
 
-Outcome DescribeFirst(const std::string& file, Container container, PictureInfo& info) {
-  ImageReader reader;
+Outcome DescribeFirst(FileWindow& window, const std::string& file, Container container,
+                      PictureInfo& info) {
+  ImageReader reader(window);
   PictureInfo found;
   Outcome outcome = reader.Open(file, container);
   if (outcome.Ok()) outcome = reader.Describe(found);
@@ -52,8 +53,9 @@ Outcome DescribeFirst(const std::string& file, Container container, PictureInfo&
   return {};
 }
 
-Outcome ReadFirst(const std::string& file, Container container, std::vector<unsigned char>& data) {
-  ImageReader reader;
+Outcome ReadFirst(FileWindow& window, const std::string& file, Container container,
+                  std::vector<unsigned char>& data) {
+  ImageReader reader(window);
   PictureInfo ignored;
   Outcome outcome = reader.Open(file, container);
   if (outcome.Ok()) outcome = reader.Describe(ignored);
@@ -66,13 +68,13 @@ Outcome Document::Open() {
   auto open = std::make_shared<FileWindow>();
   Outcome outcome = open->Open(m_name);
   if (!outcome.Ok()) return outcome;
-  const std::string path = "/proc/self/fd/" + std::to_string(open->Descriptor());
-  m_file = ::access(path.c_str(), F_OK) == 0 ? path : m_name;
+  static const bool byDescriptor = ::access("/proc/self/fd", X_OK) == 0;
+  m_file = byDescriptor ? "/proc/self/fd/" + std::to_string(open->Descriptor()) : m_name;
   m_open = std::move(open);
-  m_far = FileShift::IsNeeded(m_file);
-  outcome = IndexFile(m_file, m_index);
-  m_index.file = m_name;
-  return outcome;
+  m_far = FileShift::IsNeeded(m_open->Size());
+  FileWindow file;
+  file.See(*m_open);
+  return IndexFile(file, m_name, m_index);
 }
 
 void Document::AddResources(const std::string& folder) {
@@ -138,23 +140,22 @@ Outcome Document::AtPicture(int picture, Read read) const {
 Outcome Document::DescribePicture(int picture, PictureInfo& info) const {
   return AtPicture(picture, [&](const IndexedPicture& at) {
     FileWindow file;
-    Outcome outcome = file.Open(m_file);
-    if (!outcome.Ok()) return outcome;
-    if (!FilterReads(at) || !DescribeFirst(m_file, at.container, info).Ok()) {
+    file.See(*m_open);
+    if (!FilterReads(at) || !DescribeFirst(file, m_file, at.container, info).Ok()) {
       return DescribeAnyPicture(file, at, info);
     }
     TakeDescriptor(ReadImageDescriptor(file, at), info);
-    return outcome;
+    return Outcome{};
   });
 }
 
 Outcome Document::ReadImageData(int picture, std::vector<unsigned char>& data) const {
   data.clear();
   Outcome outcome = AtPicture(picture, [&](const IndexedPicture& at) {
-    if (FilterReads(at) && ReadFirst(m_file, at.container, data).Ok()) return Outcome{};
     FileWindow file;
-    Outcome opened = file.Open(m_file);
-    return opened.Ok() ? ReadAnyData(file, at, data) : opened;
+    file.See(*m_open);
+    if (FilterReads(at) && ReadFirst(file, m_file, at.container, data).Ok()) return Outcome{};
+    return ReadAnyData(file, at, data);
   });
   if (!outcome.Ok()) data.clear();
   return outcome;
@@ -177,12 +178,11 @@ SharedProfile Document::InkProfile(FileWindow& file) const {
 Outcome Document::Load(const IndexedPicture& at, const LoadOptions& options, DecodedImage& image,
                        PictureInfo& info) const {
   FileWindow file;
-  Outcome outcome = file.Open(m_file);
-  if (!outcome.Ok()) return outcome;
+  file.See(*m_open);
   Outcome filters = Failure(K_ERROR_INVALID_FORMAT);
   bool damaged = false;
   if (FilterReads(at)) {
-    filters = LoadFirstPicture(m_file, at.container, options, image.bitmap, info, damaged);
+    filters = LoadFirstPicture(file, m_file, at.container, options, image.bitmap, info, damaged);
     if (filters.Ok()) {
       const ImageDescriptor descriptor = ReadImageDescriptor(file, at);
       Outcome described = ApplyDescriptor(descriptor, image.bitmap);
@@ -197,8 +197,8 @@ Outcome Document::Load(const IndexedPicture& at, const LoadOptions& options, Dec
   bool stillDamaged = false;
   LoadOptions others = options;
   others.strict |= options.complete;
-  outcome = LoadAnyPicture(file, at, others, other, found, stillDamaged,
-                           [&] { return InkProfile(file); });
+  Outcome outcome = LoadAnyPicture(file, at, others, other, found, stillDamaged,
+                                   [&] { return InkProfile(file); });
   if (filters.Ok() && (!outcome.Ok() || stillDamaged)) {
     return options.strict ? Failure(K_ERROR_INVALID_FORMAT, filters.warnings[0]) : filters;
   }

@@ -20,8 +20,6 @@ ImageReader::~ImageReader() {
 }
 
 Outcome ImageReader::Open(const std::string& file, Container container) {
-  Outcome outcome = m_window.Open(file);
-  if (!outcome.Ok()) return outcome;
   m_container = container;
   errno = 0;
   m_file = K_RedirectedOpen(file.c_str(), K_OPEN_READ, K_MODE_READABLE);

@@ -18,7 +18,8 @@ namespace kz {
 // force begins.
 class ImageReader {
  public:
-  ImageReader() = default;
+  // The window is one of the file that is opened, and must stay.
+  explicit ImageReader(FileWindow& window) : m_window(window) {}
   ~ImageReader();
   ImageReader(const ImageReader&) = delete;
   ImageReader& operator=(const ImageReader&) = delete;
@@ -37,13 +38,14 @@ class ImageReader {
 
  private:
   tagHANDLE* m_file = K_InvalidHandle();
-  FileWindow m_window;
+  FileWindow& m_window;
   Container m_container = Container::Modca;
   std::optional<ImageSegment> m_segment;
 };
 
-// Loads that picture. Warnings of damage that it shows set `damaged`.
-Outcome LoadFirstPicture(const std::string& file, Container container, const LoadOptions& options,
-                         Bitmap& bitmap, PictureInfo& info, bool& damaged);
+// Loads that picture of a file and a window of it. Warnings of damage that it shows set `damaged`.
+Outcome LoadFirstPicture(FileWindow& window, const std::string& file, Container container,
+                         const LoadOptions& options, Bitmap& bitmap, PictureInfo& info,
+                         bool& damaged);
 
 }  // namespace kz

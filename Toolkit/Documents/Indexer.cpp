@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "Format/CodePage.h"
 #include "Toolkit/Base/Room.h"
 
 namespace kz {
@@ -26,9 +25,7 @@ bool IsInclude(uint16_t code) {
 }  // namespace
 
 Indexer::Indexer(FileWindow& file, PageIndex& index)
-    : m_file(file), m_index(index), m_pictures(file, index.pictures), m_search(file) {
-  if (!m_decoder.Open(kDefaultEncoding).Ok()) m_index.structure = Failure(K_ERROR_NO_MEMORY);
-}
+    : m_file(file), m_index(index), m_pictures(file, index.pictures), m_search(file) {}
 
 void Indexer::Run() {
   if (m_index.container == Container::Ioca) return IndexBareFile();

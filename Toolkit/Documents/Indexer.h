@@ -10,7 +10,7 @@
 #include "Toolkit/Documents/FieldSearch.h"
 #include "Toolkit/Documents/PageIndex.h"
 #include "Toolkit/Documents/PictureScan.h"
-#include "Toolkit/Fields/TextDecoder.h"
+
 #include "Toolkit/Files/FileWindow.h"
 
 namespace kz {
@@ -96,7 +96,6 @@ class Indexer {
   PageIndex& m_index;
   PictureScan m_pictures;
   FieldSearch m_search;
-  TextDecoder m_decoder;
   std::vector<OpenBracket> m_open;
   size_t m_document = 0;             // depth at which the open document stands; 0: none is open
   int m_resources = 0;               // open resource groups and resources

@@ -1,8 +1,11 @@
 // What fields of a document name: resources, tags, and what pages include.
 #include <algorithm>
+#include <optional>
 
+#include "Format/CodePage.h"
 #include "Format/Triplet.h"
 #include "Toolkit/Documents/Indexer.h"
+#include "Toolkit/Fields/TextDecoder.h"
 
 namespace kz {
 
@@ -137,7 +140,15 @@ void Indexer::ResolveIncludes() {
   }
 }
 
-std::string Indexer::Text(std::string_view bytes) { return m_decoder.Decode(bytes); }
+std::string Indexer::Text(std::string_view bytes) {
+  // Opening one loads a library: a thread does that once for all its files.
+  thread_local std::optional<TextDecoder> decoder;
+  if (!decoder && !decoder.emplace().Open(kDefaultEncoding).Ok()) {
+    decoder.reset();
+    m_index.structure = Failure(K_ERROR_NO_MEMORY);
+  }
+  return decoder ? decoder->Decode(bytes) : std::string();
+}
 
 std::string_view Indexer::Data(const ScannedField& field) {
   const ByteSpan data = DataOf(m_file, field);

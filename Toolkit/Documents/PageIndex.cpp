@@ -196,11 +196,14 @@ Outcome FindContainer(const std::string& file, Container& container) {
 Outcome IndexFile(const std::string& file, PageIndex& index) {
   FileWindow window;
   Outcome outcome = window.Open(file);
-  if (!outcome.Ok()) return outcome;
+  return outcome.Ok() ? IndexFile(window, file, index) : outcome;
+}
+
+Outcome IndexFile(FileWindow& window, const std::string& name, PageIndex& index) {
   PageIndex result;
-  result.file = file;
+  result.file = name;
   result.found = window.Found();
-  outcome = FindContainer(window, result.container);
+  Outcome outcome = FindContainer(window, result.container);
   if (outcome.status == K_ERROR_INVALID_FORMAT)
     outcome = FindDocument(window, result.container, outcome);
   if (!outcome.Ok()) return outcome;

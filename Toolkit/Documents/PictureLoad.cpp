@@ -198,13 +198,14 @@ Outcome RunLoad(const std::string& file, Bitmap& bitmap, size_t storedRowBits,
 
 }  // namespace
 
-Outcome LoadFirstPicture(const std::string& file, Container container, const LoadOptions& options,
-                         Bitmap& bitmap, PictureInfo& info, bool& damaged) {
+Outcome LoadFirstPicture(FileWindow& window, const std::string& file, Container container,
+                         const LoadOptions& options, Bitmap& bitmap, PictureInfo& info,
+                         bool& damaged) {
   damaged = false;
   std::vector<std::string> warnings;
   size_t storedRowBits = 0;
   {
-    ImageReader reader;
+    ImageReader reader(window);
     Outcome outcome = reader.Open(file, container);
     if (outcome.Ok()) outcome = reader.Describe(info);
     if (outcome.Ok() && info.coding == Coding::Jpeg) {

@@ -140,8 +140,9 @@ bool FileShift::Far() { return t_shift.far; }
 
 bool FileShift::IsNeeded(const std::string& file) {
   struct stat found;
-  return !t_shift.far && ::stat(file.c_str(), &found) == 0 && S_ISREG(found.st_mode) &&
-         found.st_size > INT_MAX;
+  return ::stat(file.c_str(), &found) == 0 && S_ISREG(found.st_mode) && IsNeeded(found.st_size);
 }
+
+bool FileShift::IsNeeded(int64_t size) { return !t_shift.far && size > INT_MAX; }
 
 }  // namespace kz

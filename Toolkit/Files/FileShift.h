@@ -27,6 +27,8 @@ class FileShift {
   // Whether the file is one that positions don't reach the end of, so that it can be
   // read through far shifts only.
   static bool IsNeeded(const std::string& file);
+  // The same for a file of so many bytes.
+  static bool IsNeeded(int64_t size);
 
  private:
   void Exchange();

@@ -18,20 +18,33 @@ Outcome FileWindow::Open(const std::string& path) {
   const int descriptor = OpenDescriptor(path.c_str(), O_RDONLY | O_NONBLOCK);
   if (descriptor < 0) return SystemFailure(K_ERROR_OPEN_READ, errno);
   m_file.emplace(descriptor);
+  m_descriptor = -1;
   if (::fstat(descriptor, &m_found) != 0) return SystemFailure(K_ERROR_OPEN_READ, errno);
   if (S_ISDIR(m_found.st_mode)) return SystemFailure(K_ERROR_OPEN_READ, EISDIR);
   if (!S_ISREG(m_found.st_mode)) {
     return Failure(K_ERROR_OPEN_READ, "only regular files can be read");
   }
+  m_descriptor = descriptor;
+  Start();
+  return {};
+}
+
+void FileWindow::See(const FileWindow& other) {
+  m_file.reset();
+  m_descriptor = other.m_descriptor;
+  m_found = other.m_found;
+  Start();
+}
+
+void FileWindow::Start() {
   m_size = m_found.st_size;
   // A small file needs no more than itself.
   m_capacity = static_cast<size_t>(std::min(m_size, static_cast<int64_t>(kWindow)));
-  m_bytes = std::make_unique_for_overwrite<unsigned char[]>(m_capacity);
+  m_bytes.reset();
   m_length = 0;
   m_lastUse = 0;
   m_fill = m_capacity;
   m_failed = false;
-  return {};
 }
 
 bool FileWindow::IsAsFound() const {
@@ -40,6 +53,7 @@ bool FileWindow::IsAsFound() const {
 }
 
 bool FileWindow::Fill(int64_t offset, size_t count) {
+  if (m_bytes == nullptr) m_bytes = std::make_unique_for_overwrite<unsigned char[]>(m_capacity);
   const int64_t jump = offset - m_lastUse;
   const bool reads = jump >= 0 && jump <= kShortJump;
   m_fill = std::min(m_capacity, std::max(count, reads ? 2 * m_fill : kFillAfterJump));

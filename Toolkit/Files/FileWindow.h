@@ -23,8 +23,11 @@ class KZ_TESTED FileWindow {
 
   // Opens a regular file for reading. -10 when that fails.
   KZ_TESTED Outcome Open(const std::string& path);
+  // Sees the file that another window has opened, and that must stay longer, without
+  // opening it again. Windows of one file may be used by a thread each.
+  void See(const FileWindow& other);
   int64_t Size() const { return m_size; }
-  int Descriptor() const { return m_file ? m_file->Get() : -1; }
+  int Descriptor() const { return m_descriptor; }
   // What was opened.
   const struct stat& Found() const { return m_found; }
   // Whether nothing was written to the file since it was opened, whatever its name
@@ -52,10 +55,13 @@ class KZ_TESTED FileWindow {
   const unsigned char* ReadAt(int64_t offset, size_t count);
   bool Fill(int64_t offset, size_t count);
 
-  std::optional<OwnedDescriptor> m_file;
+  void Start();
+
+  std::optional<OwnedDescriptor> m_file;  // none when it is another window's
+  int m_descriptor = -1;
   struct stat m_found = {};
   int64_t m_size = 0;
-  std::unique_ptr<unsigned char[]> m_bytes;
+  std::unique_ptr<unsigned char[]> m_bytes;  // null until something is read
   size_t m_capacity = 0;
   int64_t m_start = 0;
   size_t m_length = 0;
