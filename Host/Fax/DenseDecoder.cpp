@@ -39,7 +39,7 @@ class Steps {
   // Reads on until there are enough steps, or up to what is none. With every look-up `work`
   // is called, which stops it, too, by returning false.
   template <typename Work>
-  inline void Read(Work work);
+  inline void Read(Work& work);
   // A reader at the code that the steps stop at.
   BitReader End(const BitReader& in) const { return At(in, m_next.nBit); }
   // A reader at the code of step i; for the second step of Pass mode at the mode's code, for
@@ -80,13 +80,14 @@ class Steps {
 };
 
 template <typename Work>
-inline void Steps::Read(Work work) {
+inline void Steps::Read(Work& work) {
   uint32_t nBit = m_next.nBit;
   uint32_t nSteps = m_next.nSteps;
   uint8_t state = m_next.state;
   int nGroups = m_nGroups;
   bool bGoesOn = true;
   while (bGoesOn && nSteps < kEnough) {
+    work.Begin();
     uint64_t buffer = LoadBits(m_pBits + nBit / 8) << (nBit % 8);
     for (int i = 0; i < kLookUps; ++i) {
       const StepsEntry& entry = kStepsByState[state][buffer >> (64 - kStepsBits)];
@@ -101,11 +102,12 @@ inline void Steps::Read(Work work) {
       state = entry.state;
       nBit += entry.nBits;
       buffer <<= entry.nBits;
-      if (!work()) [[unlikely]] {
+      if (!work.Step()) [[unlikely]] {
         bGoesOn = false;
         break;
       }
     }
+    if (bGoesOn) work.End();
   }
   m_next = {nBit, static_cast<uint16_t>(nSteps), state};
   m_nGroups = nGroups;
@@ -167,6 +169,16 @@ struct Window {
   inline void LoadReference() {
     b1s = (Changes(nBase, bBlack) & ~kNoB1) << (nUsed + 1);
     others = (Changes(nBase, !bBlack) & ~kNoB1) << (nUsed + 1);
+    nRoom = static_cast<unsigned int>(std::min(kLimit, nWidth - nBase) - 1 - nUsed);
+  }
+  // Moves the window to where what may be b1 from there on is known.
+  inline void SlideTo(int nTo, uint64_t b1sThere, uint64_t othersThere) {
+    StoreBits(pElements + nBase / 8, elements);
+    elements <<= nTo - nBase;
+    nUsed -= nTo - nBase;
+    nBase = nTo;
+    b1s = b1sThere << (nUsed + 1);
+    others = othersThere << (nUsed + 1);
     nRoom = static_cast<unsigned int>(std::min(kLimit, nWidth - nBase) - 1 - nUsed);
   }
   // Moves the window to a0's byte. False when it is there already.
@@ -287,21 +299,48 @@ inline int FastSteps(Window& window, const Steps& steps, int i) {
   return i;
 }
 
-// The same while reading the next steps: neither waits for the other.
-inline int FastStepsReading(Window& window, const Steps& steps, int i, Steps& next) {
-  Window w = window;
-  const int nEnd = steps.Count() - 1;
-  const int nFirst = i;
-  next.Read([&] {
+// Work for Steps::Read: none; and two steps for each look-up, so that neither the steps nor
+// the look-ups wait for each other.
+struct NoWork {
+  void Begin() {}
+  bool Step() { return true; }
+  void End() {}
+};
+
+struct TwoSteps {
+  Window w;
+  const Steps& steps;
+  int i;
+  int nEnd = steps.Count() - 1;
+  int nBase = 0;
+  uint64_t b1s = 0;
+  uint64_t others = 0;
+
+  // The window moves with every load of bits, to where a0 was at the load before: until then
+  // the reference line has come out of memory.
+  void Begin() {
+    nBase = std::max(w.A0(), 0) & ~7;
+    b1s = w.Changes(nBase, w.bBlack) & ~Window::kNoB1;
+    others = w.Changes(nBase, !w.bBlack) & ~Window::kNoB1;
+  }
+  bool Step() {
     if (i >= nEnd || !FastStep(w, steps[i])) return false;
+    w.bBlack = !w.bBlack;
     ++i;
     if (!FastStep(w, steps[i])) return false;
+    w.bBlack = !w.bBlack;
     ++i;
     return true;
-  });
-  w.bBlack ^= ((i - nFirst) & 1) != 0;
-  window = w;
-  return i;
+  }
+  // After an even number of steps the colour is that at Begin.
+  void End() { w.SlideTo(nBase, b1s, others); }
+};
+
+inline int FastStepsReading(Window& window, const Steps& steps, int i, Steps& next) {
+  TwoSteps work{window, steps, i};
+  next.Read(work);
+  window = work.w;
+  return work.i;
 }
 
 inline LineResult Decode(BitReader& reader, int nWidth, const Line& reference, Line& line) {
@@ -321,7 +360,8 @@ inline LineResult Decode(BitReader& reader, int nWidth, const Line& reference, L
   LineResult bad = LineResult::BadCode;
   int nSteps = 0;
   for (;;) {
-    steps->Read([] { return true; });
+    NoWork none;
+    steps->Read(none);
     const int nCount = steps->Count();
     in = steps->End(in);
     const bool bAhead = steps->StoppedAt() == Steps::Stop::Full && in.HoldsChunk();
