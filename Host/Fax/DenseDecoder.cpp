@@ -317,7 +317,7 @@ struct TwoSteps {
   uint64_t others = 0;
 
   // The window moves with every load of bits, to where a0 was at the load before: until then
-  // the reference line has come out of memory.
+  // the reference line has come out of memory. By pairs of steps the colour stays the same.
   void Begin() {
     nBase = std::max(w.A0(), 0) & ~7;
     b1s = w.Changes(nBase, w.bBlack) & ~Window::kNoB1;
@@ -325,14 +325,11 @@ struct TwoSteps {
   }
   bool Step() {
     if (i >= nEnd || !FastStep(w, steps[i])) return false;
-    w.bBlack = !w.bBlack;
     ++i;
     if (!FastStep(w, steps[i])) return false;
-    w.bBlack = !w.bBlack;
     ++i;
     return true;
   }
-  // After an even number of steps the colour is that at Begin.
   void End() { w.SlideTo(nBase, b1s, others); }
 };
 
@@ -340,6 +337,7 @@ inline int FastStepsReading(Window& window, const Steps& steps, int i, Steps& ne
   TwoSteps work{window, steps, i};
   next.Read(work);
   window = work.w;
+  window.bBlack ^= ((work.i - i) & 1) != 0;
   return work.i;
 }
 
