@@ -194,6 +194,9 @@ LineResult DecodeTwoDimensional(BitReader& reader, int nWidth, const Line& refer
         in.Refill();
         ++line.nRepeats;
       } while (in.Peek(kHorizontalBits) == kHorizontalCode && a0 < nWidth);
+      // Mostly by nothing or little, which can't be guessed.
+      b1 += 2 * static_cast<ptrdiff_t>(*b1 <= a0 && *b1 < nWidth);
+      b1 += 2 * static_cast<ptrdiff_t>(*b1 <= a0 && *b1 < nWidth);
       while (*b1 <= a0 && a0 < nWidth) b1 += 2;
     } else {
       result = NoCode(in, kUncompressedIn2D);
