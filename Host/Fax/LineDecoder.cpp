@@ -12,15 +12,6 @@ namespace {
 // What is taken between two calls of Refill.
 static_assert(kVerticalsBits <= kBitsAtHand && kHorizontalBits + kRunsBits <= kBitsAtHand);
 
-// Adds a changing element, or, where one stands already, takes that away: the
-// run between them is empty.
-inline uint16_t* AddElement(uint16_t* pNext, const uint16_t* pFirst, int nPosition) {
-  if (pNext > pFirst && pNext[-1] == nPosition) [[unlikely]]
-    return pNext - 1;
-  *pNext = static_cast<uint16_t>(nPosition);
-  return pNext + 1;
-}
-
 using Lanes [[gnu::vector_size(16)]] = uint16_t;
 
 static_assert(sizeof(Lanes) == kElementsAtOnce * sizeof(uint16_t));
@@ -75,43 +66,6 @@ inline int PassesInARow(const BitReader& in) {
 }
 
 }  // namespace
-
-LineResult DecodeOneDimensional(BitReader& reader, int nWidth, Line& line) {
-  BitReader in = reader;
-  uint16_t* const pFirst = line.pElements;
-  uint16_t* pNext = pFirst;
-  int a0 = 0;
-  bool bBlack = false;
-  while (a0 < nWidth) {
-    in.Refill();
-    const auto& table = bBlack ? kRunsFromBlack : kRunsFromWhite;
-    // Short runs, in pairs, as long as the bits at hand last.
-    int nLookUps = kBitsAtHand / kRunsBits;
-    for (; nLookUps > 0; --nLookUps) {
-      const RunsEntry& runs = table[in.Peek(kRunsBits)];
-      if (runs.nRuns == 0 || a0 + runs.aEnds[3] >= nWidth) break;
-      for (size_t i = 0; i < 4; ++i) pNext[i] = static_cast<uint16_t>(a0 + runs.aEnds[i]);
-      pNext += runs.nRuns;
-      a0 += runs.aEnds[3];
-      in.Skip(runs.nBits);
-    }
-    if (nLookUps == 0) continue;
-
-    // One run of any length.
-    in.Refill();
-    const int nRun = TakeRun(in, bBlack);
-    if (nRun < 0 || nRun > nWidth - a0) {
-      reader = in;
-      return nRun < 0 ? NoCode(in, kUncompressedIn1D) : LineResult::BadCode;
-    }
-    a0 += nRun;
-    pNext = AddElement(pNext, pFirst, a0);
-    bBlack = !bBlack;
-  }
-  line.End(pNext, nWidth);
-  reader = in;
-  return LineResult::Complete;
-}
 
 LineResult DecodeTwoDimensional(BitReader& reader, int nWidth, const Line& reference, Line& line) {
   BitReader in = reader;

@@ -16,6 +16,9 @@ enum class LineResult {
 // `line` is of no use.
 LineResult DecodeOneDimensional(BitReader& reader, int nWidth, Line& line);
 
+// The same, but draws the line and doesn't list it.
+LineResult DrawOneDimensional(BitReader& reader, int nWidth, Line& line);
+
 // Decodes a line coded two-dimensionally (T.4 4.2, T.6 2.2) with `reference` as
 // the line above. On failure `line` is of no use.
 LineResult DecodeTwoDimensional(BitReader& reader, int nWidth, const Line& reference, Line& line);

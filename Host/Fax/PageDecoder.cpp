@@ -5,7 +5,6 @@
 
 #include "Host/Fax/CodeTables.h"
 #include "Host/Fax/DenseDecoder.h"
-#include "Host/Fax/RunDecoder.h"
 
 namespace fax {
 
@@ -14,9 +13,9 @@ namespace {
 // What a line cost that was decoded to a list, and would have cost as a dense one: cycles, as
 // measured. A change to single codes is mostly one that the processor didn't guess.
 int ListCost(const Line& line) {
-  return 10 * line.nVectors + 42 * line.nTurns + 12 * line.nRepeats;
+  return 10 * line.nVectors + 30 * line.nTurns + 12 * line.nRepeats;
 }
-int DenseCost(const Line& line, int nWidth) { return 12 * line.nElements + nWidth * 3 / 4; }
+int DenseCost(const Line& line, int nWidth) { return 11 * line.nElements + nWidth / 2; }
 // So many lines are taken as dense before one is decoded to a list to see what that costs. An
 // odd number, since screens often have two kinds of line that alternate.
 constexpr int kDenseLines = 61;
@@ -113,7 +112,7 @@ LineResult PageDecoder::DecodeLine() {
   if (m_bOneDimensional) {
     // Unless the next line wants a list.
     return m_coding == Coding::Group3OneDimensional || m_nDenseLines > 0
-               ? DecodeRunsToPixels(m_reader, m_nWidth, m_next)
+               ? DrawOneDimensional(m_reader, m_nWidth, m_next)
                : DecodeOneDimensional(m_reader, m_nWidth, m_next);
   }
   if (m_nDenseLines > 0) {
@@ -124,7 +123,9 @@ LineResult PageDecoder::DecodeLine() {
   }
   if (!m_line.bListed) ListLine(m_line, m_nWidth);
   const LineResult result = DecodeTwoDimensional(m_reader, m_nWidth, m_line, m_next);
-  m_nDenseGain += ListCost(m_next) - DenseCost(m_next, m_nWidth) * 9 / 8 - m_nDenseGain / 8;
+  // What goes on for long counts for little, so that a change of the picture is seen at once.
+  m_nDenseGain += ListCost(m_next) - DenseCost(m_next, m_nWidth) - m_nDenseGain / 8;
+  m_nDenseGain = std::min(m_nDenseGain, m_nWidth);
   if (m_nDenseGain > 0) m_nDenseLines = kDenseLines;
   return result;
 }

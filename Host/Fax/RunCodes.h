@@ -30,6 +30,15 @@ inline int TakeRun(BitReader& in, bool bBlack, int nRun = 0) {
                 : TakeRun<kWhiteBits>(in, kWhiteRuns, nRun);
 }
 
+// Adds a changing element, or, where one stands already, takes that away: the
+// run between them is empty.
+inline uint16_t* AddElement(uint16_t* pNext, const uint16_t* pFirst, int nPosition) {
+  if (pNext > pFirst && pNext[-1] == nPosition) [[unlikely]]
+    return pNext - 1;
+  *pNext = static_cast<uint16_t>(nPosition);
+  return pNext + 1;
+}
+
 // What it means that no code begins at the reader.
 inline LineResult NoCode(const BitReader& in, std::string_view uncompressed) {
   return in.Peek(static_cast<int>(uncompressed.size())) == CodeValue(uncompressed)

@@ -1,4 +1,4 @@
-#include "Host/Fax/RunDecoder.h"
+#include <array>
 
 #include "Host/Fax/Processor.h"
 #include "Host/Fax/RunCodes.h"
@@ -12,19 +12,38 @@ static_assert(kRunWordBits * 4 <= kBitsAtHand);
 
 constexpr uint64_t kTop = uint64_t{1} << 63;
 
-// Where the line is: its changing elements so far are 1 bits in memory up to the byte of
-// nPixel, and from there on in a word.
+// Draws a line: its changing elements so far are 1 bits in memory up to the byte of nPixel,
+// and from there on in a word.
 struct Pen {
-  unsigned char* pElements;
+  static constexpr const RunWords& kWords = kRunWords;
+  Line& line;
+  const int nWidth;
   unsigned int nPixel = 0;
   uint64_t elements = 0;
 
-  // The elements of the pixels after this one, and on to another pixel, with an element
-  // there if bElement is 1. What is passed over stays as it was.
-  void Draw(uint64_t ahead, unsigned int nNext, uint64_t bElement) {
+  Pen(Line& drawnLine, int nLineWidth) : line(drawnLine), nWidth(nLineWidth) {
+    std::memset(line.pPixels, 0, RowWords(nWidth) * sizeof(uint64_t));
+  }
+  // Takes the runs of a word, which end at nNext.
+  void Take(uint64_t runs, unsigned int nNext) {
+    Move(runs & kRunsElements, nNext, runs >> kRunsClosedShift & 1);
+  }
+  // Takes a run up to nNext.
+  void End(unsigned int nNext) { Move(0, nNext, 1); }
+  // The line is full.
+  void Finish() {
+    Move(0, nPixel, 0);
+    FillRuns(line.pPixels, nWidth);
+    line.bListed = false;
+    line.bDrawn = true;
+  }
+  // Adds the elements of the pixels after this one, and goes on to another pixel, with an
+  // element there if bElement is 1. What is passed over stays as it was.
+  void Move(uint64_t ahead, unsigned int nNext, uint64_t bElement) {
     elements ^= ahead >> (nPixel % 8);
     const uint64_t stored = BigEndian64(elements);
-    std::memcpy(pElements + nPixel / 8, &stored, sizeof stored);
+    std::memcpy(reinterpret_cast<unsigned char*>(line.pPixels) + nPixel / 8, &stored,
+                sizeof stored);
     const unsigned int nMoved = (nNext & ~7u) - (nPixel & ~7u);
     elements = nMoved < 64 ? elements << nMoved : 0;
     elements ^= bElement << 63 >> (nNext % 8);
@@ -32,11 +51,33 @@ struct Pen {
   }
 };
 
+// Lists a line.
+struct Lister {
+  static constexpr const RunWords& kWords = kRunListWords;
+  Line& line;
+  const int nWidth;
+  unsigned int nPixel = 0;
+  uint16_t* pNext = line.pElements;
+
+  void Take(uint64_t runs, unsigned int nNext) {
+    for (int i = 0; i < 4; ++i)
+      pNext[i] = static_cast<uint16_t>(nPixel + static_cast<uint8_t>(runs >> (32 + 8 * i)));
+    // After a make-up code what stands there will be written again.
+    pNext += runs >> kRunsCountShift & kRunsCount;
+    pNext[-static_cast<ptrdiff_t>(runs >> kRunsClosedShift & 1)] = static_cast<uint16_t>(nNext);
+    nPixel = nNext;
+  }
+  void End(unsigned int nNext) {
+    pNext = AddElement(pNext, line.pElements, static_cast<int>(nNext));
+    nPixel = nNext;
+  }
+  void Finish() { line.End(pNext, nWidth); }
+};
+
+template <typename Taker>
 inline LineResult Decode(BitReader& reader, int nWidth, Line& line) {
   BitReader in = reader;
-  auto* const pPixels = reinterpret_cast<unsigned char*>(line.pPixels);
-  std::memset(pPixels, 0, RowWords(nWidth) * sizeof(uint64_t));
-  Pen pen{pPixels};
+  Taker taker{line, nWidth};
   const auto nEnd = static_cast<unsigned int>(nWidth);
   uint64_t colour = 0;
   unsigned int nRunStart = 0;
@@ -45,13 +86,13 @@ inline LineResult Decode(BitReader& reader, int nWidth, Line& line) {
     in.Refill();
     int nLookUps = kBitsAtHand / kRunWordBits;
     for (; nLookUps > 0; --nLookUps) {
-      const uint64_t runs = kRunWords[colour | in.Peek(kRunWordBits)];
+      const uint64_t runs = Taker::kWords[colour | in.Peek(kRunWordBits)];
       const unsigned int nNext =
-          pen.nPixel + static_cast<unsigned int>(runs >> kRunsPixelsShift & kNoRuns);
+          taker.nPixel + static_cast<unsigned int>(runs >> kRunsPixelsShift & kNoRuns);
       if (nNext >= nEnd) [[unlikely]]
         break;
-      nRunStart = bOpen != 0 ? nRunStart : pen.nPixel;
-      pen.Draw(runs & kRunsElements, nNext, runs >> kRunsClosedShift & 1);
+      nRunStart = bOpen != 0 ? nRunStart : taker.nPixel;
+      taker.Take(runs, nNext);
       colour = runs & kRunsBlack;
       bOpen = runs >> kRunsOpenShift & 1;
       in.Skip(static_cast<int>(runs & kRunsBitCount));
@@ -60,34 +101,39 @@ inline LineResult Decode(BitReader& reader, int nWidth, Line& line) {
 
     // One run, or the rest of one.
     in.Refill();
-    const unsigned int a0 = bOpen != 0 ? nRunStart : pen.nPixel;
-    const int nRun = TakeRun(in, colour != 0, static_cast<int>(pen.nPixel - a0));
+    const unsigned int a0 = bOpen != 0 ? nRunStart : taker.nPixel;
+    const int nRun = TakeRun(in, colour != 0, static_cast<int>(taker.nPixel - a0));
     if (nRun < 0 || nRun > nWidth - static_cast<int>(a0)) {
       reader = in;
       return nRun < 0 ? NoCode(in, kUncompressedIn1D) : LineResult::BadCode;
     }
     const unsigned int a1 = a0 + static_cast<unsigned int>(nRun);
     if (a1 == nEnd) break;
-    pen.Draw(0, a1, 1);
+    taker.End(a1);
     colour ^= kRunsBlack;
     bOpen = 0;
   }
-  pen.Draw(0, pen.nPixel, 0);
-  FillRuns(line.pPixels, nWidth);
-  line.bListed = false;
-  line.bDrawn = true;
+  taker.Finish();
   reader = in;
   return LineResult::Complete;
 }
 
-FAX_WITH_BMI LineResult DecodeWithBmi(BitReader& reader, int nWidth, Line& line) {
-  return Decode(reader, nWidth, line);
+FAX_WITH_BMI LineResult DrawWithBmi(BitReader& reader, int nWidth, Line& line) {
+  return Decode<Pen>(reader, nWidth, line);
+}
+
+FAX_WITH_BMI LineResult ListWithBmi(BitReader& reader, int nWidth, Line& line) {
+  return Decode<Lister>(reader, nWidth, line);
 }
 
 }  // namespace
 
-LineResult DecodeRunsToPixels(BitReader& reader, int nWidth, Line& line) {
-  return HasBmi() ? DecodeWithBmi(reader, nWidth, line) : Decode(reader, nWidth, line);
+LineResult DrawOneDimensional(BitReader& reader, int nWidth, Line& line) {
+  return HasBmi() ? DrawWithBmi(reader, nWidth, line) : Decode<Pen>(reader, nWidth, line);
+}
+
+LineResult DecodeOneDimensional(BitReader& reader, int nWidth, Line& line) {
+  return HasBmi() ? ListWithBmi(reader, nWidth, line) : Decode<Lister>(reader, nWidth, line);
 }
 
 }  // namespace fax

@@ -33,42 +33,65 @@ constexpr Codes MakeCodes(const std::array<RunCode, 64>& terminating,
 constexpr std::array<Codes, 2> kCodes = {MakeCodes(kWhiteTerminatingCodes, kWhiteMakeUpCodes),
                                          MakeCodes(kBlackTerminatingCodes, kBlackMakeUpCodes)};
 
-constexpr uint64_t MakeWord(unsigned int colour, unsigned int index) {
-  uint64_t elements = 0;
+// Of runs that end: those whose ends but the last stand in a word.
+struct Ends {
+  bool bListed;  // as bytes, not as bits
+  uint64_t bits = 0;
+  unsigned int nRuns = 0;
+
+  // Whether another run can follow one that ends there.
+  constexpr bool HasRoom(unsigned int nPixel) const {
+    return bListed ? nRuns < kRunsListed && nPixel < 256 : nPixel < kRunsElementBits;
+  }
+  constexpr void Add(unsigned int nPixel) {
+    if (bListed)
+      bits |= uint64_t{nPixel} << (kRunsElementBits + 8 * (nRuns - 1));
+    else
+      bits ^= uint64_t{1} << 63 >> nPixel;
+  }
+};
+
+constexpr uint64_t MakeWord(bool bListed, unsigned int colour, unsigned int index) {
+  Ends ends{bListed};
   unsigned int nBits = 0;
   unsigned int nPixels = 0;
   bool bOpen = false;
-  bool bFirst = true;
   for (;;) {
-    const Code code = kCodes[colour][(index << nBits) & ((1u << kRunWordBits) - 1)];
+    const Code code = kCodes[colour][(index << nBits) & (kRunsBlack - 1)];
     const bool bMakeUp = code.nRun >= 64;
-    const bool bFits = code.nBits != 0 && nBits + static_cast<unsigned>(code.nBits) <= kRunWordBits;
-    // A run of several codes begins an entry, so that its first pixel is known.
-    if (!bFits || (!bFirst && !bOpen && (bMakeUp || nPixels >= kRunsElementBits)) ||
-        (bOpen && bMakeUp))
-      break;
-    if (!bFirst && !bOpen) elements ^= uint64_t{1} << 63 >> nPixels;
-    nBits += static_cast<unsigned>(code.nBits);
+    const unsigned int nCodeBits = static_cast<unsigned>(code.nBits);
+    if (nCodeBits == 0 || nBits + nCodeBits > kRunWordBits) break;
+    if (bListed && code.nRun == 0 && !bOpen) break;
+    // A run of several codes begins a word, so that its first pixel is known.
+    if (bMakeUp && (bOpen || ends.nRuns > 0)) break;
+    if (ends.nRuns > 0) {
+      if (!ends.HasRoom(nPixels)) break;
+      ends.Add(nPixels);
+    }
+    nBits += nCodeBits;
     nPixels += static_cast<unsigned>(code.nRun);
     bOpen = bMakeUp;
-    bFirst = false;
-    if (!bOpen) colour ^= 1;
+    if (bOpen) continue;
+    ++ends.nRuns;
+    colour ^= 1;
   }
-  if (bFirst) nPixels = kNoRuns;
-  return elements | uint64_t{nPixels} << kRunsPixelsShift | uint64_t{!bOpen} << kRunsClosedShift |
-         colour * kRunsBlack | uint64_t{bOpen} << kRunsOpenShift | nBits;
+  if (nBits == 0) nPixels = kNoRuns;
+  return ends.bits | uint64_t{nPixels} << kRunsPixelsShift | colour * kRunsBlack |
+         uint64_t{ends.nRuns} << kRunsCountShift | uint64_t{!bOpen} << kRunsClosedShift |
+         uint64_t{bOpen} << kRunsOpenShift | nBits;
 }
 
-constexpr auto MakeWords() {
-  std::array<uint64_t, 2 * kRunsBlack> words{};
+constexpr RunWords MakeWords(bool bListed) {
+  RunWords words{};
   for (unsigned int colour = 0; colour < 2; ++colour)
     for (unsigned int index = 0; index < kRunsBlack; ++index)
-      words[colour * kRunsBlack + index] = MakeWord(colour, index);
+      words[colour * kRunsBlack + index] = MakeWord(bListed, colour, index);
   return words;
 }
 
 }  // namespace
 
-constinit const std::array<uint64_t, 2 * kRunsBlack> kRunWords = MakeWords();
+constinit const RunWords kRunWords = MakeWords(false);
+constinit const RunWords kRunListWords = MakeWords(true);
 
 }  // namespace fax
