@@ -235,7 +235,7 @@ TEST(Document, PicturesAreDescribedAsLargeAsTheirDescriptorLetsThemBe) {
       const std::string file = folder.File(
           "file", Field(0xA8A8) + Field(0xA8AF) + Field(0xA8FB) +
                       Field(0xA6FB, descriptor + Big16(c.width) + Big16(c.height)) +
-                      PictureData(segment) + Field(0xA9FB) + Field(0xA9AF) + Field(0xA9A8));
+                      PictureDataFields(segment) + Field(0xA9FB) + Field(0xA9AF) + Field(0xA9A8));
       kz::Bitmap bitmap;
       kz::PictureInfo described, loaded;
       EXPECT_TRUE(kz::DescribePicture(file, 1, described).Ok());
