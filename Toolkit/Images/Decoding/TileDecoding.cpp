@@ -14,14 +14,6 @@ namespace {
 constexpr int64_t kCoverings = 4;
 constexpr int64_t kMorePixels = int64_t{1} << 24;
 
-// Size of a tile on the canvas.
-int64_t CanvasWidth(const ImageTile& tile) {
-  return int64_t{ShapeOfCoded(tile.image).width} * std::max(tile.scale, 1);
-}
-int64_t CanvasHeight(const ImageTile& tile) {
-  return int64_t{ShapeOfCoded(tile.image).height} * std::max(tile.scale, 1);
-}
-
 bool IsGray(const RgbColor& color) { return color[0] == color[1] && color[1] == color[2]; }
 
 class TileDecoder {
@@ -138,7 +130,8 @@ ImageShape ShapeOfTiles(const ImageContent& content, const ImageDescriptor& desc
   int deepest = 1;
   bool allInks = !content.tiles.empty();
   for (const ImageTile& tile : content.tiles) {
-    const int bits = ShapeOfCoded(tile.image).bitsPerPixel;
+    const ImageShape tileShape = ShapeOfCoded(tile.image);
+    const int bits = tileShape.bitsPerPixel;
     deepest = std::max(deepest, bits);
     allInks = allInks && bits == 32;
     const RgbColor color = tile.color ? ColorOf(*tile.color) : foreground;
@@ -147,8 +140,9 @@ ImageShape ShapeOfTiles(const ImageContent& content, const ImageDescriptor& desc
       deepest = std::max(deepest, IsGray(color) ? 8 : 24);
     }
     if (!bySize) {
-      width = std::max(width, tile.x + CanvasWidth(tile));
-      height = std::max(height, tile.y + CanvasHeight(tile));
+      const int64_t scale = std::max(tile.scale, 1);
+      width = std::max(width, tile.x + tileShape.width * scale);
+      height = std::max(height, tile.y + tileShape.height * scale);
     }
   }
   if (deepest > 1 && deepest < 24 && !IsGray(foreground)) deepest = 24;
