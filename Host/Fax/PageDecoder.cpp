@@ -13,9 +13,12 @@ namespace {
 // What a line cost that was decoded to a list, and would have cost as a dense one: cycles, as
 // measured. A change to single codes is mostly one that the processor didn't guess.
 int ListCost(const Line& line) {
-  return 10 * line.nVectors + 30 * line.nTurns + 12 * line.nRepeats;
+  return 10 * line.nVectors + 34 * line.nTurns + 12 * line.nRepeats;
 }
-int DenseCost(const Line& line, int nWidth) { return 11 * line.nElements + nWidth / 2; }
+// Every element of either line costs a step or two.
+int DenseCost(const Line& line, const Line& reference, int nWidth) {
+  return 10 * std::max(line.nElements, reference.nElements) + nWidth / 2;
+}
 // So many lines are taken as dense before one is decoded to a list to see what that costs. An
 // odd number, since screens often have two kinds of line that alternate.
 constexpr int kDenseLines = 61;
@@ -124,7 +127,7 @@ LineResult PageDecoder::DecodeLine() {
   if (!m_line.bListed) ListLine(m_line, m_nWidth);
   const LineResult result = DecodeTwoDimensional(m_reader, m_nWidth, m_line, m_next);
   // What goes on for long counts for little, so that a change of the picture is seen at once.
-  m_nDenseGain += ListCost(m_next) - DenseCost(m_next, m_nWidth) - m_nDenseGain / 8;
+  m_nDenseGain += ListCost(m_next) - DenseCost(m_next, m_line, m_nWidth) - m_nDenseGain / 8;
   m_nDenseGain = std::min(m_nDenseGain, m_nWidth);
   if (m_nDenseGain > 0) m_nDenseLines = kDenseLines;
   return result;
