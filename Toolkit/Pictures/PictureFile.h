@@ -146,6 +146,7 @@ class K_EXPORT PictureWriter {
   std::unique_ptr<PictureSink> m_sink;
   PictureFormat m_format = PictureFormat::kNone;
   int m_pages = 0;
+  bool m_spoilt = false;  // a page failed that was written in part
 };
 
 }  // namespace kz
