@@ -12,6 +12,10 @@ bool IsSanePicture(int64_t width, int64_t height, int bitsPerPixel) {
   return bytesPerLine > 0 && height <= kMaxPictureBytes / bytesPerLine;
 }
 
+std::string SizeText(int width, int height) {
+  return std::to_string(width) + " x " + std::to_string(height) + " pixels";
+}
+
 Outcome CheckPictureSize(int64_t width, int64_t height, int bitsPerPixel, int64_t maxPixels) {
   if (width <= 0 || height <= 0) {
     return Failure(K_ERROR_INVALID_FORMAT, "the picture has no size");

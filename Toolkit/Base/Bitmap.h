@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "Host/Kernel/Export.h"
 #include "Host/Kernel/HostRecords.h"
@@ -25,6 +26,9 @@ K_EXPORT bool IsSanePicture(int64_t width, int64_t height, int bitsPerPixel);
 // the limit when it has no size, more pixels than the limit, or is not sane.
 K_EXPORT Outcome CheckPictureSize(int64_t width, int64_t height, int bitsPerPixel,
                                   int64_t maxPixels);
+
+// "640 x 480 pixels".
+std::string SizeText(int width, int height);
 
 // Bitmap::IsGray for any bitmap.
 K_EXPORT bool IsGrayBitmap(const _BITMAPHANDLE& bitmap);

@@ -62,6 +62,13 @@ Outcome ReadFirst(FileWindow& window, const std::string& file, Container contain
   return outcome.Ok() ? reader.ReadImageData(data) : outcome;
 }
 
+Outcome ReadFirstStored(FileWindow& window, const std::string& file, Container container,
+                        StoredData& stored, bool& passes) {
+  ImageReader reader(window);
+  Outcome outcome = reader.Open(file, container);
+  return outcome.Ok() ? reader.ReadStored(stored, passes) : outcome;
+}
+
 }  // namespace
 
 Outcome Document::Open() {
@@ -159,6 +166,58 @@ Outcome Document::ReadImageData(int picture, std::vector<unsigned char>& data) c
   });
   if (!outcome.Ok()) data.clear();
   return outcome;
+}
+
+Outcome Document::PassStored(const IndexedPicture& at, const LoadOptions& options,
+                             PictureData& data, bool& passes) const {
+  FileWindow file;
+  file.See(*m_open);
+  Outcome outcome;
+  StoredData stored;
+  bool found = false;
+  const char* whose = "page";
+  if (!FilterReads(at) || !ReadFirstStored(file, m_file, at.container, stored, found).Ok()) {
+    stored = {};
+    whose = "image";
+    found = ReadAnyStored(file, at, stored, outcome.warnings);
+  }
+  ImageDescriptor descriptor;
+  if (at.kind == PictureKind::Ioca) descriptor = ReadImageDescriptor(file, at);
+  ApplyResolution(descriptor, stored.xResolution, stored.yResolution);
+  const int width = stored.width;
+  const int height = stored.height;
+  passes = found && PassData(std::move(stored), options, data);
+  if (!passes) return {};
+  int shownWidth = data.width;
+  int shownHeight = data.height;
+  // Colours of inks that a profile says would become others.
+  passes = !CutSize(descriptor, shownWidth, shownHeight) &&
+           (data.coding == PictureCoding::kJpeg || !IsColored(descriptor)) &&
+           (data.components != 4 || (options.profile == nullptr && InkProfile(file) == nullptr));
+  if (!passes) return {};
+  if (width > 0 && height > 0 && (width != data.width || height != data.height)) {
+    outcome.warnings.push_back("the JPEG data hold " + SizeText(data.width, data.height) +
+                               ", the " + whose + " says " + SizeText(width, height));
+  }
+  return outcome;
+}
+
+Outcome Document::ReadPictureData(int picture, const LoadOptions& options, bool check,
+                                  PictureData& data, bool& passes) const {
+  passes = false;
+  Outcome outcome = AtPicture(
+      picture, [&](const IndexedPicture& at) { return PassStored(at, options, data, passes); });
+  if (passes && check) passes = outcome.Ok() && CheckPictureData(data, options.maxPixels);
+  if (!outcome.Ok() || !passes) {
+    passes = false;
+    data = {};
+    outcome.warnings.clear();
+  }
+  return outcome;
+}
+
+bool CheckPictureData(PictureData& data, int64_t maxPixels) {
+  return DecodeToCheck(data, maxPixels);
 }
 
 // What the file holds itself comes before what the caller has.

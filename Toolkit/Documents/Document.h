@@ -13,6 +13,7 @@
 #include "Toolkit/Documents/PageIndex.h"
 #include "Toolkit/Images/DecodedImage.h"
 #include "Toolkit/Images/PictureInfo.h"
+#include "Toolkit/Pictures/PictureData.h"
 
 namespace kz {
 
@@ -64,6 +65,16 @@ class K_EXPORT Document {
   // that end too early and -1 for no memory.
   Outcome ReadImageData(int picture, std::vector<unsigned char>& data) const;
 
+  // The picture's data as other formats carry them: one piece of Group 3, Group 4 or JPEG data
+  // that show what LoadPicture loads and nothing else, so that none pass that are cut, masked, in
+  // tiles or bands, coloured by the page, or coded in more columns than the picture has.
+  // Bit-reversed data come turned. With `check` they are decoded too, without a bitmap, and data
+  // in which anything is wrong don't pass. `passes` false: they can't go as they are, and
+  // LoadPicture says what becomes of the picture. Fails with -9 for a picture that isn't there, -1
+  // for no memory, -7 when the indexed file was written to.
+  Outcome ReadPictureData(int picture, const LoadOptions& options, bool check, PictureData& data,
+                          bool& passes) const;
+
   // Loads a picture: 1, 4 (ABIC), 8 or 24 bits per pixel, or inks, with its resolution. The
   // filter loads what it takes; what it refuses or finds damaged is read by the
   // toolkit itself, and the better of the two pictures counts. Damaged data give what they have,
@@ -86,6 +97,8 @@ class K_EXPORT Document {
   Outcome AtPicture(int picture, Read read) const;
   Outcome Load(const IndexedPicture& at, const LoadOptions& options, DecodedImage& image,
                PictureInfo& info) const;
+  Outcome PassStored(const IndexedPicture& at, const LoadOptions& options, PictureData& data,
+                     bool& passes) const;
   SharedProfile InkProfile(FileWindow& file) const;
 
   std::string m_name;
@@ -97,6 +110,10 @@ class K_EXPORT Document {
   mutable std::once_flag m_profileSought;
   mutable SharedProfile m_profile;  // of inks, that the file holds
 };
+
+// Decodes data that ReadPictureData gave unchecked, without a bitmap: false when anything is wrong
+// with them. Says in `data` how all of their rows are laid out.
+K_EXPORT bool CheckPictureData(PictureData& data, int64_t maxPixels);
 
 // The same for one picture of a file, which is indexed for it.
 K_EXPORT Outcome DescribePicture(const std::string& file, int picture, PictureInfo& info);

@@ -74,6 +74,23 @@ Outcome ImageReader::ReadImageData(std::vector<unsigned char>& data, size_t limi
   return Failure(K_ERROR_NO_MEMORY);
 }
 
+Outcome ImageReader::ReadStored(StoredData& stored, bool& passes) {
+  PictureInfo info;
+  Outcome outcome = Describe(info);
+  if (!outcome.Ok()) return outcome;
+  stored.fax = info.coding == Coding::Fax ? FindFormatCode(info.format).row->raw : 0;
+  stored.width = info.width;
+  stored.height = info.height;
+  // A depth of 1 stands for none that is said.
+  stored.depth = info.bitsPerPixel == 1 ? 0 : info.bitsPerPixel;
+  stored.xResolution = info.xResolution;
+  stored.yResolution = info.yResolution;
+  stored.bottomUp = !info.topDown;
+  stored.reversedBits = info.reversedBits;
+  passes = stored.fax != 0 ? MayPass(stored.fax) : info.coding == Coding::Jpeg;
+  return passes ? ReadImageData(stored.bytes) : outcome;
+}
+
 Outcome ImageReader::CountImageData(uint64_t& bytes) {
   bytes = 0;
   for (size_t got = kPiece; got == kPiece; bytes += got) {

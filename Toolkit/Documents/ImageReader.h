@@ -10,6 +10,7 @@
 #include "API/Filters/Ica/Common/Ica.h"
 #include "Toolkit/Documents/Document.h"
 #include "Toolkit/Documents/ImageSegment.h"
+#include "Toolkit/Images/Passing/PassedData.h"
 #include "Toolkit/Imaging/JpegFrame.h"
 
 namespace kz {
@@ -33,6 +34,9 @@ class ImageReader {
   Outcome ReadImageData(std::vector<unsigned char>& data, size_t limit = SIZE_MAX);
   // Counts the rest of them.
   Outcome CountImageData(uint64_t& bytes);
+  // All of them and what Describe said, for passing them on. False, unread, when they can't.
+  // Fails as Describe does, and with -7 for data that end too early.
+  Outcome ReadStored(StoredData& stored, bool& passes);
   // Reads as much as finding the frame header of JPEG data takes.
   Outcome ReadJpegFrame(JpegFrame& frame);
 

@@ -119,10 +119,6 @@ class RowTaker {
   int m_next = 0;
 };
 
-std::string SizeText(int width, int height) {
-  return std::to_string(width) + " x " + std::to_string(height) + " pixels";
-}
-
 // Replaces what the page says of size and depth by what its JPEG data say.
 Outcome ApplyJpegFrame(ImageReader& reader, PictureInfo& info, std::vector<std::string>& warnings) {
   JpegFrame frame;

@@ -1,6 +1,7 @@
 #include "Toolkit/Images/AnyPicture.h"
 
 #include "Toolkit/Images/ContainedFile.h"
+#include "Toolkit/Images/Decoding/ImageCoding.h"
 #include "Toolkit/Images/Decoding/PlainRows.h"
 #include "Toolkit/Images/ImImage.h"
 #include "Toolkit/Images/ImageContent.h"
@@ -90,6 +91,20 @@ Outcome LoadImage(FileWindow& file, const PicturePlace& place, const LoadOptions
   outcome.warnings.insert(outcome.warnings.begin(), content.warnings.begin(),
                           content.warnings.end());
   return outcome;
+}
+
+// Whether data with these parameters are one piece that other formats may carry.
+bool ContentMayPass(const ImageContent& content) {
+  const ImageParameters& parameters = content.image.parameters;
+  const bool jpeg = parameters.compression == coding::kJpeg;
+  if (content.tiled || content.mask.has_value() || parameters.bandBits.size() > 1 ||
+      !Unsupported(content).empty()) {
+    return false;
+  }
+  if (jpeg) return !parameters.subtractive;
+  // A height that isn't said is as many rows as there are, which is known too late.
+  return MayPass(FaxCodeOf(parameters.compression)) && parameters.height > 0 &&
+         ShapeOf(content, {}).bitsPerPixel == 1;
 }
 
 Outcome DescribeIm(FileWindow& file, const PicturePlace& place, PictureInfo& info) {
@@ -191,6 +206,33 @@ Outcome ReadAnyData(FileWindow& file, const PicturePlace& place, std::vector<uns
   if (content.fault != K_SUCCESS) return Failure(content.fault, content.warnings.back());
   data = std::move(content.image.bands[0]);
   return outcome;
+}
+
+bool ReadAnyStored(FileWindow& file, const PicturePlace& place, StoredData& stored,
+                   std::vector<std::string>& warnings) {
+  if (place.kind == PictureKind::Jpeg) return ReadContainedFile(file, place, stored.bytes).Ok();
+  ImageContent content;
+  if (place.kind != PictureKind::Ioca || !ReadImageParameters(file, place, content).Ok() ||
+      !ContentMayPass(content)) {
+    return false;
+  }
+  // The same again: what stands past the data counts too.
+  if (!ReadImageContent(file, place, content).Ok() || !ContentMayPass(content) ||
+      content.fault != K_SUCCESS || content.image.bands.size() != 1) {
+    return false;
+  }
+  const ImageParameters& parameters = content.image.parameters;
+  const ImageShape shape = ShapeOf(content, ReadImageDescriptor(file, place));
+  stored.fax = FaxCodeOf(parameters.compression);
+  stored.width = parameters.width;
+  stored.height = parameters.height;
+  stored.xResolution = shape.xResolution;
+  stored.yResolution = shape.yResolution;
+  stored.bottomUp = parameters.recording == kRecordingBottomToTop;
+  stored.reversedBits = parameters.lowestBitFirst;
+  stored.bytes = std::move(content.image.bands[0]);
+  warnings = std::move(content.warnings);
+  return true;
 }
 
 }  // namespace kz

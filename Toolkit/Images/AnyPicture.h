@@ -2,11 +2,13 @@
 #pragma once
 
 #include <functional>
+#include <string>
 #include <vector>
 
 #include "Toolkit/Base/Tested.h"
 #include "Toolkit/Files/FileWindow.h"
 #include "Toolkit/Images/DecodeImage.h"
+#include "Toolkit/Images/Passing/PassedData.h"
 #include "Toolkit/Images/PictureInfo.h"
 #include "Toolkit/Images/PicturePlace.h"
 
@@ -31,5 +33,10 @@ KZ_TESTED Outcome LoadAnyPicture(FileWindow& file, const PicturePlace& place,
 // IM images, else as DescribeAnyPicture.
 KZ_TESTED Outcome ReadAnyData(FileWindow& file, const PicturePlace& place,
                               std::vector<unsigned char>& data);
+
+// The same for passing them on. False when they can't, which is found out before they are read
+// where it can be, or can't be read. Says in `warnings` what DecodeImage would.
+bool ReadAnyStored(FileWindow& file, const PicturePlace& place, StoredData& stored,
+                   std::vector<std::string>& warnings);
 
 }  // namespace kz

@@ -211,6 +211,14 @@ std::string Unsupported(const ImageContent& content) {
 
 bool IsColored(const ImageDescriptor& descriptor) { return ColorOf(descriptor) != kBlack; }
 
+void ApplyResolution(const ImageDescriptor& descriptor, int& x, int& y) {
+  Resolution resolution = {x, y};
+  resolution.OrElse(DotsPerInch(descriptor.xUnits, descriptor.unitBase),
+                    DotsPerInch(descriptor.yUnits, descriptor.unitBase));
+  x = resolution.x;
+  y = resolution.y;
+}
+
 Outcome ApplyDescriptor(const ImageDescriptor& descriptor, Bitmap& bitmap) {
   int status = K_SUCCESS;
   int width = bitmap.Width();
@@ -221,10 +229,10 @@ Outcome ApplyDescriptor(const ImageDescriptor& descriptor, Bitmap& bitmap) {
     if (color != kBlack) status = ColorBits(color, bitmap);
   }
   if (status != K_SUCCESS) return Failure(status);
-  Resolution resolution = {bitmap.XResolution(), bitmap.YResolution()};
-  resolution.OrElse(DotsPerInch(descriptor.xUnits, descriptor.unitBase),
-                    DotsPerInch(descriptor.yUnits, descriptor.unitBase));
-  bitmap.SetResolution(resolution.x, resolution.y);
+  int x = bitmap.XResolution();
+  int y = bitmap.YResolution();
+  ApplyResolution(descriptor, x, y);
+  bitmap.SetResolution(x, y);
   return {};
 }
 

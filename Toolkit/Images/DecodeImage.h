@@ -39,6 +39,9 @@ KZ_TESTED bool IsColored(const ImageDescriptor& descriptor);
 KZ_TESTED Outcome DecodeImage(const ImageContent& content, const ImageDescriptor& descriptor,
                               const LoadOptions& options, DecodedImage& image, bool& damaged);
 
+// Gives the descriptor's resolution to a picture that lacks it.
+void ApplyResolution(const ImageDescriptor& descriptor, int& x, int& y);
+
 // Cuts a picture that was read another way to the descriptor's size, and gives the 1 bits
 // of a bilevel one the descriptor's colour; it becomes one of 24 bits then, unless the
 // colour is black. Resolution that the picture lacks is the descriptor's.

@@ -16,10 +16,6 @@ namespace kz {
 
 namespace {
 
-std::string SizeText(int width, int height) {
-  return std::to_string(width) + " x " + std::to_string(height) + " pixels";
-}
-
 bool OwnSize(uint8_t compression) {
   return compression == coding::kJpeg || compression == coding::kJbig2;
 }
