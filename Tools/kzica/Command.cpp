@@ -86,6 +86,14 @@ void AddMaxPixels(CLI::App& command, int64_t& maxPixels) {
       ->capture_default_str();
 }
 
+void AddJobs(CLI::App& command, unsigned& jobs) {
+  command
+      .add_option("-j,--jobs", jobs,
+                  "Work on so many processors at once; without, on as many as there are")
+      ->check(CLI::Range(1, 1024))
+      ->type_name("N");
+}
+
 void AddResources(CLI::App& command, std::string& folder) {
   command
       .add_option("--resources", folder,

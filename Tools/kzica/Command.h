@@ -66,6 +66,8 @@ void CheckEncoding(const std::string& encoding);
 
 // Adds --max-pixels.
 void AddMaxPixels(CLI::App& command, int64_t& maxPixels);
+// Adds -j; `jobs` stays 0, for as many as there are processors, when it isn't given.
+void AddJobs(CLI::App& command, unsigned& jobs);
 // Adds --resources, a folder; `folder` stays empty when it isn't given.
 void AddResources(CLI::App& command, std::string& folder);
 

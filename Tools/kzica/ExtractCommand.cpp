@@ -1,6 +1,4 @@
 // kzica extract: the pictures of a file, or of some of its pages, as picture files.
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
@@ -12,11 +10,8 @@
 
 #include "Toolkit/Documents/Document.h"
 #include "Toolkit/Documents/PageRange.h"
-#include "Toolkit/Files/AtomicFile.h"
 #include "Toolkit/Files/NumberedName.h"
-#include "Toolkit/Imaging/JpegCodec.h"
-#include "Toolkit/Imaging/RowConversion.h"
-#include "Toolkit/Pictures/PictureFile.h"
+#include "Tools/kzica/ExtractOutput.h"
 #include "Tools/kzica/Input.h"
 #include "Tools/kzica/Locking.h"
 #include "Tools/kzica/PageSelection.h"
@@ -39,15 +34,9 @@ struct ExtractOptions {
   bool all = false;
   std::string resources;  // folder; empty: none
   std::string format;
-  bool dither = false;
   std::string profile;  // file with an ICC profile; empty: none
-  kz::LoadOptions load;
-};
-
-// What a picture is written as: a picture, or its image data as they are stored.
-struct OutputFormat {
-  kz::PictureFormat picture = kz::PictureFormat::kNone;
-  bool raw = false;
+  kz::ExportOptions with;
+  unsigned jobs = 0;  // 0: as many as there are processors
 };
 
 OutputFormat ChooseFormat(const ExtractOptions& options) {
@@ -58,44 +47,15 @@ OutputFormat ChooseFormat(const ExtractOptions& options) {
   if (std::filesystem::path("x" + name).extension() == ".raw") return {{}, true};
   const kz::PictureFormat picture = kz::FormatOfEnding(name);
   if (picture == kz::PictureFormat::kNone) {
-    throw UsageError(options.out +
-                     ": the ending is none of png, tif, pbm, pgm, ppm, pnm, jpg, pdf and raw; "
-                     "say with --format what to write");
+    std::string endings;
+    for (const kz::PictureFormatRow& row : kz::kPictureFormats) {
+      endings += (endings.empty() ? "" : ", ") + std::string(row.ending);
+    }
+    throw UsageError(options.out + ": the ending is none of " + endings +
+                     " and raw; say with --format what to write");
   }
   return {picture, false};
 }
-
-// An output file can't be the file that the pictures come from.
-void RefuseSameFile(const ExtractOptions& options, const std::string& out) {
-  if (IsInput(options.file, out)) {
-    throw UsageError(out + ": this is the file to extract from");
-  }
-}
-
-kz::Outcome WriteData(const std::string& out, const std::vector<unsigned char>& data,
-                      kz::FileBatch* batch) {
-  if (out == "-") {
-    Print({data.begin(), data.end()});
-    return {};
-  }
-  kz::AtomicFile file;
-  kz::Outcome outcome = file.Open(out, batch);
-  if (!outcome.Ok()) return outcome;
-  for (size_t done = 0; done < data.size();) {
-    const ssize_t n = write(file.Descriptor(), data.data() + done, data.size() - done);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) return kz::SystemFailure(K_ERROR_WRITE, n < 0 ? errno : EIO);
-    done += static_cast<size_t>(n);
-  }
-  return file.Commit();
-}
-
-// A picture that is wanted, and the page that it is wanted of; 0: of none.
-struct Wanted {
-  kz::ShownPicture shown;
-  int page;
-  int number;  // in names: that of the picture; of a resource's after those of the file
-};
 
 // Whether any bytes of the page were skipped for damage.
 bool IsDamaged(const kz::PageIndex& index, int page) {
@@ -114,7 +74,7 @@ class Extraction {
         m_format(ChooseFormat(options)),
         m_pages(SelectionOf(options.pages)),
         m_images("picture"),
-        m_load(options.load),
+        m_with(options.with),
         m_document(options.file) {
     const bool named = !m_pages.IsEmpty();
     if (named && (options.all || !options.images.empty())) {
@@ -129,7 +89,7 @@ class Extraction {
     if (!single && !HoldsSeveral()) RefuseSeveral("");
     const bool inks = m_format.picture == kz::PictureFormat::kTiff ||
                       m_format.picture == kz::PictureFormat::kJpeg;
-    if (options.load.keepInks && (!inks || options.dither)) {
+    if (options.with.load.keepInks && (!inks || options.with.dither)) {
       throw UsageError("--keep-cmyk is for tif and jpg, without --dither");
     }
     RefuseTerminal(options.out);
@@ -144,9 +104,10 @@ class Extraction {
     std::vector<Wanted> wanted;
     Exit exit = m_pages.IsEmpty() ? ChooseImages(wanted) : ChooseFromPages(wanted);
     if (!wanted.empty()) {
+      const ExtractOutput output(m_options.file, m_format, m_with, m_options.jobs);
       const Exit written =
-          Numbered() ? ToNumberedFiles(wanted)
-                     : ToOneFile(kz::NumberedName(m_options.out, wanted[0].number), wanted);
+          Numbered() ? output.ToNumberedFiles(m_options.out, wanted)
+                     : output.ToOneFile(kz::NumberedName(m_options.out, wanted[0].number), wanted);
       if (written != kDone) exit = written;
     }
     return ReportDamage(exit);
@@ -172,15 +133,8 @@ class Extraction {
     if (!kz::IsInkProfile(profile)) {
       return kz::Failure(K_ERROR_INVALID_FORMAT, "this is no ICC profile of CMYK");
     }
-    m_load.profile = std::make_shared<const std::vector<unsigned char>>(profile);
+    m_with.load.profile = std::make_shared<const std::vector<unsigned char>>(profile);
     return {};
-  }
-
-  Subject SubjectOf(const Wanted& wanted) const {
-    if (wanted.shown.document == &m_document) {
-      return {m_options.file, wanted.page, wanted.shown.picture};
-    }
-    return {wanted.shown.document->Name(), 0, wanted.shown.picture};
   }
 
   Exit ChooseImages(std::vector<Wanted>& wanted) {
@@ -213,7 +167,7 @@ class Extraction {
       for (const kz::ShownPicture& shown : pictures) {
         if (!taken.emplace(shown.document, shown.picture).second) continue;
         const bool own = shown.document == &m_document;
-        wanted.push_back({shown, page, own ? shown.picture : ++ofResources});
+        wanted.push_back({shown, own ? page : 0, own ? shown.picture : ++ofResources});
       }
       m_damaged |= IsDamaged(index, page);
     }
@@ -248,106 +202,11 @@ class Extraction {
     return kDone;
   }
 
-  // A picture that fails doesn't keep the others from their files.
-  Exit ToNumberedFiles(const std::vector<Wanted>& wanted) {
-    Exit exit = kDone;
-    kz::FileBatch batch(
-        [&](const std::string& out, const kz::Outcome& failed) { exit = Complain({out}, failed); });
-    Progress progress(wanted.size(), "picture");
-    for (const Wanted& one : wanted) {
-      const Exit written = ToOneFile(kz::NumberedName(m_options.out, one.number), {one}, &batch);
-      if (written != kDone) exit = kFileFailed;
-      progress.Step();
-    }
-    batch.Finish();
-    return exit;
-  }
-
-  Exit ToOneFile(const std::string& out, const std::vector<Wanted>& wanted,
-                 kz::FileBatch* batch = nullptr) {
-    RefuseSameFile(m_options, out);
-    if (m_format.raw) return StoredData(out, wanted[0], batch);
-    kz::PictureInfo info;
-    if (wanted.size() == 1 && !m_options.dither &&
-        wanted[0].shown.document->DescribePicture(wanted[0].shown.picture, info).Ok() &&
-        info.storedAs == m_format.picture) {
-      return info.topDown ? StoredData(out, wanted[0], batch) : FlippedData(out, wanted[0], batch);
-    }
-    return Pictures(out, wanted, batch);
-  }
-
-  Exit StoredData(const std::string& out, const Wanted& wanted, kz::FileBatch* batch) {
-    std::vector<unsigned char> data;
-    kz::Outcome outcome = wanted.shown.document->ReadImageData(wanted.shown.picture, data);
-    if (!outcome.Ok()) return Complain(SubjectOf(wanted), outcome);
-    outcome = WriteData(out, data, batch);
-    Warn({out}, outcome);
-    return outcome.Ok() ? kDone : Complain({out}, outcome);
-  }
-
-  // The data of a picture that is stored bottom up, for readers that don't know of that.
-  Exit FlippedData(const std::string& out, const Wanted& wanted, kz::FileBatch* batch) {
-    std::vector<unsigned char> data;
-    bool flipped = false;
-    kz::Outcome outcome = wanted.shown.document->ReadImageData(wanted.shown.picture, data);
-    if (outcome.Ok()) outcome = kz::FlipJpeg(data, m_options.load.maxPixels, flipped);
-    if (!outcome.Ok()) return Complain(SubjectOf(wanted), outcome);
-    if (!flipped) {
-      Note(SubjectOf(wanted),
-           "is stored bottom up and can't be turned as it is: its JPEG data are coded again");
-      return Pictures(out, {wanted}, batch);
-    }
-    outcome = WriteData(out, data, batch);
-    Warn({out}, outcome);
-    return outcome.Ok() ? kDone : Complain({out}, outcome);
-  }
-
-  // All that can be read; a file without any isn't written.
-  Exit Pictures(const std::string& out, const std::vector<Wanted>& wanted, kz::FileBatch* batch) {
-    kz::PictureWriter writer;
-    kz::Outcome outcome = writer.Open(out, m_format.picture, batch);
-    if (!outcome.Ok()) return Complain({out}, outcome);
-    kz::DecodedImage image;
-    size_t failed = 0;
-    Progress progress(wanted.size(), "picture");
-    for (const Wanted& one : wanted) {
-      outcome = one.shown.document->LoadPicture(one.shown.picture, m_load, image);
-      if (outcome.Ok()) {
-        Warn(SubjectOf(one), outcome);
-        outcome = Dither(image.bitmap);
-      }
-      progress.Step();
-      if (!outcome.Ok()) {
-        (void)Complain(SubjectOf(one), outcome);
-        ++failed;
-        continue;
-      }
-      outcome = image.IsInks() ? writer.AddInks(image.inks) : writer.AddPage(image.bitmap);
-      if (outcome.status == K_ERROR_BITS_PER_PIXEL) {
-        outcome.what += "; --dither makes black and white of it";
-      }
-      if (!outcome.Ok()) return Complain({out}, outcome);
-    }
-    if (failed == wanted.size()) return kFileFailed;
-    outcome = writer.Commit();
-    Warn({out}, outcome);
-    if (!outcome.Ok()) return Complain({out}, outcome);
-    return failed == 0 ? kDone : kFileFailed;
-  }
-
-  kz::Outcome Dither(kz::Bitmap& bitmap) const {
-    if (!m_options.dither || bitmap.BitsPerPixel() == 1) return {};
-    kz::Bitmap dithered;
-    kz::Outcome outcome = kz::ConvertBitmap(bitmap, 1, true, dithered);
-    bitmap = std::move(dithered);
-    return outcome;
-  }
-
   const ExtractOptions& m_options;
   OutputFormat m_format;
   kz::Selection m_pages;
   kz::PageRange m_images;
-  kz::LoadOptions m_load;
+  kz::ExportOptions m_with;
   kz::Document m_document;
   bool m_damaged = false;  // pages that were asked for are
 };
@@ -361,7 +220,11 @@ void AddExtract(CLI::App& app, Exit& exit) {
       "pictures of the whole file. Without either and --all, it is the first picture. OUT's\n"
       "ending says what to write: png, tif, pbm, pgm, ppm, pnm, jpg or pdf, or raw for the\n"
       "compressed image data as they are stored. JPEG data go to jpg as they are, turned without\n"
-      "loss if they are stored bottom up and that can be done. Several pictures go into one tif\n"
+      "loss if they are stored bottom up and that can be done. Group 3 and Group 4 data go to tif\n"
+      "and pdf as they are and JPEG data to pdf, once they were decoded as a check: what isn't "
+      "whole\n"
+      "is read as any other picture, and --trust does without the check. Several pictures go into "
+      "one tif\n"
       "or pdf, or into numbered files if OUT has a %d or, with leading zeros, a %03d that no\n"
       "letter follows: the number is that of the picture. %% is a percent sign. OUT - is standard\n"
       "output. What can't be read is reported, and the rest written: exit status 1. A damaged\n"
@@ -379,18 +242,21 @@ void AddExtract(CLI::App& app, Exit& exit) {
   command->add_flag("-a,--all", options->all, "Each picture of the file")->excludes(image);
   command->add_option("-f,--format", options->format, "What to write, whatever the ending is")
       ->check(CLI::IsMember(kFormats));
-  command->add_flag("--dither", options->dither,
+  command->add_flag("--dither", options->with.dither,
                     "Make black and white pictures, by error diffusion");
-  command->add_flag("--keep-cmyk", options->load.keepInks,
+  command->add_flag("--keep-cmyk", options->with.load.keepInks,
                     "Leave pictures of printing inks as they are, in tif and jpg");
   command
       ->add_option("--profile", options->profile,
                    "ICC profile of CMYK pictures that have none; without, a plain formula")
       ->type_name("FILE")
       ->check(CLI::ExistingFile);
-  command->add_flag("--strict", options->load.strict,
+  command->add_flag("--strict", options->with.load.strict,
                     "Refuse damaged pictures, instead of writing what can be read of them");
-  AddMaxPixels(*command, options->load.maxPixels);
+  command->add_flag("--trust", options->with.trust,
+                    "Don't decode, as a check, data that go to tif or pdf as they are");
+  AddJobs(*command, options->jobs);
+  AddMaxPixels(*command, options->with.load.maxPixels);
   AddNoWait(*command);
   command->callback([options, &exit] {
     exit = OpenInput(options->file);
