@@ -43,6 +43,8 @@ class K_EXPORT Document {
   // Lets resources that the file doesn't hold be looked for in a folder (see
   // ResourceFolder).
   void AddResources(const std::string& folder);
+  // The same in a folder that several documents share.
+  void AddResources(std::shared_ptr<ResourceFolder> folder) { m_resources = std::move(folder); }
   // The resources that are asked for and neither in the file nor in the folder.
   std::vector<IncludedName> Missing() const;
   // The pictures of what the folder holds of them, each once.

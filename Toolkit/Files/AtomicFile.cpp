@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <iterator>
 #include <map>
 #include <tuple>
 #include <utility>
@@ -157,13 +158,6 @@ Outcome SyncFolder(int folder) {
   return {};
 }
 
-size_t MostInBatch() {
-  rlimit limit;
-  if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return 1;
-  return std::clamp(static_cast<size_t>(limit.rlim_cur) / (2 * kDescriptorsPerFile), size_t{1},
-                    kMostInBatch);
-}
-
 }  // namespace
 
 AtomicFile::AtomicFile() = default;
@@ -214,8 +208,22 @@ Outcome AtomicFile::Commit() {
 
 void AtomicFile::Discard() { m_file.reset(); }
 
-FileBatch::FileBatch(Failed failed) : m_failed(std::move(failed)), m_most(MostInBatch()) {}
+FileBatch::FileBatch(Failed failed, size_t most)
+    : m_failed(std::move(failed)), m_most(most > 0 ? most : Most()) {}
 FileBatch::~FileBatch() = default;
+
+size_t FileBatch::Most() {
+  rlimit limit;
+  if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return 1;
+  return std::clamp(static_cast<size_t>(limit.rlim_cur) / (2 * kDescriptorsPerFile), size_t{1},
+                    kMostInBatch);
+}
+
+void FileBatch::Adopt(FileBatch& other) {
+  m_files.insert(m_files.end(), std::make_move_iterator(other.m_files.begin()),
+                 std::make_move_iterator(other.m_files.end()));
+  other.m_files.clear();
+}
 
 void FileBatch::Add(std::unique_ptr<PendingFile> file) {
   m_files.push_back(std::move(file));

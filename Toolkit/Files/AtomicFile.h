@@ -63,7 +63,8 @@ class K_EXPORT FileBatch {
  public:
   // `failed` is told of each file that can't be put into place.
   using Failed = std::function<void(const std::string& target, const Outcome& outcome)>;
-  explicit FileBatch(Failed failed);
+  // At `most` files (0: as many as the process may well keep open) it doesn't wait for more.
+  explicit FileBatch(Failed failed, size_t most = 0);
   // Removes the files that aren't in place.
   ~FileBatch();
   FileBatch(const FileBatch&) = delete;
@@ -72,6 +73,12 @@ class K_EXPORT FileBatch {
   // Puts all files that were committed into place. Also happens whenever many have
   // gathered.
   void Finish();
+  // Takes over the files of another batch, and does nothing with them until Finish.
+  void Adopt(FileBatch& other);
+  // How many files wait for their places.
+  size_t Size() const { return m_files.size(); }
+  // How many files a process may well have waiting, in all its batches.
+  static size_t Most();
 
  private:
   friend class AtomicFile;

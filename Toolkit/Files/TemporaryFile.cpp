@@ -40,7 +40,7 @@ struct Slot {
   int folder = -1;
   std::array<char, 256> name;
 };
-std::array<Slot, 256> g_slots;
+std::array<Slot, 1024> g_slots;
 static_assert(std::atomic<bool>::is_always_lock_free);
 
 int FillSlot(int folder, const std::string& name) {

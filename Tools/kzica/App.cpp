@@ -30,6 +30,8 @@ void DefineApp(CLI::App& app, Exit& exit) {
   AddIndex(app, exit);
   AddDump(app, exit);
   AddCheck(app, exit);
+  AddConvert(app, exit);
+  AddReport(app, exit);
   AddHelp(app);
 }
 
