@@ -65,8 +65,8 @@ using DumpOutput = std::function<bool(std::string_view)>;
 K_EXPORT std::unique_ptr<DumpSink> MakeTextDump(DumpOutput output);
 // One JSON object for each event, each on a line: "kind", "offset", "length" and the
 // others of DumpEvent that have something to say; "values" by their names, several of
-// one name as a list.
-K_EXPORT std::unique_ptr<DumpSink> MakeJsonDump(DumpOutput output);
+// one name as a list. With the name of a file each begins with "file".
+K_EXPORT std::unique_ptr<DumpSink> MakeJsonDump(DumpOutput output, std::string file = {});
 
 struct DumpOptions {
   std::string encoding = kDefaultEncoding;  // of names and text

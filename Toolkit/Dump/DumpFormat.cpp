@@ -118,13 +118,16 @@ void AddValue(nlohmann::ordered_json& values, nlohmann::ordered_json value) {
 
 class JsonDump : public DumpSink {
  public:
-  explicit JsonDump(DumpOutput output) : m_output(std::move(output)) {}
+  JsonDump(DumpOutput output, std::string file)
+      : m_output(std::move(output)), m_file(std::move(file)) {}
 
   bool Take(const DumpEvent& event) override {
-    nlohmann::ordered_json object = {{"kind", KindName(event.kind)},
-                                     {"offset", event.offset},
-                                     {"length", event.length},
-                                     {"depth", event.depth}};
+    nlohmann::ordered_json object;
+    if (!m_file.empty()) object["file"] = m_file;
+    object["kind"] = KindName(event.kind);
+    object["offset"] = event.offset;
+    object["length"] = event.length;
+    object["depth"] = event.depth;
     const auto add = [&object](const char* key, const std::string& value) {
       if (!value.empty()) object[key] = value;
     };
@@ -148,6 +151,7 @@ class JsonDump : public DumpSink {
 
  private:
   DumpOutput m_output;
+  std::string m_file;
 };
 
 }  // namespace
@@ -156,8 +160,8 @@ std::unique_ptr<DumpSink> MakeTextDump(DumpOutput output) {
   return std::make_unique<TextDump>(std::move(output));
 }
 
-std::unique_ptr<DumpSink> MakeJsonDump(DumpOutput output) {
-  return std::make_unique<JsonDump>(std::move(output));
+std::unique_ptr<DumpSink> MakeJsonDump(DumpOutput output, std::string file) {
+  return std::make_unique<JsonDump>(std::move(output), std::move(file));
 }
 
 }  // namespace kz

@@ -3,12 +3,14 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 
 #include "Toolkit/Base/Printable.h"
+#include "Toolkit/Base/Workers.h"
 #include "Toolkit/Documents/Document.h"
 #include "Toolkit/Fields/TextDecoder.h"
 #include "Tools/kzica/Input.h"
@@ -31,7 +33,9 @@ void SayLine(const Subject& subject, const std::string& text) {
 // Why standard output couldn't be written, as errno; 0 = it could.
 int g_outputError = 0;
 
-bool g_warned = false;
+std::atomic<bool> g_warned = false;
+
+thread_local HeldLines* t_held = nullptr;
 
 bool NobodyReadsOutput() {
   pollfd output = {STDOUT_FILENO, 0, 0};
@@ -42,8 +46,19 @@ bool NobodyReadsOutput() {
 
 void Say(const std::string& line) {
   // A name may hold anything; a report is one line.
-  (void)std::fputs((kz::Printable(line) + "\n").c_str(), stderr);
+  const std::string safe = kz::Printable(line) + "\n";
+  if (t_held != nullptr) {
+    t_held->m_lines += safe;
+  } else {
+    SayHeld(safe);
+  }
 }
+
+HeldLines::HeldLines() : m_outer(t_held) { t_held = this; }
+
+HeldLines::~HeldLines() { t_held = m_outer; }
+
+void SayHeld(const std::string& lines) { (void)std::fputs(lines.c_str(), stderr); }
 
 Exit Complain(const Subject& subject, const kz::Outcome& outcome) {
   if (subject.file == "-" && NobodyReadsOutput()) return kFileFailed;
@@ -70,6 +85,16 @@ void CheckEncoding(const std::string& encoding) {
   kz::TextDecoder decoder;
   const kz::Outcome outcome = decoder.Open(encoding);
   if (!outcome.Ok()) throw UsageError("--encoding: " + outcome.what);
+}
+
+void AddThreads(CLI::App& command, unsigned& threads) {
+  constexpr unsigned most = 1024;
+  threads = kz::Workers::Processors();
+  command
+      .add_option("-j,--jobs", threads,
+                  "Threads to use, instead of as many as there are processors")
+      ->type_name("N")
+      ->check(CLI::Range(1U, most, ""));
 }
 
 void AddMaxPixels(CLI::App& command, int64_t& maxPixels) {
@@ -110,6 +135,8 @@ void Print(const std::string& text) {
   const std::string& shown = terminal ? safe : text;
   if (std::fwrite(shown.data(), 1, shown.size(), stdout) < shown.size()) g_outputError = errno;
 }
+
+bool CanPrint() { return g_outputError == 0; }
 
 Exit FinishOutput(Exit exit) {
   if (std::fflush(stdout) != 0 && g_outputError == 0) g_outputError = errno;

@@ -4,6 +4,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdint>
 #include <string>
+#include <utility>
 
 #include "Toolkit/Base/Outcome.h"
 
@@ -60,11 +61,33 @@ void Warn(const Subject& subject, const kz::Outcome& outcome);
 // A line on standard error, safe to look at whatever is in it.
 void Say(const std::string& line);
 
+// While it lives, what its thread says waits in it: where several files are read at once,
+// it is said in their order.
+class HeldLines {
+ public:
+  HeldLines();
+  ~HeldLines();
+  HeldLines(const HeldLines&) = delete;
+  HeldLines& operator=(const HeldLines&) = delete;
+  // What was said, to be given to SayHeld.
+  std::string Take() { return std::move(m_lines); }
+
+ private:
+  friend void Say(const std::string& line);
+  std::string m_lines;
+  HeldLines* m_outer;  // that waits meanwhile
+};
+
+void SayHeld(const std::string& lines);
+
 // Files aren't for terminals: "-" on one is a UsageError.
 void RefuseTerminal(const std::string& out);
 
 // An encoding of a document's text that iconv doesn't know is a UsageError.
 void CheckEncoding(const std::string& encoding);
+
+// Adds -j; `threads` is as many as there are processors when it isn't given.
+void AddThreads(CLI::App& command, unsigned& threads);
 
 // Adds --max-pixels.
 void AddMaxPixels(CLI::App& command, int64_t& maxPixels);
@@ -76,6 +99,8 @@ void AddResources(CLI::App& command, std::string& folder);
 // Writes text to standard output, to a terminal without its control characters but for
 // the ends of lines and pages; a failure shows at FinishOutput.
 void Print(const std::string& text);
+// Whether that is of use still.
+bool CanPrint();
 // Completes standard output and the exit status: kWarned for kDone after a warning,
 // kFileFailed, having said so, when not all that was printed could be written. Ends the process as
 // by SIGPIPE when nobody reads it any more.

@@ -12,7 +12,7 @@ namespace {
 using nlohmann::ordered_json;
 
 struct IndexOptions {
-  std::string file;
+  std::vector<std::string> files;
   bool csv = false;
   bool json = false;
 };
@@ -35,16 +35,18 @@ std::string Quoted(const std::string& value) {
   return quoted + "\"";
 }
 
-void PrintRow(const char* level, const std::string& group, PageSpan pages,
+constexpr const char* kHeader = "level,group,first_page,last_page,tag,value\n";
+
+// `begin` is what rows of several files begin with, else empty.
+void PrintRow(const std::string& begin, const char* level, const std::string& group, PageSpan pages,
               const kz::IndexedTag* tag) {
   const auto number = [](int n) { return n > 0 ? std::to_string(n) : std::string(); };
-  Print(std::string(level) + "," + Quoted(group) + "," + number(pages.first) + "," +
-        number(pages.last) + "," + (tag != nullptr ? Quoted(tag->name) : "") + "," +
+  Print(begin + level + "," + Quoted(group) + "," + number(pages.first) + "," + number(pages.last) +
+        "," + (tag != nullptr ? Quoted(tag->name) : "") + "," +
         (tag != nullptr ? Quoted(tag->value) : "") + "\n");
 }
 
-void PrintCsv(const kz::PageIndex& index) {
-  Print("level,group,first_page,last_page,tag,value\n");
+void PrintCsv(const std::string& begin, const kz::PageIndex& index) {
   const int pages = static_cast<int>(index.pages.size());
   std::vector<bool> tagged(index.groups.size());
   for (const kz::IndexedTag& tag : index.tags) {
@@ -55,7 +57,7 @@ void PrintCsv(const kz::PageIndex& index) {
   const auto printGroups = [&](size_t end) {
     for (; group < end; ++group) {
       if (tagged[group]) continue;
-      PrintRow("group", index.groups[group].name, PagesOf(index.groups[group]), nullptr);
+      PrintRow(begin, "group", index.groups[group].name, PagesOf(index.groups[group]), nullptr);
     }
   };
   for (const kz::IndexedTag& tag : index.tags) {
@@ -63,11 +65,11 @@ void PrintCsv(const kz::PageIndex& index) {
     const std::string name = grouped ? index.groups[tag.group].name : "";
     if (grouped) printGroups(tag.group + size_t{1});
     if (tag.page > 0) {
-      PrintRow("page", name, {tag.page, tag.page}, &tag);
+      PrintRow(begin, "page", name, {tag.page, tag.page}, &tag);
     } else if (grouped) {
-      PrintRow("group", name, PagesOf(index.groups[tag.group]), &tag);
+      PrintRow(begin, "group", name, PagesOf(index.groups[tag.group]), &tag);
     } else {
-      PrintRow("document", name, {pages > 0 ? 1 : 0, pages}, &tag);
+      PrintRow(begin, "document", name, {pages > 0 ? 1 : 0, pages}, &tag);
     }
   }
   printGroups(index.groups.size());
@@ -100,36 +102,58 @@ void PrintAsJson(const std::string& name, const kz::PageIndex& index) {
              {"tags", std::move(tags)}});
 }
 
-Exit Index(const IndexOptions& options) {
-  std::string file = options.file;
+Exit IndexOne(const std::string& argument, const IndexOptions& options) {
+  std::string file = argument;
   if (OpenInput(file) != kDone) return kFileFailed;
   kz::PageIndex index;
   const kz::Outcome outcome = kz::IndexFile(file, index);
-  if (!outcome.Ok()) return Complain({file}, outcome);
-  if (options.json) {
-    PrintAsJson(options.file, index);
+  Exit exit = kDone;
+  if (!outcome.Ok()) {
+    exit = Complain({file}, outcome);
   } else {
-    PrintCsv(index);
+    if (options.json) {
+      PrintAsJson(argument, index);
+    } else if (options.files.size() > 1) {
+      PrintCsv(Quoted(argument) + ",", index);
+    } else {
+      Print(kHeader);
+      PrintCsv("", index);
+    }
+    if (index.IsDamaged()) exit = Complain({file}, index.structure);
   }
-  return index.IsDamaged() ? Complain({file}, index.structure) : kDone;
+  CloseInput(file);
+  return exit;
+}
+
+Exit Index(const IndexOptions& options) {
+  if (!options.json && options.files.size() > 1) Print(std::string("file,") + kHeader);
+  Exit exit = kDone;
+  for (const std::string& file : options.files) {
+    if (IndexOne(file, options) != kDone) exit = kFileFailed;
+    if (!CanPrint()) break;
+  }
+  return exit;
 }
 
 }  // namespace
 
 void AddIndex(CLI::App& app, Exit& exit) {
   CLI::App* command =
-      app.add_subcommand("index", "List the page groups and tags of a file with their pages");
+      app.add_subcommand("index", "List the page groups and tags of files with their pages");
   command->footer(
       "A row for each tag (Tag Logical Element) and for each group without a tag of its own.\n"
       "level is group, page for a tag of a page, or document; group is the innermost around it.\n"
-      "--json prints an object of version (1), file, pages, groups (name, parent, firstPage,\n"
+      "Rows of several files begin with a column file.\n"
+      "--json prints for each file an object of version (1), file, pages, groups (name, parent, "
+      "firstPage,\n"
       "lastPage) and tags (name, value, group, page); parent and group count groups from 1.\n"
       "Exit status 1 when the file is damaged: groups and tags may be missing then.");
   auto options = std::make_shared<IndexOptions>();
-  command->add_option("FILE", options->file, "File to list")->required();
+  command->add_option("FILE", options->files, "Files to list")->required();
   CLI::Option* csv =
       command->add_flag("--csv", options->csv, "Print comma-separated values, as without it");
-  command->add_flag("--json", options->json, "Print a JSON object")->excludes(csv);
+  command->add_flag("--json", options->json, "Print one JSON object per file, each on a line")
+      ->excludes(csv);
   command->callback([options, &exit] { exit = Index(*options); });
 }
 

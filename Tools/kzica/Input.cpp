@@ -10,6 +10,7 @@
 #include <list>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <vector>
 
 #include "Toolkit/Documents/UnframedFile.h"
@@ -29,7 +30,13 @@ struct Copy {
   std::string source;  // that could be read anywhere; the path, but for framed records
   std::string path;    // empty when it was given up
   std::unique_ptr<kz::UnframedFile> unframed;  // null without framed records
+  size_t users = 0;                            // who opened it and hasn't closed it
 };
+
+// Copies are made one at a time: one that somebody else makes of the same argument is waited for.
+std::mutex g_opening;
+// For the list of them, within the other.
+std::mutex g_listed;
 
 // By the arguments that they were made from.
 std::map<std::string, Copy>& Copies() {
@@ -37,6 +44,7 @@ std::map<std::string, Copy>& Copies() {
   return copies;
 }
 
+// With g_listed locked.
 const std::pair<const std::string, Copy>* FindCopy(const std::string& path) {
   for (const auto& entry : Copies()) {
     if (!path.empty() && entry.second.path == path) return &entry;
@@ -114,14 +122,21 @@ Exit OpenAnywhere(std::string& file) {
 }  // namespace
 
 Exit OpenInput(std::string& file) {
-  const auto known = Copies().find(file);
-  if (known != Copies().end() && !known->second.path.empty()) {
-    file = known->second.path;
-    return kDone;
-  }
+  const std::lock_guard<std::mutex> opening(g_opening);
   // Where a copy was given up, what it was made from is still there.
-  const bool again = known != Copies().end();
-  std::string source = again ? known->second.source : file;
+  bool again = false;
+  std::string source = file;
+  {
+    const std::lock_guard<std::mutex> listed(g_listed);
+    const auto known = Copies().find(file);
+    again = known != Copies().end();
+    if (again && !known->second.path.empty()) {
+      ++known->second.users;
+      file = known->second.path;
+      return kDone;
+    }
+    if (again) source = known->second.source;
+  }
   if (!again && OpenAnywhere(source) != kDone) return kFileFailed;
   auto unframed = std::make_unique<kz::UnframedFile>();
   const kz::Outcome outcome = unframed->Open(source);
@@ -131,16 +146,20 @@ Exit OpenInput(std::string& file) {
   if (!framed && source == file) return kDone;
   if (framed) Warn({file}, outcome);
   std::string path = framed ? unframed->Path() : source;
-  Copies()[file] = {source, path, framed ? std::move(unframed) : nullptr};
+  const std::lock_guard<std::mutex> listed(g_listed);
+  Copies()[file] = {source, path, framed ? std::move(unframed) : nullptr, 1};
   file = path;
   return kDone;
 }
 
 void CloseInput(const std::string& path) {
+  const std::lock_guard<std::mutex> opening(g_opening);
+  const std::lock_guard<std::mutex> listed(g_listed);
   const auto* found = FindCopy(path);
   if (found == nullptr || found->second.unframed == nullptr) return;
   const std::string argument = found->first;
   Copy& copy = Copies()[argument];
+  if (--copy.users > 0) return;
   if (copy.source == argument) {
     Copies().erase(argument);
   } else {
@@ -150,6 +169,7 @@ void CloseInput(const std::string& path) {
 }
 
 kz::Framing FramingOf(const std::string& path) {
+  const std::lock_guard<std::mutex> listed(g_listed);
   const auto* found = FindCopy(path);
   const bool framed = found != nullptr && found->second.unframed != nullptr;
   return framed ? found->second.unframed->Found() : kz::Framing{};
@@ -157,12 +177,14 @@ kz::Framing FramingOf(const std::string& path) {
 
 bool IsInput(const std::string& path, const std::string& out) {
   std::error_code ignored;
+  const std::lock_guard<std::mutex> listed(g_listed);
   const auto* found = FindCopy(path);
   const std::string& source = found != nullptr ? found->second.source : path;
   return out != "-" && std::filesystem::equivalent(source, out, ignored);
 }
 
 std::string InputName(const std::string& path) {
+  const std::lock_guard<std::mutex> listed(g_listed);
   const auto* found = FindCopy(path);
   if (found != nullptr) return found->first == "-" ? "standard input" : found->first;
   return path == PathOf(STDIN_FILENO) ? "standard input" : path;

@@ -13,11 +13,13 @@ namespace kzica {
 // standard input, and pipes become the path of an unlinked copy, and so does a document
 // with framed records, without the framing. A copy lasts until CloseInput or as long as
 // the process; others stay as they are, whether they can be read or not. Says what
-// fails. Standard input that is a terminal is a UsageError.
+// fails. Standard input that is a terminal is a UsageError. This and the others may be called
+// from several threads.
 Exit OpenInput(std::string& file);
 
-// Gives up the copy that such a path leads to, if it can be made again: a command that
-// reads one file after the other needs no room for all of them.
+// Gives up the copy that such a path leads to, if it can be made again, once all that
+// opened it have closed it: a command that reads one file after the other needs no room
+// for all of them.
 void CloseInput(const std::string& path);
 
 // How the records of the file were framed that such a path was made from.

@@ -1,11 +1,14 @@
 // kzica text: the presentation text of documents.
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <map>
 #include <memory>
+#include <new>
 #include <nlohmann/json.hpp>
 
 #include "Toolkit/Base/Printable.h"
+#include "Toolkit/Base/Workers.h"
 #include "Toolkit/Documents/Text.h"
 #include "Tools/kzica/Documents.h"
 #include "Tools/kzica/Input.h"
@@ -19,6 +22,7 @@ struct TextOptions {
   SelectionOptions pages;
   std::string encoding;  // empty: the document's own
   bool json = false;
+  unsigned threads = 1;
 
   bool Raw() const { return encoding == kz::kRawEncoding; }
 };
@@ -27,16 +31,21 @@ struct TextOptions {
 class PagePrinter {
  public:
   explicit PagePrinter(bool formFeeds) : m_formFeeds(formFeeds) {}
-  void operator()(const std::string& text) {
+  // False when nobody wants any more.
+  bool operator()(const std::string& text) {
     if (m_formFeeds && m_printed) Print("\f");
     m_printed = true;
     Print(text);
+    return CanPrint();
   }
 
  private:
   bool m_formFeeds;
   bool m_printed = false;
 };
+
+// Takes the text of a page; false ends the reading.
+using TakePage = std::function<bool(const std::string& text)>;
 
 // Points, with one digit after the point.
 double Rounded(double points) { return std::round(points * 10) / 10; }
@@ -81,9 +90,9 @@ kz::Outcome FindPages(const std::string& file, const SelectionOptions& options,
   return outcome.Ok() ? selection.Resolve(index, pages) : outcome;
 }
 
-Exit PrintText(const std::string& argument, const TextOptions& options, PagePrinter& printer) {
-  std::string file = argument;
-  if (OpenInput(file) != kDone) return kFileFailed;
+// Says what fails.
+Exit ReadOpened(const std::string& argument, const std::string& file, const TextOptions& options,
+                const TakePage& takePage) {
   kz::TextOptions request;
   kz::Outcome outcome = FindPages(file, options.pages, request.pages);
   if (!outcome.Ok()) return Complain({file}, outcome);
@@ -93,11 +102,8 @@ Exit PrintText(const std::string& argument, const TextOptions& options, PagePrin
       std::adjacent_find(pages.begin(), pages.end(), std::greater_equal<>()) == pages.end();
   std::map<int, std::string> waiting;
   const auto take = [&](int page, std::string text) {
-    if (inOrder) {
-      printer(text);
-    } else {
-      waiting[page] = std::move(text);
-    }
+    if (inOrder) return takePage(text);
+    waiting[page] = std::move(text);
     return true;
   };
   if (options.Raw()) {
@@ -112,10 +118,63 @@ Exit PrintText(const std::string& argument, const TextOptions& options, PagePrin
     });
   }
   if (!waiting.empty()) {
-    for (const int page : pages) printer(waiting[page]);
+    for (const int page : pages) (void)takePage(waiting[page]);
   }
   Warn({file}, outcome);
   return outcome.Ok() ? kDone : Complain({file}, outcome);
+}
+
+Exit ReadText(const std::string& argument, const TextOptions& options, const TakePage& takePage) {
+  std::string file = argument;
+  if (OpenInput(file) != kDone) return kFileFailed;
+  const Exit exit = ReadOpened(argument, file, options, takePage);
+  CloseInput(file);
+  return exit;
+}
+
+// What came of a file that is read while others are printed.
+struct FileText {
+  Exit exit = kFileFailed;
+  std::vector<std::string> pages;
+  std::string said;
+};
+
+FileText ReadAhead(const std::string& argument, const TextOptions& options) {
+  FileText text;
+  HeldLines lines;
+  try {
+    text.exit = ReadText(argument, options, [&text](const std::string& page) {
+      text.pages.push_back(page);
+      return true;
+    });
+  } catch (const std::bad_alloc&) {
+    text.pages.clear();
+    text.exit = Complain({argument}, kz::Failure(K_ERROR_NO_MEMORY, "there is not enough memory"));
+  }
+  text.said = lines.Take();
+  return text;
+}
+
+// Reads several files at a time; their pages come in the order of the files.
+Exit PrintSeveral(const TextOptions& options, PagePrinter& printer) {
+  const std::vector<std::string>& files = options.files;
+  // A terminal as standard input is wrong usage, which no other thread can say.
+  for (std::string file : files) {
+    if (file == "-") (void)OpenInput(file);
+  }
+  Exit exit = kDone;
+  std::vector<FileText> texts(files.size());
+  kz::Workers workers(std::min(options.threads, static_cast<unsigned>(files.size())));
+  workers.InOrder(
+      files.size(), [&](size_t i) { texts[i] = ReadAhead(files[i], options); },
+      [&](size_t i) {
+        const FileText text = std::move(texts[i]);
+        texts[i] = {};
+        SayHeld(text.said);
+        if (text.exit != kDone) exit = kFileFailed;
+        return std::all_of(text.pages.begin(), text.pages.end(), std::ref(printer));
+      });
+  return exit;
 }
 
 Exit Text(const TextOptions& options) {
@@ -123,9 +182,11 @@ Exit Text(const TextOptions& options) {
   if (options.json && options.Raw()) throw UsageError("--json: raw text has no lines to show");
   (void)SelectionOf(options.pages);
   PagePrinter printer(!options.json && !options.Raw());
+  if (options.threads > 1 && options.files.size() > 1) return PrintSeveral(options, printer);
   Exit exit = kDone;
   for (const std::string& file : options.files) {
-    if (PrintText(file, options, printer) != kDone) exit = kFileFailed;
+    if (ReadText(file, options, std::ref(printer)) != kDone) exit = kFileFailed;
+    if (!CanPrint()) break;
   }
   return exit;
 }
@@ -143,7 +204,9 @@ void AddText(CLI::App& app, Exit& exit) {
       "With --json, an object for each line of text: file, page, line (on the page, from 1), x\n"
       "and y (where it begins, points from the top left corner of the page) and text.\n"
       "\n"
-      "Damage is passed over: exit status 3 when text may be missing.");
+      "Several documents are read at a time with -j, and printed in their order; one that can't\n"
+      "be read doesn't end the run. Damage is passed over: exit status 3 when text may be "
+      "missing.");
   auto options = std::make_shared<TextOptions>();
   command->add_option("FILE", options->files, "Documents to read")->required();
   AddSelection(*command, options->pages, "Pages, like 2, 1,3-5, 9- or z, instead of all");
@@ -151,6 +214,7 @@ void AddText(CLI::App& app, Exit& exit) {
                       "Encoding of all the text, as iconv calls it, instead of what the document "
                       "says; raw prints the bytes");
   command->add_flag("--json", options->json, "Print one JSON object per line of text");
+  AddThreads(*command, options->threads);
   command->callback([options, &exit] { exit = Text(*options); });
 }
 
