@@ -54,6 +54,11 @@ foreach(word info extract create append insert replace delete assemble split tex
   expect("${text}" "\\.SH COMMAND ${word}\n")
 endforeach()
 
+foreach(script slurm-convert parallel-convert)
+  run(output ${prefix}/bin/kzica-${script} --help)
+  expect("${output}" "^Usage: kzica-${script} ")
+endforeach()
+
 file(GLOB_RECURSE headers RELATIVE ${prefix}/include ${prefix}/include/*)
 expect("${headers}" "^kzica/Abic.h;.*;kzica/Document.h;.*;kzica/Ica.h;.*;kzica/WritingPolicy.h")
 # The interface between host and filter, whose records and functions have global names.
@@ -93,6 +98,7 @@ endforeach()
 file(GLOB built ${BUILD}/bin/* ${BUILD}/lib/*)
 file(GLOB_RECURSE installed ${prefix}/bin/* ${prefix}/*.so ${prefix}/*.so.*)
 set(searched 0)
+list(FILTER installed EXCLUDE REGEX "/kzica-[a-z]+-convert$")
 foreach(binary IN LISTS built installed)
   run(dynamic readelf -d ${binary})
   if(dynamic MATCHES "R(UN)?PATH[^[]*\\[([^\n]*)\\]")
