@@ -167,6 +167,7 @@ int main(int argc, char** argv) {
       add("decode", "ours", DecodeOurs);
       add("decode", "check", Check);
       if (code.bInLibtiff) add("decode", "libtiff", DecodeLibtiff);
+      if (page.name != "text" && page.name != "halftone") continue;
       add("encode", "ours", EncodeOurs);
       if (code.bInLibtiff) add("encode", "libtiff", EncodeLibtiff);
     }

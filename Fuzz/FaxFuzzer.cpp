@@ -37,6 +37,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const int status = K_LoadRawFax(&dispatch, file, &info, nullptr, &bitmap, TakeRow, 1, &rows);
   Require(status == K_SUCCESS || status < 0, "a load succeeds or fails");
   Require(status != K_SUCCESS || rows == height, "a load that succeeds delivers every row");
+  FaxCheck check;
+  Require(K_CheckRawFax(data + 4, size - 4, &info, &check) == status && check.nRows == rows,
+          "a check says what a load does");
   K_RedirectedClose(file);
   K_FreeBitmap(&bitmap);
   return 0;

@@ -10,8 +10,6 @@ namespace {
 
 static_assert(kRunWordBits * 4 <= kBitsAtHand);
 
-constexpr uint64_t kTop = uint64_t{1} << 63;
-
 // Draws a line: its changing elements so far are 1 bits in memory up to the byte of nPixel,
 // and from there on in a word.
 struct Pen {
