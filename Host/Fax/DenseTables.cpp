@@ -82,7 +82,7 @@ constexpr auto MakeStepWords() {
   for (unsigned int nRun = 0; nRun < kShortRun; ++nRun) words[nRun] = kStepElement | nRun;
   // To move to b1 is one more than the pixels between.
   for (int nOffset = -3; nOffset <= 3; ++nOffset)
-    words[static_cast<size_t>(kVerticalStep + nOffset)] =
+    words.at(static_cast<unsigned int>(kVerticalStep + nOffset)) =
         kStepByB1 | kStepElement | static_cast<uint8_t>(nOffset + 1);
   words[kPassStep] = words[kPassStep2] = kStepByB1 | 1;
   return words;
