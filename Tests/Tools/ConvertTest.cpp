@@ -186,7 +186,7 @@ TEST_F(ConvertTest, OneBadFileKeepsNoOtherFromItsOutput) {
   Put("damaged.mda", FileBytes(Sample("damaged-truncated.mda")));
   Put("good.mda", NumberedDocument());
   const Bytes bad = Begin("DOC") + NumberedPage(1) + Field(0xA8AF, Name("P")) + Field(0xA8FB) +
-                    PictureData(Segment(ImageSize(16, 4) + Encoding(0x77), {}, 5), {20, 9}) +
+                    PictureDataFields(Segment(ImageSize(16, 4) + Encoding(0x77), {}, 5), {20, 9}) +
                     Field(0xA9FB) + Field(0xA9AF, Name("P")) + NumberedPage(3) + End("DOC");
   Put("picture.mda", bad);
   fs::create_symlink("nowhere", In("link"));
