@@ -28,7 +28,7 @@ K_EXPORT Outcome CheckPictureSize(int64_t width, int64_t height, int bitsPerPixe
                                   int64_t maxPixels);
 
 // "640 x 480 pixels".
-std::string SizeText(int width, int height);
+K_EXPORT std::string SizeText(int width, int height);
 
 // Bitmap::IsGray for any bitmap.
 K_EXPORT bool IsGrayBitmap(const _BITMAPHANDLE& bitmap);
