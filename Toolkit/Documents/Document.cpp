@@ -5,6 +5,7 @@
 #include <set>
 
 #include "Toolkit/Documents/ImageReader.h"
+#include "Toolkit/Documents/Indexer.h"
 #include "Toolkit/Documents/ResourceFolder.h"
 #include "Toolkit/Files/FileShift.h"
 #include "Toolkit/Files/FileWindow.h"

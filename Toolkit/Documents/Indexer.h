@@ -125,4 +125,7 @@ class Indexer {
 // Names are padded with blanks, in EBCDIC 0x40, and sometimes with zeros.
 std::string_view TrimmedName(std::string_view name);
 
+// The same as IndexFile for a file that is open; `name` is noted as its name.
+Outcome IndexFile(FileWindow& window, const std::string& name, PageIndex& index);
+
 }  // namespace kz

@@ -171,8 +171,6 @@ K_EXPORT Outcome FindContainer(const std::string& file, Container& container);
 // FindContainer for what has no structured fields in its first 8 MiB; `index` is
 // untouched then.
 K_EXPORT Outcome IndexFile(const std::string& file, PageIndex& index);
-// The same for a file that is open; `name` is noted as its name.
-Outcome IndexFile(FileWindow& window, const std::string& name, PageIndex& index);
 // The same for who edits: fails, too, with the index's `structure`.
 K_EXPORT Outcome IndexPages(const std::string& file, PageIndex& index);
 

@@ -191,7 +191,7 @@ TEST_F(OtherKinds, FilesInContainersAreDescribedAsTheyAreLoaded) {
     kz::PictureWriter writer;
     ASSERT_TRUE(writer.Open(stored, format).Ok());
     ASSERT_TRUE(writer.AddPage(picture).Ok() && writer.Commit().Ok());
-    for (const size_t piece : {1, 100, 30000}) {
+    for (const size_t piece : {1U, 100U, 30000U}) {
       SCOPED_TRACE(std::to_string(static_cast<int>(format)) + " by " + std::to_string(piece));
       kz::FileWindow file;
       ASSERT_TRUE(file.Open(m_folder.File("file.afp", Container(FileBytes(stored), piece))).Ok());
