@@ -95,11 +95,14 @@ Outcome ExportedPicture::AddTo(PictureWriter& writer) {
 Outcome ExportPictures(const std::vector<ShownPicture>& pictures, const ExportOptions& options,
                        Workers& workers, PictureWriter& writer, const PictureTold& told,
                        ExportCounts& counts) try {
+  // Codes the pictures, and has no file: the writer may fail while others prepare pages.
+  PictureWriter coder;
+  Outcome written = coder.Open("-", writer.Format());
+  if (!written.Ok()) return written;
   std::vector<ExportedPicture> exported(pictures.size());
-  Outcome written;
   workers.InOrder(
       pictures.size(),
-      [&](size_t number) { exported[number].Make(pictures[number], options, writer); },
+      [&](size_t number) { exported[number].Make(pictures[number], options, coder); },
       [&](size_t number) {
         ExportedPicture picture = std::move(exported[number]);
         if (told) told(pictures[number], picture.Read());

@@ -30,7 +30,8 @@ class K_EXPORT ExportedPicture {
   ExportedPicture& operator=(ExportedPicture&& other) noexcept;
 
   // Reads the picture and codes it for the writer, which is open. Any thread may, with one
-  // writer for several pictures. Throws nothing.
+  // writer for several pictures, as long as no page fails that is added to it: one that was opened
+  // for "-" and is never committed serves all of a format. Throws nothing.
   void Make(const ShownPicture& shown, const ExportOptions& options,
             const PictureWriter& writer) noexcept;
   // What became of reading it, as Document::LoadPicture says. The others count only if that is Ok.

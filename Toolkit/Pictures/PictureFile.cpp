@@ -255,7 +255,6 @@ Outcome PictureWriter::Open(const std::string& path, PictureFormat format, FileB
   m_sink.reset();
   m_output.reset();
   m_pages = 0;
-  m_spoilt = false;
   m_format = format != PictureFormat::kNone ? format : FormatOfEnding(path);
   if (m_format == PictureFormat::kNone) {
     return Failure(K_ERROR_SAVE_FORMAT, "the picture's format must be one of " + FormatsInWords());
@@ -340,7 +339,7 @@ Outcome PictureWriter::CheckPage(const Bitmap& bitmap) const {
 }
 
 Outcome PictureWriter::CheckAnotherPage() const {
-  if (m_sink == nullptr || m_spoilt) return Failure(K_ERROR_OPEN_WRITE);
+  if (m_sink == nullptr) return Failure(K_ERROR_OPEN_WRITE);
   if (m_pages > 0 && !HoldsPages(m_format)) {
     return Failure(K_ERROR_SAVE_FORMAT, "a file of this format holds one page only");
   }
@@ -351,15 +350,15 @@ Outcome PictureWriter::Added(Outcome outcome) {
   if (outcome.Ok()) {
     ++m_pages;
   } else {
-    // What was written of the page can't be taken back. The sink stays for those who prepare
-    // pages meanwhile.
-    m_spoilt = true;
+    // What was written of the page can't be taken back.
+    m_sink.reset();
+    m_output.reset();
   }
   return outcome;
 }
 
 Outcome PictureWriter::Commit() try {
-  if (m_sink == nullptr || m_spoilt) return Failure(K_ERROR_OPEN_WRITE);
+  if (m_sink == nullptr) return Failure(K_ERROR_OPEN_WRITE);
   if (m_pages == 0) return Failure(K_ERROR_INVALID_FORMAT, "there is no picture to write");
   Outcome outcome = m_sink->Finish();
   m_sink.reset();

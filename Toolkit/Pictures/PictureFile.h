@@ -97,6 +97,8 @@ class K_EXPORT PictureWriter {
   // when the file can't be made.
   Outcome Open(const std::string& path, PictureFormat format = PictureFormat::kNone,
                FileBatch* batch = nullptr);
+  // The format of the file that was started; kNone when none was.
+  PictureFormat Format() const { return m_format; }
   // Adds a page. Its depth stays where the format can hold it (pgm and ppm
   // convert), 1-bit pages are stored with 1 bit, as Group 4 in tif and pdf. -16 for
   // a second page in a format that holds one; -27 for a page of more than 1 bit in a
@@ -146,7 +148,6 @@ class K_EXPORT PictureWriter {
   std::unique_ptr<PictureSink> m_sink;
   PictureFormat m_format = PictureFormat::kNone;
   int m_pages = 0;
-  bool m_spoilt = false;  // a page failed that was written in part
 };
 
 }  // namespace kz

@@ -257,6 +257,17 @@ TEST(ExportPictures, EndsWhenTheWriterFails) {
   const Outcome outcome = ExportPictures(pictures, {}, workers, writer, {}, counts);
   EXPECT_EQ(outcome.status, K_ERROR_SAVE_FORMAT);
   EXPECT_EQ(counts.written, 1U);
+
+  // A tif that would pass 4 GiB: pages go to the end of what is there.
+  const TemporaryFolder tifs;
+  ASSERT_TRUE(writer.Open(tifs / "large.tif").Ok());
+  ASSERT_TRUE(writer.AddPage(RandomBitmap(9, 9, 1)).Ok());
+  fs::resize_file(tifs / tifs.Names().at(0), (uintmax_t{1} << 32) - 17000);
+  counts = {};
+  const std::vector<ShownPicture> large(40, {&document, 1});
+  EXPECT_EQ(ExportPictures(large, {}, workers, writer, {}, counts).status, K_ERROR_WRITE);
+  EXPECT_EQ(counts.written, 0U);
+  EXPECT_TRUE(tifs.Names().empty());
 }
 
 }  // namespace
