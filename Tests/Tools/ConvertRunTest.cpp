@@ -108,19 +108,15 @@ TEST_F(ConvertRuns, KilledRunsGoOn) {
   const auto start = std::chrono::steady_clock::now();
   ASSERT_EQ(Convert("in --to whole -f tif -j 2").exit, 0);
   const std::chrono::duration<double, std::micro> taken = std::chrono::steady_clock::now() - start;
-  int killed = 0, partly = 0;
+  int killed = 0;
   for (int i = 1; i <= 10; ++i) {
     const Result run = Convert("in --to out -f tif -j 2 --skip-existing --report report",
                                {.killAfter = static_cast<int>(taken.count() * i / 10)});
     killed += run.signal == SIGKILL;
-    const std::vector<std::string> names = Files();
-    size_t whole = 0;
-    for (const std::string& name : names) {
+    for (const std::string& name : Files()) {
       if (name.ends_with(".tmp")) continue;
-      ++whole;
       ASSERT_EQ(FileBytes(Out(name)), FileBytes(m_folder / ("whole/" + name))) << name;
     }
-    partly += whole > 0 && whole < documents;
     if (!fs::exists(m_folder / "report")) continue;
     const Bytes bytes = FileBytes(m_folder / "report");
     ASSERT_TRUE(bytes.empty() || bytes.back() == '\n');
