@@ -6,13 +6,14 @@
 #include <gtest/gtest.h>
 
 #include "Tests/Support/FileBuilder.h"
+#include "Tests/Support/Sanitized.h"
 #include "Tests/Tools/Program.h"
 
 namespace {
 
 using testing::HasSubstr;
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef KZ_SANITIZED
 constexpr bool kSanitized = true;  // address space is reserved by the terabyte
 #else
 constexpr bool kSanitized = false;

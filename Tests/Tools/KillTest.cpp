@@ -7,12 +7,13 @@
 #include <filesystem>
 #include <random>
 
+#include "Tests/Support/Sanitized.h"
 #include "Tests/Support/TemporaryFolder.h"
 #include "Tests/Tools/Program.h"
 
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef KZ_SANITIZED
 constexpr int kUsualKills = 40;  // programs take several times as long
 #else
 constexpr int kUsualKills = 200;

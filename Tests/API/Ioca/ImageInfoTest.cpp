@@ -78,7 +78,8 @@ TEST(ImageInfo, ParametersBecomeTheDescription) {
       EXPECT_EQ(info.nYResolution, c.y);
       EXPECT_EQ(info.uFlags, c.flags);
       EXPECT_EQ(info.uReserved, 0u);
-      EXPECT_EQ(std::count(info.aPalette[0], info.aPalette[0] + 1024, 0), 1024);
+      constexpr _LOADINFO none = {};
+      EXPECT_EQ(std::memcmp(info.aPalette, none.aPalette, sizeof none.aPalette), 0);
     }
   }
 }
