@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cmath>
 #include <iterator>
 #include <nlohmann/json.hpp>
 #include <unordered_map>
@@ -30,7 +31,7 @@ double Now() {
 // To milliseconds: JSON would have every digit of a binary fraction.
 double Rounded(double seconds) {
   constexpr double thousand = 1000;
-  return static_cast<double>(static_cast<int64_t>(seconds * thousand + 0.5)) / thousand;
+  return std::round(seconds * thousand) / thousand;
 }
 
 std::string Text(const Json& object) {
@@ -130,7 +131,7 @@ Outcome ReadReportLine(std::string_view line, ReportEntry& entry) {
   try {
     const Json object = Json::parse(line);
     ReportEntry read;
-    const Outcome shard = Shard::Parse(object.at("shard").get<std::string>(), read.shard);
+    Outcome shard = Shard::Parse(object.at("shard").get<std::string>(), read.shard);
     if (!shard.Ok()) return shard;
     read.ended = object.at("ended").get<double>();
     read.summary = object.contains("summary");
@@ -231,7 +232,7 @@ Outcome FailedSources(const std::string& report, std::vector<uint64_t>& hashes) 
   const bool known = ::stat(report.c_str(), &found) == 0;
   if (known ? !S_ISREG(found.st_mode) : errno == ENOENT) return {};
   ReportReader reader;
-  const Outcome outcome = reader.Open(report);
+  Outcome outcome = reader.Open(report);
   if (!outcome.Ok()) return outcome;
   std::unordered_map<uint64_t, bool> failed;
   std::string line;

@@ -284,7 +284,7 @@ void SourceConversion::RunJob(const Job& job, JobResult& result) const {
   const Outcome outcome = Write(job, output, result);
   if (result.output.empty()) m_run.claims.Release(output);
   for (const std::string& words : outcome.warnings) {
-    AddWords(result.warnings, output + ": " + words, result.moreWarnings);
+    AddWords(result.warnings, std::string(output).append(": ").append(words), result.moreWarnings);
   }
   if (!outcome.Ok()) AddWords(result.errors, output + ": " + outcome.what, result.moreErrors);
 }
