@@ -118,6 +118,42 @@ TEST_F(SeveralFiles, GiveTheirTextInTheirOrder) {
   }
 }
 
+TEST_F(SeveralFiles, GiveTheirPicturesInTheirOrder) {
+  const std::string letter = Sample("letter-g4.ica"), report = Sample("report-g4.mda");
+  const struct {
+    const char* out;
+    Lines written;
+  } cases[] = {
+      {"%f-%d.png", {"letter-g4-1.png", "report-g4-1.png", "report-g4-2.png", "report-g4-3.png"}},
+      {"%d.png", {"1.png", "2.png", "3.png", "4.png"}}};
+  for (const auto& c : cases) {
+    const TemporaryFolder out;
+    ASSERT_EQ(Run("extract -a", {letter, report, out / c.out}).exit, 0);
+    ASSERT_EQ(out.Names(), c.written);
+    for (int i = 1; i <= 3; ++i) {
+      const std::string alone = m_folder / "alone.png";
+      ASSERT_EQ(Run("extract -p " + std::to_string(i), {report, alone}).exit, 0);
+      EXPECT_EQ(FileBytes(out / c.written[static_cast<size_t>(i)]), FileBytes(alone)) << i;
+    }
+  }
+  const TemporaryFolder out;
+  ASSERT_EQ(Run("extract -a", {report, letter, report, out / "all.pdf"}).exit, 0);
+  const Bytes pdf = FileBytes(out / "all.pdf");
+  EXPECT_THAT(std::string(pdf.begin(), pdf.end()), HasSubstr("/Count 7 "));
+  // What can't be read keeps nothing else from its place.
+  const Result partly =
+      Run("extract", {m_files[0], m_files[1], m_files[3], m_files[4], out / "%f.png"});
+  EXPECT_EQ(partly.exit, 1);
+  EXPECT_THAT(partly.err, testing::AllOf(HasSubstr(m_files[1]), HasSubstr(m_files[3])));
+  EXPECT_EQ(out.Names(), (Lines{"all.pdf", "formatter.png", "letter-g4.png"}));
+  for (const Lines& wrong : {Lines{letter, report, out / "one.png"},
+                             Lines{report, report, out / "%f.png"}, Lines{letter}}) {
+    const Result refused = Run("extract -a", wrong);
+    EXPECT_EQ(refused.exit, 2) << refused.err;
+  }
+  EXPECT_EQ(out.Names().size(), 3U);
+}
+
 // One copy of a pipe, or of framed records, serves all that read it, several at a time.
 TEST_F(SeveralFiles, MayBeTheSameOneThatCanBeReadOnce) {
   const std::string framed = m_folder.File("framed.afp",

@@ -1,4 +1,4 @@
-// kzica extract: the pictures of a file, or of some of its pages, as picture files.
+// kzica extract: the pictures of files, or of some of their pages, as picture files.
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
@@ -27,7 +27,7 @@ const std::vector<std::string> kFormats = [] {
 }();
 
 struct ExtractOptions {
-  std::string file;
+  std::vector<std::string> files;
   std::string out;
   SelectionOptions pages;
   std::string images;
@@ -74,8 +74,7 @@ class Extraction {
         m_format(ChooseFormat(options)),
         m_pages(SelectionOf(options.pages)),
         m_images("picture"),
-        m_with(options.with),
-        m_document(options.file) {
+        m_with(options.with) {
     const bool named = !m_pages.IsEmpty();
     if (named && (options.all || !options.images.empty())) {
       throw UsageError("pictures are chosen by their pages, by --image or by --all, not by two");
@@ -86,7 +85,7 @@ class Extraction {
     // A group may be a single page.
     const bool byNumber = options.pages.groups.empty() && options.pages.tags.empty();
     const bool single = named ? !byNumber || m_pages.IsSinglePage() : m_images.IsSinglePage();
-    if (!single && !HoldsSeveral()) RefuseSeveral("");
+    if ((!single || options.files.size() > 1) && !HoldsSeveral()) RefuseSeveral("");
     const bool inks = m_format.picture == kz::PictureFormat::kTiff ||
                       m_format.picture == kz::PictureFormat::kJpeg;
     if (options.with.load.keepInks && (!inks || options.with.dither)) {
@@ -96,25 +95,55 @@ class Extraction {
   }
 
   Exit Run() {
-    kz::Outcome outcome = ReadProfile();
+    const kz::Outcome outcome = ReadProfile();
     if (!outcome.Ok()) return Complain({m_options.profile}, outcome);
-    outcome = m_document.Open();
-    if (!outcome.Ok()) return Complain({m_options.file}, outcome);
-    if (!m_options.resources.empty()) m_document.AddResources(m_options.resources);
+    Exit exit = kDone;
+    std::vector<std::string> opened;
+    std::vector<Source> sources;
     std::vector<Wanted> wanted;
-    Exit exit = m_pages.IsEmpty() ? ChooseImages(wanted) : ChooseFromPages(wanted);
+    for (const std::string& named : m_options.files) {
+      std::string file = named;
+      Source source;
+      if (OpenInput(file) == kDone) {
+        opened.push_back(file);
+        source.document = std::make_unique<kz::Document>(file);
+        source.exit = Choose(source, wanted);
+        if (source.exit != kDone) exit = source.exit;
+        sources.push_back(std::move(source));
+      } else {
+        exit = kFileFailed;
+      }
+    }
+    // Of several files the names count what is written, unless they name the file too.
+    if (sources.size() > 1 && !NamesFile(m_options.out)) {
+      int number = 0;
+      for (Wanted& one : wanted) one.number = ++number;
+    }
     if (!wanted.empty()) {
-      const ExtractOutput output(m_options.file, m_format, m_with, m_options.jobs);
-      const Exit written =
-          Numbered() ? output.ToNumberedFiles(m_options.out, wanted)
-                     : output.ToOneFile(kz::NumberedName(m_options.out, wanted[0].number), wanted);
+      const ExtractOutput output(std::move(opened), m_format, m_with, m_options.jobs);
+      const Exit written = Numbered()
+                               ? output.ToNumberedFiles(m_options.out, wanted)
+                               : output.ToOneFile(OutputName(m_options.out, wanted[0]), wanted);
       if (written != kDone) exit = written;
     }
-    return ReportDamage(exit);
+    for (const Source& source : sources) {
+      const Exit reported = ReportDamage(source, sources.size() == 1 ? exit : source.exit);
+      if (reported != kDone) exit = reported;
+    }
+    return exit;
   }
 
  private:
-  bool Numbered() const { return m_options.out != "-" && kz::IsNumbered(m_options.out); }
+  struct Source {
+    std::unique_ptr<kz::Document> document;
+    bool opened = false;
+    bool damaged = false;  // pages that were asked for are
+    Exit exit = kDone;     // of choosing its pictures
+  };
+
+  bool Numbered() const {
+    return m_options.out != "-" && (kz::IsNumbered(m_options.out) || NamesFile(m_options.out));
+  }
   bool HoldsSeveral() const {
     return Numbered() || (!m_format.raw && kz::HoldsPages(m_format.picture));
   }
@@ -137,39 +166,52 @@ class Extraction {
     return {};
   }
 
-  Exit ChooseImages(std::vector<Wanted>& wanted) {
+  Exit Choose(Source& source, std::vector<Wanted>& wanted) {
+    kz::Document& document = *source.document;
+    const kz::Outcome outcome = document.Open();
+    if (!outcome.Ok()) return Complain({document.Name()}, outcome);
+    source.opened = true;
+    if (!m_options.resources.empty()) document.AddResources(m_options.resources);
+    return m_pages.IsEmpty() ? ChooseImages(document, wanted) : ChooseFromPages(source, wanted);
+  }
+
+  Exit ChooseImages(const kz::Document& document, std::vector<Wanted>& wanted) {
     std::vector<int> pictures;
     kz::Outcome outcome;
-    if (m_document.Pictures() > 0) {
-      outcome = m_images.Resolve(m_document.Pictures(), pictures);
+    if (document.Pictures() > 0) {
+      outcome = m_images.Resolve(document.Pictures(), pictures);
     } else {
-      const auto pages = static_cast<size_t>(m_document.Pages());
+      const auto pages = static_cast<size_t>(document.Pages());
       outcome = kz::Failure(K_ERROR_INVALID_FORMAT,
                             "there is no picture in " +
                                 (pages > 0 ? "its " + Count(pages, "page") : "it, and no page"));
     }
-    if (!outcome.Ok()) return Complain({m_options.file}, outcome);
-    for (const int picture : pictures) wanted.push_back({{&m_document, picture}, 0, picture});
+    if (!outcome.Ok()) return Complain({document.Name()}, outcome);
+    for (const int picture : pictures) {
+      wanted.push_back({{&document, picture}, 0, picture, document.Name()});
+    }
     return kDone;
   }
 
   // Each picture once, also when several pages show it. A page without any keeps none
   // of the others from theirs.
-  Exit ChooseFromPages(std::vector<Wanted>& wanted) {
-    const kz::PageIndex& index = m_document.Index();
+  Exit ChooseFromPages(Source& source, std::vector<Wanted>& wanted) {
+    const kz::Document& document = *source.document;
+    const kz::PageIndex& index = document.Index();
     std::vector<int> pages;
     Exit exit = SelectPages(index, m_pages, pages);
     std::set<std::pair<const kz::Document*, int>> taken;
-    int ofResources = m_document.Pictures();
+    int ofResources = document.Pictures();
     for (const int page : pages) {
-      const std::vector<kz::ShownPicture> pictures = m_document.PicturesOnPage(page);
-      if (pictures.empty()) exit = ReportNoPicture(page);
+      const std::vector<kz::ShownPicture> pictures = document.PicturesOnPage(page);
+      if (pictures.empty()) exit = ReportNoPicture(document, page);
       for (const kz::ShownPicture& shown : pictures) {
         if (!taken.emplace(shown.document, shown.picture).second) continue;
-        const bool own = shown.document == &m_document;
-        wanted.push_back({shown, own ? page : 0, own ? shown.picture : ++ofResources});
+        const bool own = shown.document == &document;
+        wanted.push_back(
+            {shown, own ? page : 0, own ? shown.picture : ++ofResources, document.Name()});
       }
-      m_damaged |= IsDamaged(index, page);
+      source.damaged |= IsDamaged(index, page);
     }
     if (wanted.size() > 1 && !HoldsSeveral()) {
       RefuseSeveral(PageList(pages) + (pages.size() == 1 ? " has " : " have ") +
@@ -178,27 +220,28 @@ class Extraction {
     return exit;
   }
 
-  Exit ReportNoPicture(int page) const {
+  static Exit ReportNoPicture(const kz::Document& document, int page) {
     constexpr std::string_view none = ", no picture";
-    std::string words = m_document.Index().PageWords(page);
+    std::string words = document.Index().PageWords(page);
     if (words.ends_with(none)) words.resize(words.size() - none.size());
-    return Complain({m_options.file},
+    return Complain({document.Name()},
                     kz::Failure(K_ERROR_INVALID_FORMAT,
                                 "page " + std::to_string(page) + " has no picture: " + words));
   }
 
   // Damage where pictures were asked for may have taken some; elsewhere it is a warning
   // unless something failed.
-  Exit ReportDamage(Exit exit) const {
-    const kz::PageIndex& index = m_document.Index();
+  Exit ReportDamage(const Source& source, Exit exit) const {
+    if (!source.opened) return exit;
+    const kz::PageIndex& index = source.document->Index();
     // Resources by themselves needn't be a document.
     if (index.structure.Ok() || (!index.IsDamaged() && !index.IsDocument())) return exit;
-    if (exit != kDone || m_damaged || (m_options.all && !index.skipped.empty())) {
-      return Complain({m_options.file}, index.structure);
+    if (exit != kDone || source.damaged || (m_options.all && !index.skipped.empty())) {
+      return Complain({source.document->Name()}, index.structure);
     }
     kz::Outcome damage;
     damage.warnings = {index.structure.what};
-    Warn({m_options.file}, damage);
+    Warn({source.document->Name()}, damage);
     return kDone;
   }
 
@@ -207,14 +250,12 @@ class Extraction {
   kz::Selection m_pages;
   kz::PageRange m_images;
   kz::ExportOptions m_with;
-  kz::Document m_document;
-  bool m_damaged = false;  // pages that were asked for are
 };
 
 }  // namespace
 
 void AddExtract(CLI::App& app, Exit& exit) {
-  CLI::App* command = app.add_subcommand("extract", "Write pictures of a file as picture files");
+  CLI::App* command = app.add_subcommand("extract", "Write pictures of files as picture files");
   command->footer(
       "--page takes the pictures of pages, those that a page includes too; --image counts the\n"
       "pictures of the whole file. Without either and --all, it is the first picture. OUT's\n"
@@ -226,12 +267,19 @@ void AddExtract(CLI::App& app, Exit& exit) {
       "is read as any other picture, and --trust does without the check. Several pictures go into "
       "one tif\n"
       "or pdf, or into numbered files if OUT has a %d or, with leading zeros, a %03d that no\n"
-      "letter follows: the number is that of the picture. %% is a percent sign. OUT - is standard\n"
-      "output. What can't be read is reported, and the rest written: exit status 1. A damaged\n"
+      "letter follows: the number is that of the picture. %f is the name of its file, without the\n"
+      "ending; without it, %d counts the pictures of several FILEs through. %% is a percent sign.\n"
+      "Pictures of several FILEs go into one tif or pdf in their order. OUT - is standard output.\n"
+      "What can't be read is reported, and the rest written: exit status 1. A damaged\n"
       "picture gives the rows that can be read, the rest white, with a warning: exit status 3.");
   auto options = std::make_shared<ExtractOptions>();
-  command->add_option("FILE", options->file, "File to extract from")->required();
-  command->add_option("OUT", options->out, "File to write")->required();
+  // A positional argument after one that takes many never gets any.
+  command
+      ->add_option("FILE", options->files,
+                   "Files to extract from; the last one is the file to write")
+      ->required()
+      ->expected(2, CLI::detail::expected_max_vector_size)
+      ->option_text("... OUT");
   AddSelection(*command, options->pages,
                "Pages whose pictures to write, like 2, 1,3-5, 9- or z (the last)");
   CLI::Option* image = command
@@ -259,8 +307,9 @@ void AddExtract(CLI::App& app, Exit& exit) {
   AddMaxPixels(*command, options->with.load.maxPixels);
   AddNoWait(*command);
   command->callback([options, &exit] {
-    exit = OpenInput(options->file);
-    if (exit == kDone) exit = Extraction(*options).Run();
+    options->out = std::move(options->files.back());
+    options->files.pop_back();
+    exit = Extraction(*options).Run();
   });
 }
 

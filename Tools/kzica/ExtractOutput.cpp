@@ -1,7 +1,10 @@
 #include "Tools/kzica/ExtractOutput.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
+#include <filesystem>
+#include <set>
 
 #include "Toolkit/Files/AtomicFile.h"
 #include "Toolkit/Files/FileDescriptor.h"
@@ -44,10 +47,36 @@ Exit Finish(const std::string& out, kz::PictureWriter& writer) {
   return outcome.Ok() ? kDone : Complain({out}, outcome);
 }
 
+// Where a %f begins from a place on that no letter or digit follows; npos for none.
+size_t FindFileName(const std::string& out, size_t from) {
+  for (size_t at = out.find('%', from); at != std::string::npos; at = out.find('%', at + 2)) {
+    const char after = at + 2 < out.size() ? out[at + 2] : '.';
+    if (out.compare(at, 2, "%f") == 0 && std::isalnum(static_cast<unsigned char>(after)) == 0) {
+      return at;
+    }
+  }
+  return std::string::npos;
+}
+
 }  // namespace
 
+bool NamesFile(const std::string& out) { return FindFileName(out, 0) != std::string::npos; }
+
+std::string OutputName(const std::string& out, const Wanted& wanted) {
+  std::string stem;
+  for (const char c : std::filesystem::path(InputName(wanted.file)).stem().string()) {
+    stem += c;
+    if (c == '%') stem += c;
+  }
+  std::string name = out;
+  for (size_t at = 0; (at = FindFileName(name, at)) != std::string::npos; at += stem.size()) {
+    name.replace(at, 2, stem);
+  }
+  return kz::NumberedName(name, wanted.number);
+}
+
 Exit ExtractOutput::ToOneFile(const std::string& out, const std::vector<Wanted>& wanted) const {
-  RefuseSource(out);
+  RefuseSources(out);
   const Stored stored = wanted.size() == 1 ? HowStored(wanted[0]) : Stored::kNo;
   return stored == Stored::kNo ? WritePictures(out, wanted, nullptr)
                                : WriteData(out, wanted[0], stored == Stored::kFlipped, nullptr);
@@ -55,6 +84,17 @@ Exit ExtractOutput::ToOneFile(const std::string& out, const std::vector<Wanted>&
 
 Exit ExtractOutput::ToNumberedFiles(const std::string& out,
                                     const std::vector<Wanted>& wanted) const {
+  std::vector<std::string> names;
+  std::set<std::string> different;
+  for (const Wanted& one : wanted) {
+    names.push_back(OutputName(out, one));
+    RefuseSources(names.back());
+    if (!different.insert(names.back()).second) {
+      throw UsageError(names.back() +
+                       ": several pictures would have this name; %d tells the "
+                       "pictures of a file apart, %f the files");
+    }
+  }
   Exit exit = kDone;
   kz::FileBatch batch(
       [&](const std::string& name, const kz::Outcome& failed) { exit = Complain({name}, failed); });
@@ -74,8 +114,7 @@ Exit ExtractOutput::ToNumberedFiles(const std::string& out,
         if (all[i].stored == Stored::kNo) all[i].picture.Make(wanted[i].shown, m_options, coder);
       },
       [&](size_t i) {
-        const std::string name = kz::NumberedName(out, wanted[i].number);
-        if (Write(name, wanted[i], std::move(all[i]), &batch) != kDone) exit = kFileFailed;
+        if (Write(names[i], wanted[i], std::move(all[i]), &batch) != kDone) exit = kFileFailed;
         progress.Step();
         return true;
       });
@@ -101,14 +140,15 @@ unsigned ExtractOutput::Threads(size_t pictures) const {
   return static_cast<unsigned>(std::min(threads, pictures));
 }
 
-void ExtractOutput::RefuseSource(const std::string& out) const {
-  if (IsInput(m_source, out)) throw UsageError(out + ": this is the file to extract from");
+void ExtractOutput::RefuseSources(const std::string& out) const {
+  for (const std::string& source : m_sources) {
+    if (IsInput(source, out)) throw UsageError(out + ": this is the file to extract from");
+  }
 }
 
 // A file of one picture.
 Exit ExtractOutput::Write(const std::string& out, const Wanted& wanted, Made made,
                           kz::FileBatch* batch) const {
-  RefuseSource(out);
   if (made.stored != Stored::kNo) {
     return WriteData(out, wanted, made.stored == Stored::kFlipped, batch);
   }

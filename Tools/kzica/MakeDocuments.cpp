@@ -56,7 +56,10 @@ std::string Synopsis(const CLI::App& command) {
   std::string synopsis = "kzica " + command.get_name() + " [OPTIONS]";
   for (const CLI::Option* operand : Positionals(command)) {
     std::string name = operand->get_name(true);
-    if (operand->get_items_expected_max() > 1) name += "...";
+    // Some say themselves what follows the name.
+    if (operand->get_items_expected_max() > 1) {
+      name += operand->get_option_text().empty() ? "..." : operand->get_option_text();
+    }
     synopsis += operand->get_required() ? " " + name : " [" + name + "]";
   }
   return synopsis;
