@@ -4,6 +4,7 @@
 #include <sys/file.h>
 #include <sys/random.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -41,7 +42,13 @@ struct Slot {
   std::array<char, 256> name;
 };
 std::array<Slot, 1024> g_slots;
-static_assert(std::atomic<bool>::is_always_lock_free);
+// The handler removes what is there while other threads go on: none of them may make a
+// file after that, and one that is about to has done so first.
+std::atomic<bool> g_ending = false;
+std::atomic<int> g_creating = 0;
+static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_always_lock_free);
+
+constexpr std::array kEndingSignals = {SIGINT, SIGTERM, SIGHUP};
 
 int FillSlot(int folder, const std::string& name) {
   for (size_t i = 0; i < g_slots.size(); ++i) {
@@ -61,7 +68,36 @@ void FreeSlot(int slot) {
   g_slots[static_cast<size_t>(slot)].taken = false;
 }
 
+// While a thread makes a file and enters it: the handler runs on other threads only, and
+// waits for this one.
+class Creating {
+ public:
+  Creating() {
+    sigset_t signals;
+    ::sigemptyset(&signals);
+    for (const int signal : kEndingSignals) ::sigaddset(&signals, signal);
+    (void)::pthread_sigmask(SIG_BLOCK, &signals, &m_before);
+    ++g_creating;
+    if (!g_ending) return;
+    --g_creating;
+    while (true) ::pause();  // the process is about to end
+  }
+  Creating(const Creating&) = delete;
+  Creating& operator=(const Creating&) = delete;
+  ~Creating() {
+    --g_creating;
+    (void)::pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
+  }
+
+ private:
+  sigset_t m_before;
+};
+
 extern "C" void RemoveFilesAndEnd(int signal) {
+  constexpr int longest = 1000;  // milliseconds, for file systems that don't answer
+  constexpr timespec millisecond = {.tv_sec = 0, .tv_nsec = 1000000};
+  g_ending = true;
+  for (int i = 0; i < longest && g_creating > 0; ++i) ::nanosleep(&millisecond, nullptr);
   for (const Slot& slot : g_slots) {
     if (slot.filled) ::unlinkat(slot.folder, slot.name.data(), 0);
   }
@@ -121,6 +157,7 @@ Outcome TemporaryFile::Create(int folder, const std::string& target) {
     if (::getrandom(&random, sizeof(random), 0) != sizeof(random)) continue;
     m_folder = folder;
     m_name = prefix + Hexadecimal(random) + std::string(kEnding);
+    const Creating creating;
     m_slot = FillSlot(folder, m_name);
     m_file.Reset(OpenDescriptorAt(folder, m_name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW,
                                   kPrivateMode));
@@ -189,13 +226,12 @@ void RemoveStaleFiles(int folder) {
 }
 
 void RemoveTemporaryFilesOnSignals() {
-  constexpr std::array signals = {SIGINT, SIGTERM, SIGHUP};
   struct sigaction action = {};
   action.sa_handler = RemoveFilesAndEnd;
   action.sa_flags = static_cast<int>(SA_RESETHAND);
   ::sigemptyset(&action.sa_mask);
-  for (const int signal : signals) ::sigaddset(&action.sa_mask, signal);
-  for (const int signal : signals) {
+  for (const int signal : kEndingSignals) ::sigaddset(&action.sa_mask, signal);
+  for (const int signal : kEndingSignals) {
     struct sigaction before = {};
     if (::sigaction(signal, nullptr, &before) == 0 && before.sa_handler == SIG_DFL) {
       ::sigaction(signal, &action, nullptr);
