@@ -14,7 +14,13 @@ constexpr std::string_view kSequencePrefix("\x2B\xD3", 2);
 // Function types, without the bit that chains.
 namespace ptx {
 constexpr unsigned kUnicodeText = 0x6A;
+constexpr unsigned kSetTextColor = 0x74;
+constexpr unsigned kUnderscore = 0x76;
+constexpr unsigned kTemporaryMove = 0x78;
+constexpr unsigned kSetExtendedColor = 0x80;
 constexpr unsigned kSetInlineMargin = 0xC0;
+constexpr unsigned kSetAdjustment = 0xC2;
+constexpr unsigned kSetVariableSpace = 0xC4;
 constexpr unsigned kAbsoluteMoveInline = 0xC6;
 constexpr unsigned kRelativeMoveInline = 0xC8;
 constexpr unsigned kSetBaselineIncrement = 0xD0;
@@ -22,6 +28,8 @@ constexpr unsigned kAbsoluteMoveBaseline = 0xD2;
 constexpr unsigned kRelativeMoveBaseline = 0xD4;
 constexpr unsigned kBeginLine = 0xD8;
 constexpr unsigned kTransparentData = 0xDA;
+constexpr unsigned kInlineRule = 0xE4;
+constexpr unsigned kBaselineRule = 0xE6;
 constexpr unsigned kRepeatString = 0xEE;
 constexpr unsigned kSetFont = 0xF0;
 constexpr unsigned kSetOrientation = 0xF6;

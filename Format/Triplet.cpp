@@ -32,4 +32,13 @@ Triplet FindTriplet(std::string_view triplets, uint8_t id) {
   return {};
 }
 
+std::string_view ReplacingName(std::string_view triplets) {
+  Triplets walk(triplets);
+  std::string_view name;
+  for (Triplet triplet; name.empty() && walk.Next(triplet);) {
+    if (QualifiedNameType(triplet) == fqn::kReplacesName) name = QualifiedName(triplet);
+  }
+  return name;
+}
+
 }  // namespace kz

@@ -13,6 +13,7 @@ constexpr uint8_t kQualifiedName = 0x02;
 constexpr uint8_t kMappingOption = 0x04;
 constexpr uint8_t kObjectClassification = 0x10;
 constexpr uint8_t kInterchangeSet = 0x18;
+constexpr uint8_t kFontDescriptor = 0x1F;
 constexpr uint8_t kFontCharacterSet = 0x20;
 constexpr uint8_t kLocalId = 0x24;
 constexpr uint8_t kAttributeValue = 0x36;
@@ -25,10 +26,13 @@ constexpr uint8_t kDataObjectFont = 0x8B;
 
 // What the name of a Fully Qualified Name triplet is, by its type.
 namespace fqn {
+constexpr uint8_t kReplacesName = 0x01;  // of the field
 constexpr uint8_t kCodedFontGrid = 0x84;
 constexpr uint8_t kCodePage = 0x85;
+constexpr uint8_t kFontCharacterSet = 0x86;
 constexpr uint8_t kCodedFont = 0x8E;
 constexpr uint8_t kInternalReference = 0xBE;
+constexpr uint8_t kExternalResource = 0xDE;
 }  // namespace fqn
 
 enum class TripletFault {
@@ -72,5 +76,8 @@ constexpr std::string_view QualifiedName(const Triplet& triplet) {
   const bool named = triplet.id == triplet::kQualifiedName && triplet.contents.size() > name;
   return named ? triplet.contents.substr(name) : std::string_view();
 }
+
+// The name that takes the place of the one that a field begins with; empty for none.
+std::string_view ReplacingName(std::string_view triplets);
 
 }  // namespace kz

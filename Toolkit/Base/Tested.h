@@ -1,4 +1,4 @@
-// Marks what our own tests call besides the library's interface.
+// Marks what our own tests, and our own libraries on top, call besides the library's interface.
 #pragma once
 
 // Visible in the library, and installed nowhere.

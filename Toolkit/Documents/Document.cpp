@@ -125,6 +125,12 @@ std::vector<ShownPicture> Document::PicturesOnPage(int page) const {
   return pictures;
 }
 
+bool Document::FindInFolder(const std::string& name, ResourcePlace& place) const {
+  return m_resources != nullptr && m_resources->Find(name, place);
+}
+
+Outcome Document::OpenFile(FileWindow& file) const { return file.Open(m_file); }
+
 // Runs read(where the picture is) with the file shifted to where the picture is the first.
 template <typename Read>
 Outcome Document::AtPicture(int picture, Read read) const {

@@ -27,6 +27,12 @@ struct ShownPicture {
   int picture = 0;                     // which of its pictures, counted from 1
 };
 
+// A resource of a document; kNoIndex: the whole file is one.
+struct ResourcePlace {
+  const Document* document = nullptr;
+  uint32_t resource = kNoIndex;
+};
+
 // A file that is indexed once, so that each of its pictures is found at once. All are
 // read from the file that was indexed, also when another takes its place. Its functions
 // may be called from several threads.
@@ -49,6 +55,11 @@ class K_EXPORT Document {
   std::vector<IncludedName> Missing() const;
   // The pictures of what the folder holds of them, each once.
   std::vector<ShownPicture> PicturesFromFolder() const;
+  // Finds a resource that the file doesn't hold, by its name, in the folder. The document
+  // that has it lives as long as this one.
+  bool FindInFolder(const std::string& name, ResourcePlace& place) const;
+  // Opens the file that was indexed once more. -10 when that fails.
+  Outcome OpenFile(FileWindow& file) const;
   // Name of the file, as it was given.
   const std::string& Name() const { return m_name; }
   // The pictures that a page shows, in their order, those from the folder's files too; at

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "Toolkit/Base/Tested.h"
 #include "Toolkit/Files/FileWindow.h"
 
 namespace kz {
@@ -17,7 +18,7 @@ class FieldSearch {
   // file ends with them. The file's size when there is none. As long as `from` grows, each byte is
   // read about twice, whatever the bytes are. Doesn't look for one that begins at or after `limit`,
   // or not much after.
-  int64_t Find(int64_t from, int64_t limit = INT64_MAX);
+  KZ_TESTED int64_t Find(int64_t from, int64_t limit = INT64_MAX);
 
  private:
   bool Read(int64_t start);

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Format/FieldScan.h"
+#include "Toolkit/Base/Tested.h"
 #include "Toolkit/Documents/FieldSearch.h"
 #include "Toolkit/Documents/PageIndex.h"
 #include "Toolkit/Documents/PictureScan.h"
@@ -123,7 +124,7 @@ class Indexer {
 };
 
 // Names are padded with blanks, in EBCDIC 0x40, and sometimes with zeros.
-std::string_view TrimmedName(std::string_view name);
+KZ_TESTED std::string_view TrimmedName(std::string_view name);
 
 // The same as IndexFile for a file that is open; `name` is noted as its name.
 Outcome IndexFile(FileWindow& window, const std::string& name, PageIndex& index);

@@ -13,8 +13,6 @@ namespace {
 
 // The type of the qualified name that is an attribute's.
 constexpr char kAttributeName = 0x0B;
-// The type of the one that replaces the field's own name.
-constexpr char kReplacesName = 0x01;
 // Names that are told apart: so many take 100 MiB.
 constexpr size_t kMostNames = 1'000'000;
 
@@ -85,10 +83,7 @@ void Indexer::AddInclude(const ScannedField& field) {
   std::string_view qualified;
   if (field.code == sf::kIncludeObject && data.size() > TripletsOffset(field.code)) {
     // Others name what the object needs.
-    Triplets triplets(data.substr(TripletsOffset(field.code)));
-    for (Triplet triplet; qualified.empty() && triplets.Next(triplet);) {
-      if (triplet.contents.starts_with(kReplacesName)) qualified = QualifiedName(triplet);
-    }
+    qualified = ReplacingName(data.substr(TripletsOffset(field.code)));
   }
   const uint32_t include = IncludeOf(data.substr(0, kFieldNameLength), qualified, field.code);
   if (include != kNoIndex) Show(PageIndex::kInclude | include);

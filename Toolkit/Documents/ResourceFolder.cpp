@@ -101,6 +101,7 @@ void ResourceFolder::TakeFromLibrary(const std::string& name, Resource& resource
   if (place == all.end()) return;
   resource.found = true;
   const auto index = static_cast<uint32_t>(place - all.begin());
+  resource.place = {document, index};
   for (const int picture : document->Index().PicturesOfResource(index)) {
     resource.pictures.push_back({document, picture});
   }
@@ -118,6 +119,7 @@ const ResourceFolder::Resource& ResourceFolder::Get(const std::string& name) {
     return resource;
   }
   resource.found = true;
+  resource.place = {document, kNoIndex};
   for (int picture = 1; picture <= document->Pictures(); ++picture) {
     resource.pictures.push_back({document, picture});
   }
@@ -125,6 +127,12 @@ const ResourceFolder::Resource& ResourceFolder::Get(const std::string& name) {
 }
 
 bool ResourceFolder::Has(const std::string& name) { return Get(name).found; }
+
+bool ResourceFolder::Find(const std::string& name, ResourcePlace& place) {
+  const Resource& resource = Get(name);
+  if (resource.found) place = resource.place;
+  return resource.found;
+}
 
 const std::vector<ShownPicture>& ResourceFolder::Pictures(const std::string& name) {
   return Get(name).pictures;

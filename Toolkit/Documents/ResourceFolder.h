@@ -30,12 +30,15 @@ class K_EXPORT ResourceFolder {
   std::string FindFile(const std::string& name) const;
   // Whether there is a resource of this name that can be read.
   bool Has(const std::string& name);
+  // Where it is. False when there is none that can be read.
+  bool Find(const std::string& name, ResourcePlace& place);
   // Its pictures, in their order. They, and their documents, stay as long as the folder.
   const std::vector<ShownPicture>& Pictures(const std::string& name);
 
  private:
   struct Resource {
     bool found = false;
+    ResourcePlace place;
     std::vector<ShownPicture> pictures;
   };
   const Resource& Get(const std::string& name);

@@ -5,7 +5,6 @@
 #include <optional>
 
 #include "Format/ControlSequence.h"
-#include "Format/Triplet.h"
 #include "Toolkit/Documents/PageIndex.h"
 #include "Toolkit/Documents/PageWalk.h"
 #include "Toolkit/Fields/FontText.h"
@@ -84,18 +83,6 @@ Outcome ReadPages(const std::string& file, const Wanted& wanted, PageTaker& read
   }
 }
 
-// The encoding that Begin Document names; null for none. It is meant for names, which may
-// be Unicode where text is not.
-const char* DocumentEncoding(std::string_view data) {
-  data.remove_prefix(std::min<size_t>(data.size(), TripletsOffset(sf::kBeginDocument)));
-  constexpr size_t codePage = 2;
-  const Triplet triplet = FindTriplet(data, triplet::kCharacterSet);
-  const auto number = static_cast<unsigned>(GetBig(triplet.contents, codePage, 2));
-  const char* encoding = EncodingOfCodePage(number);
-  const bool unicode = encoding != nullptr && std::string_view(encoding).starts_with("UTF-");
-  return unicode ? nullptr : encoding;
-}
-
 class TextReader : public PageTaker {
  public:
   TextReader(FontText& fonts, const TakeTextPage& take)
@@ -145,7 +132,7 @@ class TextReader : public PageTaker {
       if (FontText::IsOfFonts(field.code)) m_text.TakeResource(field.code, walk.Data(field));
     } else if (field.code == sf::kBeginDocument) {
       m_documentFonts.clear();
-      m_text.SetDefault(DocumentEncoding(walk.Data(field)));
+      m_text.TakeDocument(walk.Data(field));
     } else if (MapsFonts(field.code)) {
       AddMappedFonts(field.code, walk.Data(field), m_documentFonts);
     }

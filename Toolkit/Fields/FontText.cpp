@@ -1,6 +1,10 @@
 #include "Toolkit/Fields/FontText.h"
 
+#include <algorithm>
+
+#include "Format/BigEndian.h"
 #include "Format/StructuredField.h"
+#include "Format/Triplet.h"
 
 namespace kz {
 
@@ -22,6 +26,17 @@ Outcome FontText::Override(const std::string& encoding) {
 
 void FontText::SetDefault(const char* encoding) {
   m_default = encoding != nullptr ? encoding : kDefaultEncoding;
+}
+
+void FontText::TakeDocument(std::string_view beginDocument) {
+  const size_t triplets =
+      std::min<size_t>(beginDocument.size(), TripletsOffset(sf::kBeginDocument));
+  constexpr size_t codePage = 2;
+  const Triplet triplet = FindTriplet(beginDocument.substr(triplets), triplet::kCharacterSet);
+  const auto number = static_cast<unsigned>(GetBig(triplet.contents, codePage, 2));
+  const char* encoding = EncodingOfCodePage(number);
+  const bool unicode = encoding != nullptr && std::string_view(encoding).starts_with("UTF-");
+  SetDefault(unicode ? nullptr : encoding);
 }
 
 bool FontText::IsOfFonts(uint16_t code) {

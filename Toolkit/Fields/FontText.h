@@ -7,19 +7,27 @@
 #include <string_view>
 
 #include "Format/CodePage.h"
+#include "Toolkit/Base/Tested.h"
 #include "Toolkit/Fields/CodePageTable.h"
 #include "Toolkit/Fields/MappedFonts.h"
 #include "Toolkit/Fields/TextDecoder.h"
 
 namespace kz {
 
-class FontText {
+class KZ_TESTED FontText {
  public:
+  FontText() = default;
+  FontText(const FontText&) = delete;
+  FontText& operator=(const FontText&) = delete;
+
   // An encoding that all text is in, whatever the document says. -9 for one that iconv
   // doesn't know.
   Outcome Override(const std::string& encoding);
   // The encoding of text whose font tells none; null for the usual one.
   void SetDefault(const char* encoding);
+  // The same of the one that Begin Document names, by the data of that field. It is meant
+  // for names, which may be Unicode where text is not.
+  void TakeDocument(std::string_view beginDocument);
   // Whether TakeResource has a use for a field.
   static bool IsOfFonts(uint16_t code);
   // Takes a field of the document's resources: code pages, and coded fonts, which name

@@ -25,15 +25,22 @@ std::string NameIn(std::string_view data, size_t at) {
 
 // Groups of a fixed length, without triplets.
 void AddFormat1(std::string_view data, FontMap& fonts) {
-  constexpr size_t header = 4, codedFont = 4, codePage = 12, least = 28;
+  constexpr size_t header = 4, codedFont = 4, codePage = 12, characterSet = 20, least = 28;
   const auto length = static_cast<size_t>(GetBig(data, 0, 1));
   if (length < least || data.size() < header) return;
   for (data.remove_prefix(header); data.size() >= length; data.remove_prefix(length)) {
     MappedFont font;
     font.codedFont = NameIn(data, codedFont);
     font.codePage = NameIn(data, codePage);
+    font.name = NameIn(data, characterSet);
     fonts[static_cast<unsigned char>(data[0])] = std::move(font);
   }
+}
+
+// Sizes are in twentieths of a point.
+double PointsIn(std::string_view contents) {
+  constexpr size_t size = 2;
+  return static_cast<double>(GetBig(contents, size, 2)) / 20;
 }
 
 // The encoding of the text that an Encoding Scheme triplet tells: that of the text
@@ -59,6 +66,8 @@ void AddGroup(std::string_view triplets, bool dataResource, FontMap& fonts) {
       case triplet::kQualifiedName:
         if (QualifiedNameType(triplet) == fqn::kCodePage) font.codePage = ResourceName(name);
         if (QualifiedNameType(triplet) == fqn::kCodedFont) font.codedFont = ResourceName(name);
+        if (QualifiedNameType(triplet) == fqn::kFontCharacterSet) font.name = ResourceName(name);
+        if (QualifiedNameType(triplet) == fqn::kExternalResource) font.name = ResourceName(name);
         if (QualifiedNameType(triplet) == fqn::kCodedFontGrid) {
           font.number = static_cast<unsigned>(GetBig(name, 2, 2));
         }
@@ -77,8 +86,17 @@ void AddGroup(std::string_view triplets, bool dataResource, FontMap& fonts) {
       case triplet::kEncodingScheme:
         font.encoding = SchemeOf(contents);
         break;
+      case triplet::kFontDescriptor: {
+        constexpr size_t flags = 6;
+        constexpr int64_t boldWeight = 7, italic = 0x80;
+        font.points = PointsIn(contents);
+        font.bold = GetBig(contents, 0, 1) >= boldWeight;
+        font.italic = (GetBig(contents, flags, 1) & italic) != 0;
+        break;
+      }
       case triplet::kDataObjectFont:
         isFont = true;
+        font.points = PointsIn(contents);
         break;
       default:
         break;

@@ -1,10 +1,12 @@
-// The fonts that text chooses by local identifiers, as far as they tell its encoding.
+// The fonts that text chooses by local identifiers: its encoding, and what it looks like.
 #pragma once
 
 #include <cstdint>
 #include <map>
 #include <string>
 #include <string_view>
+
+#include "Toolkit/Base/Tested.h"
 
 namespace kz {
 
@@ -14,6 +16,10 @@ struct MappedFont {
   std::string codedFont;           // the name of the resource, which names a code page
   unsigned number = 0;             // of the code page
   const char* encoding = nullptr;  // of text that isn't in a code page
+  std::string name;                // of the characters: a character set, or a TrueType font
+  double points = 0;               // size
+  bool bold = false;
+  bool italic = false;
 };
 
 // By local identifiers.
@@ -21,6 +27,6 @@ using FontMap = std::map<unsigned, MappedFont>;
 
 // Adds the fonts of a Map Coded Font field of either format or of a Map Data Resource
 // field; whatever else the latter maps, and what is cut, is passed over.
-void AddMappedFonts(uint16_t code, std::string_view data, FontMap& fonts);
+KZ_TESTED void AddMappedFonts(uint16_t code, std::string_view data, FontMap& fonts);
 
 }  // namespace kz

@@ -4,15 +4,12 @@
 #include <cmath>
 
 #include "Format/BigEndian.h"
-#include "Format/SelfDefiningField.h"
 
 namespace kz {
 
 namespace {
 
 constexpr unsigned kDefaultFont = 0xFF;
-constexpr double kPointsPerInch = 72;
-constexpr double kCentimetresPerInch = 2.54;
 // What is closer is on one baseline, or touches: points.
 constexpr double kTouching = 1;
 // Of strings that repeat, which could make a gigabyte of a small page. A page has room
@@ -22,9 +19,6 @@ constexpr size_t kMaxRepeated = size_t{64} * 1024;
 int64_t SignedNumber(std::string_view parameters) {
   return static_cast<int16_t>(GetBig(parameters, 0, 2));
 }
-
-// Bytes that mean: as if nothing were said.
-bool IsDefault(std::string_view parameters) { return parameters.starts_with("\xFF\xFF"); }
 
 // Blanks in place of what ends lines and pages, and of nothing.
 std::string OneLine(std::string text) {
@@ -64,30 +58,11 @@ std::string TextLine::Text() const {
   return line;
 }
 
-bool ReadSpace(std::string_view descriptor, TextSpace& space) {
-  constexpr size_t units = 2, size = 6, sizeBytes = 3, end = 12, conditions = 14;
-  const int64_t x = GetBig(descriptor, units, 2);
-  const int64_t y = GetBig(descriptor, units + 2, 2);
-  if (descriptor.size() < end || x == 0 || y == 0) return false;
-  const bool metric = static_cast<unsigned char>(descriptor[0]) == kBaseTenCentimetres;
-  const double points = 10 * kPointsPerInch / (metric ? kCentimetresPerInch : 1);
-  space.xPoints = points / static_cast<double>(x);
-  space.yPoints = points / static_cast<double>(y);
-  space.width = GetBig(descriptor, size, sizeBytes);
-  space.height = GetBig(descriptor, size + sizeBytes, sizeBytes);
-  space.conditions = descriptor.substr(std::min(descriptor.size(), conditions));
-  return true;
-}
-
 void TextFlow::Begin(const TextSpace& space) {
-  constexpr double linesPerInch = 6;
-  m_space = space;
-  m_orientation = {};
-  m_inline = m_baseline = m_margin = 0;
-  m_increment = std::llround(kPointsPerInch / linesPerInch / space.yPoints);
+  m_cursor.Begin(space);
   m_font = kDefaultFont;
   m_exact = m_apart = true;
-  ControlSequences conditions(m_space.conditions);
+  ControlSequences conditions(space.conditions);
   ControlSequence sequence;
   while (conditions.Next(sequence)) {
     const unsigned type = sequence.Type();
@@ -129,73 +104,20 @@ void TextFlow::Obey(const ControlSequence& sequence) {
     EndPiece();
     return PutPiece(m_decode(sequence.text, m_font, true));
   }
-  if (type == ptx::kBeginLine) {
-    EndPiece();
-    m_inline = m_margin;
-    m_baseline += m_increment;
-    m_exact = m_apart = true;
-    return;
-  }
   if (type == ptx::kSetFont && !parameters.empty()) {
     EndPiece();
     m_font = static_cast<unsigned char>(parameters[0]);
   }
-  if (parameters.size() < 2) return;
-  switch (type) {
-    case ptx::kAbsoluteMoveInline:
-      EndPiece();
-      m_inline = SignedNumber(parameters);
-      m_exact = m_apart = true;
-      break;
-    case ptx::kRelativeMoveInline:
-      MoveInline(SignedNumber(parameters));
-      break;
-    case ptx::kAbsoluteMoveBaseline:
-      EndPiece();
-      m_baseline = SignedNumber(parameters);
-      break;
-    case ptx::kRelativeMoveBaseline:
-      EndPiece();
-      m_baseline += SignedNumber(parameters);
-      break;
-    case ptx::kSetInlineMargin:
-      m_margin = IsDefault(parameters) ? 0 : SignedNumber(parameters);
-      break;
-    case ptx::kSetBaselineIncrement:
-      if (!IsDefault(parameters)) m_increment = SignedNumber(parameters);
-      break;
-    case ptx::kSetOrientation:
-      EndPiece();
-      Orient(parameters);
-      break;
-    default:
-      break;
-  }
+  if (type != ptx::kBeginLine && parameters.size() < 2) return;
+  if (type == ptx::kRelativeMoveInline && !m_exact) return MoveAfterText(SignedNumber(parameters));
+  if (TextCursor::IsMove(type)) EndPiece();
+  m_cursor.Obey(sequence);
+  if (type == ptx::kAbsoluteMoveInline || type == ptx::kBeginLine) m_exact = m_apart = true;
 }
 
-void TextFlow::Orient(std::string_view parameters) {
-  constexpr int64_t quarter = 90;
-  constexpr int x[] = {1, 0, -1, 0};
-  constexpr int y[] = {0, 1, 0, -1};
-  // Degrees stand above seven bits of fraction.
-  const auto direction = [&](size_t at) {
-    return static_cast<size_t>((GetBig(parameters, at, 2) >> 7) / quarter);
-  };
-  size_t along = direction(0);
-  size_t across = direction(2);
-  if (along > 3) along = 0;
-  if (across > 3 || (along + across) % 2 == 0) across = (along + 1) % 4;
-  m_orientation = {x[along], y[along], x[across], y[across]};
-}
-
-void TextFlow::MoveInline(int64_t move) {
-  if (m_exact) {
-    m_inline += move;
-    return;
-  }
+void TextFlow::MoveAfterText(int64_t move) {
   // How far the text reached isn't known: the piece stays with the one before.
-  const double unit = m_orientation.inlineX != 0 ? m_space.xPoints : m_space.yPoints;
-  if (std::abs(static_cast<double>(move) * unit) <= kTouching) return;
+  if (std::abs(static_cast<double>(move) * m_cursor.InlinePoints()) <= kTouching) return;
   EndPiece();
   m_apart = true;
 }
@@ -227,16 +149,11 @@ void TextFlow::EndPiece() {
 
 void TextFlow::PutPiece(std::string text) {
   if (text.empty()) return;
-  const Orientation& o = m_orientation;
-  // The origin is the corner from which both directions lead into the space.
-  const auto place = [&](int along, int across, int64_t size) {
-    const int64_t corner = along + across < 0 ? size : 0;
-    return static_cast<double>(corner + along * m_inline + across * m_baseline);
-  };
+  const TextOrientation& o = m_cursor.Orientation();
   Piece piece;
   piece.text = OneLine(std::move(text));
-  piece.x = m_space.x + place(o.inlineX, o.baselineX, m_space.width) * m_space.xPoints;
-  piece.y = m_space.y + place(o.inlineY, o.baselineY, m_space.height) * m_space.yPoints;
+  piece.x = m_cursor.X();
+  piece.y = m_cursor.Y();
   piece.along = piece.x * o.inlineX + piece.y * o.inlineY;
   piece.across = piece.x * o.baselineX + piece.y * o.baselineY;
   piece.font = m_font;

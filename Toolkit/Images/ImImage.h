@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "Toolkit/Base/Tested.h"
 #include "Toolkit/Files/FileWindow.h"
 #include "Toolkit/Images/DecodeImage.h"
 #include "Toolkit/Images/PicturePlace.h"
@@ -26,6 +27,6 @@ struct ImImageShape {
   int yResolution = 0;
   bool celled = false;
 };
-Outcome DescribeImImage(FileWindow& file, const PicturePlace& place, ImImageShape& shape);
+KZ_TESTED Outcome DescribeImImage(FileWindow& file, const PicturePlace& place, ImImageShape& shape);
 
 }  // namespace kz

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Format/SelfDefiningField.h"
+#include "Toolkit/Base/Tested.h"
 #include "Toolkit/Images/ImageContent.h"
 
 namespace kz {
@@ -21,6 +22,6 @@ Applied ApplyField(unsigned id, ByteSpan field, ImageParameters& parameters);
 // The colour of a Tile Set Color field, or the rest of a Set Extended Bilevel Image Color
 // field: `sizes` begins with the sizes of the components, after which the colour stands.
 // None when there are fewer than four sizes.
-std::optional<ColorValue> ColorOf(uint8_t space, ByteSpan sizes);
+KZ_TESTED std::optional<ColorValue> ColorOf(uint8_t space, ByteSpan sizes);
 
 }  // namespace kz
