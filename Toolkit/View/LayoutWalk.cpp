@@ -1,0 +1,398 @@
+#include "Toolkit/View/LayoutWalk.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "Toolkit/Documents/FieldSearch.h"
+#include "Toolkit/Images/ImImage.h"
+#include "Toolkit/View/FontFace.h"
+#include "Toolkit/View/PicturePlacement.h"
+
+namespace kz {
+
+namespace {
+
+constexpr size_t kMostWarnings = 20;
+// Of a page that says no size and has nothing on it: a sheet of letter size.
+constexpr double kPlainWidth = 612, kPlainHeight = 792;
+// What is farther away isn't kept, so that numbers stay numbers: points.
+constexpr double kFarAway = 1e6;
+
+std::string_view TextOf(ByteSpan bytes) {
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+bool MapsFonts(uint16_t code) {
+  return code == sf::kMapCodedFont || code == sf::kMapCodedFontFormat1 ||
+         code == sf::kMapDataResource;
+}
+
+bool BeginsObject(uint16_t code) {
+  switch (code) {
+    case sf::kBeginText:
+    case sf::kBeginGraphics:
+    case sf::kBeginBarCode:
+    case sf::kBeginImageObject:
+    case sf::kBeginImImage:
+    case sf::kBeginObjectContainer:
+      return true;
+    default:
+      return false;
+  }
+}
+
+// What an item covers of the page.
+PageRectangle CoveredBy(const PageItem& item) {
+  if (const auto* picture = std::get_if<PlacedPicture>(&item)) {
+    return Covered(picture->area, picture->width, picture->height);
+  }
+  if (const auto* text = std::get_if<PlacedText>(&item)) {
+    return Covered(text->at.Then(0, -text->style.size, 0), text->advance, text->style.size);
+  }
+  if (const auto* rule = std::get_if<PlacedRule>(&item)) return rule->at;
+  return std::get<PlacedBox>(item).at;
+}
+
+}  // namespace
+
+LayoutSource* LayoutSources::Get(const Document& document, Outcome& outcome) {
+  std::unique_ptr<LayoutSource>& source = m_sources[&document];
+  if (source == nullptr) {
+    auto opened = std::make_unique<LayoutSource>(document);
+    outcome = opened->Open();
+    if (outcome.Ok()) source = std::move(opened);
+  }
+  return source.get();
+}
+
+LayoutWalk::LayoutWalk(LayoutSources& sources, const MeasureText& measure, PageLayout& layout)
+    : m_sources(sources),
+      m_layout(layout),
+      m_runs({
+          [this](std::string_view bytes, unsigned font, bool unicode) {
+            const auto found = m_space.fonts.find(font);
+            const MappedFont* mapped = found != m_space.fonts.end() ? &found->second : nullptr;
+            FontText& texts = m_textSource->Texts();
+            return unicode ? texts.DecodeUnicode(bytes, mapped) : texts.Decode(bytes, mapped);
+          },
+          [this](unsigned font) {
+            const auto found = m_space.fonts.find(font);
+            return RunFontOf(found != m_space.fonts.end() ? &found->second : nullptr);
+          },
+          measure,
+          [this](PlacedText&& text) { return TakeText(std::move(text)); },
+          [this](const PlacedRule& rule) { return Add(rule); },
+          [this](double room) {
+            PlacedText* last =
+                m_layout.items.empty() ? nullptr : std::get_if<PlacedText>(&m_layout.items.back());
+            if (last != nullptr) last->room = room;
+          },
+      }) {}
+
+void LayoutWalk::TakePage(LayoutSource& source, int page) {
+  const PageIndex& index = source.GetDocument().Index();
+  const IndexedPage& at = index.pages[static_cast<size_t>(page) - 1];
+  m_space.fonts = source.Fonts();
+  m_textSource = &source;
+  if (index.bare) {
+    AddPicture(source, static_cast<size_t>(page) - 1, {});
+  } else {
+    Walk(source, at.bytes, {});
+  }
+  FindSize();
+}
+
+void LayoutWalk::Walk(LayoutSource& source, ByteRange bytes, const Context& context) {
+  FileWindow& file = source.File();
+  FieldSearch search(file);
+  for (int64_t at = bytes.begin; at < bytes.end && !m_full;) {
+    if (++m_fields > LayoutReader::kMostFields) {
+      m_full = true;
+      return Warn("more than " + std::to_string(LayoutReader::kMostFields) +
+                  " fields make up the page: the rest is left out");
+    }
+    const ScannedField field = ScanField(file, at);
+    if (field.fault != FieldFault::None || field.End() > bytes.end) {
+      Warn("there is no valid structured field at byte " + std::to_string(at));
+      at = search.Find(at + 1, bytes.end);
+      continue;
+    }
+    at = std::max(field.End(), Take(source, field, context));
+  }
+  if (m_object.code != 0) End(source, bytes.end, context);
+}
+
+int64_t LayoutWalk::Take(LayoutSource& source, const ScannedField& field, const Context& context) {
+  const uint16_t code = field.code;
+  if (BeginsObject(code)) {
+    if (m_object.code != 0) End(source, field.offset, context);
+    Begin(field);
+    return field.End();
+  }
+  if (m_object.code != 0 && code == PartnerOf(m_object.code)) {
+    End(source, field.End(), context);
+    return field.End();
+  }
+  if (code == sf::kImagePictureData || code == sf::kImRasterData || code == sf::kImCellPosition ||
+      code == sf::kObjectContainerData) {
+    return PassPictureData(source, field, context);
+  }
+  const bool includes = code == sf::kIncludeObject || code == sf::kIncludePageOverlay ||
+                        code == sf::kIncludePageSegment;
+  const ByteSpan bytes = DataOf(source.File(), field);
+  const std::string_view data = TextOf(bytes);
+  if (includes) {
+    Include(source, code, std::string(data), context);
+  } else if (code == sf::kPresentationText) {
+    AddText(source, std::string(data), context);
+  } else if (MapsFonts(code)) {
+    const bool ofText = m_object.code == sf::kBeginText;
+    if (m_object.code != 0 && !ofText) return field.End();
+    if (ofText && !m_object.pageFonts) m_object.pageFonts = m_space.fonts;
+    AddMappedFonts(code, data, m_space.fonts);
+  } else if (m_object.code != 0) {
+    TakeInObject(field, data);
+  } else if (code == sf::kPageDescriptor || code == sf::kTextDescriptor) {
+    if (code == sf::kPageDescriptor) Describe(data);
+    ReadSpace(data, m_space.text);
+  }
+  return field.End();
+}
+
+void LayoutWalk::Describe(std::string_view data) {
+  constexpr size_t width = 6, height = 9, bytes = 3;
+  if (!ReadUnitSize(data, m_space.units)) return;
+  m_space.width = static_cast<double>(GetBig(data, width, bytes)) * m_space.units.x;
+  m_space.height = static_cast<double>(GetBig(data, height, bytes)) * m_space.units.y;
+}
+
+void LayoutWalk::Begin(const ScannedField& field) {
+  m_object = {};
+  m_object.code = field.code;
+  m_object.begin = field.offset;
+}
+
+void LayoutWalk::TakeInObject(const ScannedField& field, std::string_view data) {
+  switch (field.code) {
+    case sf::kObjectAreaDescriptor:
+      return TakeAreaDescriptor(data, m_object.area);
+    case sf::kObjectAreaPosition:
+      return TakeAreaPosition(data, m_object.area);
+    case sf::kMapImageObject:
+    case sf::kMapContainerData:
+      return TakeMapping(data, m_object.area);
+    case sf::kImOutputControl:
+      m_object.im = ReadImOutputControl(data);
+      return;
+    case sf::kTextDescriptor:
+      ReadSpace(data, m_space.text);
+      return;
+    default:
+      return;
+  }
+}
+
+// Picture data needn't be looked at: the index knows where they end.
+int64_t LayoutWalk::PassPictureData(LayoutSource& source, const ScannedField& field,
+                                    const Context& context) {
+  const size_t next = source.FirstPicture(field.offset + 1);
+  if (next == 0) return field.End();
+  const ByteRange bytes = source.GetDocument().Index().pictures[next - 1].bytes;
+  if (bytes.end <= field.End()) return field.End();
+  // The End field of others than image objects is among their bytes.
+  if (field.code != sf::kImagePictureData) End(source, bytes.end, context);
+  return bytes.end;
+}
+
+void LayoutWalk::End(LayoutSource& source, int64_t end, const Context& context) {
+  switch (m_object.code) {
+    case sf::kBeginText:
+      if (m_object.pageFonts) m_space.fonts = std::move(*m_object.pageFonts);
+      break;
+    case sf::kBeginGraphics:
+      AddBox("graphics", context);
+      break;
+    case sf::kBeginBarCode:
+      AddBox("bar code", context);
+      break;
+    default: {
+      const size_t first = source.FirstPicture(m_object.begin);
+      const size_t count = source.Pictures({m_object.begin, end});
+      for (size_t i = first; i < first + count && !m_full; ++i) {
+        if (m_object.code == sf::kBeginImImage) {
+          AddImImage(source, i, context);
+        } else {
+          AddPicture(source, i, context);
+        }
+      }
+      if (count == 0 && m_object.code == sf::kBeginObjectContainer) AddBox("object", context);
+    }
+  }
+  m_object = {};
+}
+
+LayoutWalk::Area LayoutWalk::AreaOf(const Context& context) const {
+  Area area;
+  area.said = m_object.area;
+  if (context.included != nullptr) area.said.Override(*context.included);
+  const ObjectArea& said = area.said;
+  area.units = said.units.value_or(m_space.units);
+  const Placement& origin = said.fromPage || context.depth == 0 ? m_space.frame : context.origin;
+  area.at = origin.Then(static_cast<double>(said.x.value_or(0)) * m_space.units.x,
+                        static_cast<double>(said.y.value_or(0)) * m_space.units.y,
+                        said.rotation.value_or(0));
+  area.width = static_cast<double>(said.width.value_or(0)) * area.units.x;
+  area.height = static_cast<double>(said.height.value_or(0)) * area.units.y;
+  return area;
+}
+
+void LayoutWalk::AddPicture(LayoutSource& source, size_t picture, const Context& context) {
+  const Area area = AreaOf(context);
+  PlacedPicture placed;
+  placed.shown = {&source.GetDocument(), static_cast<int>(picture) + 1};
+  placed.area = area.at;
+  placed.width = area.width;
+  placed.height = area.height;
+  if (PlaceContent(source.SpaceOf(picture), area.said, area.units, placed)) Add(placed);
+}
+
+void LayoutWalk::AddImImage(LayoutSource& source, size_t picture, const Context& context) {
+  const PictureSpace& space = source.SpaceOf(picture);
+  ImImageShape shape;
+  const IndexedPicture& at = source.GetDocument().Index().pictures[picture];
+  if (!DescribeImImage(source.File(), at, shape).Ok()) return;
+  if (shape.width <= 0 || shape.height <= 0) return;
+  const Placement& origin = context.depth == 0 ? m_space.frame : context.origin;
+  PlacedPicture placed;
+  placed.shown = {&source.GetDocument(), static_cast<int>(picture) + 1};
+  placed.area = origin.Then(static_cast<double>(m_object.im.x) * space.width / shape.width,
+                            static_cast<double>(m_object.im.y) * space.height / shape.height,
+                            m_object.im.rotation);
+  if (PlaceContent(space, {}, {}, placed)) Add(placed);
+}
+
+void LayoutWalk::AddBox(const std::string& label, const Context& context) {
+  const Area area = AreaOf(context);
+  if (area.width > 0 && area.height > 0) {
+    Add(PlacedBox{Covered(area.at, area.width, area.height), label});
+  }
+}
+
+void LayoutWalk::AddText(LayoutSource& source, std::string_view data, const Context& context) {
+  m_textSource = &source;
+  if (!m_object.textBegun) {
+    TextSpace space = m_space.text;
+    space.x = space.y = 0;
+    m_runs.Begin(space, AreaOf(context).at);
+    m_object.textBegun = true;
+  }
+  if (!m_runs.Add(data)) m_full = true;
+}
+
+void LayoutWalk::Include(LayoutSource& source, uint16_t code, const std::string& data,
+                         const Context& context) {
+  if (m_object.code != 0) return;
+  const std::string name = source.NameOf(code, data);
+  const std::string what = (code == sf::kIncludePageOverlay   ? "overlay "
+                            : code == sf::kIncludePageSegment ? "page segment "
+                                                              : "object ") +
+                           name;
+  ResourcePlace place;
+  if (!source.FindResource(name, place)) return Warn("there is no " + what);
+  Context inner;
+  inner.depth = context.depth + 1;
+  if (code == sf::kIncludeObject) {
+    const ObjectArea included = ReadIncludedArea(data);
+    inner.included = &included;
+    inner.origin = m_space.frame;
+    return WalkResource(place, inner, what);
+  }
+  const IncludePoint point = ReadIncludePoint(code, data);
+  inner.origin = m_space.frame.Then(static_cast<double>(point.x) * m_space.units.x,
+                                    static_cast<double>(point.y) * m_space.units.y, point.rotation);
+  if (code == sf::kIncludePageSegment) return WalkResource(place, inner, what);
+  Space overlay;
+  overlay.frame = inner.origin;
+  overlay.units = m_space.units;
+  overlay.text.xPoints = m_space.units.x;
+  overlay.text.yPoints = m_space.units.y;
+  std::swap(overlay, m_space);
+  WalkResource(place, inner, what);
+  std::swap(overlay, m_space);
+}
+
+void LayoutWalk::WalkResource(const ResourcePlace& place, const Context& context,
+                              const std::string& what) {
+  const std::pair<const Document*, uint32_t> key(place.document, place.resource);
+  if (std::find(m_including.begin(), m_including.end(), key) != m_including.end()) {
+    return Warn("the " + what + " includes itself");
+  }
+  if (context.depth > LayoutReader::kMostDepth) {
+    return Warn("the " + what + " is included too deep in others");
+  }
+  Outcome outcome;
+  LayoutSource* source = m_sources.Get(*place.document, outcome);
+  if (source == nullptr) return Warn("the " + what + ": " + outcome.what);
+  const PageIndex& index = place.document->Index();
+  m_including.push_back(key);
+  if (index.bare) {
+    for (size_t i = 0; i < index.pictures.size() && !m_full; ++i) AddPicture(*source, i, context);
+  } else if (place.resource != kNoIndex) {
+    Walk(*source, index.resources[place.resource].bytes, context);
+  } else {
+    Walk(*source, {0, index.Size()}, context);
+  }
+  m_including.pop_back();
+}
+
+bool LayoutWalk::Add(PageItem&& item) {
+  const PageRectangle at = CoveredBy(item);
+  const double farthest = std::max(std::abs(at.x), std::abs(at.y));
+  if (!(farthest < kFarAway)) return true;
+  if (m_layout.items.size() >= LayoutReader::kMostItems) {
+    m_full = true;
+    Warn("the page has more than " + std::to_string(LayoutReader::kMostItems) +
+         " items: the rest is left out");
+    return false;
+  }
+  m_layout.items.push_back(std::move(item));
+  return true;
+}
+
+bool LayoutWalk::TakeText(PlacedText&& text) {
+  m_textBytes += text.text.size();
+  if (m_textBytes > LayoutReader::kMostText) {
+    m_full = true;
+    Warn("the page has more than " + std::to_string(LayoutReader::kMostText) +
+         " bytes of text: the rest is left out");
+    return false;
+  }
+  return Add(std::move(text));
+}
+
+void LayoutWalk::Warn(std::string what) {
+  std::vector<std::string>& warnings = m_layout.warnings;
+  const bool known = std::find(warnings.begin(), warnings.end(), what) != warnings.end();
+  if (!known && warnings.size() < kMostWarnings) warnings.push_back(std::move(what));
+}
+
+void LayoutWalk::FindSize() {
+  double width = m_space.width, height = m_space.height;
+  double right = 0, bottom = 0;
+  for (const PageItem& item : m_layout.items) {
+    const PageRectangle at = CoveredBy(item);
+    right = std::max(right, at.x + at.width);
+    bottom = std::max(bottom, at.y + at.height);
+  }
+  const bool bare = width <= 0 && height <= 0 && m_layout.items.empty();
+  if (width <= 0) width = right > 0 && !bare ? right : kPlainWidth;
+  if (height <= 0) height = bottom > 0 && !bare ? bottom : kPlainHeight;
+  constexpr double most = LayoutReader::kMostSize;
+  if (width > most || height > most) {
+    Warn("the page is larger than 200 inches: the rest is left out");
+  }
+  m_layout.width = std::min(width, most);
+  m_layout.height = std::min(height, most);
+}
+
+}  // namespace kz
