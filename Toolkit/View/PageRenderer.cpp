@@ -1,0 +1,221 @@
+#include "Toolkit/View/PageRenderer.h"
+
+#include <cairo-pdf.h>
+#include <cairo-svg.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <cstring>
+#include <new>
+
+#include "Format/ObjectArea.h"
+#include "Toolkit/Files/AtomicFile.h"
+#include "Toolkit/Files/FileDescriptor.h"
+#include "Toolkit/Files/SpoolFile.h"
+#include "Toolkit/Pictures/PictureFile.h"
+#include "Toolkit/View/Drawing/PageDrawing.h"
+#include "Toolkit/View/Drawing/PdfOutline.h"
+
+namespace kz {
+
+namespace {
+
+constexpr int kMostSide = 32767;  // pixels of a picture that Cairo draws on
+
+TextDrawing DrawingOf(RenderedText text) {
+  switch (text) {
+    case RenderedText::kShown:
+      return TextDrawing::Shown;
+    case RenderedText::kInvisible:
+      return TextDrawing::Under;
+    case RenderedText::kNone:
+      return TextDrawing::None;
+  }
+  return TextDrawing::Shown;
+}
+
+// A file that Cairo writes, put into place when it is complete; or standard output, which
+// gets it then.
+class RenderedFile {
+ public:
+  Outcome Open(const std::string& out, FileBatch* batch) {
+    m_standard = out == "-";
+    return m_standard ? m_spool.Open() : m_file.Open(out, batch);
+  }
+  static cairo_status_t Take(void* self, const unsigned char* data, unsigned length) {
+    auto* file = static_cast<RenderedFile*>(self);
+    const int descriptor =
+        file->m_standard ? file->m_spool.Descriptor() : file->m_file.Descriptor();
+    if (WriteFully(descriptor, data, length)) return CAIRO_STATUS_SUCCESS;
+    file->m_error = errno;
+    return CAIRO_STATUS_WRITE_ERROR;
+  }
+  // Completes it, unless drawing has failed.
+  Outcome Finish(cairo_surface_t* surface) {
+    cairo_surface_finish(surface);
+    if (m_error != 0) return SystemFailure(K_ERROR_WRITE, m_error);
+    Outcome outcome = CairoOutcome(cairo_surface_status(surface));
+    if (!outcome.Ok()) return outcome;
+    if (!m_standard) return m_file.Commit();
+    if (::lseek(m_spool.Descriptor(), 0, SEEK_SET) != 0) {
+      return SystemFailure(K_ERROR_WRITE, errno);
+    }
+    return CopyDescriptor(m_spool.Descriptor(), STDOUT_FILENO);
+  }
+
+ private:
+  bool m_standard = false;
+  AtomicFile m_file;
+  SpoolFile m_spool;
+  int m_error = 0;
+};
+
+// What is drawn on a picture, as a bitmap.
+Outcome BitmapOf(cairo_surface_t* surface, Bitmap& bitmap) {
+  const int width = cairo_image_surface_get_width(surface);
+  const int height = cairo_image_surface_get_height(surface);
+  const int status = bitmap.Create(width, height, 24, K_ORDER_RGB);
+  if (status != K_SUCCESS) return Failure(status);
+  const unsigned char* from = cairo_image_surface_get_data(surface);
+  for (int y = 0; y < height; ++y, from += cairo_image_surface_get_stride(surface)) {
+    unsigned char* to = bitmap.TopDownRow(y);
+    for (int x = 0; x < width; ++x, to += 3) {
+      uint32_t pixel = 0;
+      std::memcpy(&pixel, from + size_t{4} * static_cast<size_t>(x), sizeof(pixel));
+      to[0] = static_cast<unsigned char>(pixel >> 16);
+      to[1] = static_cast<unsigned char>(pixel >> 8);
+      to[2] = static_cast<unsigned char>(pixel);
+    }
+  }
+  return {};
+}
+
+}  // namespace
+
+const RenderFormatRow* FindRenderFormat(const std::string& name) {
+  const size_t dot = name.rfind('.');
+  if (dot == std::string::npos) return nullptr;
+  std::string ending = name.substr(dot + 1);
+  std::transform(ending.begin(), ending.end(), ending.begin(), [](char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+  });
+  for (const RenderFormatRow& row : kRenderFormats) {
+    if (ending == row.ending) return &row;
+  }
+  return nullptr;
+}
+
+class PageRenderer::Shared {
+ public:
+  Shared(const Document& document, RenderOptions options)
+      : m_document(document),
+        m_options(std::move(options)),
+        m_drawing(m_options.load, DrawingOf(m_options.text)),
+        m_layouts(document, [this](std::string_view text, const TextStyle& style) {
+          return m_drawing.Texts().Measure(text, style);
+        }) {}
+
+  Outcome WritePng(int page, const std::string& out, const PageTold& told, FileBatch* batch) {
+    PageLayout layout;
+    Outcome outcome = m_layouts.Read(page, layout);
+    if (!outcome.Ok()) return outcome;
+    const double scale = m_options.dpi / kPointsPerInch;
+    const double width = std::max(std::ceil(layout.width * scale - 0.01), 1.0);
+    const double height = std::max(std::ceil(layout.height * scale - 0.01), 1.0);
+    if (!(width * height <= static_cast<double>(kMostPixels)) ||
+        std::max(width, height) > kMostSide) {
+      return Failure(K_ERROR_INVALID_FORMAT,
+                     "page " + std::to_string(page) + " is too large for a png of " +
+                         std::to_string(std::lround(m_options.dpi)) + " dpi");
+    }
+    const CairoSurface surface(cairo_image_surface_create(
+        CAIRO_FORMAT_RGB24, static_cast<int>(width), static_cast<int>(height)));
+    outcome = DrawPage(surface.get(), scale, layout, told);
+    Bitmap bitmap;
+    if (outcome.Ok()) outcome = BitmapOf(surface.get(), bitmap);
+    if (!outcome.Ok()) return outcome;
+    const auto resolution = static_cast<int>(std::lround(m_options.dpi));
+    bitmap.SetResolution(resolution, resolution);
+    PictureWriter writer;
+    outcome = writer.Open(out, PictureFormat::kPng, batch);
+    if (outcome.Ok()) outcome = writer.AddPage(bitmap);
+    return outcome.Ok() ? writer.Commit() : outcome;
+  }
+
+  Outcome WriteSvg(int page, const std::string& out, const PageTold& told, FileBatch* batch) {
+    PageLayout layout;
+    Outcome outcome = m_layouts.Read(page, layout);
+    RenderedFile file;
+    if (outcome.Ok()) outcome = file.Open(out, batch);
+    if (!outcome.Ok()) return outcome;
+    const CairoSurface surface(cairo_svg_surface_create_for_stream(RenderedFile::Take, &file,
+                                                                   layout.width, layout.height));
+    cairo_svg_surface_set_document_unit(surface.get(), CAIRO_SVG_UNIT_PT);
+    outcome = DrawPage(surface.get(), 1, layout, told);
+    Outcome finished = file.Finish(surface.get());
+    return outcome.Ok() ? finished : outcome;
+  }
+
+  Outcome WritePdf(const std::vector<int>& pages, const std::string& out, const PageTold& told,
+                   FileBatch* batch) {
+    RenderedFile file;
+    Outcome outcome = file.Open(out, batch);
+    if (!outcome.Ok()) return outcome;
+    const CairoSurface surface(
+        cairo_pdf_surface_create_for_stream(RenderedFile::Take, &file, 1, 1));
+    cairo_pdf_surface_set_metadata(surface.get(), CAIRO_PDF_METADATA_SUBJECT,
+                                   "Text is set in fonts that stand in for the document's own.");
+    AddOutline(surface.get(), m_document.Index(), pages, m_options.title);
+    for (const int page : pages) {
+      PageLayout layout;
+      outcome = m_layouts.Read(page, layout);
+      if (!outcome.Ok()) return outcome;
+      cairo_pdf_surface_set_size(surface.get(), layout.width, layout.height);
+      outcome = DrawPage(surface.get(), 1, layout, told, false);
+      if (!outcome.Ok()) return outcome;
+      cairo_surface_show_page(surface.get());
+    }
+    return file.Finish(surface.get());
+  }
+
+ private:
+  Outcome DrawPage(cairo_surface_t* surface, double scale, const PageLayout& layout,
+                   const PageTold& told, bool paper = true) {
+    const CairoContext cairo(cairo_create(surface));
+    if (paper) {
+      cairo_set_source_rgb(cairo.get(), 1, 1, 1);
+      cairo_paint(cairo.get());
+    }
+    cairo_scale(cairo.get(), scale, scale);
+    Outcome drawn;
+    drawn.warnings = layout.warnings;
+    m_drawing.Draw(cairo.get(), layout, drawn.warnings);
+    if (told) told(layout.page, drawn);
+    return CairoOutcome(cairo_status(cairo.get()));
+  }
+
+  const Document& m_document;
+  RenderOptions m_options;
+  PageDrawing m_drawing;
+  LayoutReader m_layouts;
+};
+
+PageRenderer::PageRenderer(const Document& document, RenderOptions options)
+    : m_shared(std::make_unique<Shared>(document, std::move(options))) {}
+
+PageRenderer::~PageRenderer() = default;
+
+Outcome PageRenderer::Write(const std::vector<int>& pages, RenderFormat format,
+                            const std::string& out, const PageTold& told, FileBatch* batch) try {
+  if (pages.empty()) return Failure(K_ERROR_INVALID_FORMAT, "there is no page to draw");
+  if (format == RenderFormat::kPdf) return m_shared->WritePdf(pages, out, told, batch);
+  if (pages.size() > 1) return Failure(K_ERROR_SAVE_FORMAT, "such a file holds one page");
+  return format == RenderFormat::kPng ? m_shared->WritePng(pages[0], out, told, batch)
+                                      : m_shared->WriteSvg(pages[0], out, told, batch);
+} catch (const std::bad_alloc&) {
+  return Failure(K_ERROR_NO_MEMORY);
+}
+
+}  // namespace kz
