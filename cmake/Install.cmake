@@ -4,12 +4,14 @@
 include(CMakePackageConfigHelpers)
 include(cmake/PublicHeaders.cmake)
 
-set(libraries kvkrn kzfax kzica_filter kztoolkit)
+set(libraries kvkrn kzfax kzica_filter kztoolkit kzview)
 set_target_properties(kvkrn PROPERTIES EXPORT_NAME kernel)
 set_target_properties(kzfax PROPERTIES EXPORT_NAME fax)
 set_target_properties(kzica_filter PROPERTIES EXPORT_NAME filter)
 set_target_properties(kztoolkit PROPERTIES EXPORT_NAME toolkit)
+set_target_properties(kzview PROPERTIES EXPORT_NAME view)
 target_link_libraries(kztoolkit INTERFACE kzica_filter kvkrn)
+target_link_libraries(kzview INTERFACE kztoolkit)
 foreach(library IN LISTS libraries)
   target_include_directories(${library} INTERFACE
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
@@ -19,7 +21,7 @@ endforeach()
 # a path that changes, CMake would pad the shorter one with empty entries, which are
 # the current folder, where the libraries, or a codec, would then be looked for. The
 # kernel library needs no library of ours.
-set_target_properties(kzfax kzica_filter kztoolkit kzabi PROPERTIES
+set_target_properties(kzfax kzica_filter kztoolkit kzview kzabi PROPERTIES
   INSTALL_RPATH "$ORIGIN" BUILD_WITH_INSTALL_RPATH ON)
 set(folders "$ORIGIN/../lib" "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 list(REMOVE_DUPLICATES folders)

@@ -31,6 +31,7 @@ class Files : public testing::Test {
     const std::string odd = Sample("odd.png");
     return {{"info", file},
             {"extract", file, m_folder / "out.png"},
+            {"render", file, m_folder / "out.pdf"},
             {"text", file},
             {"check", file},
             {"index", file},
@@ -49,6 +50,8 @@ class Files : public testing::Test {
     return {{"create", file, Sample("odd.png")},
             {"extract", m_document, file, "-f", "png"},
             {"extract", m_document, file, "-f", "raw"},
+            {"render", m_document, file, "-f", "png", "-p", "1"},
+            {"render", m_document, file, "-f", "pdf"},
             {"assemble", file, m_document},
             {"split", m_document, file, "-p", "1"}};
   }
@@ -134,6 +137,7 @@ TEST_F(Files, DocumentsMayBeLargerThanPositionsReach) {
                             "extract NAME OUT -p 3 -f raw",
                             "extract NAME OUT --all -f tif",
                             "text NAME -p z",
+                            "render NAME OUT -p 3 -f png",
                             "split NAME OUT -p 2",
                             "assemble OUT NAME:3,2",
                             "delete NAME -p 1 -o OUT",
@@ -197,7 +201,8 @@ TEST_F(Files, AnyNameWillDo) {
     for (const char* line :
          {"create FILE ODD", "append FILE ODD", "insert FILE ODD --after 1",
           "replace FILE ODD -p 2", "delete FILE -p 1", "assemble FILE FILE FILE:z-1", "check FILE",
-          "text FILE", "dump FILE --json", "extract FILE ODD -p z", "split FILE ODD -p 4"}) {
+          "text FILE", "dump FILE --json", "extract FILE ODD -p z", "render FILE ODD -p z",
+          "split FILE ODD -p 4"}) {
       const Result run = Kzica(Words(line, {{"FILE", file}, {"ODD", odd}}), kPatient);
       EXPECT_EQ(run.exit, 0) << line << ": " << run.err;
     }

@@ -18,6 +18,7 @@ void DefineApp(CLI::App& app, Exit& exit) {
       "1 a file failed, 2 wrong usage, 3 done with warnings.");
   AddInfo(app, exit);
   AddExtract(app, exit);
+  AddRender(app, exit);
   AddCreate(app, exit);
   AddAppend(app, exit);
   AddInsert(app, exit);

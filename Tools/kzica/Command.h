@@ -18,6 +18,7 @@ enum Exit : int { kDone = 0, kFileFailed = 1, kWrongUsage = 2, kWarned = 3 };
 // its exit status in `exit`; wrong usage that shows only then is a UsageError.
 void AddInfo(CLI::App& app, Exit& exit);
 void AddExtract(CLI::App& app, Exit& exit);
+void AddRender(CLI::App& app, Exit& exit);
 void AddCreate(CLI::App& app, Exit& exit);
 void AddAppend(CLI::App& app, Exit& exit);
 void AddInsert(CLI::App& app, Exit& exit);
