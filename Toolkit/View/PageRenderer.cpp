@@ -132,7 +132,7 @@ class PageRenderer::Shared {
     }
     const CairoSurface surface(cairo_image_surface_create(
         CAIRO_FORMAT_RGB24, static_cast<int>(width), static_cast<int>(height)));
-    outcome = DrawPage(surface.get(), scale, layout, told);
+    outcome = DrawPage(surface.get(), Paper::Picture, scale, layout, told);
     Bitmap bitmap;
     if (outcome.Ok()) outcome = BitmapOf(surface.get(), bitmap);
     if (!outcome.Ok()) return outcome;
@@ -153,7 +153,7 @@ class PageRenderer::Shared {
     const CairoSurface surface(cairo_svg_surface_create_for_stream(RenderedFile::Take, &file,
                                                                    layout.width, layout.height));
     cairo_svg_surface_set_document_unit(surface.get(), CAIRO_SVG_UNIT_PT);
-    outcome = DrawPage(surface.get(), 1, layout, told);
+    outcome = DrawPage(surface.get(), Paper::Svg, 1, layout, told);
     Outcome finished = file.Finish(surface.get());
     return outcome.Ok() ? finished : outcome;
   }
@@ -173,7 +173,7 @@ class PageRenderer::Shared {
       outcome = m_layouts.Read(page, layout);
       if (!outcome.Ok()) return outcome;
       cairo_pdf_surface_set_size(surface.get(), layout.width, layout.height);
-      outcome = DrawPage(surface.get(), 1, layout, told, false);
+      outcome = DrawPage(surface.get(), Paper::Pdf, 1, layout, told);
       if (!outcome.Ok()) return outcome;
       cairo_surface_show_page(surface.get());
     }
@@ -181,17 +181,20 @@ class PageRenderer::Shared {
   }
 
  private:
-  Outcome DrawPage(cairo_surface_t* surface, double scale, const PageLayout& layout,
-                   const PageTold& told, bool paper = true) {
+  enum class Paper : uint8_t { Picture, Svg, Pdf };
+
+  Outcome DrawPage(cairo_surface_t* surface, Paper kind, double scale, const PageLayout& layout,
+                   const PageTold& told) {
     const CairoContext cairo(cairo_create(surface));
-    if (paper) {
+    // Pages of pdf files are white by themselves.
+    if (kind != Paper::Pdf) {
       cairo_set_source_rgb(cairo.get(), 1, 1, 1);
       cairo_paint(cairo.get());
     }
     cairo_scale(cairo.get(), scale, scale);
     Outcome drawn;
     drawn.warnings = layout.warnings;
-    m_drawing.Draw(cairo.get(), layout, drawn.warnings);
+    m_drawing.Draw(cairo.get(), kind != Paper::Picture, layout, drawn.warnings);
     if (told) told(layout.page, drawn);
     return CairoOutcome(cairo_status(cairo.get()));
   }

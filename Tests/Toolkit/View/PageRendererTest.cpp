@@ -215,6 +215,27 @@ TEST(PageRendererTest, TextHasItsInkWhereItsRunIs) {
   }
 }
 
+// JPEG data go into a pdf as they are, and look as they do when they are decoded here.
+TEST(PageRendererTest, JpegPicturesGoIntoPdfFilesAsTheyAre) {
+  Rendered rendered(std::string(KZ_SAMPLES "/foreign/oc_jpeg.afp"));
+  ASSERT_EQ(rendered.Write("page.png").what, "");
+  ASSERT_EQ(rendered.Write("page.pdf").what, "");
+  const std::string images = OutputOf("pdfimages -list " + rendered.Path("page.pdf"));
+  EXPECT_NE(images.find(" jpeg "), std::string::npos) << images;
+  const Bitmap ours = rendered.Picture("page.png"), poppler = rendered.Picture("page.pdf");
+  const int width = std::min(ours.Width(), poppler.Width());
+  const int height = std::min(ours.Height(), poppler.Height());
+  double differences = 0, ink = 0;
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) {
+      differences += std::abs(ColorAt(ours, x, y)[0] - ColorAt(poppler, x, y)[0]);
+      ink += 255 - ColorAt(ours, x, y)[0];
+    }
+  }
+  EXPECT_GT(ink, 0);
+  EXPECT_LT(differences, ink / 5);
+}
+
 std::string Words(const std::string& text) {
   std::istringstream words(text);
   std::string all;

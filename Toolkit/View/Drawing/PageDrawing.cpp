@@ -50,8 +50,9 @@ int64_t BytesOf(const PictureSurface& picture) {
 
 }  // namespace
 
-void PageDrawing::Draw(cairo_t* cairo, const PageLayout& layout,
+void PageDrawing::Draw(cairo_t* cairo, bool passJpeg, const PageLayout& layout,
                        std::vector<std::string>& warnings) {
+  m_passJpeg = passJpeg;
   const PageRectangle page = {0, 0, layout.width, layout.height};
   if (m_text == TextDrawing::Under) {
     cairo_set_source_rgb(cairo, 1, 1, 1);
@@ -76,9 +77,10 @@ void PageDrawing::Draw(cairo_t* cairo, const PageLayout& layout,
   }
 }
 
-const PageDrawing::Loaded& PageDrawing::Load(const ShownPicture& shown) {
+const PageDrawing::Loaded& PageDrawing::Load(const ShownPicture& shown, bool passJpeg) {
   const auto known = std::find_if(m_loaded.begin(), m_loaded.end(), [&](const Loaded& one) {
-    return one.shown.document == shown.document && one.shown.picture == shown.picture;
+    return one.shown.document == shown.document && one.shown.picture == shown.picture &&
+           one.passJpeg == passJpeg;
   });
   if (known != m_loaded.end()) {
     m_loaded.splice(m_loaded.begin(), m_loaded, known);
@@ -86,7 +88,8 @@ const PageDrawing::Loaded& PageDrawing::Load(const ShownPicture& shown) {
   }
   Loaded loaded;
   loaded.shown = shown;
-  loaded.outcome = LoadSurface(shown, m_load, loaded.picture);
+  loaded.passJpeg = passJpeg;
+  loaded.outcome = LoadSurface(shown, m_load, passJpeg, loaded.picture);
   int64_t bytes = BytesOf(loaded.picture);
   m_loaded.push_front(std::move(loaded));
   size_t kept = 1;
@@ -102,7 +105,8 @@ void PageDrawing::Picture(cairo_t* cairo, const PlacedPicture& placed, const Pag
                           std::vector<std::string>& warnings) {
   const PageRectangle seen = Within(Covered(placed.area, placed.width, placed.height), page);
   if (seen.width <= 0 || seen.height <= 0) return;
-  const Loaded& loaded = Load(placed.shown);
+  // What repeats is drawn from its pixels.
+  const Loaded& loaded = Load(placed.shown, !placed.replicated && m_passJpeg);
   const std::string name = "picture " + std::to_string(placed.shown.picture);
   if (!loaded.outcome.Ok()) {
     warnings.push_back(name + ": " + loaded.outcome.what);

@@ -3,9 +3,13 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "Toolkit/Base/ReversedBits.h"
+#include "Toolkit/Imaging/JpegCodec.h"
 
 namespace kz {
 
@@ -66,18 +70,52 @@ void PutMask(const Bitmap& bitmap, const unsigned char* row, unsigned char* to) 
   for (size_t i = 0; i < bytes; ++i) to[i] = kReversedBytes[row[i]];
 }
 
+Outcome CheckSides(int width, int height) {
+  if (width <= kMostSide && height <= kMostSide) return {};
+  return Failure(K_ERROR_INVALID_FORMAT, "a picture of " + std::to_string(width) + " x " +
+                                             std::to_string(height) +
+                                             " pixels is too large to be drawn");
+}
+
+// Gives a surface bytes of a type that stay as long as it does.
+Outcome Attach(cairo_surface_t* surface, const char* type, std::vector<unsigned char> bytes) {
+  auto kept = std::make_unique<std::vector<unsigned char>>(std::move(bytes));
+  const std::vector<unsigned char>& data = *kept;
+  const cairo_status_t status = cairo_surface_set_mime_data(
+      surface, type, data.data(), data.size(),
+      [](void* closure) { delete static_cast<std::vector<unsigned char>*>(closure); }, kept.get());
+  if (status == CAIRO_STATUS_SUCCESS) (void)kept.release();
+  return CairoOutcome(status);
+}
+
+// A picture whose data go as they are; false for one that needs its pixels.
+bool PassData(const ShownPicture& shown, const LoadOptions& options, PictureSurface& picture) {
+  PictureData data;
+  bool passes = false;
+  const Outcome read = shown.document->ReadPictureData(shown.picture, options, true, data, passes);
+  if (!read.Ok() || !read.warnings.empty() || !passes || data.bottomUp) return false;
+  if (data.coding != PictureCoding::kJpeg || !CheckSides(data.width, data.height).Ok())
+    return false;
+  // Inks have no colour of their own here, and decoders take plain RGB for another space.
+  if (data.components == 4 || HoldsPlainRgb(data.data.data(), data.data.size())) return false;
+  picture.surface.reset(cairo_image_surface_create(CAIRO_FORMAT_RGB24, data.width, data.height));
+  Outcome made = CairoOutcome(cairo_surface_status(picture.surface.get()));
+  if (made.Ok()) made = Attach(picture.surface.get(), CAIRO_MIME_TYPE_JPEG, std::move(data.data));
+  picture.width = data.width;
+  picture.height = data.height;
+  return made.Ok();
+}
+
 }  // namespace
 
-Outcome LoadSurface(const ShownPicture& shown, const LoadOptions& options,
+Outcome LoadSurface(const ShownPicture& shown, const LoadOptions& options, bool passJpeg,
                     PictureSurface& picture) {
+  if (passJpeg && PassData(shown, options, picture)) return {};
   Bitmap bitmap;
   Outcome outcome = shown.document->LoadPicture(shown.picture, options, bitmap);
   if (!outcome.Ok()) return outcome;
-  if (bitmap.Width() > kMostSide || bitmap.Height() > kMostSide) {
-    return Failure(K_ERROR_INVALID_FORMAT, "a picture of " + std::to_string(bitmap.Width()) +
-                                               " x " + std::to_string(bitmap.Height()) +
-                                               " pixels is too large to be drawn");
-  }
+  Outcome fits = CheckSides(bitmap.Width(), bitmap.Height());
+  if (!fits.Ok()) return fits;
   picture.isMask = IsBlackOnWhite(bitmap);
   picture.width = bitmap.Width();
   picture.height = bitmap.Height();

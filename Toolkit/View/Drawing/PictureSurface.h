@@ -15,8 +15,11 @@ struct PictureSurface {
   int height = 0;
 };
 
-// Loads a picture. Warns, and fails, as LoadPicture does, and with -9 for one that Cairo has
-// no room for: more than 32767 pixels wide or high.
-Outcome LoadSurface(const ShownPicture& shown, const LoadOptions& options, PictureSurface& picture);
+// Loads a picture; with `passJpeg`, one of JPEG data that show all of it as these, without
+// pixels, for surfaces that carry them as they are. Warns, and fails, as
+// LoadPicture does, and with -9 for one that Cairo has no room for: more than 32767 pixels wide or
+// high.
+Outcome LoadSurface(const ShownPicture& shown, const LoadOptions& options, bool passJpeg,
+                    PictureSurface& picture);
 
 }  // namespace kz
