@@ -2,9 +2,9 @@
 #include <cstring>
 #include <optional>
 
+#include "Host/Fax/Decoding/PageDecoder.h"
 #include "Host/Fax/Fax.h"
 #include "Host/Fax/FaxMemory.h"
-#include "Host/Fax/PageDecoder.h"
 #include "Host/Kernel/Kernel.h"
 
 namespace {

@@ -1,6 +1,6 @@
+#include "Host/Fax/Encoding/PageEncoder.h"
 #include "Host/Fax/Fax.h"
 #include "Host/Fax/FaxMemory.h"
-#include "Host/Fax/PageEncoder.h"
 #include "Host/Kernel/Kernel.h"
 
 namespace {

@@ -11,8 +11,8 @@
 #include "Toolkit/Imaging/JpegCodec.h"
 #include "Toolkit/Imaging/JpegFrame.h"
 #include "Toolkit/Pictures/PictureFile.h"
-#include "Toolkit/Pictures/TiffFile.h"
-#include "Toolkit/Pictures/TiffSamples.h"
+#include "Toolkit/Pictures/Tiff/TiffFile.h"
+#include "Toolkit/Pictures/Tiff/TiffSamples.h"
 
 namespace kz {
 
