@@ -7,6 +7,7 @@
 #include <iterator>
 #include <string_view>
 
+#include "Format/CodingIds.h"
 #include "Format/Container.h"
 
 namespace kz {
@@ -72,18 +73,18 @@ struct CompressionRow {
 // their codes: the bits per pixel tell them apart.
 inline constexpr CompressionRow kCompressions[] = {
     // clang-format off
-    {Compression::Group4,               0x82, 0, Coding::Fax,           79,  73, 311,  68, DepthsOf(1),        DepthsOf(1),           "CCITT Group 4 Fax",   "G4 MMR",            "g4"},
-    {Compression::Group3,               0x80, 0, Coding::Fax,           77,  71, 309,  66, DepthsOf(1),        DepthsOf(1),           "CCITT Group 3 Fax",   "G3 MH",             "g3"},
-    {Compression::Group3TwoDimensional, 0x81, 0, Coding::Fax,           78,  72, 310,  67, DepthsOf(1),        DepthsOf(1),           "CCITT Group 3 Fax",   "G3 MR",             "g3-2d"},
-    {Compression::IbmMmr,               0x01, 0, Coding::Fax,          118, 117, 313, 117, DepthsOf(1),        DepthsOf(1),           "IBM MMR Group 3 Fax", "IBM MMR",           "mmr"},
-    {Compression::Abic,                 0x08, 1, Coding::Abic,         184, 190, 191, 185, DepthsOf(1, 4),     DepthsOf(1, 4),        "ABIC compression",    "ABIC",              "abic"},
-    {Compression::ConcatenatedAbic,     0x0A, 4, Coding::Abic,         184, 190, 191, 185, DepthsOf(1, 4),     DepthsOf(1, 4),        "ABIC compression",    "concatenated ABIC", nullptr},
-    {Compression::None,                 0x03, 0, Coding::Uncompressed, 254, 253, 312, 253, DepthsOf(1),        DepthsOf(1, 4, 8, 24), "Uncompressed IOCA",   "none",              "none"},
-    {Compression::Jpeg,                 0x83, 0, Coding::Jpeg,           0, 377,   0,  10, DepthsOf(1, 8, 24), DepthsOf(8, 24),       "JPEG",                "JPEG",              "jpeg"},
-    {Compression::Jpeg420,              0x83, 0, Coding::Jpeg,           0, 378,   0,  21, DepthsOf(1, 8, 24), DepthsOf(8, 24),       "JPEG",                "JPEG",              "jpeg-420"},
-    {Compression::Jpeg422,              0x83, 0, Coding::Jpeg,           0, 379,   0,  23, DepthsOf(1, 8, 24), DepthsOf(8, 24),       "JPEG",                "JPEG",              "jpeg-422"},
-    {Compression::Rl4,                  0x06, 0, Coding::Unknown,        0,   0,   0,   0, 0,                  0,                     "",                    "RL4",               nullptr},
-    {Compression::Unassigned,           0x0B, 0, Coding::Unknown,        0,   0,   0,   0, 0,                  0,                     "",                    "unassigned",        nullptr},
+    {Compression::Group4,               coding::kGroup4,               0, Coding::Fax,           79,  73, 311,  68, DepthsOf(1),        DepthsOf(1),           "CCITT Group 4 Fax",   "G4 MMR",            "g4"},
+    {Compression::Group3,               coding::kGroup3,               0, Coding::Fax,           77,  71, 309,  66, DepthsOf(1),        DepthsOf(1),           "CCITT Group 3 Fax",   "G3 MH",             "g3"},
+    {Compression::Group3TwoDimensional, coding::kGroup3TwoDimensional, 0, Coding::Fax,           78,  72, 310,  67, DepthsOf(1),        DepthsOf(1),           "CCITT Group 3 Fax",   "G3 MR",             "g3-2d"},
+    {Compression::IbmMmr,               coding::kIbmMmr,               0, Coding::Fax,          118, 117, 313, 117, DepthsOf(1),        DepthsOf(1),           "IBM MMR Group 3 Fax", "IBM MMR",           "mmr"},
+    {Compression::Abic,                 coding::kAbic,                 1, Coding::Abic,         184, 190, 191, 185, DepthsOf(1, 4),     DepthsOf(1, 4),        "ABIC compression",    "ABIC",              "abic"},
+    {Compression::ConcatenatedAbic,     coding::kConcatenatedAbic,     4, Coding::Abic,         184, 190, 191, 185, DepthsOf(1, 4),     DepthsOf(1, 4),        "ABIC compression",    "concatenated ABIC", nullptr},
+    {Compression::None,                 coding::kNone,                 0, Coding::Uncompressed, 254, 253, 312, 253, DepthsOf(1),        DepthsOf(1, 4, 8, 24), "Uncompressed IOCA",   "none",              "none"},
+    {Compression::Jpeg,                 coding::kJpeg,                 0, Coding::Jpeg,           0, 377,   0,  10, DepthsOf(1, 8, 24), DepthsOf(8, 24),       "JPEG",                "JPEG",              "jpeg"},
+    {Compression::Jpeg420,              coding::kJpeg,                 0, Coding::Jpeg,           0, 378,   0,  21, DepthsOf(1, 8, 24), DepthsOf(8, 24),       "JPEG",                "JPEG",              "jpeg-420"},
+    {Compression::Jpeg422,              coding::kJpeg,                 0, Coding::Jpeg,           0, 379,   0,  23, DepthsOf(1, 8, 24), DepthsOf(8, 24),       "JPEG",                "JPEG",              "jpeg-422"},
+    {Compression::Rl4,                  coding::kRl4,                  0, Coding::Unknown,        0,   0,   0,   0, 0,                  0,                     "",                    "RL4",               nullptr},
+    {Compression::Unassigned,           coding::kOs2Image,             0, Coding::Unknown,        0,   0,   0,   0, 0,                  0,                     "",                    "unassigned",        nullptr},
     // clang-format on
 };
 
@@ -94,8 +95,12 @@ struct OtherCompression {
   const char* shortName;
 };
 inline constexpr OtherCompression kOtherCompressions[] = {
-    {0x09, "TIFF algorithm 2"},        {0x0C, "PackBits"},   {0x0D, "TIFF LZW"},
-    {0x0E, "TIFF LZW with predictor"}, {0x20, "solid fill"}, {0x84, "JBIG2"},
+    {coding::kTiffAlgorithm2, "TIFF algorithm 2"},
+    {coding::kPackBits, "PackBits"},
+    {coding::kLzw, "TIFF LZW"},
+    {coding::kLzwPredictor, "TIFF LZW with predictor"},
+    {coding::kSolidFill, "solid fill"},
+    {coding::kJbig2, "JBIG2"},
 };
 
 constexpr const CompressionRow& RowOf(Compression compression) {
@@ -122,8 +127,8 @@ constexpr const char* FindCompressionName(unsigned id) {
   const auto* other = std::find_if(std::begin(kOtherCompressions), std::end(kOtherCompressions),
                                    [id](const OtherCompression& known) { return known.id == id; });
   if (other != std::end(kOtherCompressions)) return other->shortName;
-  const CompressionRow* unread = FindCompressionRow(
-      [id](const CompressionRow& candidate) { return candidate.id == id; });
+  const CompressionRow* unread =
+      FindCompressionRow([id](const CompressionRow& candidate) { return candidate.id == id; });
   return unread != nullptr ? unread->shortName : nullptr;
 }
 

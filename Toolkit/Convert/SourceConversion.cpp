@@ -181,12 +181,18 @@ void SourceConversion::WarnOf(const std::vector<int>& pages) {
     return;
   }
   constexpr std::string_view none = ", no picture";
-  std::string holds = m_document->Index().PageWords(pages);
-  if (holds.ends_with(none)) holds.resize(holds.size() - none.size());
-  const std::string which = m_pictures.empty()  ? "none of its pages has a"
-                            : pages.size() == 1 ? PageWords(pages) + " has no"
-                                                : PageWords(pages) + " have no";
-  Warn(which + " picture: " + holds);
+  std::string what = m_pictures.empty()  ? "none of its pages has a"
+                     : pages.size() == 1 ? PageWords(pages) + " has no"
+                                         : PageWords(pages) + " have no";
+  what += " picture";
+  const std::string holds = m_document->Index().PageWords(pages);
+  if (holds == "nothing") {
+    what += ", nor anything else";
+  } else {
+    what += ": ";
+    what += holds.ends_with(none) ? holds.substr(0, holds.size() - none.size()) : holds;
+  }
+  Warn(what);
 }
 
 std::string SourceConversion::OutputOf(const Job& job) const {

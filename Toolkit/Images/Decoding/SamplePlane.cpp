@@ -29,8 +29,6 @@ RowLayout FindRowLayout(size_t bytes, int width, int height, int pixelBits, uint
   const size_t there = bytes * 8 < bits ? 0 : (bytes * 8 - bits) / layout.rowBits + 1;
   layout.rows =
       static_cast<int>(std::min(there, height > 0 ? rows : static_cast<size_t>(INT32_MAX)));
-  const size_t used = (static_cast<size_t>(layout.rows) * layout.rowBits + 7) / 8;
-  layout.left = bytes > used ? bytes - used : 0;
   return layout;
 }
 

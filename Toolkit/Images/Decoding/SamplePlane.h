@@ -30,8 +30,7 @@ struct SamplePlane {
 // How rows of samples lie in their data.
 struct RowLayout {
   size_t rowBits = 0;
-  int rows = 0;     // complete ones, at most the height
-  size_t left = 0;  // bytes after the last row
+  int rows = 0;  // complete ones, at most the height
 };
 
 // Finds the layout of rows of width * pixelBits bits in so many bytes: padded as the
