@@ -209,8 +209,8 @@ TEST_F(ConvertTest, OneBadFileKeepsNoOtherFromItsOutput) {
       {"in/picture.mda", "failed", 2, "page 2, picture 2: "},
       {"in/link", "failed", 0, "No such file"},
       {"none", "failed", 0, "No such file"},
-      {"in/text.mda", "done", 0, "none of its pages has a picture: nothing"},
-      {"in/mixed.mda", "done", 1, "page 2 has no picture: nothing"},
+      {"in/text.mda", "done", 0, "none of its pages has a picture, nor anything else"},
+      {"in/mixed.mda", "done", 1, "page 2 has no picture, nor anything else"},
   };
   for (const auto& c : cases) {
     ASSERT_TRUE(lines.contains(c.source)) << c.source;
