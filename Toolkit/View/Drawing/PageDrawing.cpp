@@ -108,13 +108,14 @@ void PageDrawing::Picture(cairo_t* cairo, const PlacedPicture& placed, const Pag
   // What repeats is drawn from its pixels.
   const Loaded& loaded = Load(placed.shown, !placed.replicated && m_passJpeg);
   const std::string name = "picture " + std::to_string(placed.shown.picture);
+  const auto warn = [&](const std::string& what) {
+    warnings.emplace_back(name).append(": ").append(what);
+  };
   if (!loaded.outcome.Ok()) {
-    warnings.push_back(name + ": " + loaded.outcome.what);
+    warn(loaded.outcome.what);
     return Box(cairo, {seen, name}, page);
   }
-  for (const std::string& warning : loaded.outcome.warnings) {
-    warnings.push_back(name + ": " + warning);
-  }
+  for (const std::string& warning : loaded.outcome.warnings) warn(warning);
   const PictureSurface& picture = loaded.picture;
   cairo_save(cairo);
   Rectangle(cairo, seen);
