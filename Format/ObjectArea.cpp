@@ -78,7 +78,9 @@ std::optional<int> ReadQuarter(std::string_view data, size_t at) {
 }
 
 void ObjectArea::Override(const ObjectArea& other) {
-  TakeIfSaid(other.units, units);
+  if (!contentUnits) contentUnits = units;
+  if (other.contentX || other.contentY) TakeIfSaid(other.units, contentUnits);
+  if (other.width) TakeIfSaid(other.units, units);
   TakeIfSaid(other.width, width);
   TakeIfSaid(other.height, height);
   TakeIfSaid(other.x, x);

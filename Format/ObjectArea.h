@@ -41,20 +41,22 @@ enum class Mapping : uint8_t {
 
 // An object area, in units of what it stands in and of its own. What isn't said is empty.
 struct ObjectArea {
-  std::optional<UnitSize> units;  // its own
-  std::optional<int64_t> width;   // in its own units
+  std::optional<UnitSize> units;         // its own
+  std::optional<UnitSize> contentUnits;  // of the content's origin, if not the area's own
+  std::optional<int64_t> width;          // in its own units
   std::optional<int64_t> height;
   std::optional<int64_t> x;  // of its origin, in units of the page or overlay
   std::optional<int64_t> y;
   std::optional<int> rotation;      // degrees clockwise, about the origin
-  std::optional<int64_t> contentX;  // of the content's origin, in the area's units
+  std::optional<int64_t> contentX;  // of the content's origin, in the content's units
   std::optional<int64_t> contentY;
   std::optional<int> contentRotation;
   // The origin counts from that of the page, also in a page segment.
   bool fromPage = false;
   std::optional<Mapping> mapping;
 
-  // Takes what another area says in place of what this one does.
+  // Takes what another area says in place of what this one does, in the units in which each
+  // says it.
   void Override(const ObjectArea& other);
 };
 

@@ -185,7 +185,8 @@ void LayoutWalk::TakeInObject(const ScannedField& field, std::string_view data) 
       m_object.im = ReadImOutputControl(data);
       return;
     case sf::kTextDescriptor:
-      ReadSpace(data, m_space.text);
+      m_object.textSpace = m_space.text;
+      ReadSpace(data, *m_object.textSpace);
       return;
     default:
       return;
@@ -205,6 +206,7 @@ int64_t LayoutWalk::PassPictureData(LayoutSource& source, const ScannedField& fi
 }
 
 void LayoutWalk::End(LayoutSource& source, int64_t end, const Context& context) {
+  if (m_object.code == 0) return;
   switch (m_object.code) {
     case sf::kBeginText:
       if (m_object.pageFonts) m_space.fonts = std::move(*m_object.pageFonts);
@@ -236,13 +238,19 @@ LayoutWalk::Area LayoutWalk::AreaOf(const Context& context) const {
   area.said = m_object.area;
   if (context.included != nullptr) area.said.Override(*context.included);
   const ObjectArea& said = area.said;
-  area.units = said.units.value_or(m_space.units);
+  const UnitSize units = said.units.value_or(m_space.units);
+  area.contentUnits = said.contentUnits.value_or(units);
   const Placement& origin = said.fromPage || context.depth == 0 ? m_space.frame : context.origin;
   area.at = origin.Then(static_cast<double>(said.x.value_or(0)) * m_space.units.x,
                         static_cast<double>(said.y.value_or(0)) * m_space.units.y,
                         said.rotation.value_or(0));
-  area.width = static_cast<double>(said.width.value_or(0)) * area.units.x;
-  area.height = static_cast<double>(said.height.value_or(0)) * area.units.y;
+  area.width = static_cast<double>(said.width.value_or(0)) * units.x;
+  area.height = static_cast<double>(said.height.value_or(0)) * units.y;
+  if (context.included != nullptr && !said.width) {
+    // What is included without a size has the room of the page.
+    area.width = m_space.width;
+    area.height = m_space.height;
+  }
   return area;
 }
 
@@ -253,7 +261,7 @@ void LayoutWalk::AddPicture(LayoutSource& source, size_t picture, const Context&
   placed.area = area.at;
   placed.width = area.width;
   placed.height = area.height;
-  if (PlaceContent(source.SpaceOf(picture), area.said, area.units, placed)) Add(placed);
+  if (PlaceContent(source.SpaceOf(picture), area.said, area.contentUnits, placed)) Add(placed);
 }
 
 void LayoutWalk::AddImImage(LayoutSource& source, size_t picture, const Context& context) {
@@ -281,7 +289,7 @@ void LayoutWalk::AddBox(const std::string& label, const Context& context) {
 void LayoutWalk::AddText(LayoutSource& source, std::string_view data, const Context& context) {
   m_textSource = &source;
   if (!m_object.textBegun) {
-    TextSpace space = m_space.text;
+    TextSpace space = m_object.textSpace.value_or(m_space.text);
     space.x = space.y = 0;
     m_runs.Begin(space, AreaOf(context).at);
     m_object.textBegun = true;

@@ -55,7 +55,8 @@ class LayoutWalk {
     int64_t begin = 0;
     ObjectArea area;
     IncludePoint im;
-    std::optional<FontMap> pageFonts;  // that hold again when it ends
+    std::optional<FontMap> pageFonts;    // that hold again when it ends
+    std::optional<TextSpace> textSpace;  // its own; else that of the page
     bool textBegun = false;
   };
 
@@ -80,7 +81,7 @@ class LayoutWalk {
     Placement at;
     double width = 0;
     double height = 0;
-    UnitSize units;
+    UnitSize contentUnits;
     ObjectArea said;
   };
   Area AreaOf(const Context& context) const;

@@ -24,7 +24,7 @@ bool PlaceContent(const PictureSpace& space, const ObjectArea& said, const UnitS
 
   double xScale = 1, yScale = 1;
   double x = 0, y = 0;
-  bool centred = true;
+  bool centred = true, turnsInPlace = false;
   switch (said.mapping.value_or(Mapping::ScaleToFit)) {
     case Mapping::CenterAndTrim:
       break;
@@ -48,6 +48,7 @@ bool PlaceContent(const PictureSpace& space, const ObjectArea& said, const UnitS
       x = static_cast<double>(said.contentX.value_or(0)) * units.x;
       y = static_cast<double>(said.contentY.value_or(0)) * units.y;
       centred = false;
+      turnsInPlace = true;
       break;
     default:
       xScale = yScale = std::min(picture.width / width, picture.height / height);
@@ -59,10 +60,10 @@ bool PlaceContent(const PictureSpace& space, const ObjectArea& said, const UnitS
     x = (picture.width - width) / 2;
     y = (picture.height - height) / 2;
   }
-  // The corner of the space that is the origin of the content, when that is turned within
-  // the rectangle that it fills.
-  if (turned == 90 || turned == 180) x += width;
-  if (turned == 180 || turned == 270) y += height;
+  // The corner of the space that is the origin of the content: what has a place of its own
+  // turns about that, other content within the rectangle that it fills.
+  if (!turnsInPlace && (turned == 90 || turned == 180)) x += width;
+  if (!turnsInPlace && (turned == 180 || turned == 270)) y += height;
   if (onItsSide) std::swap(xScale, yScale);
   picture.content = {x, y, turned};
   picture.contentWidth = space.pixelsWidth * xScale;

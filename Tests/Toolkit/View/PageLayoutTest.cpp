@@ -46,7 +46,7 @@ TEST(PageLayoutTest, PicturesFillTheirAreasAsTheyAreMapped) {
        "picture 1 in 90,10 turned 90 60x40: 0,0 60x40"},
       {"turned content",
        size + AreaPosition({.contentX = 30, .contentRotation = 90}) + MapImage(0x10),
-       "picture 1 in 0,0 60x40: 13,0 turned 90 20x10"},
+       "picture 1 in 0,0 60x40: 3,0 turned 90 20x10"},
       {"turned content that fits", size + AreaPosition({.contentRotation = 270}) + MapImage(0x20),
        "picture 1 in 0,0 60x40: 20,40 turned 270 40x20"},
       {"content upside down that fills",
@@ -64,11 +64,16 @@ TEST(PageLayoutTest, PicturesFillTheirAreasAsTheyAreMapped) {
 }
 
 TEST(PageLayoutTest, IncludedThingsStandWhereTheyAreIncluded) {
-  const Bytes image = ImageObject(200, 100, AreaPosition({.x = 30, .y = 40, .system = 0}));
-  const Bytes onPage = ImageObject(200, 100, AreaPosition({.x = 30, .y = 40}));
+  const Bytes size = AreaDescriptor(200, 100);
+  const Bytes image = ImageObject(200, 100, size + AreaPosition({.x = 30, .y = 40, .system = 0}));
+  const Bytes onPage = ImageObject(200, 100, size + AreaPosition({.x = 30, .y = 40}));
   const Bytes described = PageDescriptor(500, 500, 14400);
   const Bytes resources =
-      Resource("IMG", image) + PageSegment("SEG", image) + PageSegment("SEGPAGE", onPage) +
+      Resource("IMG", image) + Resource("PLAIN", ImageObject(200, 100)) +
+      Resource("MOVED", ImageObject(200, 100,
+                                    size + AreaPosition({.contentX = 50, .contentY = -20}) +
+                                        MapImage(0x10))) +
+      PageSegment("SEG", image) + PageSegment("SEGPAGE", onPage) +
       Overlay("OVL", Field(0xA8C9) + described + Field(0xA9C9) + onPage) +
       Overlay("OUTER", IncludeOverlay("OVL", 50, 0) + IncludeSegment("SEG", 10, 10));
   const Bytes asItIs = Big24(-1) + Big24(-1) + Big16(0xFFFF) + Big16(0xFFFF);
@@ -78,16 +83,16 @@ TEST(PageLayoutTest, IncludedThingsStandWhereTheyAreIncluded) {
     const char* expected;
   };
   const Case cases[] = {
-      {"segment", IncludeSegment("SEG", 100, 200), "picture 2 in 13,24 20x10: 0,0 20x10\n"},
+      {"segment", IncludeSegment("SEG", 100, 200), "picture 4 in 13,24 20x10: 0,0 20x10\n"},
       {"object of a segment that counts from the page", IncludeSegment("SEGPAGE", 100, 200),
-       "picture 3 in 3,4 20x10: 0,0 20x10\n"},
+       "picture 5 in 3,4 20x10: 0,0 20x10\n"},
       {"overlay with units of its own", IncludeOverlay("OVL", 100, 200),
-       "picture 4 in 11.5,22 20x10: 0,0 20x10\n"},
+       "picture 6 in 11.5,22 20x10: 0,0 20x10\n"},
       {"turned overlay", IncludeOverlay("OVL", 100, 200, 90),
-       "picture 4 in 8,21.5 turned 90 20x10: 0,0 20x10\n"},
+       "picture 6 in 8,21.5 turned 90 20x10: 0,0 20x10\n"},
       {"overlay in an overlay", IncludeOverlay("OUTER", 100, 200, 180),
-       "picture 4 in 3.5,18 turned 180 20x10: 0,0 20x10\n"
-       "picture 2 in 6,15 turned 180 20x10: 0,0 20x10\n"},
+       "picture 6 in 3.5,18 turned 180 20x10: 0,0 20x10\n"
+       "picture 4 in 6,15 turned 180 20x10: 0,0 20x10\n"},
       {"object as it says itself", IncludeObject("IMG", asItIs),
        "picture 1 in 3,4 20x10: 0,0 20x10\n"},
       {"object in another place",
@@ -95,12 +100,22 @@ TEST(PageLayoutTest, IncludedThingsStandWhereTheyAreIncluded) {
                      Bytes{8, 0x4B} + Units(14400) + Bytes{9, 0x4C, 2} + Big24(400) + Big24(400) +
                          Bytes{3, 4, 0x60}),
        "picture 1 in 10,-20 turned 90 20x20: 0,0 20x20\n"},
+      {"object whose content is in another place, in other units",
+       IncludeObject("IMG", asItIs, Bytes{3, 4, 0x10} + Bytes{8, 0x4B} + Units(14400),
+                     Big24(40) + Big24(60)),
+       "picture 1 in 3,4 20x10: 2,3 20x10\n"},
+      {"object of a size in other units, whose content stays where it says",
+       IncludeObject("MOVED", asItIs,
+                     Bytes{8, 0x4B} + Units(14400) + Bytes{9, 0x4C, 2} + Big24(400) + Big24(400)),
+       "picture 3 in 0,0 20x20: 5,-2 20x10\n"},
+      {"object that says nothing, nor is it said", IncludeObject("PLAIN", asItIs),
+       "picture 2 in 0,0 100x200: 0,75 100x50\n"},
       {"segment as an object",
        IncludeObject("SEG", Big24(100) + Big24(200) + Degrees(0) + Degrees(90)),
-       "picture 2 in 10,20 20x10: 0,0 20x10\n"},
+       "picture 4 in 10,20 20x10: 0,0 20x10\n"},
       {"twice, and what isn't there",
        IncludeSegment("SEG", 0, 0) + IncludeSegment("NONE", 0, 0) + IncludeSegment("SEG", 10, 0),
-       "picture 2 in 3,4 20x10: 0,0 20x10\npicture 2 in 4,4 20x10: 0,0 20x10\n"
+       "picture 4 in 3,4 20x10: 0,0 20x10\npicture 4 in 4,4 20x10: 0,0 20x10\n"
        "! there is no page segment NONE\n"},
   };
   for (const Case& one : cases)

@@ -78,9 +78,9 @@ inline Bytes IncludeSegment(const std::string& name, int x, int y) {
 inline Bytes IncludeOverlay(const std::string& name, int x, int y, int rotation = 0) {
   return Field(0xAFD8, Name(name) + Big24(x) + Big24(y) + Degrees(rotation));
 }
-inline Bytes IncludeObject(const std::string& name, const Bytes& placed,
-                           const Bytes& triplets = {}) {
-  return Field(0xAFC3, Name(name) + Bytes{0, 0xFB} + placed + Bytes(6, 0xFF) + Bytes{1} + triplets);
+inline Bytes IncludeObject(const std::string& name, const Bytes& placed, const Bytes& triplets = {},
+                           const Bytes& content = Bytes(6, 0xFF)) {
+  return Field(0xAFC3, Name(name) + Bytes{0, 0xFB} + placed + content + Bytes{1} + triplets);
 }
 inline Bytes Resource(const std::string& name, const Bytes& content) {
   return Field(0xA8CE, Name(name) + Bytes{0, 0}) + content + Field(0xA9CE);
