@@ -14,6 +14,12 @@ int64_t SignedNumber(std::string_view parameters) {
   return static_cast<int16_t>(GetBig(parameters, 0, 2));
 }
 
+// Six lines are an inch, unless said otherwise.
+int64_t UsualIncrement(const TextSpace& space) {
+  constexpr double linesPerInch = 6;
+  return std::llround(kPointsPerInch / linesPerInch / space.yPoints);
+}
+
 // Bytes that mean: as if nothing were said.
 bool IsDefault(std::string_view parameters) { return parameters.starts_with("\xFF\xFF"); }
 
@@ -32,10 +38,9 @@ bool ReadSpace(std::string_view descriptor, TextSpace& space) {
 }
 
 void TextCursor::Begin(const TextSpace& space) {
-  constexpr double linesPerInch = 6;
   *this = {};
   m_space = space;
-  m_increment = std::llround(kPointsPerInch / linesPerInch / space.yPoints);
+  m_increment = UsualIncrement(space);
 }
 
 bool TextCursor::IsMove(unsigned type) {
@@ -57,7 +62,7 @@ void TextCursor::Obey(const ControlSequence& sequence) {
   const unsigned type = sequence.Type();
   if (type == ptx::kBeginLine) {
     m_inline = static_cast<double>(m_margin);
-    m_baseline += m_increment;
+    m_baseline += static_cast<double>(m_increment);
     return;
   }
   if (parameters.size() < 2) return;
@@ -70,20 +75,23 @@ void TextCursor::Obey(const ControlSequence& sequence) {
       m_inline += static_cast<double>(number);
       break;
     case ptx::kAbsoluteMoveBaseline:
-      m_baseline = number;
+      m_baseline = static_cast<double>(number);
       break;
     case ptx::kRelativeMoveBaseline:
-      m_baseline += number;
+      m_baseline += static_cast<double>(number);
       break;
     case ptx::kSetInlineMargin:
       m_margin = IsDefault(parameters) ? 0 : number;
       break;
     case ptx::kSetBaselineIncrement:
-      if (!IsDefault(parameters)) m_increment = number;
+      m_increment = IsDefault(parameters) ? UsualIncrement(m_space) : number;
       break;
-    case ptx::kSetOrientation:
+    case ptx::kSetOrientation: {
+      const TextOrientation before = m_orientation;
       Orient(parameters);
+      if (m_turnsInPlace) StayWhileTurnedFrom(before);
       break;
+    }
     default:
       break;
   }
@@ -104,6 +112,19 @@ void TextCursor::Orient(std::string_view parameters) {
   m_orientation = {x[along], y[along], x[across], y[across]};
 }
 
+// The place stays where it is, and counts from the new origin along the new axes.
+void TextCursor::StayWhileTurnedFrom(const TextOrientation& before) {
+  const TextOrientation now = m_orientation;
+  m_orientation = before;
+  double x = CornerX() + before.inlineX * m_inline + before.baselineX * m_baseline;
+  double y = CornerY() + before.inlineY * m_inline + before.baselineY * m_baseline;
+  m_orientation = now;
+  x -= CornerX();
+  y -= CornerY();
+  m_inline = x * now.inlineX + y * now.inlineY;
+  m_baseline = x * now.baselineX + y * now.baselineY;
+}
+
 double TextCursor::InlinePoints() const {
   return m_orientation.inlineX != 0 ? m_space.xPoints : m_space.yPoints;
 }
@@ -112,21 +133,29 @@ double TextCursor::BaselinePoints() const {
   return m_orientation.baselineX != 0 ? m_space.xPoints : m_space.yPoints;
 }
 
+// The origin is the corner from which both directions lead into the space.
+double TextCursor::CornerX() const {
+  return m_orientation.inlineX + m_orientation.baselineX < 0 ? static_cast<double>(m_space.width)
+                                                             : 0;
+}
+
+double TextCursor::CornerY() const {
+  return m_orientation.inlineY + m_orientation.baselineY < 0 ? static_cast<double>(m_space.height)
+                                                             : 0;
+}
+
 double TextCursor::X(double along, double across) const {
   const TextOrientation& o = m_orientation;
-  // The origin is the corner from which both directions lead into the space.
-  const double corner = o.inlineX + o.baselineX < 0 ? static_cast<double>(m_space.width) : 0;
-  const double baseline = static_cast<double>(m_baseline) + m_temporary + across;
+  const double baseline = m_baseline + m_temporary + across;
   return m_space.x +
-         (corner + o.inlineX * (m_inline + along) + o.baselineX * baseline) * m_space.xPoints;
+         (CornerX() + o.inlineX * (m_inline + along) + o.baselineX * baseline) * m_space.xPoints;
 }
 
 double TextCursor::Y(double along, double across) const {
   const TextOrientation& o = m_orientation;
-  const double corner = o.inlineY + o.baselineY < 0 ? static_cast<double>(m_space.height) : 0;
-  const double baseline = static_cast<double>(m_baseline) + m_temporary + across;
+  const double baseline = m_baseline + m_temporary + across;
   return m_space.y +
-         (corner + o.inlineY * (m_inline + along) + o.baselineY * baseline) * m_space.yPoints;
+         (CornerY() + o.inlineY * (m_inline + along) + o.baselineY * baseline) * m_space.yPoints;
 }
 
 }  // namespace kz

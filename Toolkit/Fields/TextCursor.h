@@ -33,8 +33,10 @@ struct TextOrientation {
 
 class KZ_TESTED TextCursor {
  public:
-  // Begins a text object.
+  // Begins a text object, of which conditions may be obeyed next.
   void Begin(const TextSpace& space);
+  // The conditions are over: another orientation leaves the place where it is from now on.
+  void EndConditions() { m_turnsInPlace = true; }
   // Obeys what moves or says how to move; passes over other sequences.
   void Obey(const ControlSequence& sequence);
   // Whether a sequence may lead elsewhere.
@@ -58,11 +60,15 @@ class KZ_TESTED TextCursor {
 
  private:
   void Orient(std::string_view parameters);
+  void StayWhileTurnedFrom(const TextOrientation& before);
+  double CornerX() const;
+  double CornerY() const;
 
   TextSpace m_space;
   TextOrientation m_orientation;
+  bool m_turnsInPlace = false;
   double m_inline = 0;
-  int64_t m_baseline = 0;
+  double m_baseline = 0;
   double m_temporary = 0;
   int64_t m_margin = 0;
   int64_t m_increment = 0;

@@ -68,6 +68,7 @@ void TextFlow::Begin(const TextSpace& space) {
     const unsigned type = sequence.Type();
     if (type != ptx::kTransparentData && type != ptx::kRepeatString) Obey(sequence);
   }
+  m_cursor.EndConditions();
 }
 
 const char* TextFlow::Add(std::string_view data, size_t& offset) {

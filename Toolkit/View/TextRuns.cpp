@@ -74,6 +74,7 @@ void TextRuns::Begin(const TextSpace& space, const Placement& frame) {
     const unsigned type = sequence.Type();
     if (type != ptx::kTransparentData && type != ptx::kRepeatString) Obey(sequence);
   }
+  m_cursor.EndConditions();
 }
 
 bool TextRuns::Add(std::string_view data) {
@@ -135,10 +136,12 @@ bool TextRuns::ObeyStyle(const ControlSequence& sequence) {
       if (color) m_style.color = ColorOf(*color);
       return true;
     }
-    case ptx::kUnderscore:
+    case ptx::kUnderscore: {
+      constexpr int64_t bypasses = 0x0F;
       EndRun();
-      m_style.underlined = GetBig(parameters, 0, 1) != 0;
+      m_style.underlined = (GetBig(parameters, 0, 1) & bypasses) != 0;
       return true;
+    }
     case ptx::kSetVariableSpace:
       EndRun();
       m_style.blank = parameters.size() < 2 || IsDefault(parameters)

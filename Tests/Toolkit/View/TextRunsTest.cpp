@@ -35,6 +35,14 @@ TEST(TextRunsTest, MovesPlaceTheRuns) {
       {"lines",
        Number(0xC0, 70) + Number(0xD0, 100) + start + Said("A") + Control(0xD8) + Said("B"),
        "'A' 10,20 mono 10\n'B' 7,30 mono 10\n"},
+      {"lines by default again",
+       Number(0xD0, 100) + Number(0xD0, 0xFFFF) + start + Said("A") + Control(0xD8) + Said("B"),
+       "'A' 10,20 mono 10\n'B' 0,32 mono 10\n"},
+      {"turned where the text is",
+       start + Said("AB") + Control(0xF6, Degrees(90) + Degrees(180)) + Said("C") +
+           Number(0xD4, 50) + Said("D") + Control(0xF6, Degrees(0) + Degrees(90)) + Said("E"),
+       "'AB' 10,20 mono 10\n'C' 22,20 turned 90 mono 10\n'D' 17,26 turned 90 mono 10\n"
+       "'E' 17,32 mono 10\n"},
       {"lines by default, six to an inch", start + Said("A") + Control(0xD8) + Said("B"),
        "'A' 10,20 mono 10\n'B' 0,32 mono 10\n"},
       {"down",
@@ -87,7 +95,7 @@ TEST(TextRunsTest, StylesChangeBetweenRuns) {
   EXPECT_EQ(RunsOf(Control(0x74, {0, 2}) + Said("A") + Control(0x74, {0xFF, 0x07}) + Said("B") +
                    extended({1, 0, 0, 0, 0, 8, 8, 8, 0, 1, 2, 3}) + Said("C") +
                    extended({0x40, 0, 0, 0, 0, 16, 0, 0, 0, 0, 4}) + Said("D") + extended({1}) +
-                   Control(0x76, {1}) + Said("E") + Control(0x76, {0}) + Said("F")),
+                   Control(0x76, {1}) + Said("E") + Control(0x76, {0xF0}) + Said("F")),
             "'A' 0,0 mono 10 #ff0000\n'B' 6,0 mono 10\n'C' 12,0 mono 10 #010203\n"
             "'D' 18,0 mono 10 #00ff00\n'E' 24,0 mono 10 underlined #00ff00\n"
             "'F' 30,0 mono 10 #00ff00\n");
@@ -157,10 +165,25 @@ TEST(TextRunsTest, TextObjectsHaveAPlaceOfTheirOwn) {
   const Bytes text = Inline(100) + Baseline(50) + Said("A");
   EXPECT_EQ(InWords(LayoutOf(ViewDocument(ViewPage(TextObject(text, group) + TextObject(text))))),
             "'A' 45,20 turned 90 mono 10\n'A' 10,5 mono 10\n");
+  const Bytes space = Field(0xB19B, Units(14400) + Big24(0) + Big24(0) + Bytes{0, 0});
+  EXPECT_EQ(InWords(LayoutOf(ViewDocument(ViewPage(TextObject(text, space) + TextObject(text))))),
+            "'A' 5,2.5 mono 10\n'A' 10,5 mono 10\n");
   const Bytes resources = Overlay("OVL", TextObject(text));
   EXPECT_EQ(
       InWords(LayoutOf(ViewDocument(ViewPage(IncludeOverlay("OVL", 100, 200, 270)), resources))),
       "'A' 15,10 turned 270 mono 10\n");
+}
+
+// The moves among the conditions that texts begin with count from the orientation among them.
+TEST(TextRunsTest, ConditionsComeFirst) {
+  const auto first = [](const Bytes& conditions) {
+    const Bytes space =
+        Field(0xB19B, Units() + Big24(1000) + Big24(2000) + Bytes{0, 0} + conditions);
+    return RunsOf(Said("A"), space);
+  };
+  const Bytes down = Control(0xF6, Degrees(90) + Degrees(180));
+  EXPECT_EQ(first(down), "'A' 100,0 turned 90 mono 10\n");
+  EXPECT_EQ(first(Inline(300) + Baseline(200) + down), "'A' 80,30 turned 90 mono 10\n");
 }
 
 }  // namespace
