@@ -2,27 +2,20 @@
 
 #include <cairo-pdf.h>
 #include <cairo-svg.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
-#include <cstring>
 #include <new>
 
 #include "Format/ObjectArea.h"
-#include "Toolkit/Files/AtomicFile.h"
-#include "Toolkit/Files/FileDescriptor.h"
-#include "Toolkit/Files/SpoolFile.h"
 #include "Toolkit/Pictures/PictureFile.h"
 #include "Toolkit/View/Drawing/PageDrawing.h"
 #include "Toolkit/View/Drawing/PdfOutline.h"
+#include "Toolkit/View/Drawing/SurfaceFile.h"
 
 namespace kz {
 
 namespace {
-
-constexpr int kMostSide = 32767;  // pixels of a picture that Cairo draws on
 
 TextDrawing DrawingOf(RenderedText text) {
   switch (text) {
@@ -34,62 +27,6 @@ TextDrawing DrawingOf(RenderedText text) {
       return TextDrawing::None;
   }
   return TextDrawing::Shown;
-}
-
-// A file that Cairo writes, put into place when it is complete; or standard output, which
-// gets it then.
-class RenderedFile {
- public:
-  Outcome Open(const std::string& out, FileBatch* batch) {
-    m_standard = out == "-";
-    return m_standard ? m_spool.Open() : m_file.Open(out, batch);
-  }
-  static cairo_status_t Take(void* self, const unsigned char* data, unsigned length) {
-    auto* file = static_cast<RenderedFile*>(self);
-    const int descriptor =
-        file->m_standard ? file->m_spool.Descriptor() : file->m_file.Descriptor();
-    if (WriteFully(descriptor, data, length)) return CAIRO_STATUS_SUCCESS;
-    file->m_error = errno;
-    return CAIRO_STATUS_WRITE_ERROR;
-  }
-  // Completes it, unless drawing has failed.
-  Outcome Finish(cairo_surface_t* surface) {
-    cairo_surface_finish(surface);
-    if (m_error != 0) return SystemFailure(K_ERROR_WRITE, m_error);
-    Outcome outcome = CairoOutcome(cairo_surface_status(surface));
-    if (!outcome.Ok()) return outcome;
-    if (!m_standard) return m_file.Commit();
-    if (::lseek(m_spool.Descriptor(), 0, SEEK_SET) != 0) {
-      return SystemFailure(K_ERROR_WRITE, errno);
-    }
-    return CopyDescriptor(m_spool.Descriptor(), STDOUT_FILENO);
-  }
-
- private:
-  bool m_standard = false;
-  AtomicFile m_file;
-  SpoolFile m_spool;
-  int m_error = 0;
-};
-
-// What is drawn on a picture, as a bitmap.
-Outcome BitmapOf(cairo_surface_t* surface, Bitmap& bitmap) {
-  const int width = cairo_image_surface_get_width(surface);
-  const int height = cairo_image_surface_get_height(surface);
-  const int status = bitmap.Create(width, height, 24, K_ORDER_RGB);
-  if (status != K_SUCCESS) return Failure(status);
-  const unsigned char* from = cairo_image_surface_get_data(surface);
-  for (int y = 0; y < height; ++y, from += cairo_image_surface_get_stride(surface)) {
-    unsigned char* to = bitmap.TopDownRow(y);
-    for (int x = 0; x < width; ++x, to += 3) {
-      uint32_t pixel = 0;
-      std::memcpy(&pixel, from + size_t{4} * static_cast<size_t>(x), sizeof(pixel));
-      to[0] = static_cast<unsigned char>(pixel >> 16);
-      to[1] = static_cast<unsigned char>(pixel >> 8);
-      to[2] = static_cast<unsigned char>(pixel);
-    }
-  }
-  return {};
 }
 
 }  // namespace
@@ -125,7 +62,7 @@ class PageRenderer::Shared {
     const double width = std::max(std::ceil(layout.width * scale - 0.01), 1.0);
     const double height = std::max(std::ceil(layout.height * scale - 0.01), 1.0);
     if (!(width * height <= static_cast<double>(kMostPixels)) ||
-        std::max(width, height) > kMostSide) {
+        std::max(width, height) > kMostSurfaceSide) {
       return Failure(K_ERROR_INVALID_FORMAT,
                      "page " + std::to_string(page) + " is too large for a png of " +
                          std::to_string(std::lround(m_options.dpi)) + " dpi");
