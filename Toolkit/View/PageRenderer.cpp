@@ -12,6 +12,8 @@
 #include "Toolkit/View/Drawing/PageDrawing.h"
 #include "Toolkit/View/Drawing/PdfOutline.h"
 #include "Toolkit/View/Drawing/SurfaceFile.h"
+#include "Toolkit/View/Html/HtmlView.h"
+#include "Toolkit/View/RenderedFile.h"
 
 namespace kz {
 
@@ -87,11 +89,11 @@ class PageRenderer::Shared {
     RenderedFile file;
     if (outcome.Ok()) outcome = file.Open(out, batch);
     if (!outcome.Ok()) return outcome;
-    const CairoSurface surface(cairo_svg_surface_create_for_stream(RenderedFile::Take, &file,
-                                                                   layout.width, layout.height));
+    const CairoSurface surface(
+        cairo_svg_surface_create_for_stream(WriteSurface, &file, layout.width, layout.height));
     cairo_svg_surface_set_document_unit(surface.get(), CAIRO_SVG_UNIT_PT);
     outcome = DrawPage(surface.get(), Paper::Svg, 1, layout, told);
-    Outcome finished = file.Finish(surface.get());
+    Outcome finished = FinishSurface(surface.get(), file);
     return outcome.Ok() ? finished : outcome;
   }
 
@@ -100,8 +102,7 @@ class PageRenderer::Shared {
     RenderedFile file;
     Outcome outcome = file.Open(out, batch);
     if (!outcome.Ok()) return outcome;
-    const CairoSurface surface(
-        cairo_pdf_surface_create_for_stream(RenderedFile::Take, &file, 1, 1));
+    const CairoSurface surface(cairo_pdf_surface_create_for_stream(WriteSurface, &file, 1, 1));
     cairo_pdf_surface_set_metadata(surface.get(), CAIRO_PDF_METADATA_SUBJECT,
                                    "Text is set in fonts that stand in for the document's own.");
     AddOutline(surface.get(), m_document.Index(), pages, m_options.title);
@@ -114,7 +115,17 @@ class PageRenderer::Shared {
       if (!outcome.Ok()) return outcome;
       cairo_surface_show_page(surface.get());
     }
-    return file.Finish(surface.get());
+    return FinishSurface(surface.get(), file);
+  }
+
+  Outcome WriteHtml(const std::vector<int>& pages, const std::string& out, const PageTold& told,
+                    FileBatch* batch) {
+    RenderedFile file;
+    Outcome outcome = file.Open(out, batch);
+    if (!outcome.Ok()) return outcome;
+    HtmlView view(m_document, m_options, m_layouts, file);
+    outcome = view.Write(pages, told);
+    return outcome.Ok() ? file.Commit() : outcome;
   }
 
  private:
@@ -151,6 +162,7 @@ Outcome PageRenderer::Write(const std::vector<int>& pages, RenderFormat format,
                             const std::string& out, const PageTold& told, FileBatch* batch) try {
   if (pages.empty()) return Failure(K_ERROR_INVALID_FORMAT, "there is no page to draw");
   if (format == RenderFormat::kPdf) return m_shared->WritePdf(pages, out, told, batch);
+  if (format == RenderFormat::kHtml) return m_shared->WriteHtml(pages, out, told, batch);
   if (pages.size() > 1) return Failure(K_ERROR_SAVE_FORMAT, "such a file holds one page");
   return format == RenderFormat::kPng ? m_shared->WritePng(pages[0], out, told, batch)
                                       : m_shared->WriteSvg(pages[0], out, told, batch);

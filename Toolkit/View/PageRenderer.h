@@ -1,4 +1,4 @@
-// Pages as svg, png and pdf files.
+// Pages as svg, png, pdf and html files.
 #pragma once
 
 #include <functional>
@@ -14,14 +14,17 @@ namespace kz {
 
 class FileBatch;
 
-enum class RenderFormat : uint8_t { kPng, kPdf, kSvg };
+enum class RenderFormat : uint8_t { kPng, kPdf, kSvg, kHtml };
 // A row of the table of formats.
 struct RenderFormatRow {
   RenderFormat format;
   const char* ending;  // of names, without the point
+  bool holdsPages;     // more than one
 };
-inline constexpr RenderFormatRow kRenderFormats[] = {
-    {RenderFormat::kPng, "png"}, {RenderFormat::kPdf, "pdf"}, {RenderFormat::kSvg, "svg"}};
+inline constexpr RenderFormatRow kRenderFormats[] = {{RenderFormat::kPng, "png", false},
+                                                     {RenderFormat::kPdf, "pdf", true},
+                                                     {RenderFormat::kSvg, "svg", false},
+                                                     {RenderFormat::kHtml, "html", true}};
 // The format of a name's ending, in any case; null for another ending.
 K_EXPORT const RenderFormatRow* FindRenderFormat(const std::string& name);
 
@@ -35,14 +38,14 @@ struct RenderOptions {
   double dpi = 100;  // of png files
   RenderedText text = RenderedText::kShown;
   LoadOptions load = {};
-  std::string title = {};  // of pdf files; empty: none
+  std::string title = {};  // of pdf and html files; empty: none
 };
 
 // What became of a page: its warnings.
 using PageTold = std::function<void(int page, const Outcome& outcome)>;
 
 // Draws the pages of a document, which must stay and be open. Text is set in fonts that stand
-// in for the document's own; pdf files say so in their subject.
+// in for the document's own; pdf and html files say so.
 class K_EXPORT PageRenderer {
  public:
   // Pixels of a png file.
@@ -54,8 +57,8 @@ class K_EXPORT PageRenderer {
   PageRenderer& operator=(const PageRenderer&) = delete;
 
   // Writes pages, counted from 1, into a file of the format, completely or not at all; "-" is
-  // standard output. Only pdf files hold more than one page: their groups and tags become the
-  // outline. With a batch, the file is put into place together with others. Fails with -9
+  // standard output. Only pdf and html files hold more than one page: groups and tags become
+  // their outline. With a batch, the file is put into place together with others. Fails with -9
   // for a page that isn't there or whose png would have more than kMostPixels, -16 for several
   // pages in another format, -14 and -5 when the file can't be written, -1 for no memory.
   Outcome Write(const std::vector<int>& pages, RenderFormat format, const std::string& out,

@@ -1,4 +1,4 @@
-// kzica render: pages as they look, as png, svg and pdf files.
+// kzica render: pages as they look, as png, svg, pdf and html files.
 #include <filesystem>
 #include <memory>
 #include <numeric>
@@ -33,17 +33,18 @@ const std::vector<std::string> kFormats = [] {
   return formats;
 }();
 
-kz::RenderFormat ChooseFormat(const RenderCommandOptions& options) {
+const kz::RenderFormatRow& ChooseFormat(const RenderCommandOptions& options) {
   if (options.format.empty() && options.out == "-") {
     throw UsageError("standard output needs a --format");
   }
   const std::string name = options.format.empty() ? options.out : "." + options.format;
   const kz::RenderFormatRow* row = kz::FindRenderFormat(name);
   if (row == nullptr) {
-    throw UsageError(options.out +
-                     ": the ending is none of png, pdf and svg; say with --format what to write");
+    throw UsageError(
+        options.out +
+        ": the ending is none of png, pdf, svg and html; say with --format what to write");
   }
-  return row->format;
+  return *row;
 }
 
 kz::RenderedText TextOf(const std::string& name) {
@@ -77,11 +78,11 @@ class Rendering {
       return Complain({m_options.file},
                       kz::Failure(K_ERROR_INVALID_FORMAT, "there is no page in it"));
     }
-    const bool holdsSeveral = m_format == kz::RenderFormat::kPdf || m_numbered;
+    const bool holdsSeveral = m_format.holdsPages || m_numbered;
     if (pages.size() > 1 && !holdsSeveral) {
-      throw UsageError(m_options.out + ": holds one page, and these are " +
-                       std::to_string(pages.size()) +
-                       "; several go into a pdf, or into numbered files if the name has a %d");
+      throw UsageError(
+          m_options.out + ": holds one page, and these are " + std::to_string(pages.size()) +
+          "; several go into a pdf or html, or into numbered files if the name has a %d");
     }
     kz::RenderOptions render = m_options.render;
     render.text = TextOf(m_options.text);
@@ -116,7 +117,7 @@ class Rendering {
                  kz::FileBatch* batch = nullptr) {
     if (IsInput(m_options.file, out)) throw UsageError(out + ": this is the file to draw from");
     const kz::Outcome outcome = renderer.Write(
-        pages, m_format, out,
+        pages, m_format.format, out,
         [this](int page, const kz::Outcome& told) {
           Warn({m_options.file, page}, told);
         },
@@ -127,7 +128,7 @@ class Rendering {
   }
 
   const RenderCommandOptions& m_options;
-  kz::RenderFormat m_format;
+  const kz::RenderFormatRow& m_format;
   kz::Selection m_selection;
   bool m_numbered;
   kz::Document m_document;
@@ -141,11 +142,12 @@ void AddRender(CLI::App& app, Exit& exit) {
       "Pictures and text stand in their places, with what the page includes: page segments,\n"
       "overlays, objects. Fonts of the document aren't drawn: text is set in a serif, sans or\n"
       "fixed font that stands in for each, as wide as the document has room for. Graphics and\n"
-      "bar codes are grey boxes. OUT's ending says what to write: png, svg or pdf. Without\n"
-      "--page, all pages are drawn: several go into one pdf, whose outline has the document's\n"
-      "groups and tags, or into numbered files if OUT has a %d or, with leading zeros, a %03d\n"
-      "that no letter follows: the number is that of the page. %% is a percent sign. OUT - is\n"
-      "standard output. What a page asks for and can't be drawn is a warning: exit status 3.");
+      "bar codes are grey boxes. OUT's ending says what to write: png, svg, pdf or html, a\n"
+      "view for browsers that needs no other file. Without --page, all pages are drawn: several\n"
+      "go into one pdf or html with the document's groups and tags as contents, or into numbered\n"
+      "files if OUT has a %d or, with leading zeros, a %03d that no letter follows: the number is\n"
+      "that of the page. %% is a percent sign. OUT - is standard output. What a page asks\n"
+      "for and can't be drawn is a warning: exit status 3.");
   auto options = std::make_shared<RenderCommandOptions>();
   command->add_option("FILE", options->file, "File to draw from")->required();
   command->add_option("OUT", options->out, "File to write")->required();

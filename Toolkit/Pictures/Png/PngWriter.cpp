@@ -8,6 +8,7 @@
 #include "Toolkit/Pictures/PictureFormats.h"
 #include "Toolkit/Pictures/Png/Deflate.h"
 #include "Toolkit/Pictures/Png/FilteredRows.h"
+#include "Toolkit/Pictures/Png/PngData.h"
 
 namespace kz {
 
@@ -75,11 +76,21 @@ std::string Resolution(const Bitmap& bitmap) {
   return data += kPerMetre;
 }
 
+// Of a 1-bit picture: its grey 1, or the opacity of its colours up to the last clear one.
+std::string ClearWhite(const Bitmap& bitmap, bool mapped) {
+  if (!mapped) return {0, 1};
+  const auto isWhite = [colors = Colors(bitmap)](size_t i) {
+    return colors.compare(3 * i, 3, "\xFF\xFF\xFF") == 0;
+  };
+  return {isWhite(0) ? '\0' : '\xFF', isWhite(1) ? '\0' : '\xFF'};
+}
+
 class PngSink : public SinglePictureSink {
  public:
   using SinglePictureSink::SinglePictureSink;
+  PngSink(int descriptor, bool whiteIsClear)
+      : SinglePictureSink(descriptor), m_whiteIsClear(whiteIsClear) {}
 
- protected:
   Outcome Encode(const Bitmap& bitmap, const Write& write) const override {
     if (bitmap.Width() > kMostPixelsAside || bitmap.Height() > kMostPixelsAside) {
       return Failure(K_ERROR_INVALID_FORMAT, "a png has up to 1000000 pixels on each side");
@@ -92,6 +103,9 @@ class PngSink : public SinglePictureSink {
       start += Chunk("pHYs", Resolution(bitmap));
     }
     if (rows.Mapped()) start += Chunk("PLTE", Colors(bitmap));
+    if (m_whiteIsClear && bitmap.BitsPerPixel() == 1) {
+      start += Chunk("tRNS", ClearWhite(bitmap, rows.Mapped()));
+    }
     Outcome outcome = write(start.data(), start.size());
     if (!outcome.Ok()) return outcome;
     outcome = DeflateRows(rows, [&write](const void* bytes, size_t count) {
@@ -104,12 +118,24 @@ class PngSink : public SinglePictureSink {
     const std::string last = Chunk("IEND", {});
     return outcome.Ok() ? write(last.data(), last.size()) : outcome;
   }
+
+ private:
+  bool m_whiteIsClear = false;
 };
 
 }  // namespace
 
 std::unique_ptr<PictureSink> MakePngSink(int descriptor) {
   return std::make_unique<PngSink>(descriptor);
+}
+
+Outcome EncodePng(const Bitmap& bitmap, bool whiteIsClear, std::vector<unsigned char>& data) {
+  data.clear();
+  return PngSink(-1, whiteIsClear).Encode(bitmap, [&data](const void* bytes, size_t count) {
+    const auto* from = static_cast<const unsigned char*>(bytes);
+    data.insert(data.end(), from, from + count);
+    return Outcome{};
+  });
 }
 
 }  // namespace kz

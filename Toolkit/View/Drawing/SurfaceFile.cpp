@@ -1,37 +1,19 @@
 #include "Toolkit/View/Drawing/SurfaceFile.h"
 
-#include <unistd.h>
-
-#include <cerrno>
 #include <cstring>
-
-#include "Toolkit/Files/FileDescriptor.h"
 
 namespace kz {
 
-Outcome RenderedFile::Open(const std::string& out, FileBatch* batch) {
-  m_standard = out == "-";
-  return m_standard ? m_spool.Open() : m_file.Open(out, batch);
+cairo_status_t WriteSurface(void* file, const unsigned char* data, unsigned length) {
+  return static_cast<RenderedFile*>(file)->Write(data, length) ? CAIRO_STATUS_SUCCESS
+                                                               : CAIRO_STATUS_WRITE_ERROR;
 }
 
-cairo_status_t RenderedFile::Take(void* self, const unsigned char* data, unsigned length) {
-  auto* file = static_cast<RenderedFile*>(self);
-  const int descriptor = file->m_standard ? file->m_spool.Descriptor() : file->m_file.Descriptor();
-  if (WriteFully(descriptor, data, length)) return CAIRO_STATUS_SUCCESS;
-  file->m_error = errno;
-  return CAIRO_STATUS_WRITE_ERROR;
-}
-
-Outcome RenderedFile::Finish(cairo_surface_t* surface) {
+Outcome FinishSurface(cairo_surface_t* surface, RenderedFile& file) {
   cairo_surface_finish(surface);
-  if (m_error != 0) return SystemFailure(K_ERROR_WRITE, m_error);
-  Outcome outcome = CairoOutcome(cairo_surface_status(surface));
-  if (!outcome.Ok()) return outcome;
-  if (!m_standard) return m_file.Commit();
-  if (::lseek(m_spool.Descriptor(), 0, SEEK_SET) != 0) {
-    return SystemFailure(K_ERROR_WRITE, errno);
-  }
-  return CopyDescriptor(m_spool.Descriptor(), STDOUT_FILENO);
+  Outcome outcome = file.Written();
+  if (outcome.Ok()) outcome = CairoOutcome(cairo_surface_status(surface));
+  return outcome.Ok() ? file.Commit() : outcome;
 }
 
 Outcome BitmapOf(cairo_surface_t* surface, Bitmap& bitmap) {
