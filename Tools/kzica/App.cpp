@@ -19,6 +19,7 @@ void DefineApp(CLI::App& app, Exit& exit) {
   AddInfo(app, exit);
   AddExtract(app, exit);
   AddRender(app, exit);
+  AddContact(app, exit);
   AddCreate(app, exit);
   AddAppend(app, exit);
   AddInsert(app, exit);

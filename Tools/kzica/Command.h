@@ -19,6 +19,7 @@ enum Exit : int { kDone = 0, kFileFailed = 1, kWrongUsage = 2, kWarned = 3 };
 void AddInfo(CLI::App& app, Exit& exit);
 void AddExtract(CLI::App& app, Exit& exit);
 void AddRender(CLI::App& app, Exit& exit);
+void AddContact(CLI::App& app, Exit& exit);
 void AddCreate(CLI::App& app, Exit& exit);
 void AddAppend(CLI::App& app, Exit& exit);
 void AddInsert(CLI::App& app, Exit& exit);
