@@ -18,7 +18,7 @@ std::string Start(const Bytes& bytes) {
 TEST(Render, EveryEndingAndFormatGivesItsKindOfFile) {
   const TemporaryFolder folder;
   const std::pair<const char*, const char*> kinds[] = {
-      {"png", "\x89PNG"}, {"PDF", "%PDF"}, {"svg", "<?xml"}};
+      {"png", "\x89PNG"}, {"PDF", "%PDF"}, {"svg", "<?xml"}, {"html", "<!DOC"}};
   for (const auto& [ending, begin] : kinds) {
     const std::string out = folder / (std::string("page.") + ending);
     const Result run = Kzica({"render", Sample("report-g4.mda"), out, "-p", "2"});
@@ -45,7 +45,7 @@ TEST(Render, WhatCantBeIsSaidAndLeavesNoFile) {
     const char* message;
   } cases[] = {
       {{"render", file, folder / "out.png"}, 2, "holds one page"},
-      {{"render", file, folder / "out.tif", "-p", "1"}, 2, "png, pdf and svg"},
+      {{"render", file, folder / "out.tif", "-p", "1"}, 2, "png, pdf, svg and html"},
       {{"render", file, "-", "-p", "1"}, 2, "--format"},
       {{"render", file, folder / "out.png", "-p", "99"}, 1, "page 99"},
       {{"render", file, folder / "out.png", "-p", "1", "--dpi", "0"}, 2, "--dpi"},
