@@ -138,7 +138,7 @@ inline Bytes Statements() {
   const Bytes overlay = Overlay(
       "LETTER", Field(0xA8C9) + fonts + PageDescriptor(5953, 8419) + Field(0xA9C9) + emblem + head);
   const Bytes hills = ColorImage(
-      322, 120, AreaDescriptor(4830, 1800) + AreaPosition({.x = 560, .y = 5750}) + MapImage(0x20),
+      322, 120, AreaDescriptor(4830, 1800) + AreaPosition({.x = 560, .y = 3700}) + MapImage(0x20),
       Hills(322, 120));
   const std::pair<const char*, const char*> customers[] = {
       {"Ada Berg", "1001"}, {"Jonas Lind", "1002"}, {"Mira Solheim", "1003"}};
@@ -170,11 +170,13 @@ inline Bytes Statements() {
               Line(400, y, 5, std::to_string(30 + (month * 13) % 17) + ".40") +
               Rule(56, y + 6, 483, 0.5, {200, 206, 214});
     }
-    pages = pages + NamedGroup(std::string("Account ") + number,
-                               NamedTag("Customer", name) +
-                                   StatementPage(IncludeOverlay("LETTER", 0, 0) + hills, letter) +
-                                   NamedTag("Kind", "Readings") +
-                                   StatementPage(IncludeOverlay("LETTER", 0, 0), table));
+    pages =
+        pages +
+        NamedGroup(std::string("Account ") + number,
+                   NamedTag("Customer", name) +
+                       StatementPage(IncludeOverlay("LETTER", 0, 0) + hills, letter) +
+                       StatementPage(NamedTag("Kind", "Readings") + IncludeOverlay("LETTER", 0, 0),
+                                     table));
   }
   return ViewDocument(pages, overlay);
 }

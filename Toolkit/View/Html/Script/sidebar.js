@@ -119,13 +119,13 @@ class Contents {
     else link.removeAttribute('aria-current');
   }
 
-  // Marks the last entry that leads to the page or before it.
+  // Marks the first entry that leads to the page, or to the nearest before it.
   show(place) {
     if (!this.column) return;
     const { contents } = this.source;
     let last = -1;
     contents.forEach(({ page }, i) => {
-      if (page <= place && (last < 0 || page >= contents[last].page)) last = i;
+      if (page <= place && (last < 0 || page > contents[last].page)) last = i;
     });
     this.current = last;
     for (const [i, link] of this.column.drawn) this.tell(link, i);
