@@ -49,6 +49,8 @@ TEST(Render, WhatCantBeIsSaidAndLeavesNoFile) {
       {{"render", file, "-", "-p", "1"}, 2, "--format"},
       {{"render", file, folder / "out.png", "-p", "99"}, 1, "page 99"},
       {{"render", file, folder / "out.png", "-p", "1", "--dpi", "0"}, 2, "--dpi"},
+      {{"render", file, folder / "out.png", "-p", "1", "--size", "0"}, 2, "--size"},
+      {{"render", file, folder / "out.png", "-p", "1", "--size", "9", "--dpi", "72"}, 2, "--dpi"},
       {{"render", file, folder / "out.pdf", "--text", "loud"}, 2, "--text"},
       {{"render", Sample("odd.png"), folder / "out.pdf"}, 1, "neither"},
       {{"render", folder / "none.afp", folder / "out.pdf"}, 1, "none.afp"},

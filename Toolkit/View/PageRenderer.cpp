@@ -60,14 +60,14 @@ class PageRenderer::Shared {
     PageLayout layout;
     Outcome outcome = m_layouts.Read(page, layout);
     if (!outcome.Ok()) return outcome;
-    const double scale = m_options.dpi / kPointsPerInch;
+    const double scale = PngScale(layout);
     const double width = std::max(std::ceil(layout.width * scale - 0.01), 1.0);
     const double height = std::max(std::ceil(layout.height * scale - 0.01), 1.0);
     if (!(width * height <= static_cast<double>(kMostPixels)) ||
         std::max(width, height) > kMostSurfaceSide) {
       return Failure(K_ERROR_INVALID_FORMAT,
                      "page " + std::to_string(page) + " is too large for a png of " +
-                         std::to_string(std::lround(m_options.dpi)) + " dpi");
+                         std::to_string(std::lround(scale * kPointsPerInch)) + " dpi");
     }
     const CairoSurface surface(cairo_image_surface_create(
         CAIRO_FORMAT_RGB24, static_cast<int>(width), static_cast<int>(height)));
@@ -75,7 +75,7 @@ class PageRenderer::Shared {
     Bitmap bitmap;
     if (outcome.Ok()) outcome = BitmapOf(surface.get(), bitmap);
     if (!outcome.Ok()) return outcome;
-    const auto resolution = static_cast<int>(std::lround(m_options.dpi));
+    const int resolution = std::max(static_cast<int>(std::lround(scale * kPointsPerInch)), 1);
     bitmap.SetResolution(resolution, resolution);
     PictureWriter writer;
     outcome = writer.Open(out, PictureFormat::kPng, batch);
@@ -130,6 +130,13 @@ class PageRenderer::Shared {
 
  private:
   enum class Paper : uint8_t { Picture, Svg, Pdf };
+
+  // Pixels of a png for each point of the page.
+  double PngScale(const PageLayout& layout) const {
+    const double longer = std::max(layout.width, layout.height);
+    return m_options.size > 0 && longer > 0 ? m_options.size / longer
+                                            : m_options.dpi / kPointsPerInch;
+  }
 
   Outcome DrawPage(cairo_surface_t* surface, Paper kind, double scale, const PageLayout& layout,
                    const PageTold& told) {

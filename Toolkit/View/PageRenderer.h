@@ -36,6 +36,7 @@ enum class RenderedText : uint8_t {
 
 struct RenderOptions {
   double dpi = 100;  // of png files
+  int size = 0;      // pixels of a png's longer side, whatever dpi says; 0: as dpi says
   RenderedText text = RenderedText::kShown;
   LoadOptions load = {};
   std::string title = {};  // of pdf and html files; empty: none

@@ -156,9 +156,15 @@ void AddRender(CLI::App& app, Exit& exit) {
   command->add_option("-f,--format", options->format, "What to write, whatever the ending is")
       ->check(CLI::IsMember(kFormats));
   constexpr double leastDpi = 1, mostDpi = 2400;
-  command->add_option("--dpi", options->render.dpi, "Dots per inch of a png")
-      ->check(CLI::Range(leastDpi, mostDpi))
-      ->capture_default_str();
+  CLI::Option* dpi = command->add_option("--dpi", options->render.dpi, "Dots per inch of a png")
+                         ->check(CLI::Range(leastDpi, mostDpi))
+                         ->capture_default_str();
+  constexpr int mostSize = 10000;
+  command
+      ->add_option("--size", options->render.size,
+                   "Pixels of a png's longer side, instead of --dpi")
+      ->check(CLI::Range(1, mostSize))
+      ->excludes(dpi);
   command
       ->add_option("--text", options->text,
                    "What becomes of the text: invisible can be found and copied, for scans whose "

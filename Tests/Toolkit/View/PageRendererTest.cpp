@@ -355,6 +355,25 @@ TEST(PageRendererTest, WhatCantBeDrawnIsSaid) {
   EXPECT_EQ(rendered.Write("none/page.svg").status, K_ERROR_OPEN_WRITE);
 }
 
+// The longer side has the size that was asked for, whatever dpi says.
+TEST(PageRendererTest, PngFilesFitIntoASize) {
+  constexpr int inch = 720;
+  const struct {
+    int across, down, size, width, height;
+  } cases[] = {{8 * inch, 10 * inch, 128, 103, 128},
+               {10 * inch, 8 * inch, 256, 256, 205},
+               {3 * inch, 3 * inch, 1, 1, 1},
+               {100 * inch, inch, 64, 64, 1},
+               {7 * inch, 11 * inch, 1024, 652, 1024}};
+  for (const auto& one : cases) {
+    Rendered rendered(ViewDocument(ViewPage({}, one.across, one.down)));
+    EXPECT_EQ(rendered.Write("page.png", {1}, {.dpi = 72, .size = one.size}).what, "");
+    const Bitmap bitmap = rendered.Picture("page.png");
+    EXPECT_EQ(bitmap.Width(), one.width) << one.size;
+    EXPECT_EQ(bitmap.Height(), one.height) << one.size;
+  }
+}
+
 // Pictures and letters of svg files are drawings: nothing of a document's words is in them.
 TEST(PageRendererTest, SvgFilesHoldNoWordsOfTheDocument) {
   const Bytes group = Field(0xA8AD, AsBytes("<script>"));
