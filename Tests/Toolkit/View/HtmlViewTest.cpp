@@ -9,7 +9,7 @@
 #include "Tests/Support/TestPictures.h"
 #include "Tests/Toolkit/View/ViewFields.h"
 #include "Toolkit/Pictures/PictureFile.h"
-#include "Toolkit/Pictures/PngData.h"
+#include "Toolkit/Pictures/Png/PngData.h"
 #include "Toolkit/View/Contents.h"
 #include "Toolkit/View/Html/Sha256.h"
 #include "Toolkit/View/PageRenderer.h"
