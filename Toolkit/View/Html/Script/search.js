@@ -39,7 +39,7 @@ function textOf(items) {
 function matcher(query) {
   const words = query.trim().split(/\s+/u).filter((word) => word !== '');
   if (words.length === 0) return null;
-  const plain = words.map((word) => word.replace(/[\\^$.*+?()[\]{}|/-]/gu, '\\$&'));
+  const plain = words.map((word) => word.replace(/[\\^$.*+?()[\]{}|]/gu, '\\$&'));
   return new RegExp(plain.join('\\s+'), 'giu');
 }
 
