@@ -138,8 +138,8 @@ inline Bytes Statements() {
   const Bytes overlay = Overlay(
       "LETTER", Field(0xA8C9) + fonts + PageDescriptor(5953, 8419) + Field(0xA9C9) + emblem + head);
   const Bytes hills = ColorImage(
-      322, 120, AreaDescriptor(4830, 1800) + AreaPosition({.x = 560, .y = 3700}) + MapImage(0x20),
-      Hills(322, 120));
+      644, 240, AreaDescriptor(4830, 1800) + AreaPosition({.x = 560, .y = 3700}) + MapImage(0x20),
+      Hills(644, 240));
   const std::pair<const char*, const char*> customers[] = {
       {"Ada Berg", "1001"}, {"Jonas Lind", "1002"}, {"Mira Solheim", "1003"}};
   const char* const months[] = {"January", "February", "March", "April", "May", "June"};

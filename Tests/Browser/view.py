@@ -440,7 +440,7 @@ def take_picture(browser, path):
     browser.search("harbour")
     browser.run("document.activeElement.blur()")
     browser.settle()
-    browser.screenshot().quantize(128).save(path, optimize=True)
+    browser.screenshot().save(path, optimize=True)
 
 
 def main():
