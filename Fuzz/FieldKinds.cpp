@@ -35,7 +35,9 @@ constexpr uint16_t kStructuredCodes[] = {
     sf::kEndObjectEnvironment, sf::kObjectAreaDescriptor, sf::kObjectAreaPosition,
     sf::kBeginResourceGroup, sf::kEndResourceGroup, sf::kBeginResource, sf::kEndResource,
     sf::kIncludeObject, sf::kMapImageObject, sf::kIncludePageOverlay, sf::kBeginPageGroup,
-    sf::kEndPageGroup, sf::kNoOperation,
+    sf::kEndPageGroup, sf::kNoOperation, sf::kBeginText, sf::kEndText, sf::kTextDescriptor,
+    sf::kIncludePageSegment, sf::kMapCodedFont, sf::kBeginObjectContainer,
+    sf::kObjectContainerData,
     // clang-format on
 };
 
@@ -199,7 +201,8 @@ Bytes NewSelfDefining(Random& random) {
 // --- Control sequences, those that aren't chained to the one before
 
 constexpr uint8_t kSequenceTypes[] = {0xDA, 0xDB, 0xC6, 0xC7, 0xD2, 0xD3, 0xD8, 0xD9, 0xEE,
-                                      0xF0, 0xF6, 0xF8, 0x74, 0x80, 0x81, 0xC8, 0xD4, 0xE4};
+                                      0xF0, 0xF6, 0xF8, 0x74, 0x80, 0x81, 0xC8, 0xD4, 0xE4,
+                                      0xE6, 0xC0, 0xC2, 0xC4, 0xD0, 0x76, 0x78};
 // Prefix, class, length from itself on, type.
 constexpr size_t kSequenceHead = 4;
 
