@@ -61,6 +61,7 @@ class LayoutWalk {
   };
 
   void Walk(LayoutSource& source, ByteRange bytes, const Context& context);
+  bool LooksOn();
   // Takes a field and says where the next one begins.
   int64_t Take(LayoutSource& source, const ScannedField& field, const Context& context);
   void TakeInObject(const ScannedField& field, std::string_view data);
@@ -97,6 +98,7 @@ class LayoutWalk {
   LayoutSource* m_textSource = nullptr;
   TextRuns m_runs;
   size_t m_fields = 0;
+  int64_t m_bytes = 0;  // of fields and of what isn't any
   size_t m_textBytes = 0;
   bool m_full = false;
   std::vector<std::pair<const Document*, uint32_t>> m_including;

@@ -107,11 +107,12 @@ K_EXPORT double GuessedWidth(std::string_view text, const TextStyle& style);
 // bounded, whatever its fields say: see the limits.
 class K_EXPORT LayoutReader {
  public:
-  // Items of a page, bytes of its text, fields that are looked at for it, those of what it
-  // includes every time, and how deep includes go.
+  // Items of a page, bytes of its text, fields that are looked at for it and their bytes, those
+  // of what it includes every time, and how deep includes go.
   static constexpr size_t kMostItems = 20'000;
   static constexpr size_t kMostText = 1'000'000;
   static constexpr size_t kMostFields = 200'000;
+  static constexpr int64_t kMostBytes = int64_t{256} << 20;  // without those of pictures
   static constexpr int kMostDepth = 8;
   // Pages are no larger: 200 inches.
   static constexpr double kMostSize = 200 * 72;

@@ -16,6 +16,13 @@ Bytes Times(const Bytes& bytes, int doublings) {
   return all;
 }
 
+// A field that maps font 1, as large as this in twentieths of points.
+Bytes MappedFont(unsigned size) {
+  const Bytes group = Bytes{12, 2, 0x86, 0} + Name("CZH200") + Bytes{4, 0x24, 5, 1} +
+                      Bytes{9, 0x1F, 5, 5} + Big16(size) + Big16(0) + Bytes{0};
+  return Field(0xAB8A, Big16(static_cast<unsigned>(group.size()) + 2) + group);
+}
+
 std::string FanOut(int level) { return "LEVEL" + std::to_string(level); }
 
 TEST(HostileLayoutTest, WorkIsBounded) {
@@ -29,6 +36,9 @@ TEST(HostileLayoutTest, WorkIsBounded) {
   const Bytes moves = Field(0xEE9B, Times(Number(0xC8, 32767) + Number(0xD4, 32767), 11));
   const Bytes words = Field(0xEE9B, Times(Inline(10) + Said("W"), 10));
   const Bytes repeats = Field(0xEE9B, Times(Control(0xEE, Big16(0x7FFF) + Bytes{0xC1}), 9));
+  const Bytes tile = AreaDescriptor(10'000, 20'000) + MapImage(0x50);
+  const Bytes large = ImageObject(4000, 4000, AreaDescriptor(1000, 2000) + MapImage(0x60));
+  const Bytes many = Overlay("MANY", Times(Field(0xEEEE, Bytes(32000, 0)), 6));
   struct Case {
     const char* name;
     Bytes content;
@@ -57,6 +67,19 @@ TEST(HostileLayoutTest, WorkIsBounded) {
            ImageObject(200, 100, area + far),
        {},
        ""},
+      {"a tile that fills the page, very often",
+       Times(ImageObject(7, 7, tile), 10),
+       {},
+       "too often"},
+      {"a large picture, very often", Times(IncludeSegment("LARGE", 0, 0), 14),
+       PageSegment("LARGE", large), "too often"},
+      {"letters larger than the page",
+       TextObject(Control(0xF0, {1}) + Times(Inline(10) + Baseline(1900) + Said("WORD"), 9),
+                  MappedFont(10'000)),
+       {},
+       ""},
+      {"megabytes included very often", Times(IncludeOverlay("MANY", 0, 0), 10), many,
+       "bytes make up"},
       {"areas of next to nothing",
        ImageObject(200, 100, AreaDescriptor(1, 1, 65535) + MapImage(0x60)),
        {},

@@ -1,14 +1,22 @@
 #include "Toolkit/View/Drawing/PageDrawing.h"
 
 #include <algorithm>
+#include <cmath>
+
+#include "Toolkit/View/Drawing/ReducedSurface.h"
 
 namespace kz {
 
 namespace {
 
 // Pictures that are kept for the next page, and their pixels' bytes.
-constexpr size_t kMostLoaded = 16;
+constexpr size_t kMostLoaded = 64;
 constexpr int64_t kMostLoadedBytes = int64_t{64} << 20;
+constexpr size_t kMostWarnings = 40;
+// A pixel of what repeats is made of many.
+constexpr double kRepeatedPaint = 8;
+// Letters leave most of the paper free.
+constexpr double kTextPaint = 0.25;
 
 // The part of a rectangle that lies within another; without any, its size is 0.
 PageRectangle Within(const PageRectangle& at, const PageRectangle& page) {
@@ -43,95 +51,237 @@ cairo_surface_t* InColor(const PictureSurface& mask) {
   return surface;
 }
 
-int64_t BytesOf(const PictureSurface& picture) {
-  if (picture.surface == nullptr) return 0;
-  return int64_t{cairo_image_surface_get_stride(picture.surface.get())} * picture.height;
+int64_t BytesOf(const CairoSurface& surface) {
+  if (surface == nullptr) return 0;
+  return int64_t{cairo_image_surface_get_stride(surface.get())} *
+         cairo_image_surface_get_height(surface.get());
+}
+
+template <typename Loaded>
+bool HasReduced(const Loaded& loaded, int x, int y, bool repeats) {
+  return loaded.reduced != nullptr && loaded.reducedX == x && loaded.reducedY == y &&
+         loaded.reducedRepeats == repeats;
+}
+
+// How many pixels become one that are drawn `scale` times as large.
+int ReducedBy(double scale) {
+  constexpr double nearly = 1e-3;
+  if (!(scale > 0)) return 1;
+  return static_cast<int>(std::clamp(1 / scale + nearly, 1.0, double{kMostReduced}));
 }
 
 }  // namespace
 
-void PageDrawing::Draw(cairo_t* cairo, bool passJpeg, const PageLayout& layout,
+void PageDrawing::Draw(cairo_t* cairo, bool isVector, const PageLayout& layout,
                        std::vector<std::string>& warnings) {
-  m_passJpeg = passJpeg;
-  const PageRectangle page = {0, 0, layout.width, layout.height};
+  m_sheet = {};
+  // What was too much for another page may not be for this one.
+  m_loaded.remove_if([](const Loaded& one) { return !one.outcome.Ok(); });
+  m_sheet.isVector = isVector;
+  m_sheet.warnings = &warnings;
+  m_sheet.page = {0, 0, layout.width, layout.height};
+  cairo_matrix_t matrix;
+  cairo_get_matrix(cairo, &matrix);
+  m_sheet.scale = matrix.xx;
+  m_sheet.paint = std::max(
+      kLeastPainted, kMostPainted * layout.width * layout.height * m_sheet.scale * m_sheet.scale);
   if (m_text == TextDrawing::Under) {
     cairo_set_source_rgb(cairo, 1, 1, 1);
     for (const PageItem& item : layout.items) {
-      if (const auto* text = std::get_if<PlacedText>(&item)) m_texts.Draw(cairo, *text);
+      if (const auto* text = std::get_if<PlacedText>(&item)) Text(cairo, *text);
     }
   }
-  for (const PageItem& item : layout.items) {
-    if (const auto* picture = std::get_if<PlacedPicture>(&item)) {
-      Picture(cairo, *picture, page, warnings);
-    } else if (const auto* text = std::get_if<PlacedText>(&item)) {
-      if (m_text != TextDrawing::Shown) continue;
-      SetColor(cairo, text->style.color);
-      m_texts.Draw(cairo, *text);
-    } else if (const auto* rule = std::get_if<PlacedRule>(&item)) {
-      SetColor(cairo, rule->color);
-      Rectangle(cairo, Within(rule->at, page));
-      cairo_fill(cairo);
-    } else if (const auto* box = std::get_if<PlacedBox>(&item)) {
-      Box(cairo, *box, page);
-    }
+  for (const PageItem& item : layout.items) Item(cairo, item);
+}
+
+void PageDrawing::Item(cairo_t* cairo, const PageItem& item) {
+  if (const auto* picture = std::get_if<PlacedPicture>(&item)) {
+    Picture(cairo, *picture);
+  } else if (const auto* text = std::get_if<PlacedText>(&item)) {
+    if (m_text != TextDrawing::Shown) return;
+    SetColor(cairo, text->style.color);
+    Text(cairo, *text);
+  } else if (const auto* rule = std::get_if<PlacedRule>(&item)) {
+    const PageRectangle seen = Within(rule->at, m_sheet.page);
+    if (!Spend(seen)) return;
+    SetColor(cairo, rule->color);
+    Rectangle(cairo, seen);
+    cairo_fill(cairo);
+  } else if (const auto* box = std::get_if<PlacedBox>(&item)) {
+    if (Spend(Within(box->at, m_sheet.page))) Box(cairo, *box);
   }
 }
 
-const PageDrawing::Loaded& PageDrawing::Load(const ShownPicture& shown, bool passJpeg) {
+void PageDrawing::Text(cairo_t* cairo, const PlacedText& text) {
+  // Letters are at most twice as large as their font, and stay near their line.
+  const double size = 2 * text.style.size;
+  const PageRectangle about =
+      Covered(text.at.Then(-size, -size, 0), text.advance + 2 * size, 2 * size);
+  const PageRectangle seen = Within(about, m_sheet.page);
+  const bool isSeen = seen.width > 0 && seen.height > 0;
+  if (m_sheet.isVector || (isSeen && Spend(seen, kTextPaint))) m_texts.Draw(cairo, text);
+}
+
+// Whether a part of the page may be painted over once more.
+bool PageDrawing::Spend(const PageRectangle& seen, double perPixel) {
+  if (m_sheet.isVector) return true;
+  m_sheet.paint -= seen.width * seen.height * m_sheet.scale * m_sheet.scale * perPixel;
+  if (m_sheet.paint >= 0) return true;
+  Warn("the page is painted over too often: the rest is left out");
+  return false;
+}
+
+void PageDrawing::Warn(std::string what) {
+  std::vector<std::string>& warnings = *m_sheet.warnings;
+  const bool known = std::find(warnings.begin(), warnings.end(), what) != warnings.end();
+  if (!known && warnings.size() < kMostWarnings) warnings.push_back(std::move(what));
+}
+
+PageDrawing::Loaded& PageDrawing::Load(const PlacedPicture& placed) {
+  const ShownPicture& shown = placed.shown;
+  // What repeats is drawn from its pixels.
+  const bool passJpeg = !placed.replicated && m_sheet.isVector;
   const auto known = std::find_if(m_loaded.begin(), m_loaded.end(), [&](const Loaded& one) {
     return one.shown.document == shown.document && one.shown.picture == shown.picture &&
            one.passJpeg == passJpeg;
   });
   if (known != m_loaded.end()) {
     m_loaded.splice(m_loaded.begin(), m_loaded, known);
-    return m_loaded.front();
+  } else {
+    m_loaded.emplace_front();
+    m_loaded.front().shown = shown;
+    m_loaded.front().passJpeg = passJpeg;
   }
-  Loaded loaded;
-  loaded.shown = shown;
-  loaded.passJpeg = passJpeg;
-  loaded.outcome = LoadSurface(shown, m_load, passJpeg, loaded.picture);
-  int64_t bytes = BytesOf(loaded.picture);
-  m_loaded.push_front(std::move(loaded));
-  size_t kept = 1;
-  for (auto one = std::next(m_loaded.begin()); one != m_loaded.end();) {
-    bytes += BytesOf(one->picture);
-    const bool keep = ++kept <= kMostLoaded && bytes <= kMostLoadedBytes;
-    one = keep ? std::next(one) : m_loaded.erase(one);
+  Loaded& loaded = m_loaded.front();
+  const auto [x, y] = ReductionOf(loaded.picture, placed);
+  if (!loaded.outcome.Ok() || loaded.picture.surface != nullptr ||
+      HasReduced(loaded, x, y, placed.replicated)) {
+    return loaded;
   }
-  return m_loaded.front();
+  loaded.outcome = LoadNew(shown, passJpeg, loaded.picture);
+  LimitLoaded();
+  return loaded;
 }
 
-void PageDrawing::Picture(cairo_t* cairo, const PlacedPicture& placed, const PageRectangle& page,
-                          std::vector<std::string>& warnings) {
-  const PageRectangle seen = Within(Covered(placed.area, placed.width, placed.height), page);
+// Lets go of pictures that were drawn long ago, of those first that are there reduced too.
+void PageDrawing::LimitLoaded() {
+  int64_t bytes = 0;
+  size_t kept = 0;
+  for (auto one = m_loaded.begin(); one != m_loaded.end();) {
+    const int64_t whole = BytesOf(one->picture.surface);
+    int64_t all = whole + BytesOf(one->tile) + BytesOf(one->reduced);
+    const bool first = kept++ == 0;
+    if (!first && bytes + all > kMostLoadedBytes / 4 && one->reduced != nullptr) {
+      one->picture.surface.reset();
+      all -= whole;
+    }
+    bytes += all;
+    const bool keep = first || (kept <= kMostLoaded && bytes <= kMostLoadedBytes);
+    one = keep ? std::next(one) : m_loaded.erase(one);
+  }
+}
+
+// How many pixels of a picture may become one where it is placed.
+std::pair<int, int> PageDrawing::ReductionOf(const PictureSurface& picture,
+                                             const PlacedPicture& placed) const {
+  if (m_sheet.isVector || picture.width <= 0 || picture.height <= 0) return {1, 1};
+  return {ReducedBy(placed.contentWidth * m_sheet.scale / picture.width),
+          ReducedBy(placed.contentHeight * m_sheet.scale / picture.height)};
+}
+
+Outcome PageDrawing::LoadNew(const ShownPicture& shown, bool passJpeg, PictureSurface& picture) {
+  if (m_sheet.decoded >= kMostDecoded) {
+    return Failure(K_ERROR_INVALID_FORMAT, "the page has too many large pictures");
+  }
+  PictureInfo info;
+  if (shown.document->DescribePicture(shown.picture, info).Ok()) {
+    m_sheet.decoded += int64_t{std::max(info.width, 0)} * std::max(info.height, 0);
+  }
+  return LoadSurface(shown, m_load, passJpeg, picture);
+}
+
+// What a picture is drawn from: as few pixels as the page's are fine.
+PageDrawing::Source PageDrawing::SourceOf(Loaded& loaded, const PlacedPicture& placed) const {
+  const PictureSurface& picture = loaded.picture;
+  const Source whole = {picture.surface.get(), picture.isMask};
+  if (m_sheet.isVector && !placed.replicated) return whole;
+  const auto [x, y] = ReductionOf(picture, placed);
+  if (placed.replicated) return TileOf(loaded, x, y);
+  if (x == 1 && y == 1) return whole;
+  if (!HasReduced(loaded, x, y, false)) {
+    loaded.reduced = ReduceSurface(picture, x, y);
+    loaded.reducedX = x;
+    loaded.reducedY = y;
+    loaded.reducedRepeats = false;
+  }
+  if (cairo_surface_status(loaded.reduced.get()) != CAIRO_STATUS_SUCCESS) return whole;
+  return {loaded.reduced.get(), picture.isMask, x, y};
+}
+
+// What repeats a picture. Pixels of small tiles are far to find: they make larger ones.
+PageDrawing::Source PageDrawing::TileOf(Loaded& loaded, int x, int y) const {
+  constexpr int large = 1024, mostLarge = 4 * large;
+  const PictureSurface& picture = loaded.picture;
+  if (loaded.tile == nullptr && picture.isMask) loaded.tile.reset(InColor(picture));
+  cairo_surface_t* tile = loaded.tile != nullptr ? loaded.tile.get() : picture.surface.get();
+  const Source plain = {tile, picture.isMask && loaded.tile == nullptr};
+  if (m_sheet.isVector || plain.isMask || std::max(picture.width, picture.height) > large) {
+    return plain;
+  }
+  const auto times = [](int side, int pixels) { return (large / (side * pixels) + 1) * pixels; };
+  if (picture.width * times(picture.width, x) > mostLarge) x = 1;
+  if (picture.height * times(picture.height, y) > mostLarge) y = 1;
+  if (!HasReduced(loaded, x, y, true)) {
+    PictureSurface tiles = RepeatSurface(tile, times(picture.width, x), times(picture.height, y));
+    const bool made = cairo_surface_status(tiles.surface.get()) == CAIRO_STATUS_SUCCESS;
+    loaded.reduced = made && x * y > 1 ? ReduceSurface(tiles, x, y) : std::move(tiles.surface);
+    loaded.reducedX = x;
+    loaded.reducedY = y;
+    loaded.reducedRepeats = true;
+  }
+  if (cairo_surface_status(loaded.reduced.get()) != CAIRO_STATUS_SUCCESS) return plain;
+  return {loaded.reduced.get(), false, x, y};
+}
+
+void PageDrawing::Picture(cairo_t* cairo, const PlacedPicture& placed) {
+  const PageRectangle seen =
+      Within(Covered(placed.area, placed.width, placed.height), m_sheet.page);
   if (seen.width <= 0 || seen.height <= 0) return;
-  // What repeats is drawn from its pixels.
-  const Loaded& loaded = Load(placed.shown, !placed.replicated && m_passJpeg);
+  if (!Spend(seen, placed.replicated ? kRepeatedPaint : 1)) return;
+  Loaded& loaded = Load(placed);
   const std::string name = "picture " + std::to_string(placed.shown.picture);
   const auto warn = [&](const std::string& what) {
-    warnings.emplace_back(name).append(": ").append(what);
+    Warn(std::string(name).append(": ").append(what));
   };
   if (!loaded.outcome.Ok()) {
     warn(loaded.outcome.what);
-    return Box(cairo, {seen, name}, page);
+    return Box(cairo, {seen, name});
   }
   for (const std::string& warning : loaded.outcome.warnings) warn(warning);
   const PictureSurface& picture = loaded.picture;
+  const Source source = SourceOf(loaded, placed);
   cairo_save(cairo);
   Rectangle(cairo, seen);
   cairo_clip(cairo);
   const cairo_matrix_t area = MatrixOf(placed.area), content = MatrixOf(placed.content);
   cairo_transform(cairo, &area);
   cairo_transform(cairo, &content);
-  cairo_scale(cairo, placed.contentWidth / picture.width, placed.contentHeight / picture.height);
-  const CairoSurface opaque(placed.replicated && picture.isMask ? InColor(picture) : nullptr);
-  const bool asMask = picture.isMask && opaque == nullptr;
-  const CairoPattern pattern(
-      cairo_pattern_create_for_surface(opaque != nullptr ? opaque.get() : picture.surface.get()));
-  // Edges stay as sharp as the area's; what repeats fills it.
-  cairo_pattern_set_extend(pattern.get(),
-                           placed.replicated && !asMask ? CAIRO_EXTEND_REPEAT : CAIRO_EXTEND_NONE);
-  if (asMask) {
+  cairo_scale(cairo, placed.contentWidth / picture.width * source.pixelsX,
+              placed.contentHeight / picture.height * source.pixelsY);
+  const CairoPattern pattern(cairo_pattern_create_for_surface(source.surface));
+  // Edges stay as sharp as the area's; what repeats fills it. Those of a picture that was reduced
+  // lie within its last pixels.
+  cairo_extend_t extend = CAIRO_EXTEND_NONE;
+  if (placed.replicated) {
+    if (!source.isMask) extend = CAIRO_EXTEND_REPEAT;
+  } else if (source.pixelsX > 1 || source.pixelsY > 1) {
+    cairo_rectangle(cairo, 0, 0, static_cast<double>(picture.width) / source.pixelsX,
+                    static_cast<double>(picture.height) / source.pixelsY);
+    cairo_clip(cairo);
+    extend = CAIRO_EXTEND_PAD;
+  }
+  cairo_pattern_set_extend(pattern.get(), extend);
+  if (source.isMask) {
     cairo_set_source_rgb(cairo, 0, 0, 0);
     cairo_mask(cairo, pattern.get());
   } else {
@@ -141,8 +291,8 @@ void PageDrawing::Picture(cairo_t* cairo, const PlacedPicture& placed, const Pag
   cairo_restore(cairo);
 }
 
-void PageDrawing::Box(cairo_t* cairo, const PlacedBox& box, const PageRectangle& page) {
-  const PageRectangle seen = Within(box.at, page);
+void PageDrawing::Box(cairo_t* cairo, const PlacedBox& box) {
+  const PageRectangle seen = Within(box.at, m_sheet.page);
   constexpr double paper = 0.85, border = 0.5;
   cairo_save(cairo);
   Rectangle(cairo, seen);

@@ -3,6 +3,7 @@
 
 #include <list>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Toolkit/View/Drawing/PictureSurface.h"
@@ -20,10 +21,17 @@ class PageDrawing {
   PageDrawing(LoadOptions load, TextDrawing text) : m_load(std::move(load)), m_text(text) {}
 
   TextSetter& Texts() { return m_texts; }
-  // Draws a page with a point for a unit on a surface, with `passJpeg` one that carries JPEG
-  // data as they are; what lies outside of it isn't drawn. Warns of pictures that
-  // can't be drawn, for which a box stands.
-  void Draw(cairo_t* cairo, bool passJpeg, const PageLayout& layout,
+  // Pixels of the pictures that are decoded for a page, whose last may be more; and of pixels,
+  // how often they are painted over by all but text, or how many pixels are. What a page shows
+  // beyond that is boxes, and left out.
+  static constexpr int64_t kMostDecoded = int64_t{1} << 31;
+  static constexpr double kMostPainted = 8;
+  static constexpr double kLeastPainted = 1 << 27;
+
+  // Draws a page with a point for a unit on a surface, on one that `isVector` JPEG data as they
+  // are; what lies outside of it isn't drawn. Warns of pictures that can't be drawn, for which a
+  // box stands, and of limits that were reached.
+  void Draw(cairo_t* cairo, bool isVector, const PageLayout& layout,
             std::vector<std::string>& warnings);
 
  private:
@@ -33,16 +41,46 @@ class PageDrawing {
     bool passJpeg = false;
     PictureSurface picture;
     Outcome outcome;
+    CairoSurface tile;     // in colours, for one that repeats
+    CairoSurface reduced;  // of so many pixels each has become one; also many tiles
+    int reducedX = 1;
+    int reducedY = 1;
+    bool reducedRepeats = false;
   };
-  const Loaded& Load(const ShownPicture& shown, bool passJpeg);
-  void Picture(cairo_t* cairo, const PlacedPicture& placed, const PageRectangle& page,
-               std::vector<std::string>& warnings);
-  void Box(cairo_t* cairo, const PlacedBox& box, const PageRectangle& page);
+  // What a page is drawn on, and what is left to be done for it.
+  struct Sheet {
+    bool isVector = false;
+    PageRectangle page;
+    double scale = 1;  // pixels of a point, if it has pixels
+    double paint = 0;  // pixels
+    int64_t decoded = 0;
+    std::vector<std::string>* warnings = nullptr;
+  };
+  // A surface whose pixels stand for so many of the picture's.
+  struct Source {
+    cairo_surface_t* surface = nullptr;
+    bool isMask = false;
+    int pixelsX = 1;
+    int pixelsY = 1;
+  };
+
+  Loaded& Load(const PlacedPicture& placed);
+  void LimitLoaded();
+  std::pair<int, int> ReductionOf(const PictureSurface& picture, const PlacedPicture& placed) const;
+  Outcome LoadNew(const ShownPicture& shown, bool passJpeg, PictureSurface& picture);
+  Source SourceOf(Loaded& loaded, const PlacedPicture& placed) const;
+  Source TileOf(Loaded& loaded, int x, int y) const;
+  bool Spend(const PageRectangle& seen, double perPixel = 1);
+  void Warn(std::string what);
+  void Item(cairo_t* cairo, const PageItem& item);
+  void Text(cairo_t* cairo, const PlacedText& text);
+  void Picture(cairo_t* cairo, const PlacedPicture& placed);
+  void Box(cairo_t* cairo, const PlacedBox& box);
 
   LoadOptions m_load;
   TextDrawing m_text;
   TextSetter m_texts;
-  bool m_passJpeg = false;     // to the page's surface
+  Sheet m_sheet;
   std::list<Loaded> m_loaded;  // the newest first
 };
 
