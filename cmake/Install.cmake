@@ -1,6 +1,6 @@
-# What `cmake --install` puts in place: the command with its manual page and
-# completion (Tools/kzica), the libraries, the headers as <kzica/X.h>, a CMake package
-# and a pkg-config file.
+# What `cmake --install` puts in place: the command with its manual pages, completions
+# and what desktops read (Tools/kzica), the libraries, the headers as <kzica/X.h>, a CMake
+# package and a pkg-config file.
 include(CMakePackageConfigHelpers)
 include(cmake/PublicHeaders.cmake)
 
