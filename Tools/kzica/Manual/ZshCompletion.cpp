@@ -34,7 +34,7 @@ std::string OptionArgument(const OutlineOption& option) {
   std::string names;
   for (const std::string& name : option.names) {
     const std::string sign = !takes ? "" : name.starts_with("--") ? "=" : "+";
-    names += (names.empty() ? "" : ",") + name + sign;
+    names.append(names.empty() ? "" : ",").append(name).append(sign);
   }
   std::string text = " \\\n        ";
   if (option.repeated) {
