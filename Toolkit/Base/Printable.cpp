@@ -30,8 +30,13 @@ Character FirstOf(std::string_view text) {
   return {length, code, true};
 }
 
+// Those that no text has, and that writers of files refuse.
+bool IsNoncharacter(char32_t code) {
+  return (code & 0xFFFE) == 0xFFFE || (code >= 0xFDD0 && code <= 0xFDEF);
+}
+
 bool IsPrintable(char32_t code) {
-  if (code < 0x20 || (code >= 0x7F && code < 0xA0)) return false;
+  if (code < 0x20 || (code >= 0x7F && code < 0xA0) || IsNoncharacter(code)) return false;
   return code != 0x061C && code != 0x200E && code != 0x200F &&
          !(code >= 0x2028 && code <= 0x202E) && !(code >= 0x2066 && code <= 0x2069);
 }
@@ -61,8 +66,8 @@ std::string Printable(std::string_view text, Unprintable as, std::string_view ke
   while (!text.empty()) {
     const Character character = FirstOf(text);
     const std::string_view bytes = text.substr(0, character.length);
-    if ((character.valid && IsPrintable(character.code)) ||
-        keep.find(bytes) != std::string_view::npos) {
+    const bool kept = keep.find(bytes) != std::string_view::npos;
+    if (character.valid && (kept || IsPrintable(character.code))) {
       out += bytes;
     } else {
       AddReplacement(character, bytes, as, out);

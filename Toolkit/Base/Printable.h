@@ -17,7 +17,7 @@ enum class Unprintable {
 
 // The text without what a terminal could take for orders: control characters (U+0000
 // to U+001F, U+007F to U+009F), those that end lines or turn the direction of writing
-// (U+061C, U+200E, U+200F, U+2028 to U+202E, U+2066 to U+2069), and bytes that are no
+// (U+061C, U+200E, U+200F, U+2028 to U+202E, U+2066 to U+2069), noncharacters (U+FFFE), and bytes that are no
 // UTF-8. Characters of `keep` stay.
 K_EXPORT std::string Printable(std::string_view text, Unprintable as = Unprintable::Hex,
                                std::string_view keep = {});

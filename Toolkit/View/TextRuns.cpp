@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "Format/BigEndian.h"
+#include "Toolkit/Base/Printable.h"
 #include "Toolkit/Images/Decoding/BilevelColor.h"
 #include "Toolkit/Images/ImageFields.h"
 
@@ -24,19 +25,9 @@ double SignedNumber(std::string_view parameters) {
 
 bool IsDefault(std::string_view parameters) { return parameters.starts_with("\xFF\xFF"); }
 
-// Blanks in place of control characters, of both kinds.
-std::string WithoutControls(std::string text) {
-  for (size_t at = 0; at < text.size(); ++at) {
-    const auto byte = static_cast<unsigned char>(text[at]);
-    if (byte < 0x20 || byte == 0x7F) {
-      text[at] = ' ';
-    } else if (byte == 0xC2 && at + 1 < text.size() &&
-               static_cast<unsigned char>(text[at + 1]) < 0xA0) {
-      text.replace(at, 2, " ");
-    }
-  }
-  return text;
-}
+// Characters that turn the direction of writing, which are the text's own.
+constexpr std::string_view kDirections =
+    "\u061C\u200E\u200F\u202A\u202B\u202C\u202D\u202E\u2066\u2067\u2068\u2069";
 
 bool StartsCharacter(char byte) { return (static_cast<unsigned char>(byte) & 0xC0) != 0x80; }
 
@@ -240,7 +231,7 @@ void TextRuns::EndRun() {
 }
 
 void TextRuns::PutText(std::string text) {
-  text = WithoutControls(std::move(text));
+  text = Printable(text, Unprintable::Blank, kDirections);
   size_t end = 0;
   for (size_t at = 0; at < text.size() && !m_full; at = end) {
     end = std::min(at + kLongestRun, text.size());
