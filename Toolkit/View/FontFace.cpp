@@ -25,7 +25,7 @@ constexpr FaceWord kFaceWords[] = {
 };
 
 // The letter of a family in names like C0H200B0.
-constexpr size_t kFamily = 2, kWeight = 3, kPosture = 4, kSize = 6, kCoreName = 6;
+constexpr size_t kFamily = 2, kStyle = 3, kAfterStyle = 4, kSize = 6, kCoreName = 6;
 
 std::string Upper(std::string text) {
   std::transform(text.begin(), text.end(), text.begin(), [](char c) {
@@ -34,12 +34,12 @@ std::string Upper(std::string text) {
   return text;
 }
 
-// Whether a name is one of the usual families: C0 or X0 and the like, a family, a weight.
+// Whether a name is one of the usual families: C0 or X0 and the like, a family, a style.
 bool IsCoreName(std::string_view name) {
   const bool set = name.starts_with('C') || name.starts_with('X');
   return set && name.size() >= kCoreName && name.find(' ') == std::string_view::npos &&
-         name[kWeight] >= '1' && name[kWeight] <= '9' && name[kPosture] >= '0' &&
-         name[kPosture] <= '9';
+         name[kStyle] >= '1' && name[kStyle] <= '9' && name[kAfterStyle] >= '0' &&
+         name[kAfterStyle] <= '9';
 }
 
 Face FaceOfFamily(char family) {
@@ -73,10 +73,11 @@ RunFont RunFontOf(const MappedFont* font) {
   run.italic = font->italic;
   if (font->points > 0) run.size = font->points;
   if (IsCoreName(name)) {
-    constexpr char bold = '4';
+    // 2 is the plain style, 3 its italic one, 4 the bold one, and so on.
+    const int style = name[kStyle] - '0';
     run.face = FaceOfFamily(name[kFamily]);
-    run.bold |= name[kWeight] >= bold;
-    run.italic |= name[kPosture] != '0';
+    run.bold |= style >= 4;
+    run.italic |= style >= 3 && style % 2 == 1;
     const double size = name.size() > kSize ? SizeOfLetter(name[kSize]) : 0;
     if (font->points <= 0 && size > 0) run.size = size;
     return run;

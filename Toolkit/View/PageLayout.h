@@ -62,7 +62,7 @@ struct TextStyle {
   bool underlined = false;
   double size = 10;       // of the font
   double blank = -1;      // width of a blank; below 0: the font's own
-  double adjustment = 0;  // between characters, in addition to the font's own
+  double adjustment = 0;  // after characters other than blanks, in addition to the font's own
   PageColor color = {};
   bool operator==(const TextStyle&) const = default;
 };

@@ -31,8 +31,10 @@ constexpr std::string_view kDirections =
 
 bool StartsCharacter(char byte) { return (static_cast<unsigned char>(byte) & 0xC0) != 0x80; }
 
+// Blanks aren't adjusted: producers count their adjustment in the width that they set.
 double WidthOf(std::string_view text, const TextStyle& style, const MeasureText& measure) {
-  const auto characters = std::count_if(text.begin(), text.end(), StartsCharacter);
+  const auto characters = std::count_if(
+      text.begin(), text.end(), [](char byte) { return byte != ' ' && StartsCharacter(byte); });
   double width = style.adjustment * static_cast<double>(characters);
   if (style.blank < 0) return width + measure(text, style);
   while (!text.empty()) {

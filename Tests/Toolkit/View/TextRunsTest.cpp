@@ -79,8 +79,9 @@ TEST(TextRunsTest, WidthsAreThoseThatAreAskedFor) {
       {"none", {}, "18"},
       {"blanks", Number(0xC4, 100), "22"},
       {"blanks as in the font again", Number(0xC4, 100) + Number(0xC4, 0xFFFF), "18"},
-      {"wider", Control(0xC2, {0, 10, 0}), "21"},
-      {"narrower", Control(0xC2, {0, 10, 1}), "15"},
+      {"letters wider", Control(0xC2, {0, 10, 0}), "20"},
+      {"letters narrower", Control(0xC2, {0, 10, 1}), "16"},
+      {"blanks and letters", Number(0xC4, 100) + Control(0xC2, {0, 10, 0}), "24"},
   };
   for (const Case& one : cases) {
     const std::string runs =
@@ -117,7 +118,8 @@ TEST(TextRunsTest, FontsAreReplacedByTheirNames) {
   const Case cases[] = {
       {mapped(set("C0H200B0")), "sans 12"},
       {mapped(set("C0N40000")), "serif 10 bold"},
-      {mapped(set("C042106")), "mono 6 italic"},
+      {mapped(set("C0430060")), "mono 6 italic"},
+      {mapped(set("C0S500D0")), "serif 14 bold italic"},
       {mapped(set("CZH200") + triplet(0x1F, Bytes{5, 5} + Big16(180) + Big16(0) + Bytes{0})),
        "sans 9"},
       {mapped(set("CZN200") + triplet(0x1F, Bytes{7, 5} + Big16(400) + Big16(0) + Bytes{0x80})),

@@ -39,6 +39,11 @@ TextSetter::TextSetter()
   pango_layout_context_changed(m_layout.get());
   pango_layout_set_single_paragraph_mode(m_layout.get(), TRUE);
   pango_layout_set_auto_dir(m_layout.get(), FALSE);
+  // Characters of presentation text are as wide as they are by themselves, and copied as such.
+  PangoAttrList* attributes = pango_attr_list_new();
+  pango_attr_list_insert(attributes, pango_attr_font_features_new("kern=0, liga=0, clig=0"));
+  pango_layout_set_attributes(m_layout.get(), attributes);
+  pango_attr_list_unref(attributes);
 }
 
 PangoLayoutLine* TextSetter::Set(std::string_view text, const TextStyle& style) {
@@ -74,10 +79,11 @@ double TextSetter::Spread(PangoLayoutLine* line, const char* text, const TextSty
          more = pango_glyph_item_iter_next_cluster(&iter)) {
       const int step = iter.start_glyph < iter.end_glyph ? 1 : -1;
       PangoGlyphInfo* last = &run->glyphs->glyphs[iter.end_glyph - step];
-      if (style.blank >= 0 && text[iter.start_index] == ' ') {
+      if (text[iter.start_index] != ' ') {
+        last->geometry.width += adjustment;
+      } else if (style.blank >= 0) {
         last->geometry.width = static_cast<int>(style.blank * kPangoPoint);
       }
-      last->geometry.width += adjustment;
     }
     for (int i = 0; i < run->glyphs->num_glyphs; ++i) {
       width += run->glyphs->glyphs[i].geometry.width / kPangoPoint;
