@@ -86,7 +86,11 @@ double TextSetter::Spread(PangoLayoutLine* line, const char* text, const TextSty
       }
     }
     for (int i = 0; i < run->glyphs->num_glyphs; ++i) {
-      width += run->glyphs->glyphs[i].geometry.width / kPangoPoint;
+      PangoGlyphInfo& info = run->glyphs->glyphs[i];
+      width += info.geometry.width / kPangoPoint;
+      // What no font has would be drawn as a box with numbers, and be found as these: the
+      // font's own box stands for the character.
+      if ((info.glyph & PANGO_GLYPH_UNKNOWN_FLAG) != 0) info.glyph = 0;
     }
   }
   return width;
