@@ -32,6 +32,7 @@ void DefineApp(CLI::App& app, Exit& exit) {
   AddIndex(app, exit);
   AddDump(app, exit);
   AddCheck(app, exit);
+  AddCompare(app, exit);
   AddConvert(app, exit);
   AddReport(app, exit);
   AddHelp(app);

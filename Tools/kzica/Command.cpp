@@ -145,7 +145,8 @@ Exit FinishOutput(Exit exit) {
     (void)std::raise(SIGPIPE);
   }
   if (g_outputError == 0) return exit == kDone && g_warned ? kWarned : exit;
-  return Complain({"-"}, kz::SystemFailure(K_ERROR_WRITE, g_outputError));
+  const Exit failed = Complain({"-"}, kz::SystemFailure(K_ERROR_WRITE, g_outputError));
+  return exit == kWrongUsage ? exit : failed;
 }
 
 Progress::Progress(size_t count, const char* noun)

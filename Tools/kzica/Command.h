@@ -32,6 +32,7 @@ void AddText(CLI::App& app, Exit& exit);
 void AddIndex(CLI::App& app, Exit& exit);
 void AddDump(CLI::App& app, Exit& exit);
 void AddCheck(CLI::App& app, Exit& exit);
+void AddCompare(CLI::App& app, Exit& exit);
 void AddConvert(CLI::App& app, Exit& exit);
 void AddReport(CLI::App& app, Exit& exit);
 void AddHelp(CLI::App& app);

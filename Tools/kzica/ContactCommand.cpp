@@ -30,7 +30,8 @@ kz::SheetFormat ChooseFormat(const ContactOptions& options) {
   }
   const std::string name = options.format.empty() ? options.out : "." + options.format;
   const kz::RenderFormatRow* row = kz::FindRenderFormat(name);
-  if (row == nullptr || row->format == kz::RenderFormat::kSvg) {
+  if (row == nullptr ||
+      (row->format != kz::RenderFormat::kPng && row->format != kz::RenderFormat::kPdf)) {
     throw UsageError(options.out +
                      ": the ending is neither png nor pdf; say with --format what to write");
   }

@@ -21,8 +21,8 @@ constexpr double kPaperWidth = 595, kPaperHeight = 842;  // A4
 constexpr int kColumns = 6;
 constexpr int kSize = 200;
 constexpr int kPaperColumns = 4;
-// Of thumbnails on paper: 200 dots per inch.
-constexpr double kPaperDensity = 200.0 / 72;
+// Of thumbnails on paper: 150 dots per inch.
+constexpr double kPaperDensity = 150.0 / 72;
 
 double FontOf(double cell) { return std::clamp(cell * 0.06, 6.0, 15.0); }
 
