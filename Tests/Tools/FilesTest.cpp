@@ -32,6 +32,7 @@ class Files : public testing::Test {
     return {{"info", file},
             {"extract", file, m_folder / "out.png"},
             {"render", file, m_folder / "out.pdf"},
+            {"contact", file, m_folder / "out.png"},
             {"text", file},
             {"check", file},
             {"index", file},
@@ -52,6 +53,8 @@ class Files : public testing::Test {
             {"extract", m_document, file, "-f", "raw"},
             {"render", m_document, file, "-f", "png", "-p", "1"},
             {"render", m_document, file, "-f", "pdf"},
+            {"contact", m_document, file, "-f", "png"},
+            {"contact", m_document, file, "-f", "pdf"},
             {"assemble", file, m_document},
             {"split", m_document, file, "-p", "1"}};
   }
@@ -138,6 +141,7 @@ TEST_F(Files, DocumentsMayBeLargerThanPositionsReach) {
                             "extract NAME OUT --all -f tif",
                             "text NAME -p z",
                             "render NAME OUT -p 3 -f png",
+                            "contact NAME OUT -p 3 -f png",
                             "split NAME OUT -p 2",
                             "assemble OUT NAME:3,2",
                             "delete NAME -p 1 -o OUT",
@@ -201,7 +205,7 @@ TEST_F(Files, AnyNameWillDo) {
     for (const char* line :
          {"create FILE ODD", "append FILE ODD", "insert FILE ODD --after 1",
           "replace FILE ODD -p 2", "delete FILE -p 1", "assemble FILE FILE FILE:z-1", "check FILE",
-          "text FILE", "dump FILE --json", "extract FILE ODD -p z", "render FILE ODD -p z",
+          "text FILE", "dump FILE --json", "extract FILE ODD -p z", "render FILE ODD -p z", "contact FILE ODD", "compare FILE FILE",
           "split FILE ODD -p 4"}) {
       const Result run = Kzica(Words(line, {{"FILE", file}, {"ODD", odd}}), kPatient);
       EXPECT_EQ(run.exit, 0) << line << ": " << run.err;
