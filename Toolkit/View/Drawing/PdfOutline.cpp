@@ -2,64 +2,12 @@
 
 #include <cairo-pdf.h>
 
-#include <map>
+#include <algorithm>
 
 #include "Toolkit/Base/Printable.h"
+#include "Toolkit/View/Contents.h"
 
 namespace kz {
-
-namespace {
-
-// UTF-8 without control characters, which is what an entry may be.
-std::string Shown(const std::string& text) { return Printable(text, Unprintable::Blank); }
-
-class Outline {
- public:
-  Outline(cairo_surface_t* pdf, const PageIndex& index, const std::vector<int>& pages)
-      : m_pdf(pdf), m_index(index) {
-    for (size_t i = 0; i < pages.size(); ++i) m_places.emplace(pages[i], static_cast<int>(i) + 1);
-  }
-
-  void Add() {
-    std::vector<int> ids(m_index.groups.size(), CAIRO_PDF_OUTLINE_ROOT);
-    std::vector<int> targets(m_index.groups.size(), 0);
-    size_t tag = 0;
-    for (size_t i = 0; i < m_index.groups.size(); ++i) {
-      const IndexedGroup& group = m_index.groups[i];
-      const auto place = m_places.lower_bound(group.firstPage);
-      const bool there = place != m_places.end() && place->first < group.firstPage + group.pages;
-      const bool nested = group.parent != kNoIndex && group.parent < i;
-      const int parent = nested ? ids[group.parent] : CAIRO_PDF_OUTLINE_ROOT;
-      ids[i] = there ? AddEntry(parent, group.name, place->second) : parent;
-      targets[i] = there ? place->second : 0;
-    }
-    for (; tag < m_index.tags.size(); ++tag) {
-      const IndexedTag& one = m_index.tags[tag];
-      const bool inGroup = one.group != kNoIndex && one.group < ids.size();
-      const int parent = inGroup ? ids[one.group] : CAIRO_PDF_OUTLINE_ROOT;
-      const auto place = m_places.find(one.page);
-      const int target = one.page > 0 ? (place != m_places.end() ? place->second : 0)
-                         : inGroup    ? targets[one.group]
-                                      : 0;
-      if (target > 0) AddEntry(parent, one.name + ": " + one.value, target);
-    }
-  }
-
- private:
-  int AddEntry(int parent, const std::string& name, int page) {
-    if (m_entries++ >= kMostOutlineEntries) return parent;
-    const std::string link = "page=" + std::to_string(page) + " pos=[0 0]";
-    return cairo_pdf_surface_add_outline(m_pdf, parent, Shown(name).c_str(), link.c_str(),
-                                         static_cast<cairo_pdf_outline_flags_t>(0));
-  }
-
-  cairo_surface_t* m_pdf;
-  const PageIndex& m_index;
-  std::map<int, int> m_places;  // in the file, by pages of the document
-  size_t m_entries = 0;
-};
-
-}  // namespace
 
 void AddOutline(cairo_surface_t* pdf, const PageIndex& index, const std::vector<int>& pages,
                 const std::string& title) {
@@ -73,9 +21,17 @@ void AddOutline(cairo_surface_t* pdf, const PageIndex& index, const std::vector<
   const std::string& named =
       only != nullptr && !several && !only->name.empty() ? only->name : title;
   if (!named.empty()) {
-    cairo_pdf_surface_set_metadata(pdf, CAIRO_PDF_METADATA_TITLE, Shown(named).c_str());
+    const std::string shown = Printable(named, Unprintable::Blank);
+    cairo_pdf_surface_set_metadata(pdf, CAIRO_PDF_METADATA_TITLE, shown.c_str());
   }
-  Outline(pdf, index, pages).Add();
+  std::vector<int> open;  // the last entry of each level
+  for (const ContentsEntry& entry : ContentsOf(index, pages)) {
+    open.resize(std::min(static_cast<size_t>(entry.level), open.size()));
+    const std::string link = "page=" + std::to_string(entry.page + 1) + " pos=[0 0]";
+    open.push_back(cairo_pdf_surface_add_outline(
+        pdf, open.empty() ? CAIRO_PDF_OUTLINE_ROOT : open.back(), entry.name.c_str(), link.c_str(),
+        static_cast<cairo_pdf_outline_flags_t>(0)));
+  }
 }
 
 }  // namespace kz

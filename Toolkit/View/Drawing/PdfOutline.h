@@ -9,9 +9,6 @@
 
 namespace kz {
 
-// Entries of the outline; a document may have more groups and tags.
-constexpr size_t kMostOutlineEntries = 50'000;
-
 // Adds them to a pdf surface that will have these pages, in this order. The title is the name
 // of the only group that is in no other, else the one given, which may be empty. Entries lead
 // to the first of the pages that is theirs, and there are none without.

@@ -94,6 +94,13 @@ class ViewDocument {
   }
 }
 
+function bytesOf(base64) {
+  const characters = atob(base64);
+  const bytes = new Uint8Array(characters.length);
+  for (let i = 0; i < bytes.length; i += 1) bytes[i] = characters.charCodeAt(i);
+  return bytes;
+}
+
 // Pictures out of the file, as long as somebody shows them.
 class Pictures {
   constructor() {
@@ -141,7 +148,7 @@ class Pictures {
     let used = this.used.get(stored);
     if (!used) {
       const { dataset, textContent } = element(`picture-${stored}`);
-      const bytes = Uint8Array.from(atob(textContent), (character) => character.charCodeAt(0));
+      const bytes = bytesOf(textContent);
       used = { address: URL.createObjectURL(new Blob([bytes], { type: dataset.type })), users: 0 };
       this.used.set(stored, used);
     }

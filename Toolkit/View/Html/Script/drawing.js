@@ -95,7 +95,9 @@ class PageDrawing {
 
   // Shows hits: parts of texts, and whether each belongs to the current hit.
   mark(parts) {
-    this.marks.replaceChildren(...parts.map((part) => this.drawMark(part)));
+    // Of text that is too small to be set, letters have no place.
+    const set = parts.filter(({ item, to }) => this.texts.get(item).getNumberOfChars() >= to);
+    this.marks.replaceChildren(...set.map((part) => this.drawMark(part)));
   }
 
   drawMark({ item, from, to, isCurrent }) {
