@@ -32,21 +32,24 @@ Outcome HtmlView::Write(const std::vector<int>& pages, const PageTold& told) {
 }
 
 void HtmlView::Begin() {
-  Put("<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
+  std::string head =
+      "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
       "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; "
-      "img-src data: blob:; style-src ");
-  Put(PolicyHash(kHtmlViewStyle));
-  Put("; script-src ");
-  Put(PolicyHash(kHtmlViewScript));
-  Put("; base-uri 'none'; form-action 'none'\">\n"
+      "img-src data: blob:; style-src ";
+  head += PolicyHash(kHtmlViewStyle);
+  head += "; script-src ";
+  head += PolicyHash(kHtmlViewScript);
+  head +=
+      "; base-uri 'none'; form-action 'none'\">\n"
       "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
       "<meta name=\"color-scheme\" content=\"light dark\">\n"
-      "<link rel=\"icon\" href=\"data:,\">\n<title>");
-  Put(EscapedText(m_options.title));
-  Put("</title>\n<style>");
-  Put(kHtmlViewStyle);
-  Put("</style>\n</head>\n<body>\n");
-  Put(kHtmlViewBody);
+      "<link rel=\"icon\" href=\"data:,\">\n<title>";
+  head += EscapedText(m_options.title);
+  head += "</title>\n<style>";
+  head += kHtmlViewStyle;
+  head += "</style>\n</head>\n<body>\n";
+  head += kHtmlViewBody;
+  (void)m_file.Write(head.data(), head.size());
 }
 
 Outcome HtmlView::WritePages(const std::vector<int>& pages, const PageTold& told) {
