@@ -190,14 +190,24 @@ std::pair<int, int> PageDrawing::ReductionOf(const PictureSurface& picture,
 }
 
 Outcome PageDrawing::LoadNew(const ShownPicture& shown, bool passJpeg, PictureSurface& picture) {
-  if (m_sheet.decoded >= kMostDecoded) {
+  // Vector surfaces compress pixels, and have little to do with data that they pass.
+  constexpr int64_t compressed = 4, passed = 8;
+  if (m_sheet.decoded >= (m_sheet.isVector ? kMostDecoded / compressed : kMostDecoded)) {
     return Failure(K_ERROR_INVALID_FORMAT, "the page has too many large pictures");
   }
   PictureInfo info;
+  int64_t pixels = 0;
   if (shown.document->DescribePicture(shown.picture, info).Ok()) {
-    m_sheet.decoded += int64_t{std::max(info.width, 0)} * std::max(info.height, 0);
+    pixels = int64_t{std::max(info.width, 0)} * std::max(info.height, 0);
   }
-  return LoadSurface(shown, m_load, passJpeg, picture);
+  Outcome outcome = LoadSurface(shown, m_load, passJpeg, picture);
+  const unsigned char* data = nullptr;
+  unsigned long length = 0;
+  if (picture.surface != nullptr) {
+    cairo_surface_get_mime_data(picture.surface.get(), CAIRO_MIME_TYPE_JPEG, &data, &length);
+  }
+  m_sheet.decoded += data != nullptr ? pixels / passed : pixels;
+  return outcome;
 }
 
 // What a picture is drawn from: as few pixels as the page's are fine.
