@@ -8,65 +8,13 @@
 #include <sstream>
 
 #include "Tests/Support/TestPictures.h"
+#include "Tests/Toolkit/View/RenderedPages.h"
 #include "Tests/Toolkit/View/ViewFields.h"
 #include "Toolkit/Documents/Text.h"
 #include "Toolkit/Pictures/PictureFile.h"
 
 namespace kz::test {
 namespace {
-
-std::string OutputOf(const std::string& command) {
-  std::string output;
-  FILE* pipe = ::popen(command.c_str(), "r");
-  if (pipe == nullptr) return output;
-  char piece[4096];
-  for (size_t n = 0; (n = std::fread(piece, 1, sizeof(piece), pipe)) > 0;) output.append(piece, n);
-  ::pclose(pipe);
-  return output;
-}
-
-// A document and what is rendered of it.
-class Rendered {
- public:
-  explicit Rendered(const Bytes& file) : m_document(m_folder.File("file", file)) {
-    m_opened = m_document.Open();
-  }
-  explicit Rendered(const std::string& path) : m_document(path) { m_opened = m_document.Open(); }
-
-  // Writes pages; the name says the format. The warnings are of pages.
-  Outcome Write(const std::string& name, const std::vector<int>& pages = {1},
-                const RenderOptions& options = {.dpi = 72}) {
-    if (!m_opened.Ok()) return m_opened;
-    PageRenderer renderer(m_document, options);
-    std::vector<std::string> warnings;
-    Outcome outcome = renderer.Write(
-        pages, FindRenderFormat(name)->format, m_folder / name, [&](int, const Outcome& told) {
-          warnings.insert(warnings.end(), told.warnings.begin(), told.warnings.end());
-        });
-    outcome.warnings.insert(outcome.warnings.end(), warnings.begin(), warnings.end());
-    return outcome;
-  }
-  std::string Path(const std::string& name) const { return m_folder / name; }
-  // A page as a picture of a pixel for a point, drawn by us or, from a pdf, by poppler.
-  Bitmap Picture(const std::string& name) const {
-    std::string path = Path(name);
-    if (name.ends_with(".pdf")) {
-      OutputOf("pdftoppm -r 72 -png -singlefile " + path + " " + path);
-      path += ".png";
-    }
-    PictureReader reader;
-    Bitmap bitmap;
-    Outcome outcome = reader.Open(path);
-    if (outcome.Ok()) outcome = reader.Read(1, bitmap);
-    EXPECT_TRUE(outcome.Ok()) << outcome.what;
-    return bitmap;
-  }
-
- private:
-  TemporaryFolder m_folder;
-  Document m_document;
-  Outcome m_opened;
-};
 
 bool IsDark(const Bitmap& bitmap, int x, int y) {
   const Color color = ColorAt(bitmap, x, y);
@@ -234,6 +182,54 @@ TEST(PageRendererTest, JpegPicturesGoIntoPdfFilesAsTheyAre) {
   }
   EXPECT_GT(ink, 0);
   EXPECT_LT(differences, ink / 5);
+}
+
+// The first picture of a document without carriage control, as fields.
+Bytes FirstImage(const Bytes& file) {
+  Bytes image;
+  bool inside = false;
+  for (size_t at = 0; at + 8 <= file.size();) {
+    const size_t length = size_t{file[at]} << 8 | file[at + 1];
+    const unsigned code = static_cast<unsigned>(file[at + 3]) << 8 | file[at + 4];
+    if (length < 8 || at + length > file.size()) break;
+    const auto field = file.begin() + static_cast<ptrdiff_t>(at);
+    inside |= code == 0xA8FB;
+    if (inside)
+      image = image + Field(code, Bytes(field + 8, field + static_cast<ptrdiff_t>(length)));
+    if (code == 0xA9FB) break;
+    at += length;
+  }
+  return image;
+}
+
+// Unless something lies under them, for they would hide it.
+TEST(PageRendererTest, Group4PicturesGoIntoPdfFilesAsTheyAre) {
+  const Bytes image = FirstImage(FileBytes(KZ_SAMPLES "/report-g4.mda"));
+  Rendered rendered(ViewDocument(ViewPage(image + image, 8000, 8000) +
+                                 ViewPage(TextObject(Baseline(100) + Said("A")) + image)));
+  ASSERT_EQ(rendered.Write("out.pdf", {1, 2}).what, "");
+  std::istringstream list(OutputOf("pdfimages -list " + rendered.Path("out.pdf")));
+  std::string kinds;
+  for (std::string line; std::getline(list, line);) {
+    kinds += line.find(" ccitt ") != std::string::npos     ? "fax "
+             : line.find(" stencil ") != std::string::npos ? "mask "
+                                                           : "";
+  }
+  EXPECT_EQ(kinds, "fax mask mask ");
+  OutputOf("pdfimages -png -f 1 -l 1 " + rendered.Path("out.pdf") + " " + rendered.Path("image"));
+  PictureReader reader;
+  Bitmap letter;
+  ASSERT_EQ(reader.Open(KZ_SAMPLES "/letter.png").what, "");
+  ASSERT_EQ(reader.Read(1, letter).what, "");
+  const Bitmap found = rendered.Picture("image-000.png");
+  ASSERT_EQ(found.Width(), letter.Width());
+  ASSERT_EQ(found.Height(), letter.Height());
+  int different = 0;
+  for (int y = 0; y < letter.Height(); ++y) {
+    for (int x = 0; x < letter.Width(); ++x)
+      different += IsDark(found, x, y) != IsDark(letter, x, y);
+  }
+  EXPECT_EQ(different, 0);
 }
 
 std::string Words(const std::string& text) {

@@ -26,6 +26,15 @@ PageRectangle Within(const PageRectangle& at, const PageRectangle& page) {
   return {left, top, std::max(right - left, 0.0), std::max(bottom - top, 0.0)};
 }
 
+// The smallest rectangle around both; one of no size counts for nothing.
+PageRectangle Around(const PageRectangle& one, const PageRectangle& other) {
+  if (one.width <= 0 || one.height <= 0) return other;
+  if (other.width <= 0 || other.height <= 0) return one;
+  const double left = std::min(one.x, other.x), top = std::min(one.y, other.y);
+  return {left, top, std::max(one.x + one.width, other.x + other.width) - left,
+          std::max(one.y + one.height, other.y + other.height) - top};
+}
+
 void Rectangle(cairo_t* cairo, const PageRectangle& at) {
   cairo_rectangle(cairo, at.x, at.y, at.width, at.height);
 }
@@ -70,6 +79,18 @@ int ReducedBy(double scale) {
   return static_cast<int>(std::clamp(1 / scale + nearly, 1.0, double{kMostReduced}));
 }
 
+// Whether a picture's data go into the page's file as they are.
+bool HasPassed(const PictureSurface& picture) {
+  if (picture.surface == nullptr) return false;
+  for (const char* kind : {CAIRO_MIME_TYPE_JPEG, CAIRO_MIME_TYPE_CCITT_FAX}) {
+    const unsigned char* data = nullptr;
+    unsigned long length = 0;
+    cairo_surface_get_mime_data(picture.surface.get(), kind, &data, &length);
+    if (data != nullptr) return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 void PageDrawing::Draw(cairo_t* cairo, bool isVector, const PageLayout& layout,
@@ -78,6 +99,8 @@ void PageDrawing::Draw(cairo_t* cairo, bool isVector, const PageLayout& layout,
   // What was too much for another page may not be for this one.
   m_loaded.remove_if([](const Loaded& one) { return !one.outcome.Ok(); });
   m_sheet.isVector = isVector;
+  const bool isPdf = cairo_surface_get_type(cairo_get_target(cairo)) == CAIRO_SURFACE_TYPE_PDF;
+  if (isVector) m_sheet.passing = isPdf ? Passing::kJpegAndFax : Passing::kJpeg;
   m_sheet.warnings = &warnings;
   m_sheet.page = {0, 0, layout.width, layout.height};
   cairo_matrix_t matrix;
@@ -101,9 +124,11 @@ void PageDrawing::Item(cairo_t* cairo, const PageItem& item) {
     if (m_text != TextDrawing::Shown) return;
     SetColor(cairo, text->style.color);
     Text(cairo, *text);
+    m_sheet.drawn = m_sheet.page;
   } else if (const auto* rule = std::get_if<PlacedRule>(&item)) {
     const PageRectangle seen = Within(rule->at, m_sheet.page);
     if (!Spend(seen)) return;
+    m_sheet.drawn = Around(m_sheet.drawn, seen);
     SetColor(cairo, rule->color);
     Rectangle(cairo, seen);
     cairo_fill(cairo);
@@ -137,20 +162,28 @@ void PageDrawing::Warn(std::string what) {
   if (!known && warnings.size() < kMostWarnings) warnings.push_back(std::move(what));
 }
 
-PageDrawing::Loaded& PageDrawing::Load(const PlacedPicture& placed) {
-  const ShownPicture& shown = placed.shown;
+// How a picture's data may go into the page's file.
+Passing PageDrawing::PassingOf(const PlacedPicture& placed, const PageRectangle& seen) const {
   // What repeats is drawn from its pixels.
-  const bool passJpeg = !placed.replicated && m_sheet.isVector;
+  if (placed.replicated) return Passing::kNothing;
+  // What is black on nothing would hide, as fax data, what lies under it.
+  const PageRectangle hidden = Within(m_sheet.drawn, seen);
+  const bool hides = hidden.width > 0 && hidden.height > 0;
+  return hides ? std::min(m_sheet.passing, Passing::kJpeg) : m_sheet.passing;
+}
+
+PageDrawing::Loaded& PageDrawing::Load(const PlacedPicture& placed, Passing passing) {
+  const ShownPicture& shown = placed.shown;
   const auto known = std::find_if(m_loaded.begin(), m_loaded.end(), [&](const Loaded& one) {
     return one.shown.document == shown.document && one.shown.picture == shown.picture &&
-           one.passJpeg == passJpeg;
+           one.passing == passing;
   });
   if (known != m_loaded.end()) {
     m_loaded.splice(m_loaded.begin(), m_loaded, known);
   } else {
     m_loaded.emplace_front();
     m_loaded.front().shown = shown;
-    m_loaded.front().passJpeg = passJpeg;
+    m_loaded.front().passing = passing;
   }
   Loaded& loaded = m_loaded.front();
   const auto [x, y] = ReductionOf(loaded.picture, placed);
@@ -158,7 +191,7 @@ PageDrawing::Loaded& PageDrawing::Load(const PlacedPicture& placed) {
       HasReduced(loaded, x, y, placed.replicated)) {
     return loaded;
   }
-  loaded.outcome = LoadNew(shown, passJpeg, loaded.picture);
+  loaded.outcome = LoadNew(shown, passing, loaded.picture);
   LimitLoaded();
   return loaded;
 }
@@ -189,7 +222,7 @@ std::pair<int, int> PageDrawing::ReductionOf(const PictureSurface& picture,
           ReducedBy(placed.contentHeight * m_sheet.scale / picture.height)};
 }
 
-Outcome PageDrawing::LoadNew(const ShownPicture& shown, bool passJpeg, PictureSurface& picture) {
+Outcome PageDrawing::LoadNew(const ShownPicture& shown, Passing passing, PictureSurface& picture) {
   // Vector surfaces compress pixels, and have little to do with data that they pass.
   constexpr int64_t compressed = 4, passed = 8;
   if (m_sheet.decoded >= (m_sheet.isVector ? kMostDecoded / compressed : kMostDecoded)) {
@@ -200,13 +233,8 @@ Outcome PageDrawing::LoadNew(const ShownPicture& shown, bool passJpeg, PictureSu
   if (shown.document->DescribePicture(shown.picture, info).Ok()) {
     pixels = int64_t{std::max(info.width, 0)} * std::max(info.height, 0);
   }
-  Outcome outcome = LoadSurface(shown, m_load, passJpeg, picture);
-  const unsigned char* data = nullptr;
-  unsigned long length = 0;
-  if (picture.surface != nullptr) {
-    cairo_surface_get_mime_data(picture.surface.get(), CAIRO_MIME_TYPE_JPEG, &data, &length);
-  }
-  m_sheet.decoded += data != nullptr ? pixels / passed : pixels;
+  Outcome outcome = LoadSurface(shown, m_load, passing, picture);
+  m_sheet.decoded += HasPassed(picture) ? pixels / passed : pixels;
   return outcome;
 }
 
@@ -258,7 +286,8 @@ void PageDrawing::Picture(cairo_t* cairo, const PlacedPicture& placed) {
       Within(Covered(placed.area, placed.width, placed.height), m_sheet.page);
   if (seen.width <= 0 || seen.height <= 0) return;
   if (!Spend(seen, placed.replicated ? kRepeatedPaint : 1)) return;
-  Loaded& loaded = Load(placed);
+  Loaded& loaded = Load(placed, PassingOf(placed, seen));
+  m_sheet.drawn = Around(m_sheet.drawn, seen);
   const std::string name = "picture " + std::to_string(placed.shown.picture);
   const auto warn = [&](const std::string& what) {
     Warn(std::string(name).append(": ").append(what));
@@ -303,6 +332,7 @@ void PageDrawing::Picture(cairo_t* cairo, const PlacedPicture& placed) {
 
 void PageDrawing::Box(cairo_t* cairo, const PlacedBox& box) {
   const PageRectangle seen = Within(box.at, m_sheet.page);
+  m_sheet.drawn = Around(m_sheet.drawn, seen);
   constexpr double paper = 0.85, border = 0.5;
   cairo_save(cairo);
   Rectangle(cairo, seen);

@@ -38,7 +38,7 @@ class PageDrawing {
   // A picture that was drawn last, or why it can't be.
   struct Loaded {
     ShownPicture shown;
-    bool passJpeg = false;
+    Passing passing = Passing::kNothing;
     PictureSurface picture;
     Outcome outcome;
     CairoSurface tile;     // in colours, for one that repeats
@@ -50,6 +50,8 @@ class PageDrawing {
   // What a page is drawn on, and what is left to be done for it.
   struct Sheet {
     bool isVector = false;
+    Passing passing = Passing::kNothing;
+    PageRectangle drawn;  // around what is on the page by now
     PageRectangle page;
     double scale = 1;  // pixels of a point, if it has pixels
     double paint = 0;  // pixels
@@ -64,10 +66,11 @@ class PageDrawing {
     int pixelsY = 1;
   };
 
-  Loaded& Load(const PlacedPicture& placed);
+  Passing PassingOf(const PlacedPicture& placed, const PageRectangle& seen) const;
+  Loaded& Load(const PlacedPicture& placed, Passing passing);
   void LimitLoaded();
   std::pair<int, int> ReductionOf(const PictureSurface& picture, const PlacedPicture& placed) const;
-  Outcome LoadNew(const ShownPicture& shown, bool passJpeg, PictureSurface& picture);
+  Outcome LoadNew(const ShownPicture& shown, Passing passing, PictureSurface& picture);
   Source SourceOf(Loaded& loaded, const PlacedPicture& placed) const;
   Source TileOf(Loaded& loaded, int x, int y) const;
   bool Spend(const PageRectangle& seen, double perPixel = 1);

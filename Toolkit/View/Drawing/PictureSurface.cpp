@@ -88,19 +88,41 @@ Outcome Attach(cairo_surface_t* surface, const char* type, std::vector<unsigned 
   return CairoOutcome(status);
 }
 
+// As Cairo takes the entries that a pdf file has of fax data.
+std::string FaxParameters(const PictureData& data) {
+  std::string entries =
+      "Columns=" + std::to_string(data.width) + " Rows=" + std::to_string(data.height) + " K=-1";
+  if (!data.endsWithMarker) entries += " EndOfBlock=false";
+  if (data.whiteIsOne) entries += " BlackIs1=true";
+  return entries;
+}
+
 // A picture whose data go as they are; false for one that needs its pixels.
-bool PassData(const ShownPicture& shown, const LoadOptions& options, PictureSurface& picture) {
+bool PassData(const ShownPicture& shown, const LoadOptions& options, Passing passing,
+              PictureSurface& picture) {
   PictureData data;
   bool passes = false;
   const Outcome read = shown.document->ReadPictureData(shown.picture, options, true, data, passes);
   if (!read.Ok() || !read.warnings.empty() || !passes || data.bottomUp) return false;
-  if (data.coding != PictureCoding::kJpeg || !CheckSides(data.width, data.height).Ok())
-    return false;
+  if (!CheckSides(data.width, data.height).Ok()) return false;
+  const bool isJpeg = data.coding == PictureCoding::kJpeg;
+  // Cairo 1.16 loses pictures of Group 3.
+  const bool isFax = data.coding == PictureCoding::kGroup4;
+  if (!isJpeg && (!isFax || passing != Passing::kJpegAndFax)) return false;
   // Inks have no colour of their own here, and decoders take plain RGB for another space.
-  if (data.components == 4 || HoldsPlainRgb(data.data.data(), data.data.size())) return false;
+  if (isJpeg && (data.components == 4 || HoldsPlainRgb(data.data.data(), data.data.size()))) {
+    return false;
+  }
   picture.surface.reset(cairo_image_surface_create(CAIRO_FORMAT_RGB24, data.width, data.height));
   Outcome made = CairoOutcome(cairo_surface_status(picture.surface.get()));
-  if (made.Ok()) made = Attach(picture.surface.get(), CAIRO_MIME_TYPE_JPEG, std::move(data.data));
+  cairo_surface_t* surface = picture.surface.get();
+  if (made.Ok() && !isJpeg) {
+    const std::string parameters = FaxParameters(data);
+    made = Attach(surface, CAIRO_MIME_TYPE_CCITT_FAX_PARAMS,
+                  std::vector<unsigned char>(parameters.begin(), parameters.end()));
+  }
+  const char* type = isJpeg ? CAIRO_MIME_TYPE_JPEG : CAIRO_MIME_TYPE_CCITT_FAX;
+  if (made.Ok()) made = Attach(surface, type, std::move(data.data));
   picture.width = data.width;
   picture.height = data.height;
   return made.Ok();
@@ -108,9 +130,9 @@ bool PassData(const ShownPicture& shown, const LoadOptions& options, PictureSurf
 
 }  // namespace
 
-Outcome LoadSurface(const ShownPicture& shown, const LoadOptions& options, bool passJpeg,
+Outcome LoadSurface(const ShownPicture& shown, const LoadOptions& options, Passing passing,
                     PictureSurface& picture) {
-  if (passJpeg && PassData(shown, options, picture)) return {};
+  if (passing != Passing::kNothing && PassData(shown, options, passing, picture)) return {};
   Bitmap bitmap;
   Outcome outcome = shown.document->LoadPicture(shown.picture, options, bitmap);
   if (!outcome.Ok()) return outcome;

@@ -15,11 +15,14 @@ struct PictureSurface {
   int height = 0;
 };
 
-// Loads a picture; with `passJpeg`, one of JPEG data that show all of it as these, without
-// pixels, for surfaces that carry them as they are. Warns, and fails, as
+// What surfaces carry as it is.
+enum class Passing : uint8_t { kNothing, kJpeg, kJpegAndFax };
+
+// Loads a picture; one whose data show all of it, and may pass, as these and without pixels.
+// Fax data, of Group 4, become an opaque picture, white where it isn't black. Warns, and fails, as
 // LoadPicture does, and with -9 for one that Cairo has no room for: more than 32767 pixels wide or
 // high.
-Outcome LoadSurface(const ShownPicture& shown, const LoadOptions& options, bool passJpeg,
+Outcome LoadSurface(const ShownPicture& shown, const LoadOptions& options, Passing passing,
                     PictureSurface& picture);
 
 }  // namespace kz

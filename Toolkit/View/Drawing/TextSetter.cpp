@@ -8,6 +8,12 @@ namespace {
 
 constexpr double kPangoPoint = PANGO_SCALE;
 
+// In Pango's units, which are whole numbers: at most a hundred inches.
+int PangoUnits(double points) {
+  constexpr double most = 7200;
+  return static_cast<int>(std::clamp(points, -most, most) * kPangoPoint);
+}
+
 // Those with the widths of the fonts that documents use most come first.
 const char* FamiliesOf(Face face) {
   switch (face) {
@@ -70,7 +76,7 @@ double TextSetter::Measure(std::string_view text, const TextStyle& style) {
 
 // Gives blanks and characters the widths that the document asks for; how wide all is then.
 double TextSetter::Spread(PangoLayoutLine* line, const char* text, const TextStyle& style) {
-  const auto adjustment = static_cast<int>(style.adjustment * kPangoPoint);
+  const auto adjustment = PangoUnits(style.adjustment);
   double width = 0;
   for (GSList* at = line->runs; at != nullptr; at = at->next) {
     auto* run = static_cast<PangoLayoutRun*>(at->data);
@@ -82,7 +88,7 @@ double TextSetter::Spread(PangoLayoutLine* line, const char* text, const TextSty
       if (text[iter.start_index] != ' ') {
         last->geometry.width += adjustment;
       } else if (style.blank >= 0) {
-        last->geometry.width = static_cast<int>(style.blank * kPangoPoint);
+        last->geometry.width = PangoUnits(style.blank);
       }
     }
     for (int i = 0; i < run->glyphs->num_glyphs; ++i) {
