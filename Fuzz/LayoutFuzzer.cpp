@@ -10,7 +10,7 @@
 
 #include "Fuzz/MemoryDisk.h"
 #include "Fuzz/MemoryPath.h"
-#include "Toolkit/View/PageLayout.h"
+#include "Toolkit/View/Layout/PageLayout.h"
 #include "Toolkit/View/PageRenderer.h"
 
 namespace {

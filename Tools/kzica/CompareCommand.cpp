@@ -5,7 +5,7 @@
 #include <optional>
 
 #include "Toolkit/Base/Printable.h"
-#include "Toolkit/View/Comparison/VisualComparison.h"
+#include "Toolkit/View/Comparison/Visual/VisualComparison.h"
 #include "Tools/kzica/Input.h"
 #include "Tools/kzica/Json.h"
 #include "Tools/kzica/PageSelection.h"

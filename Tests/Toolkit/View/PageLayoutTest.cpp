@@ -1,4 +1,4 @@
-#include "Toolkit/View/PageLayout.h"
+#include "Toolkit/View/Layout/PageLayout.h"
 
 #include <gtest/gtest.h>
 

@@ -8,7 +8,7 @@
 
 #include "Tests/Support/EditedDocuments.h"
 #include "Tests/Support/FileBuilder.h"
-#include "Toolkit/View/PageLayout.h"
+#include "Toolkit/View/Layout/PageLayout.h"
 
 namespace kz::test {
 

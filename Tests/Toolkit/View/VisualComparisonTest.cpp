@@ -1,4 +1,4 @@
-#include "Toolkit/View/Comparison/VisualComparison.h"
+#include "Toolkit/View/Comparison/Visual/VisualComparison.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

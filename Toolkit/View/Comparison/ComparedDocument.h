@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include "Toolkit/View/Comparison/Alignment/PageAlignment.h"
 #include "Toolkit/View/Comparison/FieldReader.h"
-#include "Toolkit/View/Comparison/PageAlignment.h"
 #include "Toolkit/View/Comparison/SeenPage.h"
 
 namespace kz {

@@ -6,7 +6,7 @@
 
 #include "Toolkit/Documents/Document.h"
 #include "Toolkit/Files/FileWindow.h"
-#include "Toolkit/View/Comparison/ContentHash.h"
+#include "Toolkit/View/Comparison/Alignment/ContentHash.h"
 
 namespace kz {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "Format/StructuredField.h"
-#include "Toolkit/View/Comparison/SequenceDiff.h"
+#include "Toolkit/View/Comparison/Alignment/SequenceDiff.h"
 
 namespace kz {
 

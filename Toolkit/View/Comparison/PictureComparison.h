@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "Toolkit/Base/Bitmap.h"
-#include "Toolkit/View/Comparison/ContentHash.h"
+#include "Toolkit/View/Comparison/Alignment/ContentHash.h"
 
 namespace kz {
 

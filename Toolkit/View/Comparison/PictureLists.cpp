@@ -1,9 +1,9 @@
 // The pictures of two pages.
 #include <algorithm>
 
+#include "Toolkit/View/Comparison/Alignment/SequenceDiff.h"
 #include "Toolkit/View/Comparison/PairComparison.h"
 #include "Toolkit/View/Comparison/PictureComparison.h"
-#include "Toolkit/View/Comparison/SequenceDiff.h"
 
 namespace kz {
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "Toolkit/View/PageLayout.h"
+#include "Toolkit/View/Layout/PageLayout.h"
 
 namespace kz {
 

@@ -8,7 +8,7 @@
 
 #include "Toolkit/View/Drawing/PictureSurface.h"
 #include "Toolkit/View/Drawing/TextSetter.h"
-#include "Toolkit/View/PageLayout.h"
+#include "Toolkit/View/Layout/PageLayout.h"
 
 namespace kz {
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "Toolkit/View/Drawing/PageDrawing.h"
-#include "Toolkit/View/PageLayout.h"
+#include "Toolkit/View/Layout/PageLayout.h"
 
 namespace kz {
 

@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "Toolkit/View/Drawing/CairoHandles.h"
-#include "Toolkit/View/PageLayout.h"
+#include "Toolkit/View/Layout/PageLayout.h"
 
 namespace kz {
 

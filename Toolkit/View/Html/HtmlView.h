@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "Toolkit/View/Html/HtmlPicture.h"
-#include "Toolkit/View/PageLayout.h"
+#include "Toolkit/View/Layout/PageLayout.h"
 #include "Toolkit/View/PageRenderer.h"
 #include "Toolkit/View/RenderedFile.h"
 

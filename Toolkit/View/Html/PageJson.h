@@ -4,7 +4,7 @@
 #include <functional>
 #include <string>
 
-#include "Toolkit/View/PageLayout.h"
+#include "Toolkit/View/Layout/PageLayout.h"
 
 namespace kz {
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "Toolkit/Base/Tested.h"
-#include "Toolkit/View/Comparison/ContentHash.h"
+#include "Toolkit/View/Comparison/Alignment/ContentHash.h"
 
 namespace kz {
 

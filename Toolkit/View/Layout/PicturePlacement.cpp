@@ -1,4 +1,4 @@
-#include "Toolkit/View/PicturePlacement.h"
+#include "Toolkit/View/Layout/PicturePlacement.h"
 
 #include <algorithm>
 #include <utility>

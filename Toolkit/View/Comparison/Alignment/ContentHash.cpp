@@ -1,4 +1,4 @@
-#include "Toolkit/View/Comparison/ContentHash.h"
+#include "Toolkit/View/Comparison/Alignment/ContentHash.h"
 
 #include <algorithm>
 #include <cstring>

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Toolkit/Fields/MappedFonts.h"
-#include "Toolkit/View/TextRuns.h"
+#include "Toolkit/View/Layout/TextRuns.h"
 
 namespace kz {
 

@@ -1,4 +1,4 @@
-#include "Toolkit/View/LayoutSource.h"
+#include "Toolkit/View/Layout/LayoutSource.h"
 
 #include <algorithm>
 

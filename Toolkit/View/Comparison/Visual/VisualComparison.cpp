@@ -1,4 +1,4 @@
-#include "Toolkit/View/Comparison/VisualComparison.h"
+#include "Toolkit/View/Comparison/Visual/VisualComparison.h"
 
 #include <algorithm>
 #include <atomic>
@@ -9,7 +9,7 @@
 #include "Toolkit/Base/Workers.h"
 #include "Toolkit/Files/AtomicFile.h"
 #include "Toolkit/Files/FileDescriptor.h"
-#include "Toolkit/View/Comparison/DifferencePicture.h"
+#include "Toolkit/View/Comparison/Visual/DifferencePicture.h"
 #include "Toolkit/View/Drawing/PageImages.h"
 #include "Toolkit/View/Html/Markup.h"
 #include "Toolkit/View/Html/Sha256.h"

@@ -8,7 +8,7 @@
 
 #include "Format/ControlSequence.h"
 #include "Toolkit/Fields/TextCursor.h"
-#include "Toolkit/View/PageLayout.h"
+#include "Toolkit/View/Layout/PageLayout.h"
 
 namespace kz {
 

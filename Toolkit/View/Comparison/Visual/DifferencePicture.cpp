@@ -1,4 +1,4 @@
-#include "Toolkit/View/Comparison/DifferencePicture.h"
+#include "Toolkit/View/Comparison/Visual/DifferencePicture.h"
 
 #include <algorithm>
 #include <array>

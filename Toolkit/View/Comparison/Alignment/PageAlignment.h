@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "Toolkit/Base/Workers.h"
-#include "Toolkit/View/Comparison/ContentHash.h"
+#include "Toolkit/View/Comparison/Alignment/ContentHash.h"
 
 namespace kz {
 

@@ -1,7 +1,7 @@
 // What the fields of a page include: page segments, overlays, objects.
 #include <algorithm>
 
-#include "Toolkit/View/LayoutWalk.h"
+#include "Toolkit/View/Layout/LayoutWalk.h"
 
 namespace kz {
 

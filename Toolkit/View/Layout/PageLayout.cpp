@@ -1,10 +1,10 @@
-#include "Toolkit/View/PageLayout.h"
+#include "Toolkit/View/Layout/PageLayout.h"
 
 #include <algorithm>
 #include <cmath>
 #include <new>
 
-#include "Toolkit/View/LayoutWalk.h"
+#include "Toolkit/View/Layout/LayoutWalk.h"
 
 namespace kz {
 

@@ -11,9 +11,9 @@
 
 #include "Format/FieldScan.h"
 #include "Format/ObjectArea.h"
-#include "Toolkit/View/LayoutSource.h"
-#include "Toolkit/View/PageLayout.h"
-#include "Toolkit/View/TextRuns.h"
+#include "Toolkit/View/Layout/LayoutSource.h"
+#include "Toolkit/View/Layout/PageLayout.h"
+#include "Toolkit/View/Layout/TextRuns.h"
 
 namespace kz {
 

@@ -1,4 +1,4 @@
-#include "Toolkit/View/Comparison/SequenceDiff.h"
+#include "Toolkit/View/Comparison/Alignment/SequenceDiff.h"
 
 #include <algorithm>
 #include <cstdint>

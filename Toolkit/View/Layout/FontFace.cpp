@@ -1,4 +1,4 @@
-#include "Toolkit/View/FontFace.h"
+#include "Toolkit/View/Layout/FontFace.h"
 
 #include <algorithm>
 #include <string>

@@ -1,8 +1,8 @@
-#include "Toolkit/View/Comparison/PageAlignment.h"
+#include "Toolkit/View/Comparison/Alignment/PageAlignment.h"
 
 #include <algorithm>
 
-#include "Toolkit/View/Comparison/SequenceDiff.h"
+#include "Toolkit/View/Comparison/Alignment/SequenceDiff.h"
 
 namespace kz {
 

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "Format/ObjectArea.h"
-#include "Toolkit/View/LayoutSource.h"
-#include "Toolkit/View/PageLayout.h"
+#include "Toolkit/View/Layout/LayoutSource.h"
+#include "Toolkit/View/Layout/PageLayout.h"
 
 namespace kz {
 

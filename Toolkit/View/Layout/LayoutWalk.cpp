@@ -1,12 +1,12 @@
-#include "Toolkit/View/LayoutWalk.h"
+#include "Toolkit/View/Layout/LayoutWalk.h"
 
 #include <algorithm>
 #include <cmath>
 
 #include "Toolkit/Documents/FieldSearch.h"
 #include "Toolkit/Images/ImImage.h"
-#include "Toolkit/View/FontFace.h"
-#include "Toolkit/View/PicturePlacement.h"
+#include "Toolkit/View/Layout/FontFace.h"
+#include "Toolkit/View/Layout/PicturePlacement.h"
 
 namespace kz {
 

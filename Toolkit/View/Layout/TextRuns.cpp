@@ -1,4 +1,4 @@
-#include "Toolkit/View/TextRuns.h"
+#include "Toolkit/View/Layout/TextRuns.h"
 
 #include <algorithm>
 #include <cmath>
