@@ -128,6 +128,7 @@ void CompareWords(const std::vector<std::string>& a, const std::vector<std::stri
   if (a == b) return;
   const auto hashes = [](const std::vector<std::string>& words) {
     std::vector<ContentHash> all;
+    all.reserve(words.size());
     for (const std::string& one : words) all.push_back(HashOf(one));
     return all;
   };

@@ -58,6 +58,7 @@ void PairComparison::CompareOwnPictures() {
 void PairComparison::ComparePictureLists(const std::vector<Shown>& a, const std::vector<Shown>& b) {
   const auto hashes = [](ComparedDocument& document, const std::vector<Shown>& list, bool pixels) {
     std::vector<ContentHash> all;
+    all.reserve(list.size());
     for (const Shown& one : list) {
       all.push_back(pixels ? document.HashPixelsOf(one.shown) : document.HashBytes(one.shown));
     }
@@ -80,11 +81,18 @@ void PairComparison::ComparePictureLists(const std::vector<Shown>& a, const std:
 
 void PairComparison::AddPicture(const Shown* a, const Shown* b, Difference difference) {
   difference.aspect = Aspect::kPictures;
-  if (a != nullptr) difference.pictureA = a->shown.picture;
-  if (b != nullptr) difference.pictureB = b->shown.picture;
   if (b == nullptr) difference.what = "only in the first file";
   if (a == nullptr) difference.what = "only in the second file";
-  difference.what = (a != nullptr ? a : b)->name + ": " + difference.what;
+  std::string name;
+  if (b != nullptr) {
+    difference.pictureB = b->shown.picture;
+    name = b->name;
+  }
+  if (a != nullptr) {
+    difference.pictureA = a->shown.picture;
+    name = a->name;
+  }
+  difference.what.insert(0, name + ": ");
   m_to.push_back(std::move(difference));
 }
 

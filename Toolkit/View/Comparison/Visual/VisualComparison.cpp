@@ -2,17 +2,15 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
 #include <new>
 
 #include "Format/ObjectArea.h"
 #include "Toolkit/Base/Workers.h"
-#include "Toolkit/Files/AtomicFile.h"
-#include "Toolkit/Files/FileDescriptor.h"
 #include "Toolkit/View/Comparison/Visual/DifferencePicture.h"
 #include "Toolkit/View/Drawing/PageImages.h"
 #include "Toolkit/View/Html/Markup.h"
 #include "Toolkit/View/Html/Sha256.h"
+#include "Toolkit/View/RenderedFile.h"
 
 namespace kz {
 
@@ -73,7 +71,7 @@ class VisualComparison::Shared {
   }
 
   Outcome Write(const std::string& out, const CompareSummary& summary) {
-    Outcome outcome = m_file.Open(out);
+    Outcome outcome = m_file.Open(out, nullptr);
     if (!outcome.Ok()) return outcome;
     Put(Head(summary) + Contents());
     Workers workers(m_options.threads);
@@ -83,19 +81,14 @@ class VisualComparison::Shared {
         [&](size_t i) {
           Put(made[i]);
           made[i] = {};
-          return m_error == 0;
+          return !m_noMemory && m_file.Written().Ok();
         });
     Put("</main></body></html>\n");
-    if (m_error != 0) return SystemFailure(K_ERROR_WRITE, m_error);
-    return m_file.Commit();
+    return m_noMemory ? Failure(K_ERROR_NO_MEMORY) : m_file.Commit();
   }
 
  private:
-  void Put(std::string_view text) {
-    if (m_error != 0) return;
-    const auto* bytes = reinterpret_cast<const unsigned char*>(text.data());
-    if (!WriteFully(m_file.Descriptor(), bytes, text.size())) m_error = errno;
-  }
+  void Put(const std::string& text) { (void)m_file.Write(text.data(), text.size()); }
 
   std::string Head(const CompareSummary& summary) const {
     const std::string title = m_options.nameA + " | " + m_options.nameB;
@@ -148,7 +141,7 @@ class VisualComparison::Shared {
   std::string GuardedSection(size_t number) try {
     return Section(number);
   } catch (const std::bad_alloc&) {
-    m_error = ENOMEM;
+    m_noMemory = true;
     return {};
   }
 
@@ -222,8 +215,8 @@ class VisualComparison::Shared {
   PageImages m_images;
   std::vector<ComparedPages> m_shown;
   int m_more = 0;
-  AtomicFile m_file;
-  std::atomic<int> m_error = 0;
+  RenderedFile m_file;
+  std::atomic<bool> m_noMemory = false;
 };
 
 VisualComparison::VisualComparison(const Document& a, const Document& b, VisualOptions options)
