@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "Toolkit/Base/ReversedBits.h"
-#include "Toolkit/Imaging/JpegCodec.h"
+#include "Toolkit/View/PassedPicture.h"
 
 namespace kz {
 
@@ -57,13 +57,6 @@ void PutColors(const Bitmap& bitmap, const Palette& palette, const unsigned char
   }
 }
 
-// Whether 1 bits are black and others white.
-bool IsBlackOnWhite(const Bitmap& bitmap) {
-  if (bitmap.BitsPerPixel() != 1) return false;
-  const Palette palette = PaletteOf(bitmap);
-  return palette[0] == Pixel(255, 255, 255) && palette[1] == Pixel(0, 0, 0);
-}
-
 // The first pixel is the lowest bit of a word.
 void PutMask(const Bitmap& bitmap, const unsigned char* row, unsigned char* to) {
   const size_t bytes = (static_cast<size_t>(bitmap.Width()) + 7) / 8;
@@ -101,18 +94,13 @@ std::string FaxParameters(const PictureData& data) {
 bool PassData(const ShownPicture& shown, const LoadOptions& options, Passing passing,
               PictureSurface& picture) {
   PictureData data;
-  bool passes = false;
-  const Outcome read = shown.document->ReadPictureData(shown.picture, options, true, data, passes);
-  if (!read.Ok() || !read.warnings.empty() || !passes || data.bottomUp) return false;
-  if (!CheckSides(data.width, data.height).Ok()) return false;
+  if (!ReadPassedData(shown, options, data) || !CheckSides(data.width, data.height).Ok()) {
+    return false;
+  }
   const bool isJpeg = data.coding == PictureCoding::kJpeg;
   // Cairo 1.16 loses pictures of Group 3.
   const bool isFax = data.coding == PictureCoding::kGroup4;
   if (!isJpeg && (!isFax || passing != Passing::kJpegAndFax)) return false;
-  // Inks have no colour of their own here, and decoders take plain RGB for another space.
-  if (isJpeg && (data.components == 4 || HoldsPlainRgb(data.data.data(), data.data.size()))) {
-    return false;
-  }
   picture.surface.reset(cairo_image_surface_create(CAIRO_FORMAT_RGB24, data.width, data.height));
   Outcome made = CairoOutcome(cairo_surface_status(picture.surface.get()));
   cairo_surface_t* surface = picture.surface.get();

@@ -1,48 +1,18 @@
 #include "Toolkit/View/Html/HtmlPicture.h"
 
-#include <algorithm>
 #include <new>
+#include <utility>
 
-#include "Toolkit/Imaging/JpegCodec.h"
 #include "Toolkit/Pictures/Png/PngData.h"
+#include "Toolkit/View/PassedPicture.h"
 
 namespace kz {
 
-namespace {
-
-// Whether the data of a picture go as they are.
-bool PassJpeg(const ShownPicture& shown, const LoadOptions& options,
-              std::vector<unsigned char>& jpeg) {
-  PictureData data;
-  bool passes = false;
-  const Outcome read = shown.document->ReadPictureData(shown.picture, options, true, data, passes);
-  if (!read.Ok() || !read.warnings.empty() || !passes || data.bottomUp) return false;
-  // Inks have no colour of their own here, and browsers take plain RGB for another space.
-  if (data.coding != PictureCoding::kJpeg || data.components == 4 ||
-      HoldsPlainRgb(data.data.data(), data.data.size())) {
-    return false;
-  }
-  jpeg = std::move(data.data);
-  return true;
-}
-
-// Whether 1 bits are black and others white.
-bool IsBlackOnWhite(const Bitmap& bitmap) {
-  if (bitmap.BitsPerPixel() != 1) return false;
-  const unsigned char* colors = bitmap.Palette();
-  if (colors == nullptr || bitmap.Colors() < 2) return true;
-  constexpr ptrdiff_t entry = 4;
-  const auto all = [](const unsigned char* color, unsigned char value) {
-    return std::all_of(color, color + 3, [value](unsigned char part) { return part == value; });
-  };
-  return all(colors, 0xFF) && all(colors + entry, 0);
-}
-
-}  // namespace
-
 HtmlPicture MakeHtmlPicture(const ShownPicture& shown, const LoadOptions& options) try {
   HtmlPicture picture;
-  if (PassJpeg(shown, options, picture.data)) {
+  PictureData data;
+  if (ReadPassedData(shown, options, data) && data.coding == PictureCoding::kJpeg) {
+    picture.data = std::move(data.data);
     picture.type = "image/jpeg";
   } else {
     Bitmap bitmap;
