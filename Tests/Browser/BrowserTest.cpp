@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Tests/Browser/ViewedDocuments.h"
+#include "Toolkit/View/Comparison/Visual/VisualComparison.h"
 #include "Toolkit/View/PageRenderer.h"
 
 namespace kz::test {
@@ -26,6 +27,35 @@ void Render(const TemporaryFolder& folder, const std::string& name, const Bytes&
   ASSERT_TRUE(outcome.Ok()) << outcome.what;
 }
 
+// A document as one picture for each page.
+void Draw(const TemporaryFolder& folder, const std::string& name, const Bytes& file) {
+  Document document(folder.File(name + ".afp", file));
+  Outcome outcome = document.Open();
+  PageRenderer renderer(document, {});
+  for (int page = 1; outcome.Ok() && page <= document.Pages(); ++page) {
+    const std::string out = folder / (name + "-" + std::to_string(page) + ".svg");
+    outcome = renderer.Write({page}, RenderFormat::kSvg, out, nullptr);
+  }
+  ASSERT_TRUE(outcome.Ok()) << outcome.what;
+}
+
+void Compare(const TemporaryFolder& folder, const std::string& name, const Bytes& a,
+             const Bytes& b) {
+  Document first(folder.File("a.afp", a)), second(folder.File("b.afp", b));
+  ASSERT_TRUE(first.Open().Ok() && second.Open().Ok());
+  VisualComparison visual(first, second, {.nameA = HostileTexts()[0], .nameB = HostileTexts()[1]});
+  CompareSummary summary;
+  Outcome outcome = CompareDocuments(
+      first, second, {},
+      [&](const ComparedPages& pages) {
+        visual.Add(pages);
+        return true;
+      },
+      summary);
+  if (outcome.Ok()) outcome = visual.Write(folder / (name + ".html"), summary);
+  ASSERT_TRUE(outcome.Ok()) << outcome.what;
+}
+
 // With KZ_VIEW_PICTURE, a picture of the view is written there too.
 TEST(Browser, ViewsShowDocumentsAndRunNothingOfThem) {
   const TemporaryFolder folder;
@@ -33,6 +63,8 @@ TEST(Browser, ViewsShowDocumentsAndRunNothingOfThem) {
   Render(folder, "invisible", Statements(), {.text = RenderedText::kInvisible});
   Render(folder, "hostile", HostileDocument(), {.title = HostileTexts()[0]});
   Render(folder, "long", LongDocument(2000));
+  Draw(folder, "hostile", HostileDocument());
+  Compare(folder, "differences", HostileDocument(), Statements());
   const char* picture = std::getenv("KZ_VIEW_PICTURE");
   std::string command = "/usr/bin/python3 '" KZ_BROWSER_STEPS "' '";
   command.append(folder / "").append("'");

@@ -1,8 +1,8 @@
 #!/usr/bin/python3
 """Looks at views in headless Chromium: view.py FOLDER [PICTURE]
 
-FOLDER has statements.html, invisible.html, hostile.html and long.html. Each step says what it
-saw; exit status 1 if any step found a fault. With PICTURE, a picture of the view is written.
+FOLDER has statements.html, invisible.html, hostile.html, long.html, hostile-1.svg to
+hostile-9.svg and differences.html. Each step says what it saw; exit status 1 if any step found a fault. With PICTURE, a picture of the view is written.
 """
 
 import base64
@@ -73,11 +73,11 @@ class Browser:
         self.driver.execute_cdp_cmd("Emulation.setEmulatedMedia", {"features": [
             {"name": "prefers-color-scheme", "value": "dark" if is_dark else "light"}]})
 
-    def open(self, name):
-        """Shows a view; the seconds until it was there."""
+    def open(self, name, ending="html"):
+        """Shows a file; the seconds until it was there."""
         self.driver.get("about:blank")
         start = time.monotonic()
-        self.driver.get(f"file://{self.folder}/{name}.html")
+        self.driver.get(f"file://{self.folder}/{name}.{ending}")
         seconds = time.monotonic() - start
         self.settle()
         return seconds
@@ -168,8 +168,8 @@ def check_quiet(browser):
     """Nothing was said on the console, and nothing was asked for but the file and its pictures."""
     said, asked = browser.logs()
     check_same(said, [], "the console")
-    elsewhere = [url for url in asked
-                 if not url.startswith(("file://" + browser.folder, "blob:null/", "about:", "data:,"))]
+    own = ("file://" + browser.folder, "blob:null/", "about:", "data:,", "data:image/png;base64,")
+    elsewhere = [url[:200] for url in asked if not url.startswith(own)]
     check_same(elsewhere, [], "asked for elsewhere")
 
 
@@ -410,6 +410,36 @@ def step_runs_nothing_of_a_document(browser):
     check_same(browser.run("return window.broken === undefined"), True, "nothing was run")
     check_same(browser.count("img, iframe, object, embed, [onload], [onerror], [onfocus]"), 0,
                "elements that no view has")
+
+
+def step_runs_nothing_of_pictures(browser):
+    for page in range(1, 10):
+        browser.open(f"hostile-{page}", "svg")
+        check_same(browser.run("return document.documentElement.localName"), "svg", "the root")
+        check_same(browser.count("script, style, a, foreignObject, parsererror, [onload], "
+                                 "[onerror], [onfocus]"), 0, "elements that no drawing has")
+        check_same(browser.run("return window.broken === undefined"), True, "nothing was run")
+        check(len(browser.screenshot().getcolors(1 << 24)) > 1, "nothing is drawn")
+
+
+def step_shows_differences(browser):
+    browser.open("differences")
+    check_same(browser.count("script, iframe, object, embed, [onload], [onerror], [onfocus]"), 0,
+               "elements that no comparison has")
+    check_same(browser.count("style"), 1, "styles")
+    text = browser.run("return document.body.innerText")
+    for name in ["</script><script>window.broken=1</script>", "<img src=x onerror=window.broken=2>"]:
+        check(name in text, f"{name} isn't there")
+    pictures, drawn = browser.driver.execute_async_script("""
+        const done = arguments[arguments.length - 1];
+        const images = [...document.images];
+        for (const image of images) image.loading = 'eager';
+        Promise.allSettled(images.map((image) => image.decode())).then(() =>
+          done([images.length, images.filter((i) => i.naturalWidth > 100).length]));
+    """)
+    check(pictures >= 15, f"{pictures} pictures")
+    check_same(drawn, pictures, "pictures that can be seen")
+    check_same(browser.run("return window.broken === undefined"), True, "nothing was run")
 
 
 def step_opens_long_documents(browser):
