@@ -40,6 +40,7 @@ void ContentHasher::Mix(const unsigned char* block) {
 }
 
 void ContentHasher::Add(const void* bytes, size_t count) {
+  if (count == 0) return;
   const auto* from = static_cast<const unsigned char*>(bytes);
   m_total += count;
   if (m_held > 0) {
