@@ -11,6 +11,11 @@ namespace kz {
 // Bytes of a file in memory.
 using ByteSpan = std::span<const unsigned char>;
 
+// The same bytes, for what takes text in any encoding.
+inline std::string_view AsText(ByteSpan bytes) {
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
 // The number of two or four bytes.
 constexpr uint16_t GetBig16(const unsigned char* bytes) {
   return static_cast<uint16_t>(bytes[0] << 8 | bytes[1]);

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <string_view>
 
+#include "Format/BigEndian.h"
+
 namespace kz {
 
 // Prefix and class of a control sequence that isn't chained to the one before.
@@ -77,6 +79,13 @@ struct ControlSequence {
            Type() == ptx::kBeginLine;
   }
 };
+
+// The signed number that parameters begin with; 0 where there are none.
+constexpr int16_t SignedNumber(std::string_view parameters) {
+  return static_cast<int16_t>(GetBig(parameters, 0, 2));
+}
+// Whether parameters begin with the bytes that mean: as if nothing were said.
+constexpr bool IsDefault(std::string_view parameters) { return parameters.starts_with("\xFF\xFF"); }
 
 // Walks over the data of a Presentation Text Data field, which must stay.
 class ControlSequences {

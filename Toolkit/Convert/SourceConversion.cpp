@@ -180,18 +180,10 @@ void SourceConversion::WarnOf(const std::vector<int>& pages) {
     if (m_pictures.empty()) Warn("there is no page and no picture in it");
     return;
   }
-  constexpr std::string_view none = ", no picture";
   std::string what = m_pictures.empty()  ? "none of its pages has a"
                      : pages.size() == 1 ? PageWords(pages) + " has no"
                                          : PageWords(pages) + " have no";
-  what += " picture";
-  const std::string holds = m_document->Index().PageWords(pages);
-  if (holds == "nothing") {
-    what += ", nor anything else";
-  } else {
-    what += ": ";
-    what += holds.ends_with(none) ? holds.substr(0, holds.size() - none.size()) : holds;
-  }
+  what += " picture" + m_document->Index().InsteadOfPictures(pages);
   Warn(what);
 }
 

@@ -145,10 +145,7 @@ std::string Indexer::Text(std::string_view bytes) {
   return decoder ? decoder->Decode(bytes) : std::string();
 }
 
-std::string_view Indexer::Data(const ScannedField& field) {
-  const ByteSpan data = DataOf(m_file, field);
-  return {reinterpret_cast<const char*>(data.data()), data.size()};
-}
+std::string_view Indexer::Data(const ScannedField& field) { return AsText(DataOf(m_file, field)); }
 
 // A qualified name is the full one.
 std::string Indexer::NameOf(std::string_view data, uint16_t code) {

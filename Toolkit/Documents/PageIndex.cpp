@@ -1,6 +1,7 @@
 #include "Toolkit/Documents/PageIndex.h"
 
 #include <algorithm>
+#include <numeric>
 #include <set>
 #include <string_view>
 
@@ -185,6 +186,20 @@ std::string PageIndex::PageWords(const std::vector<int>& of) const {
   if (drawings) words += "drawings, ";
   if (count == 0) return words.empty() ? "nothing" : words + "no picture";
   return words + (count == 1 ? "one picture" : std::to_string(count) + " pictures");
+}
+
+std::string PageIndex::InsteadOfPictures(const std::vector<int>& of) const {
+  constexpr std::string_view none = ", no picture";
+  const std::string holds = PageWords(of);
+  std::string_view words = holds;
+  if (words.ends_with(none)) words.remove_suffix(none.size());
+  return words == "nothing" ? ", nor anything else" : std::string(": ").append(words);
+}
+
+std::vector<int> PageIndex::AllPages() const {
+  std::vector<int> all(pages.size());
+  std::iota(all.begin(), all.end(), 1);
+  return all;
 }
 
 Outcome FindContainer(const std::string& file, Container& container) {

@@ -160,6 +160,10 @@ struct K_EXPORT PageIndex {
   std::string PageWords(int page) const;
   // The same for several: what is on any of them, and how many pictures in all.
   std::string PageWords(const std::vector<int>& of) const;
+  // What follows "no picture" when pages have none: ": text", or ", nor anything else".
+  std::string InsteadOfPictures(const std::vector<int>& of) const;
+  // The numbers of all pages.
+  std::vector<int> AllPages() const;
 };
 
 // Tells a bare image from a document, with or without 0x5A before its first field, by

@@ -19,10 +19,7 @@ bool PageWalk::Next(ScannedField& field) {
   return false;
 }
 
-std::string_view PageWalk::Data(const ScannedField& field) {
-  const ByteSpan data = DataOf(m_file, field);
-  return {reinterpret_cast<const char*>(data.data()), data.size()};
-}
+std::string_view PageWalk::Data(const ScannedField& field) { return AsText(DataOf(m_file, field)); }
 
 void PageWalk::Follow(uint16_t code) {
   switch (code) {

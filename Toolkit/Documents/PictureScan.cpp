@@ -20,10 +20,6 @@ constexpr char kJpegType = 0x17;
 // Also without transparency, of several images, and the subset.
 constexpr std::string_view kTiffTypes = "\x0E\x3C\x3D\x3E\x42";
 
-std::string_view TextOf(ByteSpan bytes) {
-  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
-}
-
 bool IsKind(std::string_view triplet, PictureKind& kind) {
   if (triplet.size() <= kObjectTypeOffset + kObjectTypePrefix.size()) return false;
   const std::string_view type = triplet.substr(kObjectTypeOffset);
@@ -176,7 +172,7 @@ void PictureScan::Take(const ScannedField& field, Container container) {
         constexpr unsigned enough = 4;
         const unsigned char* data =
             field.DataLength() >= enough ? m_file.At(field.DataOffset(), enough) : nullptr;
-        if (data != nullptr && StartsPicture(TextOf({data, enough}), kind)) {
+        if (data != nullptr && StartsPicture(AsText({data, enough}), kind)) {
           Begin(kind, field, container);
         } else {
           m_object = 0;
@@ -197,7 +193,7 @@ void PictureScan::Take(const ScannedField& field, Container container) {
 }
 
 void PictureScan::TakeContainer(const ScannedField& field, Container container) {
-  const std::string_view data = TextOf(DataOf(m_file, field));
+  const std::string_view data = AsText(DataOf(m_file, field));
   const std::string_view triplets = data.substr(std::min<size_t>(data.size(), kFieldNameLength));
   const Triplet type = FindTriplet(triplets, triplet::kObjectClassification);
   if (type.whole.empty()) return;

@@ -8,6 +8,8 @@
 #include <initializer_list>
 #include <system_error>
 
+#include "Toolkit/Base/AsciiCase.h"
+
 namespace kz {
 
 namespace fs = std::filesystem;
@@ -21,10 +23,6 @@ constexpr size_t kMaxName = 200;
 // Resources of libraries that are told apart.
 constexpr size_t kMostNames = 1'000'000;
 
-// ASCII only, in any locale.
-char Upper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
-char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
 std::string Cased(std::string text, char (*change)(char)) {
   std::transform(text.begin(), text.end(), text.begin(), change);
   return text;
@@ -36,7 +34,7 @@ bool IsFile(const std::string& path) {
 }
 
 bool IsLibrary(const fs::directory_entry& entry) {
-  const std::string ending = Cased(entry.path().extension(), Lower);
+  const std::string ending = Cased(entry.path().extension(), LowerCase);
   if (!ending.empty() && ending != ".afp" && ending != ".res" && ending != ".lib") return false;
   std::error_code failed;
   if (!entry.is_regular_file(failed) || failed) return false;
@@ -50,9 +48,9 @@ std::string ResourceFolder::FindFile(const std::string& name) const {
   const bool safe = !name.empty() && name.size() <= kMaxName && name != "." && name != ".." &&
                     name.find('/') == std::string::npos && name.find('\0') == std::string::npos;
   if (!safe) return {};
-  for (const std::string& cased : {name, Cased(name, Upper), Cased(name, Lower)}) {
+  for (const std::string& cased : {name, Cased(name, UpperCase), Cased(name, LowerCase)}) {
     for (const char* ending : kEndings) {
-      for (const std::string& end : {std::string(ending), Cased(ending, Upper)}) {
+      for (const std::string& end : {std::string(ending), Cased(ending, UpperCase)}) {
         std::string path = m_folder;
         path.append("/").append(cased).append(end);
         if (IsFile(path)) return path;

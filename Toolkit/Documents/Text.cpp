@@ -118,10 +118,6 @@ class TextReader : public PageTaker {
   }
 
  private:
-  static bool MapsFonts(uint16_t code) {
-    return code == sf::kMapCodedFont || code == sf::kMapCodedFontFormat1 ||
-           code == sf::kMapDataResource;
-  }
   // Objects on a page with fonts of their own.
   static bool BeginsOtherObject(uint16_t code) {
     return code == sf::kBeginImageObject || code == sf::kBeginGraphics || code == sf::kBeginBarCode;

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "Format/StructuredField.h"
 #include "Toolkit/Base/Tested.h"
 
 namespace kz {
@@ -24,6 +25,12 @@ struct MappedFont {
 
 // By local identifiers.
 using FontMap = std::map<unsigned, MappedFont>;
+
+// Whether a field maps fonts, which AddMappedFonts then reads.
+constexpr bool MapsFonts(uint16_t code) {
+  return code == sf::kMapCodedFont || code == sf::kMapCodedFontFormat1 ||
+         code == sf::kMapDataResource;
+}
 
 // Adds the fonts of a Map Coded Font field of either format or of a Map Data Resource
 // field; whatever else the latter maps, and what is cut, is passed over.

@@ -10,18 +10,11 @@ namespace kz {
 
 namespace {
 
-int64_t SignedNumber(std::string_view parameters) {
-  return static_cast<int16_t>(GetBig(parameters, 0, 2));
-}
-
 // Six lines are an inch, unless said otherwise.
 int64_t UsualIncrement(const TextSpace& space) {
   constexpr double linesPerInch = 6;
   return std::llround(kPointsPerInch / linesPerInch / space.yPoints);
 }
-
-// Bytes that mean: as if nothing were said.
-bool IsDefault(std::string_view parameters) { return parameters.starts_with("\xFF\xFF"); }
 
 }  // namespace
 

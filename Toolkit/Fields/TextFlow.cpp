@@ -16,10 +16,6 @@ constexpr double kTouching = 1;
 // for much less.
 constexpr size_t kMaxRepeated = size_t{64} * 1024;
 
-int64_t SignedNumber(std::string_view parameters) {
-  return static_cast<int16_t>(GetBig(parameters, 0, 2));
-}
-
 // Blanks in place of what ends lines and pages, and of nothing.
 std::string OneLine(std::string text) {
   constexpr std::string_view ends("\n\v\f\r\0", 5);

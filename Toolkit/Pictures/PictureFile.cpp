@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "Toolkit/Base/AsciiCase.h"
 #include "Toolkit/Files/AtomicFile.h"
 #include "Toolkit/Files/FileDescriptor.h"
 #include "Toolkit/Imaging/JpegCodec.h"
@@ -30,8 +31,6 @@ std::string FormatsInWords() {
   }
   return words;
 }
-
-char LowerCase(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
 
 bool StartsWith(const std::vector<unsigned char>& data, std::string_view bytes) {
   return data.size() >= bytes.size() && std::memcmp(data.data(), bytes.data(), bytes.size()) == 0;

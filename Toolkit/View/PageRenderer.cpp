@@ -8,6 +8,7 @@
 #include <new>
 
 #include "Format/ObjectArea.h"
+#include "Toolkit/Base/AsciiCase.h"
 #include "Toolkit/Pictures/PictureFile.h"
 #include "Toolkit/View/Drawing/PageDrawing.h"
 #include "Toolkit/View/Drawing/PdfOutline.h"
@@ -37,9 +38,7 @@ const RenderFormatRow* FindRenderFormat(const std::string& name) {
   const size_t dot = name.rfind('.');
   if (dot == std::string::npos) return nullptr;
   std::string ending = name.substr(dot + 1);
-  std::transform(ending.begin(), ending.end(), ending.begin(), [](char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-  });
+  std::transform(ending.begin(), ending.end(), ending.begin(), LowerCase);
   for (const RenderFormatRow& row : kRenderFormats) {
     if (ending == row.ending) return &row;
   }

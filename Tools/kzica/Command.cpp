@@ -75,6 +75,12 @@ void Warn(const Subject& subject, const kz::Outcome& outcome) {
   }
 }
 
+void WarnOfDamage(const kz::PageIndex& index) {
+  kz::Outcome damage;
+  if (!index.structure.Ok() && index.IsDamaged()) damage.warnings = {index.structure.what};
+  Warn({index.file}, damage);
+}
+
 void RefuseTerminal(const std::string& out) {
   if (out == "-" && isatty(STDOUT_FILENO) == 1) {
     throw UsageError("standard output is a terminal; redirect it");

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "Toolkit/Base/Outcome.h"
+#include "Toolkit/Documents/PageIndex.h"
 
 namespace kzica {
 
@@ -60,6 +61,8 @@ void Note(const Subject& subject, const std::string& text);
 // "kzica: FILE: page 2: warning: text" for each warning of what was done: the
 // command ends with kWarned then, unless something fails.
 void Warn(const Subject& subject, const kz::Outcome& outcome);
+// Warns that a file's own bytes are damaged, if they are.
+void WarnOfDamage(const kz::PageIndex& index);
 
 // A line on standard error, safe to look at whatever is in it.
 void Say(const std::string& line);

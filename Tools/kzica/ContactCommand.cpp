@@ -1,7 +1,6 @@
 // kzica contact: sheets of thumbnails.
 #include <filesystem>
 #include <memory>
-#include <numeric>
 #include <vector>
 
 #include "Toolkit/Files/NumberedName.h"
@@ -87,7 +86,7 @@ class Contact {
     const kz::Outcome outcome = document->Open();
     std::vector<int> pages;
     Exit exit = outcome.Ok() ? kDone : Complain({file}, outcome);
-    if (exit == kDone) exit = ChoosePages(*document, pages);
+    if (exit == kDone) exit = PagesToShow(document->Index(), m_selection, pages);
     if (exit != kDone) {
       CloseInput(file);
       return exit;
@@ -101,15 +100,6 @@ class Contact {
     return kDone;
   }
 
-  Exit ChoosePages(const kz::Document& document, std::vector<int>& pages) const {
-    if (!m_selection.IsEmpty()) return SelectPages(document.Index(), m_selection, pages);
-    pages.resize(static_cast<size_t>(document.Pages()));
-    std::iota(pages.begin(), pages.end(), 1);
-    if (!pages.empty()) return kDone;
-    return Complain({document.Name()},
-                    kz::Failure(K_ERROR_INVALID_FORMAT, "there is no page in it"));
-  }
-
   // Draws the pages of the files that are open, and closes these. False when it can't go on.
   bool AddPages() {
     Progress progress(m_pages.size(), "page");
@@ -121,10 +111,7 @@ class Contact {
     m_none = m_none && m_pages.empty();
     m_pages.clear();
     for (const auto& document : m_opened) {
-      const kz::PageIndex& index = document->Index();
-      kz::Outcome damage;
-      if (!index.structure.Ok() && index.IsDamaged()) damage.warnings = {index.structure.what};
-      Warn({document->Name()}, damage);
+      WarnOfDamage(document->Index());
       CloseInput(document->Name());
     }
     m_opened.clear();
@@ -150,10 +137,9 @@ void AddContact(CLI::App& app, Exit& exit) {
       "Each thumbnail has the number of its page under it and, with several FILEs, the name of\n"
       "its file. OUT's ending says what to write: a png is one sheet, as high as it takes; if OUT\n"
       "has a %d, as for render, it is several that are counted. A pdf has as many sheets of A4\n"
-      "paper as it takes. A page is drawn as render does. One that can't be drawn leaves a "
-      "crossed\n"
-      "frame, with a warning: exit status 3. A file that can't be read is left out: exit status "
-      "1.");
+      "paper as it takes. A page is drawn as render does. One that can't be drawn leaves a\n"
+      "crossed frame, with a warning: exit status 3. A file that can't be read is left out: exit\n"
+      "status 1.");
   auto options = std::make_shared<ContactOptions>();
   // A positional argument after one that takes many never gets any.
   command->add_option("FILE", options->files, "Files to show; the last one is the file to write")

@@ -221,12 +221,10 @@ class Extraction {
   }
 
   static Exit ReportNoPicture(const kz::Document& document, int page) {
-    constexpr std::string_view none = ", no picture";
-    std::string words = document.Index().PageWords(page);
-    if (words.ends_with(none)) words.resize(words.size() - none.size());
-    return Complain({document.Name()},
-                    kz::Failure(K_ERROR_INVALID_FORMAT,
-                                "page " + std::to_string(page) + " has no picture: " + words));
+    return Complain(
+        {document.Name()},
+        kz::Failure(K_ERROR_INVALID_FORMAT, "page " + std::to_string(page) + " has no picture" +
+                                                document.Index().InsteadOfPictures({page})));
   }
 
   // Damage where pictures were asked for may have taken some; elsewhere it is a warning

@@ -36,6 +36,14 @@ Exit SelectPages(const kz::PageIndex& index, const kz::Selection& selection,
   return outcome.Ok() ? kDone : Complain({index.file}, outcome);
 }
 
+Exit PagesToShow(const kz::PageIndex& index, const kz::Selection& selection,
+                 std::vector<int>& pages) {
+  if (!selection.IsEmpty()) return SelectPages(index, selection, pages);
+  pages = index.AllPages();
+  if (!pages.empty()) return kDone;
+  return Complain({index.file}, kz::Failure(K_ERROR_INVALID_FORMAT, "there is no page in it"));
+}
+
 std::string PageList(const std::vector<int>& pages) {
   std::vector<int> sorted = pages;
   std::sort(sorted.begin(), sorted.end());

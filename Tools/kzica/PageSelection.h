@@ -23,6 +23,10 @@ kz::Selection SelectionOf(const SelectionOptions& options);
 Exit SelectPages(const kz::PageIndex& index, const kz::Selection& selection,
                  std::vector<int>& pages);
 
+// The same, or all pages when nothing is selected; a file without pages is said too.
+Exit PagesToShow(const kz::PageIndex& index, const kz::Selection& selection,
+                 std::vector<int>& pages);
+
 // "page 2", "pages 1-3, 5", of numbers in any order.
 std::string PageList(const std::vector<int>& pages);
 // "1 page", "2 files".

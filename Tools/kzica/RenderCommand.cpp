@@ -1,7 +1,6 @@
 // kzica render: pages as they look, as png, svg, pdf and html files.
 #include <filesystem>
 #include <memory>
-#include <numeric>
 #include <vector>
 
 #include "Toolkit/Files/AtomicFile.h"
@@ -68,16 +67,7 @@ class Rendering {
     if (!outcome.Ok()) return Complain({m_options.file}, outcome);
     if (!m_options.resources.empty()) m_document.AddResources(m_options.resources);
     std::vector<int> pages;
-    if (m_selection.IsEmpty()) {
-      pages.resize(static_cast<size_t>(m_document.Pages()));
-      std::iota(pages.begin(), pages.end(), 1);
-    } else if (SelectPages(m_document.Index(), m_selection, pages) != kDone) {
-      return kFileFailed;
-    }
-    if (pages.empty()) {
-      return Complain({m_options.file},
-                      kz::Failure(K_ERROR_INVALID_FORMAT, "there is no page in it"));
-    }
+    if (PagesToShow(m_document.Index(), m_selection, pages) != kDone) return kFileFailed;
     const bool holdsSeveral = m_format.holdsPages || m_numbered;
     if (pages.size() > 1 && !holdsSeveral) {
       throw UsageError(
@@ -90,11 +80,7 @@ class Rendering {
     kz::PageRenderer renderer(m_document, render);
     const Exit exit = m_numbered ? ToNumberedFiles(renderer, pages)
                                  : ToOneFile(renderer, pages, kz::NumberedName(m_options.out, 0));
-    if (!m_document.Index().structure.Ok() && m_document.Index().IsDamaged()) {
-      kz::Outcome damage;
-      damage.warnings = {m_document.Index().structure.what};
-      Warn({m_options.file}, damage);
-    }
+    WarnOfDamage(m_document.Index());
     return exit;
   }
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <atomic>
 #include <new>
-#include <numeric>
 #include <utility>
 
 #include "Toolkit/Base/Workers.h"
@@ -44,10 +43,7 @@ class Comparing {
 
  private:
   static std::vector<int> PagesOf(const Document& document, const std::vector<int>& wanted) {
-    if (!wanted.empty()) return wanted;
-    std::vector<int> all(static_cast<size_t>(document.Pages()));
-    std::iota(all.begin(), all.end(), 1);
-    return all;
+    return wanted.empty() ? document.Index().AllPages() : wanted;
   }
 
   bool Has(Aspect aspect) const {

@@ -8,16 +8,12 @@ namespace kz {
 
 namespace {
 
-std::string_view TextOf(ByteSpan bytes) {
-  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
-}
-
 // The data of a field that count. Names of what stands on pages don't.
 std::string_view Counting(FileWindow& file, const ScannedField& field, bool inPage) {
   const FieldType type = TypeOf(field.code);
   if (type == FieldType::End) return {};
   const unsigned padding = PaddingOf(file, field);
-  std::string_view data = TextOf(DataOf(file, field));
+  std::string_view data = AsText(DataOf(file, field));
   data.remove_suffix(std::min<size_t>(padding, data.size()));
   if (inPage && type == FieldType::Begin) {
     data.remove_prefix(std::min<size_t>(kFieldNameLength, data.size()));
@@ -154,7 +150,7 @@ ContentHash FieldReader::HashPicture(int picture) {
   AddBytes({walk.At(), at.bytes.end}, hasher);
   if (at.descriptor > 0) {
     const ScannedField descriptor = ScanField(m_file, at.descriptor);
-    if (descriptor.fault == FieldFault::None) hasher.Add(TextOf(DataOf(m_file, descriptor)));
+    if (descriptor.fault == FieldFault::None) hasher.Add(AsText(DataOf(m_file, descriptor)));
   }
   return hasher.Value();
 }

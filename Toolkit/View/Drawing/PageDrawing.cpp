@@ -12,7 +12,6 @@ namespace {
 // Pictures that are kept for the next page, and their pixels' bytes.
 constexpr size_t kMostLoaded = 64;
 constexpr int64_t kMostLoadedBytes = int64_t{64} << 20;
-constexpr size_t kMostWarnings = 40;
 // A pixel of what repeats is made of many.
 constexpr double kRepeatedPaint = 8;
 // Letters leave most of the paper free.
@@ -156,11 +155,7 @@ bool PageDrawing::Spend(const PageRectangle& seen, double perPixel) {
   return false;
 }
 
-void PageDrawing::Warn(std::string what) {
-  std::vector<std::string>& warnings = *m_sheet.warnings;
-  const bool known = std::find(warnings.begin(), warnings.end(), what) != warnings.end();
-  if (!known && warnings.size() < kMostWarnings) warnings.push_back(std::move(what));
-}
+void PageDrawing::Warn(std::string what) { AddWarning(*m_sheet.warnings, std::move(what)); }
 
 // How a picture's data may go into the page's file.
 Passing PageDrawing::PassingOf(const PlacedPicture& placed, const PageRectangle& seen) const {

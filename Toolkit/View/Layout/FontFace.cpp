@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+#include "Toolkit/Base/AsciiCase.h"
+
 namespace kz {
 
 namespace {
@@ -28,9 +30,7 @@ constexpr FaceWord kFaceWords[] = {
 constexpr size_t kFamily = 2, kStyle = 3, kAfterStyle = 4, kSize = 6, kCoreName = 6;
 
 std::string Upper(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(), [](char c) {
-    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
-  });
+  std::transform(text.begin(), text.end(), text.begin(), UpperCase);
   return text;
 }
 

@@ -57,10 +57,7 @@ Outcome LayoutSource::Open() {
 
 void LayoutSource::ReadFonts() {
   const PageIndex& index = m_document.Index();
-  const auto text = [&](const ScannedField& field) {
-    const ByteSpan data = DataOf(m_file, field);
-    return std::string_view(reinterpret_cast<const char*>(data.data()), data.size());
-  };
+  const auto text = [&](const ScannedField& field) { return AsText(DataOf(m_file, field)); };
   for (const IndexedResource& resource : index.resources) {
     if (resource.code != sf::kBeginCodePage && resource.code != sf::kBeginCodedFont) continue;
     FieldWalk walk(m_file, resource.bytes.begin, resource.bytes.end);
@@ -74,10 +71,7 @@ void LayoutSource::ReadFonts() {
     // Resources have fonts of their own.
     if (field.code == sf::kBeginResourceGroup) return;
     if (field.code == sf::kBeginDocument) m_texts.TakeDocument(text(field));
-    const bool mapsFonts = field.code == sf::kMapCodedFont ||
-                           field.code == sf::kMapCodedFontFormat1 ||
-                           field.code == sf::kMapDataResource;
-    if (mapsFonts) AddMappedFonts(field.code, text(field), m_fonts);
+    if (MapsFonts(field.code)) AddMappedFonts(field.code, text(field), m_fonts);
   }
 }
 

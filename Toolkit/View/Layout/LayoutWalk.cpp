@@ -12,20 +12,10 @@ namespace kz {
 
 namespace {
 
-constexpr size_t kMostWarnings = 20;
 // Of a page that says no size and has nothing on it: a sheet of letter size.
 constexpr double kPlainWidth = 612, kPlainHeight = 792;
 // What is farther away isn't kept, so that numbers stay numbers: points.
 constexpr double kFarAway = 1e6;
-
-std::string_view TextOf(ByteSpan bytes) {
-  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
-}
-
-bool MapsFonts(uint16_t code) {
-  return code == sf::kMapCodedFont || code == sf::kMapCodedFontFormat1 ||
-         code == sf::kMapDataResource;
-}
 
 bool BeginsObject(uint16_t code) {
   switch (code) {
@@ -150,12 +140,12 @@ int64_t LayoutWalk::Take(LayoutSource& source, const ScannedField& field, const 
   }
   const bool includes = code == sf::kIncludeObject || code == sf::kIncludePageOverlay ||
                         code == sf::kIncludePageSegment;
-  const ByteSpan bytes = DataOf(source.File(), field);
-  const std::string_view data = TextOf(bytes);
+  const std::string_view data = AsText(DataOf(source.File(), field));
   if (includes) {
+    // What is included may be read through the same window.
     Include(source, code, std::string(data), context);
   } else if (code == sf::kPresentationText) {
-    AddText(source, std::string(data), context);
+    AddText(source, data, context);
   } else if (MapsFonts(code)) {
     const bool ofText = m_object.code == sf::kBeginText;
     if (m_object.code != 0 && !ofText) return field.End();
@@ -333,11 +323,7 @@ bool LayoutWalk::TakeText(PlacedText&& text) {
   return Add(std::move(text));
 }
 
-void LayoutWalk::Warn(std::string what) {
-  std::vector<std::string>& warnings = m_layout.warnings;
-  const bool known = std::find(warnings.begin(), warnings.end(), what) != warnings.end();
-  if (!known && warnings.size() < kMostWarnings) warnings.push_back(std::move(what));
-}
+void LayoutWalk::Warn(std::string what) { AddWarning(m_layout.warnings, std::move(what)); }
 
 void LayoutWalk::FindSize() {
   double width = m_space.width, height = m_space.height;

@@ -36,6 +36,12 @@ PageRectangle Covered(const Placement& at, double width, double height) {
           std::abs(end.y - at.y)};
 }
 
+void AddWarning(std::vector<std::string>& warnings, std::string what) {
+  constexpr size_t most = 40;
+  const bool known = std::find(warnings.begin(), warnings.end(), what) != warnings.end();
+  if (!known && warnings.size() < most) warnings.push_back(std::move(what));
+}
+
 double GuessedWidth(std::string_view text, const TextStyle& style) {
   const auto characters = std::count_if(text.begin(), text.end(), [](char byte) {
     return (static_cast<unsigned char>(byte) & 0xC0) != 0x80;

@@ -98,6 +98,9 @@ struct PageLayout {
   std::vector<std::string> warnings;
 };
 
+// Adds a warning of a page that isn't among them, up to a limit.
+K_EXPORT void AddWarning(std::vector<std::string>& warnings, std::string what);
+
 // How wide a text is in a style, without its adjustment and width of blanks.
 using MeasureText = std::function<double(std::string_view text, const TextStyle& style)>;
 // A guess that needs no fonts.

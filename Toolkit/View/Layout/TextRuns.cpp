@@ -19,12 +19,6 @@ constexpr size_t kLongestRun = 1000;
 constexpr size_t kMostRepeated = size_t{64} * 1024;
 constexpr double kRuleWidth = 0.5;  // points, if a rule doesn't say its own
 
-double SignedNumber(std::string_view parameters) {
-  return static_cast<double>(static_cast<int16_t>(GetBig(parameters, 0, 2)));
-}
-
-bool IsDefault(std::string_view parameters) { return parameters.starts_with("\xFF\xFF"); }
-
 // Characters that turn the direction of writing, which are the text's own.
 constexpr std::string_view kDirections =
     "\u061C\u200E\u200F\u202A\u202B\u202C\u202D\u202E\u2066\u2067\u2068\u2069";
@@ -139,7 +133,7 @@ bool TextRuns::ObeyStyle(const ControlSequence& sequence) {
       EndRun();
       m_style.blank = parameters.size() < 2 || IsDefault(parameters)
                           ? -1
-                          : std::max(SignedNumber(parameters), 0.0) * m_cursor.InlinePoints();
+                          : std::max<double>(SignedNumber(parameters), 0) * m_cursor.InlinePoints();
       return true;
     case ptx::kSetAdjustment:
       EndRun();

@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "Toolkit/Base/AsciiCase.h"
 #include "Tools/kzica/Manual/Outline.h"
 
 namespace kzica {
@@ -78,7 +79,7 @@ void Describe(std::string& page, const OutlineOption& option, const std::string&
 
 void Begin(std::string& page, const std::string& name) {
   std::string title = name;
-  for (char& c : title) c = c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+  for (char& c : title) c = kz::UpperCase(c);
   AddLine(page, ".TH " + title + " 1 " KZICA_DATE " \"kzica " KZICA_VERSION "\" \"User Commands\"");
   AddLine(page, ".SH NAME");
 }
