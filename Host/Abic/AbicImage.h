@@ -1,13 +1,17 @@
-// What the two entry points share: the limits of an image, its row layout, and
-// the guards of their memory.
+// What the entry points share: the limits of an image, its row layout, and the guards of
+// their memory.
 #pragma once
 
+#include <bit>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <new>
 #include <type_traits>
 
-#include "Host/Abic/BitPlane.h"
+#include "Host/Abic/Abic.h"
+#include "Host/Abic/Coding/Neighbourhood.h"
+#include "Host/Abic/Coding/Raster.h"
 #include "Host/Kernel/LocalBlock.h"
 
 struct AbicLayout {
@@ -15,28 +19,59 @@ struct AbicLayout {
   int height;
   int depth;
   size_t bytesPerRow;
+
+  size_t Bytes() const { return bytesPerRow * static_cast<size_t>(height); }
 };
 
-// Whether an image and its row alignment are ones that the codec takes, and then
-// the layout.
-inline bool DescribeAbicImage(int align, int width, int height, bool bilevel, AbicLayout& layout) {
-  const auto sizeFits = [](int size) { return size >= 1 && size <= kMaxPlaneWidth; };
-  if (align != 4 || !sizeFits(width) || !sizeFits(height)) return false;
-  const int depth = bilevel ? 1 : 4;
+// Whether an image is one that the codec takes, and then the layout.
+inline bool DescribeAbicImage(int width, int height, int depth, AbicLayout& layout) {
+  constexpr int most = 0x7FFF;
+  const auto sizeFits = [](int size) { return size >= 1 && size <= most; };
+  if (!sizeFits(width) || !sizeFits(height)) return false;
+  if (depth != 1 && depth != 4 && depth != 8) return false;
   layout = {width, height, depth, static_cast<size_t>((width * depth + 31) / 32 * 4)};
   return true;
 }
 
-// A coder's working memory. One string covers all planes, and so do the states: a
-// plane goes on with what the planes before it have taught.
-struct AbicWorkspace {
-  ContextStates states;
-  PlaneRows rows;
-};
-static_assert(std::is_trivially_destructible_v<AbicWorkspace>);
+// The only alignment of rows.
+constexpr int kRowAlignment = 4;
+
+constexpr int PaddedWidth(int width) { return (width + 7) / 8 * 8; }
+// The width in which rows are coded.
+constexpr int CodedWidth(int width, const AbicParameters& parameters) {
+  return parameters.exactWidth ? width : PaddedWidth(width);
+}
+
+constexpr bool AreValid(const AbicParameters& parameters) {
+  return std::popcount(parameters.places) <= kMaxPlaces &&
+         parameters.places >> kAbicPlaces.size() == 0;
+}
 
 // The tag of the coders' allocations.
 constexpr const char* kAbicSource = "Host/Abic/AbicImage";
+
+// A coder's working memory: the contexts' states, the raster's rows and one row of pixels.
+// One string covers all planes, and so do the states: a plane goes on with what the planes
+// before it have taught.
+class AbicWorkspace {
+ public:
+  explicit AbicWorkspace(const AbicLayout& layout)
+      : m_width(PaddedWidth(layout.width)),
+        m_memory(sizeof(ContextStates) + Raster::MemoryFor(m_width) + static_cast<size_t>(m_width),
+                 __LINE__, kAbicSource) {}
+
+  explicit operator bool() const { return static_cast<bool>(m_memory); }
+  // New states, all that which every context starts in.
+  ContextStates& States() const { return *new (m_memory.get()) ContextStates{}; }
+  unsigned char* RasterMemory() const { return m_memory.get() + sizeof(ContextStates); }
+  // The padded width's pixels.
+  unsigned char* Row() const { return RasterMemory() + Raster::MemoryFor(m_width); }
+
+ private:
+  int m_width;
+  LocalBlock m_memory;
+};
+static_assert(std::is_trivially_destructible_v<ContextStates>);
 
 struct GlobalBlockFree {
   void operator()(unsigned char* block) const { WinGlobalFree(WinGlobalHandle(block)); }

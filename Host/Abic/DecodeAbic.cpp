@@ -1,49 +1,139 @@
+#include <algorithm>
+#include <climits>
+#include <cstring>
+
 #include "Host/Abic/Abic.h"
 #include "Host/Abic/AbicImage.h"
+#include "Host/Abic/Coding/PackedRows.h"
+#include "Host/Abic/EarlierString.h"
+#include "Host/Abic/LikelyParameters.h"
+#include "Host/Abic/StringReading.h"
 
 namespace {
 
-// Whether the code string can be long enough for the image: A lasts for at most
-// half the interval's decisions before it is doubled, which takes a bit of the
-// string. This keeps a few bytes from asking for a big image.
-bool CanHold(unsigned int size, const AbicLayout& layout) {
-  const int64_t decisions = int64_t{layout.width} * layout.height * layout.depth;
-  return decisions / kHalfInterval <= int64_t{size} * 8 + kMaxFillBits;
+// Pixels that looking for other parameters may take: some seconds.
+constexpr int64_t kMostTriedPixels = int64_t{1} << 31;
+
+// 0 is the best. What is missing at the end are zero bytes that a writer left out; bytes
+// that are left have no such reason.
+int Misfit(const AbicFit& fit) {
+  if (!AbicFits(fit)) return 3;
+  if (fit.bitsLeft < 0) return 1;
+  return fit.bitsLeft < CHAR_BIT ? 0 : 2;
 }
 
-bool DecodeRows(ArithmeticDecoder decoder, const AbicLayout& layout, AbicWorkspace& workspace,
-                unsigned char* imageRows) {
-  for (int plane = layout.depth - 1; plane >= 0; --plane) {
-    workspace.rows.NextPlane();
-    unsigned char* imageRow = imageRows;
-    for (int y = 0; y < layout.height; ++y, imageRow += layout.bytesPerRow) {
-      DecodePlaneRow(decoder, workspace.states, workspace.rows, layout.width);
-      if (IsPastEnd(decoder)) return false;
-      WritePlane(workspace.rows.Current(), layout.depth, plane, layout.width, imageRow);
-      workspace.rows.NextRow();
+// A string, and the memory that reading it with any parameters takes.
+class Reader {
+ public:
+  Reader(const AbicString& string, const AbicLayout& layout)
+      : m_string(string), m_layout(layout), m_workspace(layout), m_reversed(kAbicSource) {}
+
+  bool HasMemory() const { return static_cast<bool>(m_workspace); }
+
+  // Without rows for the image only the fit is found. False when out of memory.
+  bool Read(const AbicParameters& parameters, unsigned char* rows, AbicFit& fit) {
+    AbicString string = m_string;
+    if (parameters.reversedBits) {
+      if (!m_reversed && !Reverse()) return false;
+      string.data = m_reversed.get();
     }
+    fit = ReadString(string, parameters, m_layout, m_workspace, rows);
+    return true;
   }
-  return true;
+
+  // Looks for likely parameters that fit better than those of the reading, and reads the
+  // image again if there are any. False when out of memory.
+  bool Improve(unsigned char* rows, AbicReading& reading) {
+    const AbicParameters first = reading.parameters;
+    int64_t pixels = kMostTriedPixels;
+    for (const AbicParameters& parameters :
+         LikelyParameters(first, m_layout.width, m_layout.depth)) {
+      pixels -= int64_t{m_layout.width} * m_layout.height * m_layout.depth;
+      if (pixels < 0) break;
+      AbicFit fit;
+      if (!Read(parameters, nullptr, fit)) return false;
+      if (Misfit(fit) < Misfit(reading.fit)) reading = {parameters, fit};
+      if (Misfit(fit) == 0) break;
+    }
+    if (reading.parameters == first) return true;
+    std::memset(rows, 0, m_layout.Bytes());
+    return Read(reading.parameters, rows, reading.fit);
+  }
+
+ private:
+  bool Reverse() {
+    if (!m_reversed.Grow(m_string.size, __LINE__)) return false;
+    std::transform(m_string.data, m_string.data + m_string.size, m_reversed.get(), ReversedByte);
+    return true;
+  }
+
+  AbicString m_string;
+  AbicLayout m_layout;
+  AbicWorkspace m_workspace;
+  LocalBlock m_reversed;
+};
+
+// Finds out whether a string can be read and in which layout.
+int CheckString(const AbicString* string, AbicLayout& layout) {
+  if (string == nullptr ||
+      !DescribeAbicImage(string->width, string->height, string->depth, layout)) {
+    return K_ERROR_INVALID_FORMAT;
+  }
+  return string->data != nullptr && CanHold(*string) ? K_SUCCESS : K_ERROR_READ;
+}
+
+int ReadWell(const AbicString& string, const AbicLayout& layout, unsigned char* rows,
+             AbicReading& reading) {
+  if (IsEarlierString(string)) {
+    reading.earlier = ReadEarlierString(string, layout, rows);
+    if (reading.earlier) return K_SUCCESS;
+    std::memset(rows, 0, layout.Bytes());
+  }
+  Reader reader(string, layout);
+  if (!reader.HasMemory()) return K_ERROR_NO_MEMORY;
+  bool done = reader.Read(reading.parameters, rows, reading.fit);
+  if (done && Misfit(reading.fit) > 1) done = reader.Improve(rows, reading);
+  return done ? K_SUCCESS : K_ERROR_NO_MEMORY;
 }
 
 }  // namespace
 
-int K_DecodeABIC(const unsigned char* pData, unsigned int nSize, unsigned char** ppRows, int nAlign,
-                 int nWidth, int nHeight, int bBilevel) {
+int K_DecodeABICWith(const AbicString* pString, const AbicParameters* pParameters,
+                     unsigned char** ppRows, AbicFit* pFit) {
   AbicLayout layout;
-  if (ppRows == nullptr || !DescribeAbicImage(nAlign, nWidth, nHeight, bBilevel != 0, layout)) {
+  if (pParameters == nullptr || pFit == nullptr || !AreValid(*pParameters)) {
     return K_ERROR_INVALID_FORMAT;
   }
-  if (pData == nullptr || nSize == 0 || !CanHold(nSize, layout)) return K_ERROR_READ;
-
-  const LocalBlock memory(sizeof(AbicWorkspace), __LINE__, kAbicSource);
-  if (!memory) return K_ERROR_NO_MEMORY;
-  GlobalBytes rows =
-      AllocateGlobalBytes(layout.bytesPerRow * static_cast<size_t>(layout.height), kZeroFilled);
-  if (!rows) return K_ERROR_NO_MEMORY;
-  const bool whole = DecodeRows(StartDecoder(pData, nSize), layout,
-                                *new (memory.get()) AbicWorkspace{}, rows.get());
-  if (!whole) return K_ERROR_READ;
-  *ppRows = rows.release();
+  const int status = CheckString(pString, layout);
+  if (status != K_SUCCESS) return status;
+  Reader reader(*pString, layout);
+  if (!reader.HasMemory()) return K_ERROR_NO_MEMORY;
+  GlobalBytes rows;
+  if (ppRows != nullptr) rows = AllocateGlobalBytes(layout.Bytes(), kZeroFilled);
+  if (ppRows != nullptr && !rows) return K_ERROR_NO_MEMORY;
+  if (!reader.Read(*pParameters, rows.get(), *pFit)) return K_ERROR_NO_MEMORY;
+  if (ppRows != nullptr) *ppRows = rows.release();
   return K_SUCCESS;
+}
+
+int K_DecodeLikelyABIC(const AbicString* pString, unsigned char** ppRows, AbicReading* pReading) {
+  AbicLayout layout;
+  if (ppRows == nullptr || pReading == nullptr || !AreValid(pReading->parameters)) {
+    return K_ERROR_INVALID_FORMAT;
+  }
+  int status = CheckString(pString, layout);
+  if (status != K_SUCCESS) return status;
+  GlobalBytes rows = AllocateGlobalBytes(layout.Bytes(), kZeroFilled);
+  if (!rows) return K_ERROR_NO_MEMORY;
+  status = ReadWell(*pString, layout, rows.get(), *pReading);
+  if (status == K_SUCCESS) *ppRows = rows.release();
+  return status;
+}
+
+int K_DecodeABIC(const unsigned char* pData, unsigned int nSize, unsigned char** ppRows, int nAlign,
+                 int nWidth, int nHeight, int bBilevel) {
+  if (nAlign != kRowAlignment) return K_ERROR_INVALID_FORMAT;
+  const AbicString string = {pData, nSize, nWidth, nHeight, bBilevel != 0 ? 1 : 4};
+  AbicReading reading;
+  return K_DecodeLikelyABIC(&string, ppRows, &reading);
 }

@@ -3,6 +3,8 @@
 
 #include "Host/Abic/Abic.h"
 #include "Host/Abic/AbicImage.h"
+#include "Host/Abic/Coding/PackedRows.h"
+#include "Host/Abic/Coding/RowCoding.h"
 
 namespace {
 
@@ -30,20 +32,26 @@ class GrowingBytes {
 // Encodes the image; the code string starts at the second byte. Returns its size,
 // 0 when out of memory.
 size_t EncodeRows(const unsigned char* imageRows, const AbicLayout& layout,
-                  AbicWorkspace& workspace, GrowingBytes& bytes) {
-  const size_t rowRoom = static_cast<size_t>(layout.width) * kMaxBytesPerDecision + kMaxFinishBytes;
+                  const AbicParameters& parameters, const AbicWorkspace& workspace,
+                  GrowingBytes& bytes) {
+  const int width = CodedWidth(layout.width, parameters);
+  const size_t rowRoom = static_cast<size_t>(width) * kMaxBytesPerDecision + kMaxFinishBytes;
   if (!bytes.Reserve(0, 1 + rowRoom)) return 0;
-  ArithmeticEncoder encoder = StartEncoder(bytes.Start());
+  Raster raster(workspace.RasterMemory(), width, parameters.wrapsEdges);
+  const Neighbourhood neighbours = MakeNeighbourhood(parameters.places, raster.Stride());
+  ContextStates& states = workspace.States();
+  ArithmeticEncoder encoder =
+      StartEncoder(bytes.Start(), kTransitions[parameters.flipsInStateOne ? 1 : 0]);
   for (int plane = layout.depth - 1; plane >= 0; --plane) {
-    workspace.rows.NextPlane();
+    if (parameters.planesApart) raster.Clear();
     const unsigned char* imageRow = imageRows;
     for (int y = 0; y < layout.height; ++y, imageRow += layout.bytesPerRow) {
       const auto used = static_cast<size_t>(encoder.last - bytes.Start()) + 1;
       if (!bytes.Reserve(used, rowRoom)) return 0;
       encoder.last = bytes.Start() + used - 1;
-      ReadPlane(imageRow, layout.depth, plane, layout.width, workspace.rows.Current());
-      EncodePlaneRow(encoder, workspace.states, workspace.rows, layout.width);
-      workspace.rows.NextRow();
+      ReadPlane(imageRow, layout.depth, plane, layout.width, workspace.Row());
+      EncodeRow(encoder, states, neighbours, workspace.Row(), raster);
+      raster.NextRow();
     }
   }
   return static_cast<size_t>(FinishEncoder(encoder) - bytes.Start()) - 1;
@@ -51,22 +59,36 @@ size_t EncodeRows(const unsigned char* imageRows, const AbicLayout& layout,
 
 }  // namespace
 
-int K_EncodeABIC(const unsigned char* pRows, int nAlign, int nWidth, int nHeight,
-                 unsigned char** ppData, uint64_t* pnSize, int bBilevel) {
+int K_EncodeABICWith(const unsigned char* pRows, const AbicString* pImage,
+                     const AbicParameters* pParameters, unsigned char** ppData, uint64_t* pnSize) {
   AbicLayout layout;
-  if (pRows == nullptr || ppData == nullptr || pnSize == nullptr ||
-      !DescribeAbicImage(nAlign, nWidth, nHeight, bBilevel != 0, layout)) {
+  if (pRows == nullptr || pImage == nullptr || pParameters == nullptr || ppData == nullptr ||
+      pnSize == nullptr || !AreValid(*pParameters) ||
+      !DescribeAbicImage(pImage->width, pImage->height, pImage->depth, layout)) {
     return K_ERROR_INVALID_FORMAT;
   }
-  const LocalBlock memory(sizeof(AbicWorkspace), __LINE__, kAbicSource);
-  if (!memory) return K_ERROR_NO_MEMORY;
+  const AbicWorkspace workspace(layout);
+  if (!workspace) return K_ERROR_NO_MEMORY;
   GrowingBytes bytes;
-  const size_t size = EncodeRows(pRows, layout, *new (memory.get()) AbicWorkspace{}, bytes);
+  const size_t size = EncodeRows(pRows, layout, *pParameters, workspace, bytes);
   if (size == 0) return K_ERROR_NO_MEMORY;
   GlobalBytes data = AllocateGlobalBytes(size, 0);
   if (!data) return K_ERROR_NO_MEMORY;
-  std::memcpy(data.get(), bytes.Start() + 1, size);
+  const unsigned char* code = bytes.Start() + 1;
+  if (pParameters->reversedBits) {
+    std::transform(code, code + size, data.get(), ReversedByte);
+  } else {
+    std::memcpy(data.get(), code, size);
+  }
   *ppData = data.release();
   *pnSize = size;
   return K_SUCCESS;
+}
+
+int K_EncodeABIC(const unsigned char* pRows, int nAlign, int nWidth, int nHeight,
+                 unsigned char** ppData, uint64_t* pnSize, int bBilevel) {
+  if (nAlign != kRowAlignment) return K_ERROR_INVALID_FORMAT;
+  const AbicString image = {nullptr, 0, nWidth, nHeight, bBilevel != 0 ? 1 : 4};
+  const AbicParameters usual;
+  return K_EncodeABICWith(pRows, &image, &usual, ppData, pnSize);
 }

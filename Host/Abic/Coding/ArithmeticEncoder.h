@@ -1,4 +1,4 @@
-// The encoding side of the arithmetic coder (T.88 Annex E.2).
+// The encoding side of the arithmetic coder.
 #pragma once
 
 #include <algorithm>
@@ -6,33 +6,40 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "Host/Abic/ArithmeticCoder.h"
+#include "Host/Abic/Coding/ArithmeticCoder.h"
 
-// Coding an MPS takes Qe off A and adds it to C; nothing else happens until A gets
-// below its half. `slack` is A above that, and `base` is C + slack, which an MPS
+// Coding an MPS takes Qe off A and adds it to C; nothing else happens until A gets too
+// small. `slack` is how much can still be taken off, and `base` is C + slack, which an MPS
 // doesn't change.
+//
+// C has the fraction in its lowest 12 bits, 4 bits to spare above it, then the byte that is
+// being completed, and a carry in bit 24.
 struct ArithmeticEncoder {
   int32_t slack;
   uint32_t base;
-  int bitsLeft;         // shifts until a byte of C is complete
+  int bitsLeft;  // shifts until the byte is complete
+  const Transition* transitions;
   unsigned char* last;  // the last byte written; a carry may still add 1 to it
 };
 
-// One decision shifts C by up to 15 bits, and at worst every second byte is an
+// One decision shifts C by up to 12 bits, and at worst every second byte is an
 // 0xFF with only 7 bits after it.
 constexpr size_t kMaxBytesPerDecision = 2;
-// Room that FinishEncoder needs: what is left of C, up to three bytes, and the marker.
-constexpr size_t kMaxFinishBytes = 5;
+// Room that FinishEncoder needs for what is left of C.
+constexpr size_t kMaxFinishBytes = 4;
 
 namespace arithmetic_encoder {
 
+constexpr int kByteShift = 16;
+constexpr int kCarryShift = kByteShift + 8;
+
 inline void ByteOut(ArithmeticEncoder& encoder, uint32_t& c) {
-  bool stuff = *encoder.last == kMarkerPrefix;
-  if (!stuff && c >= 0x8000000) {
-    stuff = ++*encoder.last == kMarkerPrefix;
-    c &= 0x7FFFFFF;
+  if (*encoder.last != kStuffedAfter && c >> kCarryShift != 0) {
+    ++*encoder.last;
+    c &= (1U << kCarryShift) - 1;
   }
-  const int shift = stuff ? 20 : 19;
+  const bool stuff = *encoder.last == kStuffedAfter;
+  const int shift = stuff ? kByteShift + 1 : kByteShift;
   *++encoder.last = static_cast<unsigned char>(c >> shift);
   c &= (1U << shift) - 1;
   encoder.bitsLeft = stuff ? 7 : 8;
@@ -40,19 +47,18 @@ inline void ByteOut(ArithmeticEncoder& encoder, uint32_t& c) {
 
 // A decision that is an LPS or leaves A too small: slack is without its Qe.
 inline void EncodeBeyondSlack(ArithmeticEncoder& encoder, ContextState& state, bool lps) {
-  const Transition& transition = kTransitions[state];
+  const Transition& transition = encoder.transitions[state];
   const int32_t qe = transition.qe;
-  int32_t a = kHalfInterval + encoder.slack;
+  int32_t a = kLeastInterval + encoder.slack;
   uint32_t c = encoder.base - static_cast<uint32_t>(encoder.slack);
-  // The larger part of the interval is always the MPS's; the part of size Qe is
-  // the lower one.
-  if (lps == (a >= qe)) {
+  if (lps) {
     a = qe;
     c -= static_cast<uint32_t>(qe);
   }
   state = lps ? transition.afterLps : transition.afterMps;
 
-  int shift = std::countl_zero(static_cast<uint32_t>(a)) - 16;
+  int shift = std::countl_zero(static_cast<uint32_t>(a)) -
+              std::countl_zero(static_cast<uint32_t>(kLeastInterval));
   a <<= shift;
   while (shift > 0) {
     const int step = std::min(shift, encoder.bitsLeft);
@@ -61,7 +67,7 @@ inline void EncodeBeyondSlack(ArithmeticEncoder& encoder, ContextState& state, b
     shift -= step;
     if (encoder.bitsLeft == 0) ByteOut(encoder, c);
   }
-  encoder.slack = a - kHalfInterval;
+  encoder.slack = a - kLeastInterval;
   encoder.base = c + static_cast<uint32_t>(encoder.slack);
 }
 
@@ -69,14 +75,14 @@ inline void EncodeBeyondSlack(ArithmeticEncoder& encoder, ContextState& state, b
 
 // An encoder whose code string starts after *before, a byte that it sets to 0.
 // The caller sees to the room: see kMaxBytesPerDecision and kMaxFinishBytes.
-inline ArithmeticEncoder StartEncoder(unsigned char* before) {
+inline ArithmeticEncoder StartEncoder(unsigned char* before, const Transitions& transitions) {
   *before = 0;
-  return {0, 0, 12, before};
+  return {0, 0, kFractionBits, transitions.data(), before};
 }
 
 // Codes a decision, 0 or 1, in a context.
 inline void Encode(ArithmeticEncoder& encoder, ContextState& state, unsigned symbol) {
-  encoder.slack -= kTransitions[state].qe;
+  encoder.slack -= encoder.transitions[state].qe;
   const bool lps = symbol != (state & 1U);
   if (lps || encoder.slack < 0) arithmetic_encoder::EncodeBeyondSlack(encoder, state, lps);
 }
@@ -84,24 +90,19 @@ inline void Encode(ArithmeticEncoder& encoder, ContextState& state, unsigned sym
 // Codes, of `count` decisions in one context that are its MPS, those that only
 // change the slack, at once. Returns how many.
 inline int EncodeMpsRun(ArithmeticEncoder& encoder, ContextState state, int count) {
-  const int32_t qe = kTransitions[state].qe;
+  const int32_t qe = encoder.transitions[state].qe;
   if (qe * count > encoder.slack) count = encoder.slack / qe;
   encoder.slack -= qe * count;
   return count;
 }
 
-// Writes what is left of C with as many 1 bits at its end as the interval allows,
-// then the end marker. Returns the byte after the code string.
+// Writes what is left of C. Returns the byte after the code string.
 inline unsigned char* FinishEncoder(ArithmeticEncoder& encoder) {
   uint32_t c = encoder.base - static_cast<uint32_t>(encoder.slack);
-  const uint32_t top = encoder.base + static_cast<uint32_t>(kHalfInterval);
-  c |= 0xFFFF;
-  if (c >= top) c -= static_cast<uint32_t>(kHalfInterval);
-  for (int byte = 0; byte < 2; ++byte) {
+  for (int bits = arithmetic_encoder::kCarryShift - encoder.bitsLeft; bits > 0;
+       bits -= encoder.bitsLeft) {
     c <<= encoder.bitsLeft;
     arithmetic_encoder::ByteOut(encoder, c);
   }
-  if (*encoder.last != kMarkerPrefix) *++encoder.last = kMarkerPrefix;
-  *++encoder.last = kEndMarker;
   return encoder.last + 1;
 }

@@ -1,4 +1,4 @@
-// The decoding side of the arithmetic coder (T.88 Annex E.3).
+// The decoding side of the arithmetic coder.
 #pragma once
 
 #include <algorithm>
@@ -6,37 +6,33 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "Host/Abic/ArithmeticCoder.h"
+#include "Host/Abic/Coding/ArithmeticCoder.h"
 
-// Decoding an MPS takes Qe off A and off the upper half of C; nothing else
-// happens until A gets too small or C would go below 0. `slack` is how much can
-// still be taken off both, so that the common decision is one subtraction and one
-// comparison; `a` and `c` hold what is left of A and C without it.
+// Decoding an MPS takes Qe off A and off the upper part of C; nothing else happens until A
+// gets too small or C would go below 0. `slack` is how much can still be taken off both,
+// so that the common decision is one subtraction and one comparison; `a` and `c` hold what
+// is left of A and C without it.
 //
-// C's upper half is the 16 most significant bits of `c`; the bits of several bytes
-// wait below it.
+// C's upper part is the 16 most significant bits of `c`, of which the code string fills
+// the lower 12; the bits of several bytes wait below it. Past the end of the code string
+// all bits are 0.
 struct ArithmeticDecoder {
   int32_t slack;
   int32_t a;
   uint64_t c;
   int waitingBits;
-  uint32_t lastByte;
+  bool stuffed;  // the byte before the next one is kStuffedAfter
+  const Transition* transitions;
   const unsigned char* next;
   const unsigned char* end;
-  int64_t fillBits;  // read after the end of the code string, where all bits are 1
-  bool truncated;    // the bytes ran out without a marker
+  int64_t readBits;  // bits of the code string, and after its end, that `c` took in
 };
-
-// Bits after its end that decoding a whole code string may shift into C's upper
-// half. After n shifts 15 + n bits are there; the encoder has by then made at
-// least 4 + n with the two bytes that end the string.
-constexpr int kMaxFillBits = 11;
 
 namespace arithmetic_decoder {
 
 constexpr int kUpperShift = 48;
-// The most that one decision shifts.
-constexpr int kMaxShift = 15;
+// The most that one decision shifts: Qe is at least 1.
+constexpr int kMaxShift = 12;
 
 inline void AddUpper(ArithmeticDecoder& decoder, int32_t value) {
   decoder.c += static_cast<uint64_t>(int64_t{value}) << kUpperShift;
@@ -47,19 +43,12 @@ inline int32_t Upper(const ArithmeticDecoder& decoder) {
 }
 
 inline void ByteIn(ArithmeticDecoder& decoder) {
-  const bool stuffed = decoder.lastByte == kMarkerPrefix;
-  const bool missing = decoder.next == decoder.end;
-  uint64_t byte = 0xFF;
-  int bits = 8;
-  if (missing || (stuffed && *decoder.next > kMaxStuffedByte)) {
-    decoder.truncated |= missing;
-    decoder.fillBits += bits;
-  } else {
-    byte = decoder.lastByte = *decoder.next++;
-    if (stuffed) bits = 7;
-  }
+  const uint64_t byte = decoder.next != decoder.end ? *decoder.next++ : 0U;
+  const int bits = decoder.stuffed ? 7 : 8;
+  decoder.stuffed = byte == kStuffedAfter;
   // The stuffed bit comes to lie on the last bit before it, to which it carries.
   decoder.waitingBits += bits;
+  decoder.readBits += bits;
   decoder.c += byte << (kUpperShift - decoder.waitingBits);
 }
 
@@ -68,23 +57,23 @@ inline void FillC(ArithmeticDecoder& decoder) {
 }
 
 inline void TakeSlack(ArithmeticDecoder& decoder) {
-  decoder.slack = std::min(decoder.a - kHalfInterval, Upper(decoder));
+  decoder.slack = std::min(decoder.a - kLeastInterval, Upper(decoder));
   decoder.a -= decoder.slack;
   AddUpper(decoder, -decoder.slack);
 }
 
 }  // namespace arithmetic_decoder
 
-// A decoder at the start of a code string of at least one byte, which must stay
-// where it is.
-inline ArithmeticDecoder StartDecoder(const unsigned char* data, size_t size) {
+// A decoder at the start of a code string, which must stay where it is.
+inline ArithmeticDecoder StartDecoder(const unsigned char* data, size_t size,
+                                      const Transitions& transitions) {
   ArithmeticDecoder decoder{};
+  decoder.transitions = transitions.data();
   decoder.next = data;
   decoder.end = data + size;
-  // The first bit of a code string lies one below C's most significant bit.
-  decoder.waitingBits = -15;
+  decoder.waitingBits = -kFractionBits;
   arithmetic_decoder::FillC(decoder);
-  decoder.a = kHalfInterval;
+  decoder.a = kLeastInterval;
   arithmetic_decoder::TakeSlack(decoder);
   return decoder;
 }
@@ -93,7 +82,7 @@ inline ArithmeticDecoder StartDecoder(const unsigned char* data, size_t size) {
 // and the context's state stays. Otherwise returns false, and DecodeBeyondSlack
 // must follow.
 inline bool DecodeWithinSlack(ArithmeticDecoder& decoder, ContextState state, unsigned& symbol) {
-  decoder.slack -= kTransitions[state].qe;
+  decoder.slack -= decoder.transitions[state].qe;
   symbol = state & 1U;
   return decoder.slack >= 0;
 }
@@ -103,19 +92,16 @@ inline bool DecodeWithinSlack(ArithmeticDecoder& decoder, ContextState state, un
 inline unsigned DecodeBeyondSlack(ArithmeticDecoder& decoder, ContextState& state) {
   using arithmetic_decoder::AddUpper;
   using arithmetic_decoder::Upper;
-  const Transition& transition = kTransitions[state];
+  const Transition& transition = decoder.transitions[state];
   const int32_t qe = transition.qe;
-  const int32_t rest = decoder.a + decoder.slack;
-  const bool lower = Upper(decoder) + decoder.slack < 0;
-  // The larger part of the interval is always the MPS's: when Qe is above the
-  // rest, the two parts have changed places.
-  const bool lps = lower == (rest >= qe);
+  const bool lps = Upper(decoder) + decoder.slack < 0;
   const unsigned symbol = (state & 1U) ^ static_cast<unsigned>(lps);
+  const int32_t a = lps ? qe : decoder.a + decoder.slack;
   state = lps ? transition.afterLps : transition.afterMps;
-  AddUpper(decoder, decoder.slack + (lower ? qe : 0));
-  const int32_t a = lower ? qe : rest;
+  AddUpper(decoder, decoder.slack + (lps ? qe : 0));
 
-  const int shift = std::countl_zero(static_cast<uint32_t>(a)) - 16;
+  const int shift = std::countl_zero(static_cast<uint32_t>(a)) -
+                    std::countl_zero(static_cast<uint32_t>(kLeastInterval));
   if (decoder.waitingBits < arithmetic_decoder::kMaxShift) arithmetic_decoder::FillC(decoder);
   decoder.a = a << shift;
   decoder.c <<= shift;
@@ -127,14 +113,14 @@ inline unsigned DecodeBeyondSlack(ArithmeticDecoder& decoder, ContextState& stat
 // Decodes, of `count` decisions in one context, those that are its MPS for
 // certain, at once. Returns how many.
 inline int DecodeMpsRun(ArithmeticDecoder& decoder, ContextState state, int count) {
-  const int32_t qe = kTransitions[state].qe;
+  const int32_t qe = decoder.transitions[state].qe;
   if (qe * count > decoder.slack) count = decoder.slack / qe;
   decoder.slack -= qe * count;
   return count;
 }
 
-// Whether more was decoded than the code string holds: it was cut, or is that of
-// a smaller image.
-inline bool IsPastEnd(const ArithmeticDecoder& decoder) {
-  return decoder.truncated || decoder.fillBits - decoder.waitingBits > kMaxFillBits;
+// Bits of the code string, and of what is missing after it, without which the decisions so
+// far could not be told apart from all others: those that C holds or has shifted out.
+inline int64_t UsedBits(const ArithmeticDecoder& decoder) {
+  return decoder.readBits - decoder.waitingBits;
 }

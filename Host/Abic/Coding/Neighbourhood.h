@@ -1,0 +1,46 @@
+// The context of a pixel: which of the pixels around it, and as what number.
+#pragma once
+
+#include <array>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+
+#include "Host/Abic/AbicParameters.h"
+#include "Host/Abic/Coding/ArithmeticCoder.h"
+
+constexpr int kMaxPlaces = 7;
+// How far to the sides of a pixel its neighbours may be.
+constexpr int kReach = 6;
+
+// A context's number has the pixels of the rows above it, any seven, over those to its
+// left, which have a bit each even where they don't count: the nearest is bit 0.
+struct Neighbourhood {
+  int places = 0;                             // in the rows above
+  std::array<ptrdiff_t, kMaxPlaces> above{};  // from the pixel to each of them
+  int leftBits = 0;
+  uint32_t left = 0;  // those to the left that count
+
+  uint32_t Context(uint32_t ofAbove, uint32_t ofLeft) const {
+    return ofAbove << leftBits | (ofLeft & left);
+  }
+};
+constexpr size_t kContexts = size_t{1} << (kMaxPlaces + kReach);
+using ContextStates = std::array<ContextState, kContexts>;
+
+// The set of places in rows that start `stride` pixels after each other.
+constexpr Neighbourhood MakeNeighbourhood(uint32_t set, ptrdiff_t stride) {
+  Neighbourhood neighbours;
+  for (size_t i = 0; i < kAbicPlaces.size(); ++i) {
+    if ((set >> i & 1U) == 0) continue;
+    const AbicPlace place = kAbicPlaces[i];
+    if (place.row == 0) {
+      neighbours.left |= 1U << (-place.column - 1);
+    } else {
+      neighbours.above[static_cast<size_t>(neighbours.places++)] =
+          place.row * stride + place.column;
+    }
+  }
+  neighbours.leftBits = std::bit_width(neighbours.left);
+  return neighbours;
+}
