@@ -4,11 +4,15 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
 #include <random>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
+
+#include "Tests/Host/Abic/TestPictures.h"
 
 namespace kz::test {
 namespace {
@@ -119,6 +123,47 @@ TEST(AbicIndependent, EveryProducersExtremeDecisionsAreRead) {
   }
 }
 
+// A page of each kind, in the usual way.
+TEST(AbicIndependent, PicturesAreReadAndDifferFromSeedToSeed) {
+  for (const auto& [kind, name] : kAllPictures) {
+    for (const int depth : {1, 4, 8}) {
+      const IndependentImage image = DrawPicture(kind, 203, 150, depth, 1);
+      const auto [least, most] = std::minmax_element(image.samples.begin(), image.samples.end());
+      EXPECT_EQ(*most, (1 << depth) - 1) << name;
+      EXPECT_LT(*least, *most) << name;
+      EXPECT_EQ(DrawPicture(kind, 203, 150, depth, 1).samples, image.samples) << name;
+      EXPECT_NE(DrawPicture(kind, 203, 150, depth, 2).samples, image.samples) << name;
+      const OpenPoints points = Points(kNeighbourSets[0], false);
+      EXPECT_EQ(DecodeIndependently(Encoded(image, points), 203, 150, depth, points).samples,
+                image.samples)
+          << name << " of " << depth;
+    }
+  }
+  for (const int size : {1, 2, 9}) {
+    for (const auto& [kind, name] : kAllPictures) {
+      EXPECT_EQ(DrawPicture(kind, size, 1, 8, 1).samples.size(), static_cast<size_t>(size)) << name;
+      EXPECT_EQ(DrawPicture(kind, 1, size, 1, 1).samples.size(), static_cast<size_t>(size)) << name;
+    }
+  }
+}
+
+// States that don't fit the decisions are read all the same, but cost bytes.
+TEST(AbicIndependent, StringsAreNotMuchLongerThanTheDecisionsEntropy) {
+  std::mt19937 random(8);
+  for (const double odds : {0.5, 0.2, 0.05, 0.01, 0.002, 0.0005}) {
+    Bytes decisions;
+    const auto limit = static_cast<std::mt19937::result_type>(odds * 0x1p32);
+    for (int i = 0; i < 400000; ++i) decisions.push_back(random() < limit ? 1 : 0);
+    const double ones = static_cast<double>(std::count(decisions.begin(), decisions.end(), 1));
+    const double part = ones / 400000;
+    const double entropy = -part * std::log2(part) - (1 - part) * std::log2(1 - part);
+    const double bits =
+        8.0 * static_cast<double>(EncodeDecisions(decisions, false, Producer::Borrows).size());
+    EXPECT_LT(bits / (400000 * entropy), 1.1) << odds;
+  }
+  EXPECT_LT(EncodeDecisions(Bytes(400000), false, Producer::Borrows).size(), 24U);
+}
+
 TEST(AbicIndependent, ProducersEndTheirStringsInTheirWays) {
   std::mt19937 random(3);
   const IndependentImage image = Blots(64, 64, 1, random);
@@ -146,7 +191,7 @@ TEST(AbicIndependent, PlanesAreCodedMostSignificantBitFirst) {
 TEST(AbicIndependent, PaddingIsWhitePixelsMore) {
   std::mt19937 random(4);
   const IndependentImage image = Blots(21, 40, 4, random);
-  IndependentImage padded{24, 40, 4, Bytes(24 * 40)};
+  IndependentImage padded{24, 40, 4, Bytes(960)};
   for (size_t i = 0; i < image.samples.size(); ++i) {
     padded.samples[i / 21 * 24 + i % 21] = image.samples[i];
   }
