@@ -18,11 +18,11 @@ constexpr int kReach = 6;
 struct Neighbourhood {
   int places = 0;                             // in the rows above
   std::array<ptrdiff_t, kMaxPlaces> above{};  // from the pixel to each of them
-  int leftBits = 0;
-  uint32_t left = 0;  // those to the left that count
+  uint32_t left = 0;                          // those to the left that count
+  uint32_t nearest = 0;                       // and all that are nearer than the farthest of them
 
   uint32_t Context(uint32_t ofAbove, uint32_t ofLeft) const {
-    return ofAbove << leftBits | (ofLeft & left);
+    return ofAbove << kReach | (ofLeft & left);
   }
 };
 constexpr size_t kContexts = size_t{1} << (kMaxPlaces + kReach);
@@ -41,6 +41,6 @@ constexpr Neighbourhood MakeNeighbourhood(uint32_t set, ptrdiff_t stride) {
           place.row * stride + place.column;
     }
   }
-  neighbours.leftBits = std::bit_width(neighbours.left);
+  neighbours.nearest = (1U << std::bit_width(neighbours.left)) - 1;
   return neighbours;
 }

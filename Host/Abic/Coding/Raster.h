@@ -15,8 +15,9 @@ constexpr int kMaxRasterWidth = 0x8000;
 // otherwise white stands between them. Pixels that aren't coded yet are 0.
 class Raster {
  public:
-  // Pixels are read in groups of so many, up to which a row's end may be passed.
+  // Pixels are read in groups of so many, and by words of eight around a group.
   static constexpr int kGroup = 64;
+  static constexpr int kAround = 8;
 
   // Bytes that a raster takes.
   static constexpr size_t MemoryFor(int width) { return kSequence + RoomFor(width + kReach); }
@@ -46,7 +47,7 @@ class Raster {
     m_whiteRows =
         std::memchr(m_row, 1, static_cast<size_t>(m_width)) == nullptr ? m_whiteRows + 1 : 0;
     m_row += m_stride;
-    if (m_row + m_stride + kGroup <= m_memory + m_size) return;
+    if (m_row + m_stride + kPast <= m_memory + m_size) return;
     const size_t kept = Before();
     std::memmove(m_memory, m_row - kept, kept);
     std::memset(m_memory + kept, 0, m_size - kept);
@@ -61,13 +62,15 @@ class Raster {
 
  private:
   static constexpr int kRowsAbove = 2;
+  // How far reading may go past a row.
+  static constexpr int kPast = kGroup + 2 * kAround;
   static constexpr size_t kSequence = size_t{64} * 1024;
 
   // For one row with what lies around it.
   static constexpr size_t RoomFor(ptrdiff_t stride) {
-    return kReach + (kRowsAbove + 1) * static_cast<size_t>(stride) + kGroup;
+    return kAround + (kRowsAbove + 1) * static_cast<size_t>(stride) + kPast;
   }
-  size_t Before() const { return kReach + kRowsAbove * static_cast<size_t>(m_stride); }
+  size_t Before() const { return kAround + kRowsAbove * static_cast<size_t>(m_stride); }
 
   unsigned char* m_memory;
   size_t m_size;

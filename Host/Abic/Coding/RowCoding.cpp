@@ -33,6 +33,15 @@ void GatherAbove(const Neighbourhood& neighbours, const unsigned char* pixels, i
   }
 }
 
+// Whether the rows above a group of pixels are white wherever its contexts reach.
+bool IsWhiteAbove(const unsigned char* pixels, ptrdiff_t stride) {
+  uint64_t all = 0;
+  for (int x = -kWordPixels; x < Raster::kGroup + kWordPixels; x += kWordPixels) {
+    all |= LoadWord(pixels + x - stride) | LoadWord(pixels + x - 2 * stride);
+  }
+  return all == 0;
+}
+
 // The context that all pixels of a word have as long as they stay of one colour, the one to
 // their left.
 struct UniformContext {
@@ -45,8 +54,8 @@ UniformContext FindUniform(const Neighbourhood& neighbours, const unsigned char*
                            uint32_t left) {
   const uint32_t colour = left & 1;
   // Also those that don't count, as they move on to where one may count.
-  const uint32_t differing = (left ^ (0 - colour)) & ((1U << neighbours.leftBits) - 1);
-  const bool found = LoadWord(above) == *above * kOnes && differing == 0;
+  const bool same = ((left ^ (0 - colour)) & neighbours.nearest) == 0;
+  const bool found = same && LoadWord(above) == *above * kOnes;
   return {found, colour, neighbours.Context(*above, left)};
 }
 
@@ -106,8 +115,15 @@ void DecodeRow(ArithmeticDecoder& decoder, ContextStates& states, const Neighbou
   unsigned char above[Raster::kGroup + 1] = {};
   while (x < raster.Width()) {
     const int group = std::min(raster.Ahead(), raster.Width() - x);
-    GatherAbove(neighbours, row + x, group, above);
-    for (int i = 0; i < group;) {
+    int i = 0;
+    if ((left & neighbours.nearest) == 0 && IsMps(states[0], 0) &&
+        IsWhiteAbove(row + x, raster.Stride())) {
+      i = DecodeMpsRun(local, states[0], group);
+      std::memset(above, 0, sizeof above);
+    } else {
+      GatherAbove(neighbours, row + x, group, above);
+    }
+    while (i < group) {
       int count = std::min(kWordPixels, group - i);
       const UniformContext uniform = FindUniform(neighbours, above + i, left);
       if (uniform.found && IsMps(states[uniform.context], uniform.colour)) {
