@@ -1,0 +1,218 @@
+#include "Toolkit/Abic/AbicSearch.h"
+
+#include <algorithm>
+#include <bit>
+#include <numeric>
+#include <utility>
+
+#include "Toolkit/Images/Coders/AbicCodec.h"
+
+namespace kz {
+
+namespace {
+
+constexpr int kContextPlaces = 7;
+// The template of the nearest places: four to the left, seven above, five above those.
+constexpr uint32_t kNearPlaces = AbicPlacesWhere([](AbicPlace place) {
+  const int reach = place.row == 0 ? 4 : place.row == -1 ? 3 : 2;
+  return place.column >= -reach && place.column <= reach;
+});
+static_assert(std::popcount(kNearPlaces) == 16);
+constexpr uint32_t kAllPlaces = AbicPlacesWhere([](AbicPlace) { return true; });
+
+// With wrong parameters a string is used up too early, so how many rows come out of its
+// beginning tells which sets are worth trying on more of it: one of so many stays each time,
+// but not fewer than some. On text the right ones are the first by 2048 bytes, in error
+// diffusion by 16 thousand; at 2048 they are among the first tenth.
+constexpr size_t kBeginnings[] = {2048, 4096, 8192, 16384};
+constexpr size_t kStaysOneOf = 4;
+constexpr size_t kStayAtLeast = 256;
+
+// Samples to try matches on.
+constexpr size_t kMostSamples = 64;
+constexpr size_t kMostMatches = 64;
+
+struct Candidate {
+  AbicParameters parameters;
+  AbicFit fit;
+};
+
+AbicString StringOf(const AbicSample& sample) {
+  return {sample.data.data(), sample.data.size(), sample.width, sample.height, sample.depth};
+}
+
+// All subsets of `places` of the usual number, with every combination of the other points.
+std::vector<Candidate> AllOf(uint32_t places, const AbicSample& sample, bool exactWidth,
+                             bool reversedBits) {
+  std::vector<Candidate> all;
+  // Subsets in ascending order, of which few have the number.
+  for (uint32_t set = 0; (set = (set - places) & places) != 0;) {
+    if (std::popcount(set) != kContextPlaces) continue;
+    for (unsigned points = 0; points < (sample.depth > 1 ? 8U : 4U); ++points) {
+      Candidate candidate;
+      candidate.parameters = {set,        (points & 1) != 0, (points & 2) != 0, (points & 4) != 0,
+                              exactWidth, reversedBits};
+      all.push_back(candidate);
+    }
+  }
+  return all;
+}
+
+// How far from a pixel the places are, all in all: nearer ones are likelier.
+int Distance(uint32_t places) {
+  int sum = 0;
+  for (size_t i = 0; i < kAbicPlaces.size(); ++i) {
+    const AbicPlace place = kAbicPlaces[i];
+    if ((places >> i & 1U) != 0) sum += place.column * place.column + 2 * place.row * place.row;
+  }
+  return sum;
+}
+
+bool IsLikelier(const AbicParameters& a, const AbicParameters& b) {
+  const auto rank = [](const AbicParameters& p) {
+    const int others = int{p.flipsInStateOne} + p.wrapsEdges + p.planesApart;
+    return std::pair(p.places == kAbicUsualPlaces ? 0 : Distance(p.places), others);
+  };
+  return rank(a) < rank(b);
+}
+
+class Search {
+ public:
+  Search(const AbicSample& sample, K_DecodeAbicWithRoutine decode, const AbicSearchOptions& options,
+         Workers& workers)
+      : m_sample(sample), m_decode(decode), m_options(options), m_workers(workers) {}
+
+  // What fits of the candidates.
+  std::vector<Candidate> Find(std::vector<Candidate> candidates, bool all) {
+    m_tried += static_cast<int64_t>(candidates.size());
+    for (const size_t beginning : kBeginnings) {
+      if (all || 2 * beginning > m_sample.data.size()) break;
+      Try(candidates, beginning);
+      KeepBest(candidates);
+    }
+    Try(candidates, m_sample.data.size());
+    std::erase_if(candidates, [](const Candidate& each) { return !AbicFits(each.fit); });
+    return candidates;
+  }
+  int64_t Tried() const { return m_tried; }
+
+ private:
+  void Try(std::vector<Candidate>& candidates, size_t bytes) {
+    AbicString string = StringOf(m_sample);
+    string.size = bytes;
+    // Several at a time, which makes sharing them out cheap.
+    constexpr size_t batch = 64;
+    const size_t batches = (candidates.size() + batch - 1) / batch;
+    m_workers.InOrder(
+        batches,
+        [&](size_t i) {
+          const size_t end = std::min(candidates.size(), (i + 1) * batch);
+          for (size_t each = i * batch; each < end; ++each) {
+            Candidate& candidate = candidates[each];
+            m_decode(&string, &candidate.parameters, nullptr, &candidate.fit);
+          }
+        },
+        [&](size_t i) {
+          if (m_options.progress) {
+            m_options.progress(static_cast<int64_t>(i + 1), static_cast<int64_t>(batches));
+          }
+          return true;
+        });
+  }
+
+  static void KeepBest(std::vector<Candidate>& candidates) {
+    const size_t stay = std::max(kStayAtLeast, candidates.size() / kStaysOneOf);
+    if (stay >= candidates.size()) return;
+    const auto last = candidates.begin() + static_cast<ptrdiff_t>(stay);
+    std::nth_element(
+        candidates.begin(), last, candidates.end(),
+        [](const Candidate& a, const Candidate& b) { return a.fit.rows > b.fit.rows; });
+    candidates.erase(last, candidates.end());
+  }
+
+  const AbicSample& m_sample;
+  K_DecodeAbicWithRoutine m_decode;
+  const AbicSearchOptions& m_options;
+  Workers& m_workers;
+  int64_t m_tried = 0;
+};
+
+// Which of the samples to search with: the shortest that tells, or else the longest; those
+// after it are next.
+std::vector<size_t> BestFirst(const std::vector<AbicSample>& samples) {
+  std::vector<size_t> order(samples.size());
+  std::iota(order.begin(), order.end(), size_t{0});
+  std::stable_sort(order.begin(), order.end(), [&](size_t a, size_t b) {
+    const size_t sizeA = samples[a].data.size(), sizeB = samples[b].data.size();
+    const bool tellsA = sizeA >= kAbicTellingBytes, tellsB = sizeB >= kAbicTellingBytes;
+    if (tellsA != tellsB) return tellsA;
+    return tellsA ? sizeA < sizeB : sizeA > sizeB;
+  });
+  return order;
+}
+
+// What fits of a sample. Other framings than it says are tried when nothing does with that.
+std::vector<Candidate> FindFraming(Search& search, const AbicSample& sample, uint32_t places,
+                                   bool all) {
+  for (const bool otherBits : {false, true}) {
+    for (const bool otherWidth : {false, true}) {
+      if (otherWidth && sample.width % 8 == 0) continue;
+      auto found =
+          search.Find(AllOf(places, sample, sample.exactWidth != otherWidth, otherBits), all);
+      if (!found.empty()) return found;
+    }
+  }
+  return {};
+}
+
+}  // namespace
+
+Outcome SearchAbicParameters(const std::vector<AbicSample>& samples,
+                             const AbicSearchOptions& options, Workers& workers,
+                             AbicSearchResult& result) {
+  const auto decode = FindAbicRoutine<K_DecodeAbicWithRoutine>("K_DecodeABICWith");
+  if (decode == nullptr) return Failure(K_ERROR_NO_ABIC_DECODER);
+  const std::vector<size_t> order = BestFirst(samples);
+  if (order.empty()) return Failure(K_ERROR_INVALID_FORMAT, "there are no ABIC data");
+  result = {};
+  // One that doesn't tell leaves it to the others; one that is damaged is found by none.
+  constexpr size_t mostSearched = 3;
+  std::vector<Candidate> found;
+  for (size_t i = 0; i < std::min(order.size(), mostSearched) && found.empty(); ++i) {
+    result.searched = order[i];
+    const AbicSample& sample = samples[order[i]];
+    Search search(sample, decode, options, workers);
+    found = FindFraming(search, sample, kNearPlaces, false);
+    if (found.empty() && options.thorough) found = FindFraming(search, sample, kNearPlaces, true);
+    if (found.empty() && options.thorough) found = FindFraming(search, sample, kAllPlaces, false);
+    result.tried += search.Tried();
+  }
+  result.samples = std::min(order.size(), kMostSamples);
+  result.matches.resize(found.size());
+  workers.Each(found.size(), [&](size_t each) {
+    AbicMatch& match = result.matches[each];
+    match = {found[each].parameters, found[each].fit, 0};
+    for (size_t i = 0; i < result.samples; ++i) {
+      const AbicSample& sample = samples[order[i]];
+      const AbicString string = StringOf(sample);
+      AbicParameters parameters = match.parameters;
+      // What is wrong with what one says of its framing is wrong with the others.
+      if (samples[result.searched].exactWidth != sample.exactWidth) {
+        parameters.exactWidth = !parameters.exactWidth;
+      }
+      AbicFit fit;
+      if (decode(&string, &parameters, nullptr, &fit) == K_SUCCESS && AbicFits(fit)) {
+        ++match.samples;
+      }
+    }
+  });
+  std::sort(result.matches.begin(), result.matches.end(),
+            [](const AbicMatch& a, const AbicMatch& b) {
+              if (a.samples != b.samples) return a.samples > b.samples;
+              return IsLikelier(a.parameters, b.parameters);
+            });
+  if (result.matches.size() > kMostMatches) result.matches.resize(kMostMatches);
+  return {};
+}
+
+}  // namespace kz
