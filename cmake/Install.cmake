@@ -37,7 +37,7 @@ install(TARGETS kzica RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 kz_exporting_headers(toolkit_headers Toolkit)
 kz_public_headers(headers ${PROJECT_BINARY_DIR}/include/kzica
   API/Filters/Ica/Common/Ica.h
-  Host/Abic/Abic.h Host/Abic/AbicParameters.h Host/Fax/Fax.h
+  Host/Abic/Abic.h Host/Abic/AbicParameters.h Host/Abic/AbicText.h Host/Fax/Fax.h
   Host/Kernel/DllLoader.h Host/Kernel/Export.h Host/Kernel/HostRecords.h Host/Kernel/Kernel.h
   Host/Kernel/Status.h
   ${toolkit_headers})

@@ -8,7 +8,8 @@
 // The code string is that of the Q-Coder of 1988 without a header and without an end
 // marker. Images of several bits a pixel (concatenated ABIC) are the most significant bit
 // of every pixel, then the next bit of every pixel, and so on, as one raster. What is
-// published leaves points open; AbicParameters has them, and what we take them for.
+// published leaves points open; AbicParameters has them, and what we take them for. The
+// environment may name others, which then stand for the usual ones (AbicText.h).
 #pragma once
 
 #include <cstddef>
@@ -42,7 +43,8 @@ extern "C" {
 // usual parameters are tried first, then other likely ones until some fit. If none do, the
 // image is that of the usual ones, white from the row on in which the data end.
 //
-// Returns 1; -9 for a size (1 to 0x7FFF each way) or an alignment it can't have; -7 for no
+// Returns 1; -9 for a size (1 to 0x7FFF each way) or an alignment it can't have, or parameters
+// in the environment that aren't understood; -7 for no
 // data, or so few that they can't hold the image; -1 for no memory. On failure *ppRows is
 // untouched. Neither time nor memory grows faster than the image, and an image that nSize
 // bytes can't hold takes none.
@@ -55,8 +57,8 @@ K_EXPORT int K_DecodeABIC(const unsigned char* pData, unsigned int nSize, unsign
 K_EXPORT int K_EncodeABIC(const unsigned char* pRows, int nAlign, int nWidth, int nHeight,
                           unsigned char** ppData, uint64_t* pnSize, int bBilevel);
 
-// As K_DecodeABIC, of any depth. *pReading gives the framing that the image says, which is
-// tried before others, and gets how the string was read.
+// As K_DecodeABIC, of any depth. The parameters of *pReading give the framing that the image
+// says, which is tried before others, and no more; it gets how the string was read.
 K_EXPORT int K_DecodeLikelyABIC(const AbicString* pString, unsigned char** ppRows,
                                 AbicReading* pReading);
 

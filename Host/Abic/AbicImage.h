@@ -43,7 +43,7 @@ constexpr int CodedWidth(int width, const AbicParameters& parameters) {
 }
 
 constexpr bool AreValid(const AbicParameters& parameters) {
-  return std::popcount(parameters.places) <= kMaxPlaces &&
+  return std::popcount(parameters.places) <= kAbicMostPlaces &&
          parameters.places >> kAbicPlaces.size() == 0;
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 
 // A place beside a pixel: columns to its right and rows below it, so that what is coded
@@ -35,9 +36,11 @@ inline constexpr uint32_t kAbicUsualPlaces = AbicPlacesWhere([](AbicPlace place)
                         : place.row == -1 && place.column >= -2 && place.column <= 2;
 });
 
+inline constexpr int kAbicMostPlaces = 7;
+
 // The open points of the coding, each with its likeliest reading.
 struct AbicParameters {
-  // The pixels whose colours are the context: a set of at most 7 of kAbicPlaces.
+  // The pixels whose colours are the context: at most kAbicMostPlaces of kAbicPlaces.
   uint32_t places = kAbicUsualPlaces;
   // The colours change places when the less probable one comes in state 0, or also when
   // it comes in state 1.
@@ -74,4 +77,10 @@ inline constexpr int64_t kAbicMostBitsLeft = 39;
 constexpr bool AbicFits(const AbicFit& fit) {
   return fit.bitsLeft >= -kAbicMostMissingBits && fit.bitsLeft <= kAbicMostBitsLeft &&
          fit.blackPadding == 0;
+}
+
+// Whether a string is one of those that this library wrote before it had the Q-Coder: it ends
+// with their end marker, which no string of the Q-Coder contains.
+constexpr bool IsEarlierAbic(const unsigned char* data, size_t size) {
+  return size >= 2 && data[size - 2] == 0xFF && data[size - 1] == 0xAC;
 }

@@ -8,6 +8,7 @@
 #include "Host/Abic/EarlierString.h"
 #include "Host/Abic/LikelyParameters.h"
 #include "Host/Abic/StringReading.h"
+#include "Host/Abic/UsualParameters.h"
 
 namespace {
 
@@ -84,7 +85,7 @@ int CheckString(const AbicString* string, AbicLayout& layout) {
 
 int ReadWell(const AbicString& string, const AbicLayout& layout, unsigned char* rows,
              AbicReading& reading) {
-  if (IsEarlierString(string)) {
+  if (IsEarlierAbic(string.data, string.size)) {
     reading.earlier = ReadEarlierString(string, layout, rows);
     if (reading.earlier) return K_SUCCESS;
     std::memset(rows, 0, layout.Bytes());
@@ -118,15 +119,20 @@ int K_DecodeABICWith(const AbicString* pString, const AbicParameters* pParameter
 
 int K_DecodeLikelyABIC(const AbicString* pString, unsigned char** ppRows, AbicReading* pReading) {
   AbicLayout layout;
-  if (ppRows == nullptr || pReading == nullptr || !AreValid(pReading->parameters)) {
+  AbicReading reading;
+  if (ppRows == nullptr || pReading == nullptr || !FindUsualParameters(reading.parameters)) {
     return K_ERROR_INVALID_FORMAT;
   }
+  reading.parameters.exactWidth = pReading->parameters.exactWidth;
+  reading.parameters.reversedBits = pReading->parameters.reversedBits;
   int status = CheckString(pString, layout);
   if (status != K_SUCCESS) return status;
   GlobalBytes rows = AllocateGlobalBytes(layout.Bytes(), kZeroFilled);
   if (!rows) return K_ERROR_NO_MEMORY;
-  status = ReadWell(*pString, layout, rows.get(), *pReading);
-  if (status == K_SUCCESS) *ppRows = rows.release();
+  status = ReadWell(*pString, layout, rows.get(), reading);
+  if (status != K_SUCCESS) return status;
+  *pReading = reading;
+  *ppRows = rows.release();
   return status;
 }
 

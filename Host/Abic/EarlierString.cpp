@@ -10,7 +10,6 @@
 namespace {
 
 constexpr unsigned char kMarkerPrefix = 0xFF;
-constexpr unsigned char kEndMarker = 0xAC;
 // A larger byte after the prefix is a marker's, no data.
 constexpr unsigned char kMaxStuffedByte = 0x8F;
 
@@ -156,11 +155,6 @@ class Rows {
 };
 
 }  // namespace
-
-bool IsEarlierString(const AbicString& string) {
-  return string.size >= 2 && string.data[string.size - 2] == kMarkerPrefix &&
-         string.data[string.size - 1] == kEndMarker;
-}
 
 bool ReadEarlierString(const AbicString& string, const AbicLayout& layout,
                        unsigned char* imageRows) {

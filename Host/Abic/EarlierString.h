@@ -6,9 +6,7 @@
 #include "Host/Abic/Abic.h"
 #include "Host/Abic/AbicImage.h"
 
-// Whether a string ends with those strings' marker, which no string of the Q-Coder contains.
-bool IsEarlierString(const AbicString& string);
-
-// Decodes one into rows that are 0. False when it isn't whole, or there is no memory.
+// Decodes a string that IsEarlierAbic into rows that are 0. False when it isn't whole, or there is
+// no memory.
 bool ReadEarlierString(const AbicString& string, const AbicLayout& layout,
                        unsigned char* imageRows);

@@ -5,6 +5,7 @@
 #include "Host/Abic/AbicImage.h"
 #include "Host/Abic/Coding/PackedRows.h"
 #include "Host/Abic/Coding/RowCoding.h"
+#include "Host/Abic/UsualParameters.h"
 
 namespace {
 
@@ -87,8 +88,8 @@ int K_EncodeABICWith(const unsigned char* pRows, const AbicString* pImage,
 
 int K_EncodeABIC(const unsigned char* pRows, int nAlign, int nWidth, int nHeight,
                  unsigned char** ppData, uint64_t* pnSize, int bBilevel) {
-  if (nAlign != kRowAlignment) return K_ERROR_INVALID_FORMAT;
+  AbicParameters usual;
+  if (nAlign != kRowAlignment || !FindUsualParameters(usual)) return K_ERROR_INVALID_FORMAT;
   const AbicString image = {nullptr, 0, nWidth, nHeight, bBilevel != 0 ? 1 : 4};
-  const AbicParameters usual;
   return K_EncodeABICWith(pRows, &image, &usual, ppData, pnSize);
 }

@@ -33,13 +33,15 @@ LikelyParameters::LikelyParameters(const AbicParameters& first, int width, int d
   for (const bool otherBits : {false, true}) {
     for (const bool otherWidth : {false, true}) {
       if (otherWidth && width % 8 == 0) continue;
+      AbicParameters parameters = first;
+      parameters.exactWidth = first.exactWidth != otherWidth;
+      parameters.reversedBits = first.reversedBits != otherBits;
       const bool other = otherBits || otherWidth;
-      for (size_t i = 0; i < (other ? kPlacesOfOtherFramings : std::size(kLikelyPlaces)); ++i) {
-        AbicParameters parameters = first;
-        parameters.places = kLikelyPlaces[i];
-        parameters.exactWidth = first.exactWidth != otherWidth;
-        parameters.reversedBits = first.reversedBits != otherBits;
-        Add(parameters);
+      Add(parameters);
+      size_t left = other ? kPlacesOfOtherFramings : std::size(kLikelyPlaces);
+      for (const uint32_t places : kLikelyPlaces) {
+        parameters.places = places;
+        if (left-- > 0 && places != first.places) Add(parameters);
       }
     }
   }

@@ -21,6 +21,6 @@ class LikelyParameters {
 
   AbicParameters m_first;
   bool m_planes;
-  std::array<AbicParameters, 96> m_parameters;
+  std::array<AbicParameters, 160> m_parameters;
   size_t m_count = 0;
 };

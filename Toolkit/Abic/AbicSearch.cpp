@@ -20,13 +20,16 @@ constexpr uint32_t kNearPlaces = AbicPlacesWhere([](AbicPlace place) {
 static_assert(std::popcount(kNearPlaces) == 16);
 constexpr uint32_t kAllPlaces = AbicPlacesWhere([](AbicPlace) { return true; });
 
-// With wrong parameters a string is used up too early, so how many rows come out of its
-// beginning tells which sets are worth trying on more of it: one of so many stays each time,
-// but not fewer than some. On text the right ones are the first by 2048 bytes, in error
-// diffusion by 16 thousand; at 2048 they are among the first tenth.
-constexpr size_t kBeginnings[] = {2048, 4096, 8192, 16384};
-constexpr size_t kStaysOneOf = 4;
+// With wrong parameters a string is nearly always used up too early, so how many rows come
+// out of its beginning tells which sets are worth trying on more of it: one of so many stays
+// each time, but not fewer than some. Of text and halftones the right ones are the first or
+// nearly so at 4096 bytes; in error diffusion they have been seen among the first tenth there.
+constexpr size_t kBeginnings[] = {4096, 8192, 32768};
+constexpr size_t kStaysOneOf = 6;
 constexpr size_t kStayAtLeast = 256;
+// Strings up to this size are tried on all sets when those that stayed don't fit: a coder whose
+// contexts say little of its picture may use more than the wrong ones do.
+constexpr size_t kMostForAll = size_t{32} * 1024;
 
 // Samples to try matches on.
 constexpr size_t kMostSamples = 64;
@@ -151,18 +154,28 @@ std::vector<size_t> BestFirst(const std::vector<AbicSample>& samples) {
   return order;
 }
 
-// What fits of a sample. Other framings than it says are tried when nothing does with that.
-std::vector<Candidate> FindFraming(Search& search, const AbicSample& sample, uint32_t places,
-                                   bool all) {
+// What fits of a sample, with the framing that it says or else with another.
+std::vector<Candidate> FindFraming(Search& search, const AbicSample& sample, uint32_t places) {
   for (const bool otherBits : {false, true}) {
     for (const bool otherWidth : {false, true}) {
       if (otherWidth && sample.width % 8 == 0) continue;
       auto found =
-          search.Find(AllOf(places, sample, sample.exactWidth != otherWidth, otherBits), all);
+          search.Find(AllOf(places, sample, sample.exactWidth != otherWidth, otherBits), false);
       if (!found.empty()) return found;
     }
   }
   return {};
+}
+
+std::vector<Candidate> FindAny(Search& search, const AbicSample& sample,
+                               const AbicSearchOptions& options) {
+  const uint32_t places = options.places != 0 ? options.places : kNearPlaces;
+  std::vector<Candidate> found = FindFraming(search, sample, places);
+  if (found.empty() && (options.thorough || sample.data.size() <= kMostForAll)) {
+    found = search.Find(AllOf(places, sample, sample.exactWidth, false), true);
+  }
+  if (found.empty() && options.thorough) found = FindFraming(search, sample, kAllPlaces);
+  return found;
 }
 
 }  // namespace
@@ -182,9 +195,7 @@ Outcome SearchAbicParameters(const std::vector<AbicSample>& samples,
     result.searched = order[i];
     const AbicSample& sample = samples[order[i]];
     Search search(sample, decode, options, workers);
-    found = FindFraming(search, sample, kNearPlaces, false);
-    if (found.empty() && options.thorough) found = FindFraming(search, sample, kNearPlaces, true);
-    if (found.empty() && options.thorough) found = FindFraming(search, sample, kAllPlaces, false);
+    found = FindAny(search, sample, options);
     result.tried += search.Tried();
   }
   result.samples = std::min(order.size(), kMostSamples);

@@ -18,8 +18,10 @@ namespace kz {
 inline constexpr size_t kAbicTellingBytes = 2048;
 
 struct AbicSearchOptions {
-  // Whether to go on, when nothing is found among them, from the 16 nearest places to all, and
-  // from parameters that look well at a string's beginning to all.
+  // The places of which 7 are the context; 0: the 16 nearest.
+  uint32_t places = 0;
+  // Whether to go on, when nothing is found, with long strings to sets that don't look well at
+  // their beginnings, and from contexts of the 16 nearest places to those of all.
   bool thorough = false;
   // Told now and then, on the calling thread, how much of what is being tried is done.
   std::function<void(int64_t done, int64_t of)> progress;

@@ -33,6 +33,7 @@ void DefineApp(CLI::App& app, Exit& exit) {
   AddDump(app, exit);
   AddCheck(app, exit);
   AddCompare(app, exit);
+  AddAbic(app, exit);
   AddConvert(app, exit);
   AddReport(app, exit);
   AddHelp(app);

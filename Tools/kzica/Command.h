@@ -34,6 +34,7 @@ void AddIndex(CLI::App& app, Exit& exit);
 void AddDump(CLI::App& app, Exit& exit);
 void AddCheck(CLI::App& app, Exit& exit);
 void AddCompare(CLI::App& app, Exit& exit);
+void AddAbic(CLI::App& app, Exit& exit);
 void AddConvert(CLI::App& app, Exit& exit);
 void AddReport(CLI::App& app, Exit& exit);
 void AddHelp(CLI::App& app);

@@ -3,10 +3,13 @@
 
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <new>
 #include <sstream>
 #include <string>
 
+#include "Host/Abic/AbicText.h"
+#include "Toolkit/Base/Printable.h"
 #include "Toolkit/Files/TemporaryFileSignals.h"
 #include "Tools/kzica/App.h"
 #include "Tools/kzica/Locking.h"
@@ -34,7 +37,19 @@ bool TakeStandardDescriptors() {
   return true;
 }
 
+// Whether the environment names parameters of ABIC coding that the codec library understands;
+// if not, says so.
+bool CheckAbicParameters() {
+  const char* named = std::getenv(kAbicVariable);
+  AbicParameters parameters;
+  if (named == nullptr || ReadAbicText(named, parameters)) return true;
+  Say("kzica: " + std::string(kAbicVariable) + " in the environment is not understood: '" +
+      kz::Printable(named) + "'");
+  return false;
+}
+
 Exit Run(int argc, char** argv) {
+  if (!CheckAbicParameters()) return kWrongUsage;
   CLI::App app;
   Exit exit = kDone;
   DefineApp(app, exit);
