@@ -1,6 +1,7 @@
 #include "Toolkit/Abic/AbicSearch.h"
 
 #include <algorithm>
+#include <atomic>
 #include <bit>
 #include <numeric>
 #include <utility>
@@ -90,19 +91,21 @@ class Search {
     m_tried += static_cast<int64_t>(candidates.size());
     for (const size_t beginning : kBeginnings) {
       if (all || 2 * beginning > m_sample.data.size()) break;
-      Try(candidates, beginning);
-      KeepBest(candidates);
+      // A beginning may be too short for an image that is nearly all white.
+      if (Try(candidates, beginning)) KeepBest(candidates);
     }
-    Try(candidates, m_sample.data.size());
+    if (!Try(candidates, m_sample.data.size())) return {};
     std::erase_if(candidates, [](const Candidate& each) { return !AbicFits(each.fit); });
     return candidates;
   }
   int64_t Tried() const { return m_tried; }
 
  private:
-  void Try(std::vector<Candidate>& candidates, size_t bytes) {
+  // Reads so many bytes with each of them. False when they can't be read with any.
+  bool Try(std::vector<Candidate>& candidates, size_t bytes) {
     AbicString string = StringOf(m_sample);
     string.size = bytes;
+    std::atomic<bool> failed = false;
     // Several at a time, which makes sharing them out cheap.
     constexpr size_t batch = 64;
     const size_t batches = (candidates.size() + batch - 1) / batch;
@@ -112,15 +115,18 @@ class Search {
           const size_t end = std::min(candidates.size(), (i + 1) * batch);
           for (size_t each = i * batch; each < end; ++each) {
             Candidate& candidate = candidates[each];
-            m_decode(&string, &candidate.parameters, nullptr, &candidate.fit);
+            if (m_decode(&string, &candidate.parameters, nullptr, &candidate.fit) != K_SUCCESS) {
+              failed = true;
+            }
           }
         },
         [&](size_t i) {
           if (m_options.progress) {
             m_options.progress(static_cast<int64_t>(i + 1), static_cast<int64_t>(batches));
           }
-          return true;
+          return !failed;
         });
+    return !failed;
   }
 
   static void KeepBest(std::vector<Candidate>& candidates) {
