@@ -29,7 +29,8 @@ class Raster {
         m_width(width),
         m_stride(wraps ? width : width + kReach),
         // Where the row above goes on into this one, this one must have got that far.
-        m_ahead(wraps ? std::clamp(width - kReach, 1, kGroup) : kGroup) {
+        m_ahead(wraps ? std::clamp(width - kReach, 1, kGroup) : kGroup),
+        m_reachedRows(kRowsAbove + (wraps ? (width + kReach - 1) / width : 0)) {
     Clear();
   }
 
@@ -39,8 +40,9 @@ class Raster {
   ptrdiff_t Stride() const { return m_stride; }
   // For how many pixels on end the neighbours above are known before the first is coded.
   int Ahead() const { return m_ahead; }
-  // Whether the rows above are all white.
-  bool IsWhiteAbove() const { return m_whiteRows >= kRowsAbove; }
+  // Whether all neighbours that aren't in the current row are white: where the edges wrap,
+  // also those at the ends of rows farther up.
+  bool IsWhiteAbove() const { return m_whiteRows >= m_reachedRows; }
 
   // The row below becomes the current one.
   void NextRow() {
@@ -57,7 +59,7 @@ class Raster {
   void Clear() {
     std::memset(m_memory, 0, m_size);
     m_row = m_memory + Before();
-    m_whiteRows = kRowsAbove;
+    m_whiteRows = m_reachedRows;
   }
 
  private:
@@ -77,6 +79,7 @@ class Raster {
   int m_width;
   ptrdiff_t m_stride;
   int m_ahead;
+  int m_reachedRows;
   int64_t m_whiteRows = 0;
   unsigned char* m_row = nullptr;
 };
