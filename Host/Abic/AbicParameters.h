@@ -80,7 +80,8 @@ constexpr bool AbicFits(const AbicFit& fit) {
 }
 
 // Whether a string is one of those that this library wrote before it had the Q-Coder: it ends
-// with their end marker, which no string of the Q-Coder contains.
+// with their end marker. One of the Q-Coder hardly ever does: its writer would have to leave
+// room for more than one late carry in a stuffed bit.
 constexpr bool IsEarlierAbic(const unsigned char* data, size_t size) {
   return size >= 2 && data[size - 2] == 0xFF && data[size - 1] == 0xAC;
 }

@@ -86,8 +86,9 @@ int CheckString(const AbicString* string, AbicLayout& layout) {
 int ReadWell(const AbicString& string, const AbicLayout& layout, unsigned char* rows,
              AbicReading& reading) {
   if (IsEarlierAbic(string.data, string.size)) {
-    reading.earlier = ReadEarlierString(string, layout, rows);
-    if (reading.earlier) return K_SUCCESS;
+    const int status = ReadEarlierString(string, layout, rows);
+    reading.earlier = status == K_SUCCESS;
+    if (status != K_ERROR_READ) return status;
     std::memset(rows, 0, layout.Bytes());
   }
   Reader reader(string, layout);

@@ -86,7 +86,7 @@ class Decoder {
   bool IsPastEnd() const { return m_fillBits - m_ct > 11; }
 
  private:
-  static constexpr uint32_t kHalf = 0x8000;
+  static constexpr uint32_t kHalf = kEarlierLeastInterval;
 
   // From the marker on all bits are 1.
   void ByteIn() {
@@ -156,10 +156,10 @@ class Rows {
 
 }  // namespace
 
-bool ReadEarlierString(const AbicString& string, const AbicLayout& layout,
-                       unsigned char* imageRows) {
+int ReadEarlierString(const AbicString& string, const AbicLayout& layout,
+                      unsigned char* imageRows) {
   const LocalBlock memory(sizeof(Contexts) + Rows::MemoryFor(layout.width), __LINE__, kAbicSource);
-  if (!memory) return false;
+  if (!memory) return K_ERROR_NO_MEMORY;
   Contexts& contexts = *new (memory.get()) Contexts{};
   Rows rows(memory.get() + sizeof(Contexts), layout.width);
   Decoder decoder(string);
@@ -168,9 +168,9 @@ bool ReadEarlierString(const AbicString& string, const AbicLayout& layout,
     unsigned char* imageRow = imageRows;
     for (int y = 0; y < layout.height; ++y, rows.Next(), imageRow += layout.bytesPerRow) {
       const unsigned char* row = rows.Decode(decoder, contexts);
-      if (decoder.IsPastEnd()) return false;
+      if (decoder.IsPastEnd()) return K_ERROR_READ;
       WritePlane(row, layout.depth, plane, layout.width, imageRow);
     }
   }
-  return true;
+  return K_SUCCESS;
 }

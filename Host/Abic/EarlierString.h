@@ -6,7 +6,9 @@
 #include "Host/Abic/Abic.h"
 #include "Host/Abic/AbicImage.h"
 
-// Decodes a string that IsEarlierAbic into rows that are 0. False when it isn't whole, or there is
-// no memory.
-bool ReadEarlierString(const AbicString& string, const AbicLayout& layout,
-                       unsigned char* imageRows);
+// As many decisions as a bit of those strings can stand for.
+constexpr int kEarlierLeastInterval = 0x8000;
+
+// Decodes a string that IsEarlierAbic into rows that are 0. Returns K_SUCCESS, K_ERROR_READ
+// when it isn't whole, or K_ERROR_NO_MEMORY.
+int ReadEarlierString(const AbicString& string, const AbicLayout& layout, unsigned char* imageRows);

@@ -4,6 +4,7 @@
 
 #include "Host/Abic/Coding/PackedRows.h"
 #include "Host/Abic/Coding/RowCoding.h"
+#include "Host/Abic/EarlierString.h"
 
 namespace {
 
@@ -21,7 +22,9 @@ int64_t Decisions(const AbicString& string) {
 
 bool CanHold(const AbicString& string) {
   const auto bits = static_cast<int64_t>(string.size) * 8 + kFractionBits;
-  return string.size != 0 && Decisions(string) / kLeastInterval <= bits;
+  const bool earlier = IsEarlierAbic(string.data, string.size);
+  const int interval = earlier ? kEarlierLeastInterval : kLeastInterval;
+  return string.size != 0 && Decisions(string) / interval <= bits;
 }
 
 AbicFit ReadString(const AbicString& string, const AbicParameters& parameters,

@@ -5,8 +5,8 @@
 #include "Host/Abic/AbicImage.h"
 
 // Whether the code string can be long enough for the image: A lasts for at most
-// kLeastInterval decisions before it is doubled, which takes a bit of the string. This
-// keeps a few bytes from asking for a big image.
+// kLeastInterval decisions before it is doubled, which takes a bit of the string (more in
+// strings of earlier versions). This keeps a few bytes from asking for a big image.
 bool CanHold(const AbicString& string);
 
 // Reads a string of an image of the layout as far as it goes. `imageRows`, which are 0, get
