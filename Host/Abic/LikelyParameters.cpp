@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bit>
 #include <iterator>
+#include <span>
 
 namespace {
 
@@ -38,10 +39,10 @@ LikelyParameters::LikelyParameters(const AbicParameters& first, int width, int d
       parameters.reversedBits = first.reversedBits != otherBits;
       const bool other = otherBits || otherWidth;
       Add(parameters);
-      size_t left = other ? kPlacesOfOtherFramings : std::size(kLikelyPlaces);
-      for (const uint32_t places : kLikelyPlaces) {
+      const size_t sets = other ? kPlacesOfOtherFramings : std::size(kLikelyPlaces);
+      for (const uint32_t places : std::span(kLikelyPlaces).first(sets)) {
         parameters.places = places;
-        if (left-- > 0 && places != first.places) Add(parameters);
+        if (places != first.places) Add(parameters);
       }
     }
   }
