@@ -46,7 +46,7 @@ extern "C" {
 // Returns 1; -9 for a size (1 to 0x7FFF each way) or an alignment it can't have, or parameters
 // in the environment that aren't understood; -7 for no
 // data, or so few that they can't hold the image; -1 for no memory. On failure *ppRows is
-// untouched. Neither time nor memory grows faster than the image, and an image that nSize
+// untouched. Neither time nor memory grows faster than image and string, and an image that nSize
 // bytes can't hold takes none.
 K_EXPORT int K_DecodeABIC(const unsigned char* pData, unsigned int nSize, unsigned char** ppRows,
                           int nAlign, int nWidth, int nHeight, int bBilevel);

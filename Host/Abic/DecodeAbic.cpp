@@ -38,7 +38,10 @@ class Reader {
       if (!m_reversed && !Reverse()) return false;
       string.data = m_reversed.get();
     }
-    fit = ReadString(string, parameters, m_layout, m_workspace, rows);
+    // Counted once, as a string may be far longer than its image needs.
+    int64_t& codeBits = m_codeBits[parameters.reversedBits ? 1 : 0];
+    if (codeBits == 0) codeBits = CodeBits(string);
+    fit = ReadString(string, codeBits, parameters, m_layout, m_workspace, rows);
     return true;
   }
 
@@ -72,6 +75,7 @@ class Reader {
   AbicLayout m_layout;
   AbicWorkspace m_workspace;
   LocalBlock m_reversed;
+  int64_t m_codeBits[2] = {};  // without and with reversed bits; 0 for not counted yet
 };
 
 // Finds out whether a string can be read and in which layout.

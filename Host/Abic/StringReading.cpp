@@ -8,12 +8,6 @@
 
 namespace {
 
-// A byte after kStuffedAfter has 7 bits.
-int64_t CodeBits(const AbicString& string) {
-  const unsigned char* last = string.data + string.size - 1;
-  return static_cast<int64_t>(string.size) * 8 - std::count(string.data, last, kStuffedAfter);
-}
-
 int64_t Decisions(const AbicString& string) {
   return int64_t{string.width} * string.height * string.depth;
 }
@@ -27,11 +21,15 @@ bool CanHold(const AbicString& string) {
   return string.size != 0 && Decisions(string) / interval <= bits;
 }
 
-AbicFit ReadString(const AbicString& string, const AbicParameters& parameters,
+int64_t CodeBits(const AbicString& string) {
+  const unsigned char* last = string.data + string.size - 1;
+  return static_cast<int64_t>(string.size) * 8 - std::count(string.data, last, kStuffedAfter);
+}
+
+AbicFit ReadString(const AbicString& string, int64_t codeBits, const AbicParameters& parameters,
                    const AbicLayout& layout, const AbicWorkspace& workspace,
                    unsigned char* imageRows) {
   const int width = CodedWidth(layout.width, parameters);
-  const int64_t codeBits = CodeBits(string);
   Raster raster(workspace.RasterMemory(), width, parameters.wrapsEdges);
   const Neighbourhood neighbours = MakeNeighbourhood(parameters.places, raster.Stride());
   ContextStates& states = workspace.States();

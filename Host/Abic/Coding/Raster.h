@@ -8,8 +8,6 @@
 #include "Host/Abic/Coding/Neighbourhood.h"
 #include "Host/Kernel/LocalBlock.h"
 
-constexpr int kMaxRasterWidth = 0x8000;
-
 // Pixels as bytes of 0 or 1, in one sequence. Where the edges wrap, rows follow each other
 // without a gap, so that a row's neighbours beyond its ends are those of the raster;
 // otherwise white stands between them. Pixels that aren't coded yet are 0.
