@@ -62,7 +62,11 @@ class AbicWorkspace {
 
   explicit operator bool() const { return static_cast<bool>(m_memory); }
   // New states, all that which every context starts in.
-  ContextStates& States() const { return *new (m_memory.get()) ContextStates{}; }
+  ContextStates& States() const {
+    auto& states = *new (m_memory.get()) ContextStates;
+    states.fill(kFirstState);
+    return states;
+  }
   unsigned char* RasterMemory() const { return m_memory.get() + sizeof(ContextStates); }
   // The padded width's pixels.
   unsigned char* Row() const { return RasterMemory() + Raster::MemoryFor(m_width); }

@@ -5,24 +5,36 @@
 #pragma once
 
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 
 // What A is kept from falling below; it stands for 0.75.
 constexpr int32_t kLeastInterval = 0x1000;
+constexpr int kIntervalBits = 13;
 // Bits of the code string in C: those of the fraction.
 constexpr int kFractionBits = 12;
 // After this byte of the code string a byte has 7 bits; its highest bit takes a carry.
 constexpr unsigned char kStuffedAfter = 0xFF;
 
-// What a context knows: the row of the probability table times 2, plus the MPS. 0 is where
-// every context starts.
-using ContextState = uint8_t;
+// What a context knows: Qe over the number of its row in the probability table over the MPS.
+// What decoding waits for is so in one register: Qe, and the MPS as what to shift a pair of
+// 32-bit states by to have that of the decision in its lower half.
+using ContextState = uint32_t;
+
+constexpr int kMpsShift = 5;
+constexpr int kRowShift = 6;
+constexpr int kQeShift = 16;
+
+constexpr int32_t Qe(ContextState state) { return static_cast<int32_t>(state >> kQeShift); }
+constexpr unsigned Mps(ContextState state) { return state >> kMpsShift & 1U; }
+// The row times 2, plus the MPS.
+constexpr size_t TransitionIndex(ContextState state) { return state >> kMpsShift & 0x3F; }
 
 struct Transition {
-  uint16_t qe;
   ContextState afterMps;  // taken when coding the MPS renormalises
   ContextState afterLps;
+  int shiftOfLps;  // what renormalises A when it is Qe
 };
 
 namespace probability_table {
@@ -42,23 +54,34 @@ constexpr std::array<Row, 30> kRows = {{
 
 constexpr size_t kStates = 2 * kRows.size();
 
+constexpr ContextState MakeState(unsigned row, unsigned mps) {
+  return uint32_t{kRows[row].qe} << kQeShift | row << kRowShift | mps << kMpsShift;
+}
+
 // `lastFlip` is the last row in which an LPS makes the two symbols change places.
 constexpr std::array<Transition, kStates> MakeTransitions(unsigned lastFlip) {
   std::array<Transition, kStates> transitions{};
-  for (unsigned state = 0; state < transitions.size(); ++state) {
-    const unsigned row = state / 2, mps = state % 2;
+  for (unsigned i = 0; i < transitions.size(); ++i) {
+    const unsigned row = i / 2, mps = i % 2;
     const unsigned flip = row <= lastFlip ? 1 : 0;
     const unsigned nextMps = row + 1 < kRows.size() ? row + 1 : row;
-    transitions[state] = {kRows[row].qe, static_cast<ContextState>(nextMps * 2 + mps),
-                          static_cast<ContextState>(kRows[row].nextLps * 2U + (mps ^ flip))};
+    transitions[i] = {MakeState(nextMps, mps), MakeState(kRows[row].nextLps, mps ^ flip),
+                      kIntervalBits - static_cast<int>(std::bit_width(kRows[row].qe))};
   }
   return transitions;
 }
 
 }  // namespace probability_table
 
+// Where every context starts.
+constexpr ContextState kFirstState = probability_table::MakeState(0, 0);
+
 using Transitions = std::array<Transition, probability_table::kStates>;
 
 // Without and with flips in state 1.
 inline constexpr Transitions kTransitions[2] = {probability_table::MakeTransitions(0),
                                                 probability_table::MakeTransitions(1)};
+
+// What renormalises A when an MPS has left it too small. It has lost less than 3/4 of the
+// least interval.
+constexpr int ShiftOfMps(int32_t a) { return a < kLeastInterval / 2 ? 2 : 1; }

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <algorithm>
-#include <bit>
 #include <cstddef>
 #include <cstdint>
 
@@ -81,9 +80,8 @@ inline ArithmeticDecoder StartDecoder(const unsigned char* data, size_t size,
 // Decodes a decision in a context if that only changes the slack: it is the MPS,
 // and the context's state stays. Otherwise returns false, and DecodeBeyondSlack
 // must follow.
-inline bool DecodeWithinSlack(ArithmeticDecoder& decoder, ContextState state, unsigned& symbol) {
-  decoder.slack -= decoder.transitions[state].qe;
-  symbol = state & 1U;
+inline bool DecodeWithinSlack(ArithmeticDecoder& decoder, ContextState state) {
+  decoder.slack -= Qe(state);
   return decoder.slack >= 0;
 }
 
@@ -92,18 +90,17 @@ inline bool DecodeWithinSlack(ArithmeticDecoder& decoder, ContextState state, un
 inline unsigned DecodeBeyondSlack(ArithmeticDecoder& decoder, ContextState& state) {
   using arithmetic_decoder::AddUpper;
   using arithmetic_decoder::Upper;
-  const Transition& transition = decoder.transitions[state];
-  const int32_t qe = transition.qe;
+  const Transition& transition = decoder.transitions[TransitionIndex(state)];
+  const int32_t qe = Qe(state);
+  const int32_t rest = decoder.a + decoder.slack;
   const bool lps = Upper(decoder) + decoder.slack < 0;
-  const unsigned symbol = (state & 1U) ^ static_cast<unsigned>(lps);
-  const int32_t a = lps ? qe : decoder.a + decoder.slack;
+  const unsigned symbol = Mps(state) ^ static_cast<unsigned>(lps);
   state = lps ? transition.afterLps : transition.afterMps;
+  const int shift = lps ? transition.shiftOfLps : ShiftOfMps(rest);
   AddUpper(decoder, decoder.slack + (lps ? qe : 0));
 
-  const int shift = std::countl_zero(static_cast<uint32_t>(a)) -
-                    std::countl_zero(static_cast<uint32_t>(kLeastInterval));
   if (decoder.waitingBits < arithmetic_decoder::kMaxShift) arithmetic_decoder::FillC(decoder);
-  decoder.a = a << shift;
+  decoder.a = (lps ? qe : rest) << shift;
   decoder.c <<= shift;
   decoder.waitingBits -= shift;
   arithmetic_decoder::TakeSlack(decoder);
@@ -113,7 +110,7 @@ inline unsigned DecodeBeyondSlack(ArithmeticDecoder& decoder, ContextState& stat
 // Decodes, of `count` decisions in one context, those that are its MPS for
 // certain, at once. Returns how many.
 inline int DecodeMpsRun(ArithmeticDecoder& decoder, ContextState state, int count) {
-  const int32_t qe = decoder.transitions[state].qe;
+  const int32_t qe = Qe(state);
   if (qe * count > decoder.slack) count = decoder.slack / qe;
   decoder.slack -= qe * count;
   return count;

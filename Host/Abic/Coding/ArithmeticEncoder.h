@@ -2,7 +2,6 @@
 #pragma once
 
 #include <algorithm>
-#include <bit>
 #include <cstddef>
 #include <cstdint>
 
@@ -47,8 +46,8 @@ inline void ByteOut(ArithmeticEncoder& encoder, uint32_t& c) {
 
 // A decision that is an LPS or leaves A too small: slack is without its Qe.
 inline void EncodeBeyondSlack(ArithmeticEncoder& encoder, ContextState& state, bool lps) {
-  const Transition& transition = encoder.transitions[state];
-  const int32_t qe = transition.qe;
+  const Transition& transition = encoder.transitions[TransitionIndex(state)];
+  const int32_t qe = Qe(state);
   int32_t a = kLeastInterval + encoder.slack;
   uint32_t c = encoder.base - static_cast<uint32_t>(encoder.slack);
   if (lps) {
@@ -57,8 +56,7 @@ inline void EncodeBeyondSlack(ArithmeticEncoder& encoder, ContextState& state, b
   }
   state = lps ? transition.afterLps : transition.afterMps;
 
-  int shift = std::countl_zero(static_cast<uint32_t>(a)) -
-              std::countl_zero(static_cast<uint32_t>(kLeastInterval));
+  int shift = lps ? transition.shiftOfLps : ShiftOfMps(a);
   a <<= shift;
   while (shift > 0) {
     const int step = std::min(shift, encoder.bitsLeft);
@@ -82,15 +80,15 @@ inline ArithmeticEncoder StartEncoder(unsigned char* before, const Transitions& 
 
 // Codes a decision, 0 or 1, in a context.
 inline void Encode(ArithmeticEncoder& encoder, ContextState& state, unsigned symbol) {
-  encoder.slack -= encoder.transitions[state].qe;
-  const bool lps = symbol != (state & 1U);
+  encoder.slack -= Qe(state);
+  const bool lps = symbol != Mps(state);
   if (lps || encoder.slack < 0) arithmetic_encoder::EncodeBeyondSlack(encoder, state, lps);
 }
 
 // Codes, of `count` decisions in one context that are its MPS, those that only
 // change the slack, at once. Returns how many.
 inline int EncodeMpsRun(ArithmeticEncoder& encoder, ContextState state, int count) {
-  const int32_t qe = encoder.transitions[state].qe;
+  const int32_t qe = Qe(state);
   if (qe * count > encoder.slack) count = encoder.slack / qe;
   encoder.slack -= qe * count;
   return count;

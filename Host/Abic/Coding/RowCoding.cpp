@@ -21,16 +21,18 @@ uint32_t PixelsBefore(const unsigned char* row) {
   return left;
 }
 
-// For each of `count` pixels the contexts' part of the rows above, in whole words.
-void GatherAbove(const Neighbourhood& neighbours, const unsigned char* pixels, int count,
+// For each pixel of a group the contexts' part of the rows above.
+void GatherAbove(const Neighbourhood& neighbours, const unsigned char* pixels,
                  unsigned char* above) {
-  for (int x = 0; x < count; x += kWordPixels) {
-    uint64_t word = 0;
-    for (int place = 0; place < neighbours.places; ++place) {
-      word += word + LoadWord(pixels + x + neighbours.above[static_cast<size_t>(place)]);
+  uint64_t words[Raster::kGroup / kWordPixels] = {};
+  for (int place = 0; place < neighbours.places; ++place) {
+    const unsigned char* from = pixels + neighbours.above[static_cast<size_t>(place)];
+    for (uint64_t& word : words) {
+      word += word + LoadWord(from);
+      from += kWordPixels;
     }
-    std::memcpy(above + x, &word, sizeof word);
   }
+  std::memcpy(above, words, sizeof words);
 }
 
 // Whether the rows above a group of pixels are white wherever its contexts reach.
@@ -42,61 +44,36 @@ bool IsWhiteAbove(const unsigned char* pixels, ptrdiff_t stride) {
   return all == 0;
 }
 
-// The context that all pixels of a word have as long as they stay of one colour, the one to
-// their left.
-struct UniformContext {
-  bool found;
-  uint32_t colour;
-  uint32_t context;
-};
-
-UniformContext FindUniform(const Neighbourhood& neighbours, const unsigned char* above,
-                           uint32_t left) {
-  const uint32_t colour = left & 1;
+// Whether all pixels of a word have one context as long as they stay of one colour, the one
+// to their left.
+bool HasOneContext(const Neighbourhood& neighbours, const unsigned char* above, uint32_t left) {
   // Also those that don't count, as they move on to where one may count.
-  const bool same = ((left ^ (0 - colour)) & neighbours.nearest) == 0;
-  const bool found = same && LoadWord(above) == *above * kOnes;
-  return {found, colour, neighbours.Context(*above, left)};
+  const bool same = ((left ^ (0 - (left & 1))) & neighbours.nearest) == 0;
+  return same && LoadWord(above) == *above * kOnes;
 }
 
-bool IsMps(ContextState state, uint32_t colour) { return (state & 1U) == colour; }
-
-// The states of the two contexts that differ in the left neighbour only.
-class StatePair {
- public:
-  StatePair(const ContextStates& states, uint32_t context) {
-    const ContextState* pair = &states[context & ~1U];
-    m_states = uint32_t{pair[0]} | uint32_t{pair[1]} << 8;
-  }
-  ContextState Get(uint32_t left) const {
-    return static_cast<ContextState>(m_states >> (left & 1U) * 8);
-  }
-
- private:
-  uint32_t m_states;
-};
-
-// A pixel's context is known but for its left neighbour while that is still being
-// decoded, so both states are fetched ahead: otherwise every pixel waits for the
-// one before it and then for memory.
+// Decodes `count` pixels, of which the first has `state`, and leaves that of the one past
+// them. A pixel's context is known but for its left neighbour while that is still being
+// decoded, so both states are fetched ahead: otherwise every pixel waits for the one before
+// it and then for memory.
 uint32_t DecodePixels(ArithmeticDecoder& decoder, ContextStates& states,
                       const Neighbourhood& neighbours, const unsigned char* above, int count,
-                      uint32_t left, unsigned char* pixels) {
-  uint32_t context = neighbours.Context(above[0], left);
-  StatePair pair(states, context);
+                      uint32_t left, ContextState& state, unsigned char* pixels) {
+  // From a state to that with a black left neighbour; two loads, as one of both would wait
+  // for a store into either.
+  const uint32_t black = neighbours.left & 1;
   for (int x = 0; x < count; ++x) {
-    // Past the last pixel this is any context.
-    const uint32_t nextContext = neighbours.Context(above[x + 1], left << 1);
-    StatePair nextPair(states, nextContext);
-    unsigned pixel = 0;
-    if (!DecodeWithinSlack(decoder, pair.Get(context), pixel)) {
-      pixel = DecodeBeyondSlack(decoder, states[context]);
-      nextPair = StatePair(states, nextContext);
+    const uint32_t next = neighbours.Context(above[x + 1], left << 1);
+    const uint64_t pair = states[next] | uint64_t{states[next + black]} << 32;
+    unsigned pixel = Mps(state);
+    if (DecodeWithinSlack(decoder, state)) {
+      state = static_cast<ContextState>(pair >> (state & 0x3F));
+    } else {
+      pixel = DecodeBeyondSlack(decoder, states[neighbours.Context(above[x], left)]);
+      state = states[next + (pixel & black)];
     }
     pixels[x] = static_cast<unsigned char>(pixel);
     left = left << 1 | pixel;
-    context = nextContext | (pixel & neighbours.left);
-    pair = nextPair;
   }
   return left;
 }
@@ -109,32 +86,33 @@ void DecodeRow(ArithmeticDecoder& decoder, ContextStates& states, const Neighbou
   ArithmeticDecoder local = decoder;
   uint32_t left = PixelsBefore(row);
   int x = 0;
-  if (raster.IsWhiteAbove() && left == 0 && IsMps(states[0], 0)) {
+  if (raster.IsWhiteAbove() && left == 0 && Mps(states[0]) == 0) {
     x = DecodeMpsRun(local, states[0], raster.Width());
   }
   unsigned char above[Raster::kGroup + 1] = {};
   while (x < raster.Width()) {
     const int group = std::min(raster.Ahead(), raster.Width() - x);
     int i = 0;
-    if ((left & neighbours.nearest) == 0 && IsMps(states[0], 0) &&
+    if ((left & neighbours.nearest) == 0 && Mps(states[0]) == 0 &&
         IsWhiteAbove(row + x, raster.Stride())) {
       i = DecodeMpsRun(local, states[0], group);
       std::memset(above, 0, sizeof above);
     } else {
-      GatherAbove(neighbours, row + x, group, above);
+      GatherAbove(neighbours, row + x, above);
     }
+    ContextState state = states[neighbours.Context(above[i], left)];
     while (i < group) {
       int count = std::min(kWordPixels, group - i);
-      const UniformContext uniform = FindUniform(neighbours, above + i, left);
-      if (uniform.found && IsMps(states[uniform.context], uniform.colour)) {
-        const int run = DecodeMpsRun(local, states[uniform.context], count);
-        std::memset(row + x + i, static_cast<int>(uniform.colour), static_cast<size_t>(run));
+      if (Mps(state) == (left & 1) && HasOneContext(neighbours, above + i, left)) {
+        const int run = DecodeMpsRun(local, state, count);
+        const uint32_t colour = left & 1;
+        std::memset(row + x + i, static_cast<int>(colour), static_cast<size_t>(run));
         i += run;
         count -= run;
-        left = 0 - uniform.colour;
+        left = 0 - colour;
+        state = states[neighbours.Context(above[i], left)];
       }
-      if (count == 0) continue;
-      left = DecodePixels(local, states, neighbours, above + i, count, left, row + x + i);
+      left = DecodePixels(local, states, neighbours, above + i, count, left, state, row + x + i);
       i += count;
     }
     x += group;
@@ -150,7 +128,7 @@ void EncodeRow(ArithmeticEncoder& encoder, ContextStates& states, const Neighbou
   unsigned char above[Raster::kGroup];
   for (int x = 0; x < raster.Width();) {
     const int group = std::min(raster.Ahead(), raster.Width() - x);
-    GatherAbove(neighbours, row + x, group, above);
+    GatherAbove(neighbours, row + x, above);
     for (int i = 0; i < group; ++i) {
       const uint32_t pixel = pixels[x + i];
       Encode(local, states[neighbours.Context(above[i], left)], pixel);
