@@ -32,8 +32,7 @@ constexpr unsigned Mps(ContextState state) { return state >> kMpsShift & 1U; }
 constexpr size_t TransitionIndex(ContextState state) { return state >> kMpsShift & 0x3F; }
 
 struct Transition {
-  ContextState afterMps;  // taken when coding the MPS renormalises
-  ContextState afterLps;
+  ContextState after[2];  // an MPS that renormalises, and an LPS
   int shiftOfLps;  // what renormalises A when it is Qe
 };
 
@@ -65,7 +64,7 @@ constexpr std::array<Transition, kStates> MakeTransitions(unsigned lastFlip) {
     const unsigned row = i / 2, mps = i % 2;
     const unsigned flip = row <= lastFlip ? 1 : 0;
     const unsigned nextMps = row + 1 < kRows.size() ? row + 1 : row;
-    transitions[i] = {MakeState(nextMps, mps), MakeState(kRows[row].nextLps, mps ^ flip),
+    transitions[i] = {{MakeState(nextMps, mps), MakeState(kRows[row].nextLps, mps ^ flip)},
                       kIntervalBits - static_cast<int>(std::bit_width(kRows[row].qe))};
   }
   return transitions;

@@ -93,14 +93,17 @@ inline unsigned DecodeBeyondSlack(ArithmeticDecoder& decoder, ContextState& stat
   const Transition& transition = decoder.transitions[TransitionIndex(state)];
   const int32_t qe = Qe(state);
   const int32_t rest = decoder.a + decoder.slack;
-  const bool lps = Upper(decoder) + decoder.slack < 0;
-  const unsigned symbol = Mps(state) ^ static_cast<unsigned>(lps);
-  state = lps ? transition.afterLps : transition.afterMps;
-  const int shift = lps ? transition.shiftOfLps : ShiftOfMps(rest);
-  AddUpper(decoder, decoder.slack + (lps ? qe : 0));
+  // Which of the two it is can't be foreseen, so there is no branch: this is ~0 for an LPS.
+  const int32_t lps = (Upper(decoder) + decoder.slack) >> 31;
+  const unsigned symbol = Mps(state) ^ static_cast<unsigned>(lps & 1);
+  state = transition.after[lps & 1];
+  const int shiftOfMps = ShiftOfMps(rest);
+  const int shift = shiftOfMps + ((transition.shiftOfLps - shiftOfMps) & lps);
+  const int32_t a = rest + ((qe - rest) & lps);
+  AddUpper(decoder, decoder.slack + (qe & lps));
 
   if (decoder.waitingBits < arithmetic_decoder::kMaxShift) arithmetic_decoder::FillC(decoder);
-  decoder.a = (lps ? qe : rest) << shift;
+  decoder.a = a << shift;
   decoder.c <<= shift;
   decoder.waitingBits -= shift;
   arithmetic_decoder::TakeSlack(decoder);

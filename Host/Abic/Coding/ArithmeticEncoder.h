@@ -54,7 +54,7 @@ inline void EncodeBeyondSlack(ArithmeticEncoder& encoder, ContextState& state, b
     a = qe;
     c -= static_cast<uint32_t>(qe);
   }
-  state = lps ? transition.afterLps : transition.afterMps;
+  state = transition.after[lps ? 1 : 0];
 
   int shift = lps ? transition.shiftOfLps : ShiftOfMps(a);
   a <<= shift;

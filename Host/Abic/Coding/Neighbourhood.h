@@ -14,7 +14,8 @@ constexpr int kMaxPlaces = 7;
 constexpr int kReach = 6;
 
 // A context's number has the pixels of the rows above it, any seven, over those to its
-// left, which have a bit each even where they don't count: the nearest is bit 0.
+// left, which have a bit each: that of the nearest, bit 0, tells apart two contexts of one
+// state where it doesn't count; the others that don't count are 0.
 struct Neighbourhood {
   int places = 0;                             // in the rows above
   std::array<ptrdiff_t, kMaxPlaces> above{};  // from the pixel to each of them
@@ -22,8 +23,10 @@ struct Neighbourhood {
   uint32_t nearest = 0;                       // and all that are nearer than the farthest of them
 
   uint32_t Context(uint32_t ofAbove, uint32_t ofLeft) const {
-    return ofAbove << kReach | (ofLeft & left);
+    return ofAbove << kReach | (ofLeft & (left | 1));
   }
+  // The context that has the same state: another one where the left neighbour doesn't count.
+  uint32_t Twin(uint32_t context) const { return context ^ (~left & 1); }
 };
 constexpr size_t kContexts = size_t{1} << (kMaxPlaces + kReach);
 using ContextStates = std::array<ContextState, kContexts>;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "Host/Abic/Coding/PackedRows.h"
+
 namespace {
 
 constexpr int kWordPixels = 8;
@@ -52,29 +54,30 @@ bool HasOneContext(const Neighbourhood& neighbours, const unsigned char* above, 
   return same && LoadWord(above) == *above * kOnes;
 }
 
-// Decodes `count` pixels, of which the first has `state`, and leaves that of the one past
-// them. A pixel's context is known but for its left neighbour while that is still being
-// decoded, so both states are fetched ahead: otherwise every pixel waits for the one before
-// it and then for memory.
+// Decodes up to a word's `count` pixels, of which the first has `state`, and leaves that of
+// the one past them. A pixel's context is known but for its left neighbour while that is
+// still being decoded, so both states are fetched ahead: otherwise every pixel waits for the
+// one before it and then for memory.
 uint32_t DecodePixels(ArithmeticDecoder& decoder, ContextStates& states,
                       const Neighbourhood& neighbours, const unsigned char* above, int count,
                       uint32_t left, ContextState& state, unsigned char* pixels) {
-  // From a state to that with a black left neighbour; two loads, as one of both would wait
-  // for a store into either.
-  const uint32_t black = neighbours.left & 1;
   for (int x = 0; x < count; ++x) {
-    const uint32_t next = neighbours.Context(above[x + 1], left << 1);
-    const uint64_t pair = states[next] | uint64_t{states[next + black]} << 32;
+    const ContextState* next = &states[neighbours.Context(above[x + 1], left << 1)];
+    const uint64_t pair = next[0] | uint64_t{next[1]} << 32;
     unsigned pixel = Mps(state);
     if (DecodeWithinSlack(decoder, state)) {
       state = static_cast<ContextState>(pair >> (state & 0x3F));
     } else {
-      pixel = DecodeBeyondSlack(decoder, states[neighbours.Context(above[x], left)]);
-      state = states[next + (pixel & black)];
+      const uint32_t context = neighbours.Context(above[x], left);
+      pixel = DecodeBeyondSlack(decoder, states[context]);
+      states[neighbours.Twin(context)] = states[context];
+      state = next[pixel];
     }
-    pixels[x] = static_cast<unsigned char>(pixel);
     left = left << 1 | pixel;
   }
+  // Those past the last one stay 0.
+  const uint64_t word = Unpack(static_cast<unsigned char>(left << (kWordPixels - count)));
+  std::memcpy(pixels, &word, sizeof word);
   return left;
 }
 
