@@ -1,7 +1,6 @@
 // The encoding side of the arithmetic coder.
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
@@ -44,29 +43,26 @@ inline void ByteOut(ArithmeticEncoder& encoder, uint32_t& c) {
   encoder.bitsLeft = stuff ? 7 : 8;
 }
 
-// A decision that is an LPS or leaves A too small: slack is without its Qe.
-inline void EncodeBeyondSlack(ArithmeticEncoder& encoder, ContextState& state, bool lps) {
+// A decision that is an LPS, for which `lps` is ~0, or leaves A too small: slack is without
+// its Qe. Which of the two it is can't be foreseen, so there is no branch.
+inline void EncodeBeyondSlack(ArithmeticEncoder& encoder, ContextState& state, int32_t lps) {
   const Transition& transition = encoder.transitions[TransitionIndex(state)];
   const int32_t qe = Qe(state);
-  int32_t a = kLeastInterval + encoder.slack;
-  uint32_t c = encoder.base - static_cast<uint32_t>(encoder.slack);
-  if (lps) {
-    a = qe;
-    c -= static_cast<uint32_t>(qe);
-  }
-  state = transition.after[lps ? 1 : 0];
+  const int32_t rest = kLeastInterval + encoder.slack;
+  const int32_t a = rest + ((qe - rest) & lps);
+  uint32_t c = encoder.base - static_cast<uint32_t>(encoder.slack + (qe & lps));
+  state = transition.after[lps & 1];
+  const int shiftOfMps = ShiftOfMps(rest);
+  int shift = shiftOfMps + ((transition.shiftOfLps - shiftOfMps) & lps);
 
-  int shift = lps ? transition.shiftOfLps : ShiftOfMps(a);
-  a <<= shift;
-  while (shift > 0) {
-    const int step = std::min(shift, encoder.bitsLeft);
-    c <<= step;
-    encoder.bitsLeft -= step;
-    shift -= step;
-    if (encoder.bitsLeft == 0) ByteOut(encoder, c);
+  encoder.slack = (a << shift) - kLeastInterval;
+  while (shift >= encoder.bitsLeft) {
+    c <<= encoder.bitsLeft;
+    shift -= encoder.bitsLeft;
+    ByteOut(encoder, c);
   }
-  encoder.slack = a - kLeastInterval;
-  encoder.base = c + static_cast<uint32_t>(encoder.slack);
+  encoder.bitsLeft -= shift;
+  encoder.base = (c << shift) + static_cast<uint32_t>(encoder.slack);
 }
 
 }  // namespace arithmetic_encoder
@@ -81,8 +77,8 @@ inline ArithmeticEncoder StartEncoder(unsigned char* before, const Transitions& 
 // Codes a decision, 0 or 1, in a context.
 inline void Encode(ArithmeticEncoder& encoder, ContextState& state, unsigned symbol) {
   encoder.slack -= Qe(state);
-  const bool lps = symbol != Mps(state);
-  if (lps || encoder.slack < 0) arithmetic_encoder::EncodeBeyondSlack(encoder, state, lps);
+  const int32_t lps = -static_cast<int32_t>(symbol ^ Mps(state));
+  if ((encoder.slack | lps) < 0) arithmetic_encoder::EncodeBeyondSlack(encoder, state, lps);
 }
 
 // Codes, of `count` decisions in one context that are its MPS, those that only

@@ -23,19 +23,34 @@ uint32_t PixelsBefore(const unsigned char* row) {
   return left;
 }
 
-// For each pixel of a group the contexts' part of the rows above.
-void GatherAbove(const Neighbourhood& neighbours, const unsigned char* pixels,
-                 unsigned char* above) {
-  uint64_t words[Raster::kGroup / kWordPixels] = {};
-  for (int place = 0; place < neighbours.places; ++place) {
-    const unsigned char* from = pixels + neighbours.above[static_cast<size_t>(place)];
-    for (uint64_t& word : words) {
-      word += word + LoadWord(from);
-      from += kWordPixels;
+// For each pixel of a group a number that its neighbours make.
+struct GroupNumbers {
+  // As many as an instruction takes.
+  using Vector [[gnu::vector_size(16)]] = unsigned char;
+  Vector vectors[Raster::kGroup / sizeof(Vector)] = {};
+
+  // Puts one more neighbour into all numbers, that of the first pixel being at `from`.
+  void Take(const unsigned char* from) {
+    for (Vector& vector : vectors) {
+      Vector pixels;
+      std::memcpy(&pixels, from, sizeof pixels);
+      vector += vector + pixels;
+      from += sizeof pixels;
     }
   }
-  std::memcpy(above, words, sizeof words);
-}
+  // The neighbours in the rows above.
+  void TakeAbove(const Neighbourhood& neighbours, const unsigned char* pixels) {
+    for (int place = 0; place < neighbours.places; ++place) {
+      Take(pixels + neighbours.above[static_cast<size_t>(place)]);
+    }
+  }
+  // Those to the left that count.
+  void TakeLeft(const Neighbourhood& neighbours, const unsigned char* pixels) {
+    for (int distance = 1; distance <= kReach; ++distance) {
+      if ((neighbours.left >> (distance - 1) & 1U) != 0) Take(pixels - distance);
+    }
+  }
+};
 
 // Whether the rows above a group of pixels are white wherever its contexts reach.
 bool IsWhiteAbove(const unsigned char* pixels, ptrdiff_t stride) {
@@ -101,7 +116,9 @@ void DecodeRow(ArithmeticDecoder& decoder, ContextStates& states, const Neighbou
       i = DecodeMpsRun(local, states[0], group);
       std::memset(above, 0, sizeof above);
     } else {
-      GatherAbove(neighbours, row + x, above);
+      GroupNumbers numbers;
+      numbers.TakeAbove(neighbours, row + x);
+      std::memcpy(above, &numbers, sizeof numbers);
     }
     ContextState state = states[neighbours.Context(above[i], left)];
     while (i < group) {
@@ -127,17 +144,25 @@ void EncodeRow(ArithmeticEncoder& encoder, ContextStates& states, const Neighbou
                const unsigned char* pixels, const Raster& raster) {
   unsigned char* row = raster.Row();
   ArithmeticEncoder local = encoder;
-  uint32_t left = PixelsBefore(row);
-  unsigned char above[Raster::kGroup];
   for (int x = 0; x < raster.Width();) {
     const int group = std::min(raster.Ahead(), raster.Width() - x);
-    GatherAbove(neighbours, row + x, above);
-    for (int i = 0; i < group; ++i) {
-      const uint32_t pixel = pixels[x + i];
-      Encode(local, states[neighbours.Context(above[i], left)], pixel);
-      left = left << 1 | pixel;
-    }
+    // Here a context's number is only of the neighbours that count. The rows above come first,
+    // as in narrow rasters they go on into this group, which isn't coded for them.
+    GroupNumbers numbers;
+    numbers.TakeAbove(neighbours, row + x);
     std::memcpy(row + x, pixels + x, static_cast<size_t>(group));
+    numbers.TakeLeft(neighbours, row + x);
+    unsigned char contexts[Raster::kGroup];
+    std::memcpy(contexts, &numbers, sizeof numbers);
+    for (int i = 0; i < group;) {
+      const int end = std::min(i + kWordPixels, group);
+      const ContextState state = states[contexts[i]];
+      if (LoadWord(contexts + i) == contexts[i] * kOnes &&
+          LoadWord(row + x + i) == Mps(state) * kOnes) {
+        i += EncodeMpsRun(local, state, end - i);
+      }
+      for (; i < end; ++i) Encode(local, states[contexts[i]], row[x + i]);
+    }
     x += group;
   }
   encoder = local;
