@@ -6,6 +6,16 @@
 namespace {
 
 constexpr int kWordPixels = 8;
+constexpr uint64_t kOnes = 0x0101010101010101;
+
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "words hold the first pixel lowest");
+
+// A byte's bits, the highest first, as eight bytes of 0 or 1.
+uint64_t Unpack(unsigned char byte) {
+  constexpr uint64_t bits = 0x0102040810204080;
+  return ((byte * kOnes & bits) + 0x7F7F7F7F7F7F7F7F) >> 7 & kOnes;
+}
+
 unsigned char Pack(uint64_t pixels) {
   return static_cast<unsigned char>(pixels * 0x8040201008040201 >> 56);
 }

@@ -1,21 +1,11 @@
 // Rows of images as their users have them, and the pixels of one bit plane, a byte each.
 #pragma once
 
-#include <cstdint>
-
 // A byte with its bits in the other order.
 constexpr unsigned char ReversedByte(unsigned char byte) {
   const unsigned pairs = (byte & 0x55U) << 1 | (byte >> 1 & 0x55U);
   const unsigned fours = (pairs & 0x33U) << 2 | (pairs >> 2 & 0x33U);
   return static_cast<unsigned char>(fours << 4 | fours >> 4);
-}
-
-static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "words hold the first pixel lowest");
-
-// A byte's bits, the highest first, as eight bytes of 0 or 1.
-constexpr uint64_t Unpack(unsigned char byte) {
-  constexpr uint64_t ones = 0x0101010101010101, bits = 0x0102040810204080;
-  return ((byte * ones & bits) + 0x7F7F7F7F7F7F7F7F) >> 7 & ones;
 }
 
 // Takes bit plane `plane` (0 is the least significant) of `width` pixels of depth 1, 4 or 8.

@@ -1,9 +1,8 @@
 #include "Host/Abic/Coding/RowCoding.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
-
-#include "Host/Abic/Coding/PackedRows.h"
 
 namespace {
 
@@ -61,38 +60,62 @@ bool IsWhiteAbove(const unsigned char* pixels, ptrdiff_t stride) {
   return all == 0;
 }
 
-// Whether all pixels of a word have one context as long as they stay of one colour, the one
-// to their left.
-bool HasOneContext(const Neighbourhood& neighbours, const unsigned char* above, uint32_t left) {
+// The words of a group that consist of one number.
+class WordsOfOne {
+ public:
+  explicit WordsOfOne(const unsigned char* numbers) {
+    for (int i = 0; i < kWords; ++i) {
+      const uint64_t word = LoadWord(numbers + i * kWordPixels);
+      const bool one = word == (word & 0xFF) * kOnes;
+      m_words |= static_cast<uint32_t>(one) << i;
+    }
+  }
+  // Whether one starts at a pixel.
+  bool StartsAt(int pixel) const {
+    return pixel % kWordPixels == 0 && (m_words >> pixel / kWordPixels & 1U) != 0;
+  }
+  // Where, past a pixel, the next one or the end of the group is.
+  int Next(int pixel) const {
+    const int word = pixel / kWordPixels + 1;
+    return (word + std::countr_zero((m_words | 1U << kWords) >> word)) * kWordPixels;
+  }
+
+ private:
+  static constexpr int kWords = Raster::kGroup / kWordPixels;
+  uint32_t m_words = 0;
+};
+
+// Whether the pixels to the left are of the nearest one's colour, so that those of a run of
+// it have one context where the numbers of the rows above are the same.
+bool IsOneColour(const Neighbourhood& neighbours, uint32_t left) {
   // Also those that don't count, as they move on to where one may count.
-  const bool same = ((left ^ (0 - (left & 1))) & neighbours.nearest) == 0;
-  return same && LoadWord(above) == *above * kOnes;
+  return ((left ^ (0 - (left & 1))) & neighbours.nearest) == 0;
 }
 
-// Decodes up to a word's `count` pixels, of which the first has `state`, and leaves that of
+// Decodes `count` pixels, of which the first has `state`, and leaves that of
 // the one past them. A pixel's context is known but for its left neighbour while that is
 // still being decoded, so both states are fetched ahead: otherwise every pixel waits for the
 // one before it and then for memory.
 uint32_t DecodePixels(ArithmeticDecoder& decoder, ContextStates& states,
                       const Neighbourhood& neighbours, const unsigned char* above, int count,
                       uint32_t left, ContextState& state, unsigned char* pixels) {
+  // Not by the reference: for all the compiler knows, storing a pixel changes that one.
+  const Neighbourhood places = neighbours;
   for (int x = 0; x < count; ++x) {
-    const ContextState* next = &states[neighbours.Context(above[x + 1], left << 1)];
+    const ContextState* next = &states[places.Context(above[x + 1], left << 1)];
     const uint64_t pair = next[0] | uint64_t{next[1]} << 32;
     unsigned pixel = Mps(state);
     if (DecodeWithinSlack(decoder, state)) {
       state = static_cast<ContextState>(pair >> (state & 0x3F));
     } else {
-      const uint32_t context = neighbours.Context(above[x], left);
+      const uint32_t context = places.Context(above[x], left);
       pixel = DecodeBeyondSlack(decoder, states[context]);
-      states[neighbours.Twin(context)] = states[context];
+      states[places.Twin(context)] = states[context];
       state = next[pixel];
     }
+    pixels[x] = static_cast<unsigned char>(pixel);
     left = left << 1 | pixel;
   }
-  // Those past the last one stay 0.
-  const uint64_t word = Unpack(static_cast<unsigned char>(left << (kWordPixels - count)));
-  std::memcpy(pixels, &word, sizeof word);
   return left;
 }
 
@@ -120,18 +143,20 @@ void DecodeRow(ArithmeticDecoder& decoder, ContextStates& states, const Neighbou
       numbers.TakeAbove(neighbours, row + x);
       std::memcpy(above, &numbers, sizeof numbers);
     }
+    const WordsOfOne words(above);
     ContextState state = states[neighbours.Context(above[i], left)];
     while (i < group) {
-      int count = std::min(kWordPixels, group - i);
-      if (Mps(state) == (left & 1) && HasOneContext(neighbours, above + i, left)) {
-        const int run = DecodeMpsRun(local, state, count);
-        const uint32_t colour = left & 1;
-        std::memset(row + x + i, static_cast<int>(colour), static_cast<size_t>(run));
+      const uint32_t colour = left & 1;
+      if (words.StartsAt(i) && Mps(state) == colour && IsOneColour(neighbours, left)) {
+        const int run = DecodeMpsRun(local, state, std::min(kWordPixels, group - i));
+        // White they are.
+        if (colour != 0) std::memset(row + x + i, 1, static_cast<size_t>(run));
         i += run;
-        count -= run;
         left = 0 - colour;
         state = states[neighbours.Context(above[i], left)];
+        if (i % kWordPixels == 0 && run != 0) continue;
       }
+      const int count = std::min(words.Next(i), group) - i;
       left = DecodePixels(local, states, neighbours, above + i, count, left, state, row + x + i);
       i += count;
     }
