@@ -33,7 +33,7 @@ constexpr size_t TransitionIndex(ContextState state) { return state >> kMpsShift
 
 struct Transition {
   ContextState after[2];  // an MPS that renormalises, and an LPS
-  int shiftOfLps;  // what renormalises A when it is Qe
+  int shiftOfLps;         // what renormalises A when it is Qe
 };
 
 namespace probability_table {

@@ -92,10 +92,10 @@ bool IsOneColour(const Neighbourhood& neighbours, uint32_t left) {
   return ((left ^ (0 - (left & 1))) & neighbours.nearest) == 0;
 }
 
-// Decodes `count` pixels, of which the first has `state`, and leaves that of
-// the one past them. A pixel's context is known but for its left neighbour while that is
-// still being decoded, so both states are fetched ahead: otherwise every pixel waits for the
-// one before it and then for memory.
+// Decodes `count` pixels, of which the first has `state`, and leaves that of the one past
+// them. A pixel's context is known but for its left neighbour while that is still being
+// decoded, so both states are fetched ahead: otherwise every pixel waits for the one before
+// it and then for memory.
 uint32_t DecodePixels(ArithmeticDecoder& decoder, ContextStates& states,
                       const Neighbourhood& neighbours, const unsigned char* above, int count,
                       uint32_t left, ContextState& state, unsigned char* pixels) {
@@ -109,8 +109,8 @@ uint32_t DecodePixels(ArithmeticDecoder& decoder, ContextStates& states,
       state = static_cast<ContextState>(pair >> (state & 0x3F));
     } else {
       const uint32_t context = places.Context(above[x], left);
-      pixel = DecodeBeyondSlack(decoder, states[context]);
-      states[places.Twin(context)] = states[context];
+      pixel = DecodeBeyondSlack(decoder, state);
+      states[context] = states[places.Twin(context)] = state;
       state = next[pixel];
     }
     pixels[x] = static_cast<unsigned char>(pixel);
