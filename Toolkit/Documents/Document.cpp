@@ -257,13 +257,14 @@ Outcome Document::Load(const IndexedPicture& at, const LoadOptions& options, Dec
     }
   }
   if ((filters.Ok() && !damaged) || filters.status == K_ERROR_NO_MEMORY) return filters;
+  // The toolkit would decode these the same way. Of 4 bits it may be told otherwise: some
+  // write a depth of 1 that the filter takes for none.
+  if (damaged && info.coding == Coding::Abic && info.bitsPerPixel == 1) return filters;
 
   DecodedImage other;
   PictureInfo found;
   bool stillDamaged = false;
-  LoadOptions others = options;
-  others.strict |= options.complete;
-  Outcome outcome = LoadAnyPicture(file, at, others, other, found, stillDamaged,
+  Outcome outcome = LoadAnyPicture(file, at, options, other, found, stillDamaged,
                                    [&] { return InkProfile(file); });
   if (filters.Ok() && (!outcome.Ok() || stillDamaged)) {
     return options.strict ? Failure(K_ERROR_INVALID_FORMAT, filters.warnings[0]) : filters;

@@ -57,6 +57,7 @@ Outcome ImageReader::Describe(PictureInfo& info) {
   if (!outcome.Ok()) return outcome;
   result.reversedBits = layout.reversedBits;
   result.unpaddedRows = layout.unpaddedRows;
+  m_markedSamples = layout.markedSamples;
   info = result;
   return {};
 }

@@ -29,6 +29,10 @@ class ImageReader {
   // What the filter says of the picture, and how its data are laid out.
   Outcome Describe(PictureInfo& info);
 
+  // Whether the samples mean something else than the filter takes them for, which doesn't
+  // look at it.
+  bool HasMarkedSamples() const { return m_markedSamples; }
+
   // The image data.
   // Reads them into `data`, until `limit` bytes or more are there.
   Outcome ReadImageData(std::vector<unsigned char>& data, size_t limit = SIZE_MAX);
@@ -45,9 +49,12 @@ class ImageReader {
   FileWindow& m_window;
   Container m_container = Container::Modca;
   std::optional<ImageSegment> m_segment;
+  bool m_markedSamples = false;
 };
 
-// Loads that picture of a file and a window of it. Warnings of damage that it shows set `damaged`.
+// Loads that picture of a file and a window of it, ABIC data by the codec itself: the filter
+// can't tell whether they fit. Damage sets `damaged`, and is a warning, or, of ABIC data that
+// the options refuse, a failure.
 Outcome LoadFirstPicture(FileWindow& window, const std::string& file, Container container,
                          const LoadOptions& options, Bitmap& bitmap, PictureInfo& info,
                          bool& damaged);

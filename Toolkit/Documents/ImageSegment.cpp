@@ -63,6 +63,9 @@ Outcome ImageSegment::FindImageData(StoredLayout& layout) {
     if (m_header.id == sdf::kImageEncoding) {
       layout.unpaddedRows = m_parameters[1] == kRecordingUnpaddedRidic;
       layout.reversedBits = m_parameters[2] == 1;
+    } else if (m_header.id == sdf::kIdeStructure) {
+      constexpr unsigned subtractiveOrGrayCoded = 0xC0;
+      layout.markedSamples = (m_parameters[0] & subtractiveOrGrayCoded) != 0;
     }
   }
 }

@@ -15,6 +15,8 @@ namespace kz {
 struct StoredLayout {
   bool reversedBits = false;  // in each byte
   bool unpaddedRows = false;  // rows begin within bytes
+  // The IDE Structure field says that the samples are Gray coded or count down from white.
+  bool markedSamples = false;
 };
 
 class ImageSegment {

@@ -1,9 +1,10 @@
-// Loads a picture: sets the filter up and takes its rows.
+// Loads a picture: sets the filter up and takes its rows, or decodes ABIC data.
 #include <algorithm>
 #include <cstring>
 
 #include "Toolkit/Base/ReversedBits.h"
 #include "Toolkit/Documents/ImageReader.h"
+#include "Toolkit/Images/Coders/AbicImage.h"
 #include "Toolkit/Imaging/MemoryLoader.h"
 
 namespace kz {
@@ -192,6 +193,34 @@ Outcome RunLoad(const std::string& file, Bitmap& bitmap, size_t storedRowBits,
   return {};
 }
 
+Outcome LoadAbic(ImageReader& reader, const LoadOptions& options, const PictureInfo& info,
+                 Bitmap& bitmap, bool& damaged) {
+  if (info.bitsPerPixel > 1 && reader.HasMarkedSamples()) return Failure(K_ERROR_INVALID_FORMAT);
+  std::vector<unsigned char> data;
+  Outcome outcome = reader.ReadImageData(data);
+  if (!outcome.Ok()) return outcome;
+  if (info.reversedBits) ReverseBits(data);
+  const CodedRows decoded =
+      DecodeAbicImage(data,
+                      {info.width, info.height, info.bitsPerPixel, info.unpaddedRows,
+                       info.topDown ? K_VIEW_TOP_DOWN : K_VIEW_BOTTOM_UP},
+                      bitmap);
+  if (decoded.rows == 0) return Failure(decoded.status, decoded.what);
+  bitmap.SetResolution(info.xResolution, info.yResolution);
+  if (info.bitsPerPixel > 1) {
+    bitmap.Handle()->nColors = 1 << info.bitsPerPixel;
+    if (K_CreateBitmapGrayPalette(bitmap.Handle()) < 0) return Failure(K_ERROR_NO_MEMORY);
+  }
+  if (!decoded.damaged) return outcome;
+  damaged = true;
+  const bool endsEarly = decoded.status == K_ERROR_READ;
+  if (options.strict || (options.complete && endsEarly)) {
+    return Failure(endsEarly ? K_ERROR_READ : K_ERROR_INVALID_FORMAT, decoded.what);
+  }
+  outcome.warnings.push_back(decoded.what);
+  return outcome;
+}
+
 }  // namespace
 
 Outcome LoadFirstPicture(FileWindow& window, const std::string& file, Container container,
@@ -212,6 +241,9 @@ Outcome LoadFirstPicture(FileWindow& window, const std::string& file, Container 
     }
     if (outcome.Ok() && info.coding == Coding::Uncompressed) {
       outcome = FindStoredRowBits(reader, info, storedRowBits, warnings);
+    }
+    if (outcome.Ok() && info.coding == Coding::Abic) {
+      return LoadAbic(reader, options, info, bitmap, damaged);
     }
     if (!outcome.Ok()) return outcome;
   }

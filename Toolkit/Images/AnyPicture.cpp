@@ -81,7 +81,7 @@ Outcome LoadImage(FileWindow& file, const PicturePlace& place, const LoadOptions
     return outcome;
   }
   const bool cut = content.fault != K_SUCCESS;
-  if (options.strict && cut) return Failure(content.fault, content.warnings.back());
+  if (options.RefusesMissingRows() && cut) return Failure(content.fault, content.warnings.back());
   // Tiles of inks may be part of a colour picture, and JPEG data may have more components
   // than is said.
   const bool mayHaveInks = info.bitsPerPixel >= 24 || info.coding == Coding::Jpeg;

@@ -86,7 +86,7 @@ Outcome LoadTiff(const SpoolFile& spool, const LoadOptions& options, DecodedImag
   if (outcome.Ok()) outcome = reader.Read(1, image.bitmap);
   if (!outcome.Ok()) return outcome;
   damaged = !outcome.warnings.empty();
-  if (damaged && options.strict) {
+  if (damaged && options.RefusesMissingRows()) {
     image = {};
     return Failure(K_ERROR_INVALID_FORMAT, outcome.warnings[0]);
   }

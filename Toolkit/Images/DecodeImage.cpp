@@ -66,7 +66,7 @@ void ApplyMask(const Bitmap& mask, CodedPicture& picture) {
 
 Outcome DecodeMask(const CodedImage& mask, const LoadOptions& options, CodedPicture& picture) {
   CodedPicture decoded;
-  const CodedOptions maskOptions = {options.maxPixels, options.strict, false};
+  const CodedOptions maskOptions = {options.maxPixels, options.strict, options.complete, false};
   Outcome outcome = DecodeCodedImage(mask, maskOptions, decoded);
   if (outcome.Ok() && decoded.Depth() != 1) {
     outcome = Failure(K_ERROR_INVALID_FORMAT, "it isn't bilevel");
@@ -79,7 +79,7 @@ Outcome DecodeMask(const CodedImage& mask, const LoadOptions& options, CodedPict
     }
     return outcome;
   }
-  if (options.strict) return outcome;
+  if (options.RefusesMissingRows()) return outcome;
   picture.damaged = true;
   picture.warnings.push_back("the mask is left out: " + outcome.what);
   return {};
@@ -142,7 +142,7 @@ Outcome DecodeContent(const ImageContent& content, const ImageDescriptor& descri
   if (content.tiled) {
     outcome = DecodeTiles(content, descriptor, options, picture);
   } else {
-    const CodedOptions imageOptions = {options.maxPixels, options.strict, false};
+    const CodedOptions imageOptions = {options.maxPixels, options.strict, options.complete, false};
     outcome = DecodeCodedImage(content.image, imageOptions, picture);
   }
   if (outcome.Ok() && content.mask) outcome = DecodeMask(*content.mask, options, picture);

@@ -19,6 +19,7 @@ struct LoadOptions {
   // Pictures of which rows are missing fail. Those that have all their rows are loaded, though
   // some may be wrong: `strict` refuses these too.
   bool complete = false;
+  bool RefusesMissingRows() const { return strict || complete; }
   bool keepInks = false;  // pictures of inks go to DecodedImage::inks
   // Of pictures of inks that have no profile of their own; null: the plain formula,
   // (1 - c)(1 - k).

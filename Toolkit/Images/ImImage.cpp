@@ -230,7 +230,7 @@ Outcome LoadImImage(FileWindow& file, const PicturePlace& place, const LoadOptio
   if (missing > 0 || object.Cells().empty()) {
     const std::string what =
         "the data end too early: " + std::to_string(missing) + " rows are missing";
-    if (options.strict || object.Cells().empty()) return Failure(K_ERROR_READ, what);
+    if (options.RefusesMissingRows() || object.Cells().empty()) return Failure(K_ERROR_READ, what);
     damaged = true;
     outcome.warnings.push_back(what);
   }

@@ -6,9 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "Host/Abic/Abic.h"
-#include "Host/Kernel/DllLoader.h"
-#include "Host/Kernel/Kernel.h"
+#include "Host/Kernel/Status.h"
 #include "Tests/Support/FileBuilder.h"
 #include "Tests/Support/ImageContents.h"
 #include "Toolkit/Imaging/FaxData.h"
@@ -185,32 +183,6 @@ TEST(Jbig2Contents, AreRead) {
   EXPECT_EQ(ShapeOf(Make(given), {}).width, 45);
   given.bands[0].resize(20);
   EXPECT_EQ(Decode(Make(given)).outcome.status, K_ERROR_READ);
-}
-
-// Rows of the codec are aligned as those of a bitmap.
-Bytes Abic(const Bitmap& bitmap) {
-  K_DllLoader loader;
-  EXPECT_EQ(loader.LoadLib(KV_LIBID_ABIC, 0, nullptr), 1);
-  loader.AddFunction("K_EncodeABIC");
-  const auto encode = reinterpret_cast<K_EncodeAbicRoutine>(loader.GetFunction("K_EncodeABIC"));
-  unsigned char* bytes = nullptr;
-  uint64_t size = 0;
-  EXPECT_EQ(encode(bitmap.TopDownRow(0), 4, bitmap.Width(), bitmap.Height(), &bytes, &size,
-                   bitmap.BitsPerPixel() == 1 ? 1 : 0),
-            1);
-  Bytes data(bytes, bytes + size);
-  WinGlobalFree(WinGlobalHandle(bytes));
-  return data;
-}
-
-TEST(AbicContents, AreRead) {
-  for (const int bits : {1, 4}) {
-    const Bitmap bitmap = bits == 1 ? Stripes(45, 20) : RandomBitmap(45, 20, 4);
-    Given given = {"", uint8_t{0x0A}, 45, 20, bits, 0, {}, {Abic(bitmap)}, ""};
-    EXPECT_EQ(Decode(Make(given)).Text(), Pixels(bitmap)) << bits;
-    given.bands[0].resize(5);
-    EXPECT_EQ(Decode(Make(given)).outcome.status, K_ERROR_READ);
-  }
 }
 
 TEST(DamagedContents, GiveTheRowsBeforeTheFault) {

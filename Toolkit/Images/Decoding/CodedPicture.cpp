@@ -91,21 +91,25 @@ class Decoder {
     rows += std::to_string(first);
     if (first != last) rows += " to " + std::to_string(last);
     rows += " could not be read";
-    if (m_options.strict) {
+    const bool endsEarly = missing || decoded.status == K_ERROR_READ;
+    if (m_options.strict || (m_options.complete && endsEarly)) {
       const int status = decoded.status == K_SUCCESS ? K_ERROR_INVALID_FORMAT : decoded.status;
       const std::string why = decoded.what.empty() ? StatusText(status) : decoded.what;
       return Failure(status, missing ? rows + ": " + why : why);
     }
     if (missing) m_picture.warnings.push_back(std::move(rows));
     if (decoded.damaged) {
-      const uint8_t compression = m_parameters.compression;
-      m_picture.warnings.emplace_back(
-          FaxCodeOf(compression) != 0
-              ? "damaged lines were replaced by the lines above them"
-              : std::string(compression == coding::kJpeg ? "the JPEG" : "the JBIG2") +
-                    " data are damaged, parts of the picture are wrong");
+      m_picture.warnings.push_back(DamageWords(decoded));
     }
     return {};
+  }
+
+  std::string DamageWords(const CodedRows& decoded) const {
+    const uint8_t compression = m_parameters.compression;
+    if (IsAbic(compression)) return decoded.what;
+    if (FaxCodeOf(compression) != 0) return "damaged lines were replaced by the lines above them";
+    return std::string(compression == coding::kJpeg ? "the JPEG" : "the JBIG2") +
+           " data are damaged, parts of the picture are wrong";
   }
 
   void NoteOwnSize(int width, int height) {

@@ -12,8 +12,9 @@ namespace kz {
 
 struct CodedOptions {
   int64_t maxPixels = kDefaultMaxPixels;
-  bool strict = false;
-  bool isTile = false;  // its JPEG data may be larger than it
+  bool strict = false;    // as of LoadOptions
+  bool complete = false;  //
+  bool isTile = false;    // its JPEG data may be larger than it
 };
 
 struct CodedPicture {

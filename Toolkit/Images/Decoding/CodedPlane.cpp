@@ -72,11 +72,11 @@ Outcome DecodeBytes(CodedBytes data, const PlaneRequest& request, SamplePlane& p
 Outcome DecodeAbic(CodedBytes data, const PlaneRequest& request, SamplePlane& plane) {
   const ImageParameters& parameters = *request.parameters;
   const bool concatenated = parameters.compression == coding::kConcatenatedAbic;
-  if (request.pixelBits != 1 && (request.pixelBits != 4 || !concatenated)) {
-    return UnsupportedBits(request);
-  }
+  const int bits = request.pixelBits;
+  if (bits != 1 && !(concatenated && (bits == 4 || bits == 8))) return UnsupportedBits(request);
+  const bool exactWidth = parameters.recording == kRecordingUnpaddedRidic;
   plane.decoded =
-      DecodeAbicImage(data, parameters.width, parameters.height, request.pixelBits, plane.bitmap);
+      DecodeAbicImage(data, {parameters.width, parameters.height, bits, exactWidth}, plane.bitmap);
   return {};
 }
 
@@ -88,7 +88,7 @@ Outcome DecodeToBitmap(CodedBytes data, const PlaneRequest& request, SamplePlane
   if (compression == coding::kJpeg) {
     InkPicture none;
     plane.decoded = DecodeJpegImage(data, {request.maxPixels, true, false}, plane.bitmap, none);
-  } else if (compression == coding::kAbic || compression == coding::kConcatenatedAbic) {
+  } else if (IsAbic(compression)) {
     outcome = DecodeAbic(data, request, plane);
   } else if (fax == 0 && compression != coding::kJbig2) {
     outcome = Unsupported(request);

@@ -28,6 +28,10 @@ constexpr uint32_t FaxCodeOf(uint8_t compression) {
   }
 }
 
+constexpr bool IsAbic(uint8_t compression) {
+  return compression == coding::kAbic || compression == coding::kConcatenatedAbic;
+}
+
 // Whether there is a decoder for it; solid fill has no data.
 constexpr bool IsCodingSupported(uint8_t compression) {
   switch (compression) {

@@ -36,7 +36,7 @@ class TileDecoder {
       if (outcome.Ok()) continue;
       outcome.what = "tile " + std::to_string(i + 1) + ": " + outcome.what;
       const bool ends = m_budget < 0 || outcome.status == K_ERROR_NO_MEMORY;
-      if (m_options.strict || ends) return outcome;
+      if (m_options.RefusesMissingRows() || ends) return outcome;
       if (++failed == m_content.tiles.size()) return outcome;
       m_warnings.push_back(outcome.what);
       m_damaged = true;
@@ -68,7 +68,8 @@ class TileDecoder {
       return outcome;
     }
     CodedPicture picture;
-    const CodedOptions options = {std::min(m_options.maxPixels, m_budget), m_options.strict, true};
+    const CodedOptions options = {std::min(m_options.maxPixels, m_budget), m_options.strict,
+                                  m_options.complete, true};
     Outcome outcome = DecodeCodedImage(tile.image, options, picture);
     if (outcome.Ok()) outcome = Spend(int64_t{picture.Width()} * picture.Height());
     if (!outcome.Ok()) return outcome;
