@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "Tests/Host/Abic/TestPictures.h"
@@ -24,11 +26,12 @@ IndependentImage Drawn(int width, int height, int depth) {
                      7);
 }
 
-Bytes Code(const IndependentImage& image, bool exactWidth = false) {
+Bytes Code(const IndependentImage& image, bool exactWidth = false,
+           Producer producer = Producer::FourSpacerBits) {
   OpenPoints points;
   points.neighbours = {{-1, 0}, {-2, 0}, {-2, -1}, {-1, -1}, {0, -1}, {1, -1}, {2, -1}};
   points.exactWidth = exactWidth;
-  return EncodeIndependently(image, points, Producer::FourSpacerBits);
+  return EncodeIndependently(image, points, producer);
 }
 
 // The picture in the words of Pixels.
@@ -202,11 +205,20 @@ int NumberIn(const std::string& warning, const std::string& before, const std::s
   return std::stoi(warning.substr(before.size()));
 }
 
-class AbicMisfit : public testing::TestWithParam<int> {
+// Of so many bits, in the exact width with reversed bits or neither, and marked so: what doesn't
+// fit is read as marked.
+class AbicMisfit : public testing::TestWithParam<std::tuple<int, bool>> {
  protected:
+  Given Marked(Bytes code) const {
+    if (m_exactWidth) Reverse(code);
+    Given given = Content(m_image, std::move(code));
+    given.reversed = m_exactWidth;
+    given.recording = m_exactWidth ? kUnpadded : kPadded;
+    return given;
+  }
   // Loads a file of it; what the toolkit's own reader says must be the same.
   Outcome Load(const Bytes& code, const LoadOptions& options = {}) {
-    const Given given = Content(m_image, code);
+    const Given given = Marked(code);
     m_bitmap.Reset();
     Outcome outcome =
         LoadPicture(m_folder.File("image", File(given)), 1, options, m_bitmap, nullptr);
@@ -234,33 +246,35 @@ class AbicMisfit : public testing::TestWithParam<int> {
   }
 
   const TemporaryFolder m_folder;
-  const IndependentImage m_image = Drawn(200, 120, GetParam());
-  const Bytes m_code = Code(m_image);
+  const int m_depth = std::get<0>(GetParam());
+  const bool m_exactWidth = std::get<1>(GetParam());
+  const IndependentImage m_image = Drawn(203, 120, m_depth);
+  const Bytes m_code = Code(m_image, m_exactWidth);
   Bitmap m_bitmap;
 };
-INSTANTIATE_TEST_SUITE_P(Depths, AbicMisfit, testing::Values(1, 4, 8));
+INSTANTIATE_TEST_SUITE_P(Depths, AbicMisfit,
+                         testing::Combine(testing::Values(1, 4, 8), testing::Bool()));
 
 TEST_P(AbicMisfit, SaysWhereTheDataEnd) {
-  const int depth = GetParam();
   Bytes cut = m_code;
   cut.resize(cut.size() * 3 / 5);
   const std::string warning = Warning(cut, K_ERROR_READ, K_ERROR_READ);
-  if (depth > 1) {
+  if (m_depth > 1) {
     const size_t plane = warning.find(" before the end of bit plane ");
     ASSERT_NE(plane, std::string::npos) << warning;
     const int missing = NumberIn(warning, "the ABIC data end ", warning.substr(plane));
     EXPECT_GT(missing, 0);
     EXPECT_LE(missing, 120);
-    EXPECT_NE(warning.find(" of " + std::to_string(depth) + kWhy), std::string::npos);
+    EXPECT_NE(warning.find(" of " + std::to_string(m_depth) + kWhy), std::string::npos);
     return;
   }
   const int missing = NumberIn(warning, "the ABIC data end ", " rows early" + kWhy);
   ASSERT_GT(missing, 10) << warning;
   ASSERT_LT(missing, 110);
   // What was decoded of the last one may be what the missing bits would have changed.
-  const size_t there = static_cast<size_t>(120 - missing - 1) * 201;
+  const size_t there = static_cast<size_t>(120 - missing - 1) * 204;
   EXPECT_EQ(Pixels(m_bitmap).substr(0, there), Text(m_image).substr(0, there));
-  const size_t white = static_cast<size_t>(120 - missing + 1) * 201;
+  const size_t white = static_cast<size_t>(120 - missing + 1) * 204;
   EXPECT_EQ(Pixels(m_bitmap).substr(white).find('#'), std::string::npos);
 }
 
@@ -273,7 +287,7 @@ TEST_P(AbicMisfit, CountsBytesThatAreLeft) {
 }
 
 TEST_P(AbicMisfit, IsNoneOfDataThatCanHoldNoSuchPicture) {
-  Given given = Content(m_image, Slice(m_code, 0, 5));
+  Given given = Marked(Slice(m_code, 0, 5));
   given.width = given.height = 2000;
   EXPECT_EQ(Decode(Make(given)).outcome.status, K_ERROR_READ);
   EXPECT_EQ(LoadPicture(m_folder.File("image", File(given)), 1, {}, m_bitmap).status, K_ERROR_READ);
@@ -290,10 +304,8 @@ TEST_P(AbicMisfit, FindsDamageInTheMiddle) {
 }
 
 TEST_P(AbicMisfit, IsNoneOfBytesThatWritersAddOrLeaveOut) {
-  OpenPoints points;
-  points.neighbours = {{-1, 0}, {-2, 0}, {-2, -1}, {-1, -1}, {0, -1}, {1, -1}, {2, -1}};
   for (const Producer producer : kAllProducers) {
-    const Outcome outcome = Load(EncodeIndependently(m_image, points, producer));
+    const Outcome outcome = Load(Code(m_image, m_exactWidth, producer));
     EXPECT_TRUE(outcome.Ok());
     EXPECT_EQ(Pixels(m_bitmap), Text(m_image)) << static_cast<int>(producer);
   }
