@@ -3,18 +3,14 @@
 #include <string>
 #include <utility>
 
-#include "Format/CodingIds.h"
 #include "Toolkit/Base/ReversedBits.h"
+#include "Toolkit/Images/Decoding/ImageCoding.h"
 #include "Toolkit/Images/Decoding/SampleFormat.h"
 #include "Toolkit/Images/ImageContent.h"
 
 namespace kz {
 
 namespace {
-
-bool IsAbic(uint8_t compression) {
-  return compression == coding::kAbic || compression == coding::kConcatenatedAbic;
-}
 
 bool HasAbic(const ImageContent& content) {
   if (IsAbic(content.image.parameters.compression)) return true;

@@ -5,9 +5,8 @@
 #include <cstring>
 #include <memory>
 
-#include "Host/Abic/Abic.h"
-#include "Host/Kernel/DllLoader.h"
 #include "Host/Kernel/Kernel.h"
+#include "Toolkit/Images/Coders/AbicCodec.h"
 
 namespace kz {
 
@@ -21,20 +20,9 @@ struct Codec {
   K_DecodeLikelyAbicRoutine decodeLikely = nullptr;  // only libraries of our own have it
 };
 
-// Loaded once: the library stays.
 const Codec& FindCodec() {
-  static const Codec codec = [] {
-    static K_DllLoader loader;
-    Codec found;
-    if (loader.LoadLib(KV_LIBID_ABIC, 0, nullptr) == 0) return found;
-    const auto find = [](const char* name) {
-      loader.AddFunction(name);
-      return loader.GetFunction(name);
-    };
-    found.decode = reinterpret_cast<K_DecodeAbicRoutine>(find("K_DecodeABIC"));
-    found.decodeLikely = reinterpret_cast<K_DecodeLikelyAbicRoutine>(find("K_DecodeLikelyABIC"));
-    return found;
-  }();
+  static const Codec codec = {FindAbicRoutine<K_DecodeAbicRoutine>("K_DecodeABIC"),
+                              FindAbicRoutine<K_DecodeLikelyAbicRoutine>("K_DecodeLikelyABIC")};
   return codec;
 }
 
