@@ -115,7 +115,8 @@ class Rows {
   static size_t MemoryFor(int width) { return 3 * static_cast<size_t>(width + kAround); }
 
   Rows(unsigned char* memory, int width) : m_width(width), m_memory(memory) {
-    for (int row = 0; row < 3; ++row) m_rows[row] = memory + row * (width + kAround) + kLeft;
+    for (int row = 0; row < 3; ++row)
+      m_rows[row] = memory + ptrdiff_t{row} * (width + kAround) + kLeft;
     Clear();
   }
   void Clear() { std::memset(m_memory, 0, MemoryFor(m_width)); }
@@ -160,14 +161,14 @@ int ReadEarlierString(const AbicString& string, const AbicLayout& layout,
                       unsigned char* imageRows) {
   const LocalBlock memory(sizeof(Contexts) + Rows::MemoryFor(layout.width), __LINE__, kAbicSource);
   if (!memory) return K_ERROR_NO_MEMORY;
-  Contexts& contexts = *new (memory.get()) Contexts{};
+  auto* const contexts = new (memory.get()) Contexts{};
   Rows rows(memory.get() + sizeof(Contexts), layout.width);
   Decoder decoder(string);
   for (int plane = layout.depth - 1; plane >= 0; --plane) {
     rows.Clear();
     unsigned char* imageRow = imageRows;
     for (int y = 0; y < layout.height; ++y, rows.Next(), imageRow += layout.bytesPerRow) {
-      const unsigned char* row = rows.Decode(decoder, contexts);
+      const unsigned char* row = rows.Decode(decoder, *contexts);
       if (decoder.IsPastEnd()) return K_ERROR_READ;
       WritePlane(row, layout.depth, plane, layout.width, imageRow);
     }

@@ -11,6 +11,7 @@ bool FindUsualParameters(AbicParameters& parameters) {
   };
   static const Usual usual = [] {
     Usual found;
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes the environment
     const char* named = std::getenv(kAbicVariable);
     if (named != nullptr) found.understood = ReadAbicText(named, found.parameters);
     return found;

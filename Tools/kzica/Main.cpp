@@ -40,6 +40,7 @@ bool TakeStandardDescriptors() {
 // Whether the environment names parameters of ABIC coding that the codec library understands;
 // if not, says so.
 bool CheckAbicParameters() {
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): no thread has been started
   const char* named = std::getenv(kAbicVariable);
   AbicParameters parameters;
   if (named == nullptr || ReadAbicText(named, parameters)) return true;

@@ -9,7 +9,6 @@
 #include "Host/Abic/AbicParameters.h"
 #include "Host/Abic/Coding/ArithmeticCoder.h"
 
-constexpr int kMaxPlaces = 7;
 // How far to the sides of a pixel its neighbours may be.
 constexpr int kReach = 6;
 
@@ -17,10 +16,10 @@ constexpr int kReach = 6;
 // left, which have a bit each: that of the nearest, bit 0, tells apart two contexts of one
 // state where it doesn't count; the others that don't count are 0.
 struct Neighbourhood {
-  int places = 0;                             // in the rows above
-  std::array<ptrdiff_t, kMaxPlaces> above{};  // from the pixel to each of them
-  uint32_t left = 0;                          // those to the left that count
-  uint32_t nearest = 0;                       // and all that are nearer than the farthest of them
+  int places = 0;                                  // in the rows above
+  std::array<ptrdiff_t, kAbicMostPlaces> above{};  // from the pixel to each of them
+  uint32_t left = 0;                               // those to the left that count
+  uint32_t nearest = 0;  // and all that are nearer than the farthest of them
 
   uint32_t Context(uint32_t ofAbove, uint32_t ofLeft) const {
     return ofAbove << kReach | (ofLeft & (left | 1));
@@ -28,7 +27,7 @@ struct Neighbourhood {
   // The context that has the same state: another one where the left neighbour doesn't count.
   uint32_t Twin(uint32_t context) const { return context ^ (~left & 1); }
 };
-constexpr size_t kContexts = size_t{1} << (kMaxPlaces + kReach);
+constexpr size_t kContexts = size_t{1} << (kAbicMostPlaces + kReach);
 using ContextStates = std::array<ContextState, kContexts>;
 
 // The set of places in rows that start `stride` pixels after each other.

@@ -65,7 +65,7 @@ class WordsOfOne {
  public:
   explicit WordsOfOne(const unsigned char* numbers) {
     for (int i = 0; i < kWords; ++i) {
-      const uint64_t word = LoadWord(numbers + i * kWordPixels);
+      const uint64_t word = LoadWord(numbers + ptrdiff_t{i} * kWordPixels);
       const bool one = word == (word & 0xFF) * kOnes;
       m_words |= static_cast<uint32_t>(one) << i;
     }
