@@ -46,6 +46,8 @@ struct Context {
 };
 using Contexts = std::array<Context, size_t{1} << 16>;
 
+Contexts& NewContexts(unsigned char* memory) { return *new (memory) Contexts{}; }
+
 // The decoder of Annex E.3, with its registers.
 class Decoder {
  public:
@@ -116,7 +118,7 @@ class Rows {
 
   Rows(unsigned char* memory, int width) : m_width(width), m_memory(memory) {
     for (int row = 0; row < 3; ++row)
-      m_rows[row] = memory + ptrdiff_t{row} * (width + kAround) + kLeft;
+      m_rows[row] = memory + static_cast<ptrdiff_t>(row) * (width + kAround) + kLeft;
     Clear();
   }
   void Clear() { std::memset(m_memory, 0, MemoryFor(m_width)); }
@@ -161,14 +163,14 @@ int ReadEarlierString(const AbicString& string, const AbicLayout& layout,
                       unsigned char* imageRows) {
   const LocalBlock memory(sizeof(Contexts) + Rows::MemoryFor(layout.width), __LINE__, kAbicSource);
   if (!memory) return K_ERROR_NO_MEMORY;
-  auto* const contexts = new (memory.get()) Contexts{};
+  Contexts& contexts = NewContexts(memory.get());
   Rows rows(memory.get() + sizeof(Contexts), layout.width);
   Decoder decoder(string);
   for (int plane = layout.depth - 1; plane >= 0; --plane) {
     rows.Clear();
     unsigned char* imageRow = imageRows;
     for (int y = 0; y < layout.height; ++y, rows.Next(), imageRow += layout.bytesPerRow) {
-      const unsigned char* row = rows.Decode(decoder, *contexts);
+      const unsigned char* row = rows.Decode(decoder, contexts);
       if (decoder.IsPastEnd()) return K_ERROR_READ;
       WritePlane(row, layout.depth, plane, layout.width, imageRow);
     }
