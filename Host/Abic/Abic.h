@@ -43,11 +43,11 @@ extern "C" {
 // usual parameters are tried first, then other likely ones until some fit. If none do, the
 // image is that of the usual ones, white from the row on in which the data end.
 //
-// Returns 1; -9 for a size (1 to 0x7FFF each way) or an alignment it can't have, or parameters
-// in the environment that aren't understood; -7 for no
-// data, or so few that they can't hold the image; -1 for no memory. On failure *ppRows is
-// untouched. Neither time nor memory grows faster than image and string, and an image that nSize
-// bytes can't hold takes none.
+// Returns 1; -9 for a size (1 to 0x7FFF each way) or an alignment it can't have, or for
+// parameters in the environment that aren't understood; -7 for no data, or so few that they
+// can't hold the image; -1 for no memory. On failure *ppRows is untouched. Neither time nor
+// memory grows faster than image and string, and an image that nSize bytes can't hold takes
+// none.
 K_EXPORT int K_DecodeABIC(const unsigned char* pData, unsigned int nSize, unsigned char** ppRows,
                           int nAlign, int nWidth, int nHeight, int bBilevel);
 
