@@ -6,6 +6,7 @@
 #include <numeric>
 #include <utility>
 
+#include "Host/Kernel/Kernel.h"
 #include "Toolkit/Images/Coders/AbicCodec.h"
 
 namespace kz {
@@ -28,8 +29,8 @@ constexpr uint32_t kAllPlaces = AbicPlacesWhere([](AbicPlace) { return true; });
 constexpr size_t kBeginnings[] = {4096, 8192, 32768};
 constexpr size_t kStaysOneOf = 6;
 constexpr size_t kStayAtLeast = 256;
-// Strings up to this size are tried on all sets when those that stayed don't fit: a coder whose
-// contexts say little of its picture may use more than the wrong ones do.
+// Strings up to this size are tried on all sets when of those that stayed none fits or several
+// contexts do: a coder whose contexts say little of its picture may use more than the wrong ones.
 constexpr size_t kMostForAll = size_t{32} * 1024;
 
 // Samples to try matches on.
@@ -146,6 +147,36 @@ class Search {
   int64_t m_tried = 0;
 };
 
+// The bytes that the picture of a string takes with the usual parameters; UINT64_MAX when there
+// is no memory for it.
+uint64_t PictureBytes(const AbicString& string, const AbicParameters& parameters,
+                      K_DecodeAbicWithRoutine decode, K_EncodeAbicWithRoutine encode) {
+  unsigned char *rows = nullptr, *code = nullptr;
+  uint64_t size = UINT64_MAX;
+  AbicFit fit;
+  if (decode(&string, &parameters, &rows, &fit) != K_SUCCESS) return size;
+  const AbicParameters usual = {.exactWidth = true};
+  if (encode(rows, &string, &usual, &code, &size) == K_SUCCESS) {
+    WinGlobalFree(WinGlobalHandle(code));
+  }
+  WinGlobalFree(WinGlobalHandle(rows));
+  return size;
+}
+
+// Of strings of some kilobytes one set in many thousands fits by chance. The noise that it makes
+// of them takes a quarter more than they are, a picture nearly always less. Where even the
+// simplest takes more, as ordered dither may, that tells nothing.
+void LeaveOutNoise(std::vector<AbicMatch>& matches, uint64_t stringBytes) {
+  uint64_t least = UINT64_MAX;
+  for (const AbicMatch& match : matches) least = std::min(least, match.pictureBytes);
+  if (least > stringBytes + stringBytes / 8) {
+    for (AbicMatch& match : matches) match.pictureBytes = 0;
+    return;
+  }
+  std::erase_if(matches,
+                [=](const AbicMatch& match) { return match.pictureBytes - least > least / 8; });
+}
+
 // Which of the samples to search with: the shortest that tells, or else the longest; those
 // after it are next.
 std::vector<size_t> BestFirst(const std::vector<AbicSample>& samples) {
@@ -173,12 +204,24 @@ std::vector<Candidate> FindFraming(Search& search, const AbicSample& sample, uin
   return {};
 }
 
+// Whether sets are left out by what they make of its beginning.
+bool IsStaged(const AbicSample& sample) { return 2 * kBeginnings[0] <= sample.data.size(); }
+
+bool IsOneContext(const std::vector<Candidate>& found) {
+  return !found.empty() && std::all_of(found.begin(), found.end(), [&](const Candidate& each) {
+    return each.parameters.places == found.front().parameters.places;
+  });
+}
+
 std::vector<Candidate> FindAny(Search& search, const AbicSample& sample,
                                const AbicSearchOptions& options) {
   const uint32_t places = options.places != 0 ? options.places : kNearPlaces;
   std::vector<Candidate> found = FindFraming(search, sample, places);
-  if (found.empty() && (options.thorough || sample.data.size() <= kMostForAll)) {
-    found = search.Find(AllOf(places, sample, sample.exactWidth, false), true);
+  // Several contexts fit by chance where none of those that stayed is the right one.
+  if (IsStaged(sample) && !IsOneContext(found) &&
+      (options.thorough || sample.data.size() <= kMostForAll)) {
+    auto better = search.Find(AllOf(places, sample, sample.exactWidth, false), true);
+    if (!better.empty()) found = std::move(better);
   }
   if (found.empty() && options.thorough) found = FindFraming(search, sample, kAllPlaces);
   return found;
@@ -191,6 +234,8 @@ Outcome SearchAbicParameters(const std::vector<AbicSample>& samples,
                              AbicSearchResult& result) {
   const auto decode = FindAbicRoutine<K_DecodeAbicWithRoutine>("K_DecodeABICWith");
   if (decode == nullptr) return Failure(K_ERROR_NO_ABIC_DECODER);
+  const auto encode = FindAbicRoutine<K_EncodeAbicWithRoutine>("K_EncodeABICWith");
+  if (encode == nullptr) return Failure(K_ERROR_NO_ABIC_ENCODER);
   const std::vector<size_t> order = BestFirst(samples);
   if (order.empty()) return Failure(K_ERROR_INVALID_FORMAT, "there are no ABIC data");
   result = {};
@@ -208,7 +253,9 @@ Outcome SearchAbicParameters(const std::vector<AbicSample>& samples,
   result.matches.resize(found.size());
   workers.Each(found.size(), [&](size_t each) {
     AbicMatch& match = result.matches[each];
-    match = {found[each].parameters, found[each].fit, 0};
+    match = {found[each].parameters, found[each].fit, 0, 0};
+    match.pictureBytes =
+        PictureBytes(StringOf(samples[result.searched]), match.parameters, decode, encode);
     for (size_t i = 0; i < result.samples; ++i) {
       const AbicSample& sample = samples[order[i]];
       const AbicString string = StringOf(sample);
@@ -223,9 +270,11 @@ Outcome SearchAbicParameters(const std::vector<AbicSample>& samples,
       }
     }
   });
+  LeaveOutNoise(result.matches, samples[result.searched].data.size());
   std::sort(result.matches.begin(), result.matches.end(),
             [](const AbicMatch& a, const AbicMatch& b) {
               if (a.samples != b.samples) return a.samples > b.samples;
+              if (a.pictureBytes != b.pictureBytes) return a.pictureBytes < b.pictureBytes;
               return IsLikelier(a.parameters, b.parameters);
             });
   if (result.matches.size() > kMostMatches) result.matches.resize(kMostMatches);

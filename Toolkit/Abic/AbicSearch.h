@@ -32,20 +32,24 @@ struct AbicMatch {
   AbicParameters parameters;
   AbicFit fit;         // of the searched string
   size_t samples = 0;  // that fit, of those that were tried
+  // What its picture takes with the usual parameters. What fits by chance looks like noise, and
+  // takes more than a picture. 0: it tells nothing.
+  uint64_t pictureBytes = 0;
 };
 
 struct AbicSearchResult {
   size_t searched = 0;  // which of the samples
   int64_t tried = 0;    // parameter sets
   size_t samples = 0;   // that matches were tried on
-  // Those that fit the most samples, the likeliest first. Empty: none fit.
+  // Those that fit the most samples with the simplest pictures, the likeliest first. Empty: none
+  // fit.
   std::vector<AbicMatch> matches;
 };
 
 // Tries all contexts of 7 of the nearest places with every combination of the other open
 // points on the shortest sample that tells, and those that fit on the others. The framing is
-// first what the samples say, then any other. Fails with -823 without the codec library, -9
-// when no sample can be read at all.
+// first what the samples say, then any other. Fails with -823 or -822 without a codec library
+// that decodes and encodes, -9 without samples.
 K_EXPORT Outcome SearchAbicParameters(const std::vector<AbicSample>& samples,
                                       const AbicSearchOptions& options, Workers& workers,
                                       AbicSearchResult& result);
