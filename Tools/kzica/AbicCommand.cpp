@@ -64,9 +64,9 @@ std::string Drawing(uint32_t places) {
     last = std::max<int>(last, kAbicPlaces[i].column);
     top = std::min<int>(top, kAbicPlaces[i].row);
   }
-  std::string drawing;
+  std::string drawing = "  context               the pixels X, from which the pixel o is predicted\n";
   for (int row = top; row <= 0; ++row) {
-    drawing += row == top ? "  context               " : "                        ";
+    drawing += "                        ";
     for (int column = first; column <= (row < 0 ? last : 0); ++column) {
       const uint32_t place = AbicPlacesWhere(
           [=](AbicPlace known) { return known.row == row && known.column == column; });
@@ -192,13 +192,14 @@ class AbicRun {
     }
     words += "  rows                  ";
     words += parameters.exactWidth ? "in their exact width" : "padded to a multiple of 8 pixels";
-    if (parameters.exactWidth != Searched().exactWidth) words += ", unlike the file says";
+    if (parameters.exactWidth != Searched().exactWidth) words += ", though the file says otherwise";
     words += "\n";
     if (parameters.reversedBits) {
       words += "  bits of each byte     in the other order than the file says\n";
     }
-    return words + "  " + kAbicVariable + "='" + AbicTextOf(parameters) + "'" +
-           (IsUsual(context) ? " (the usual ones)" : "") + "\n";
+    words += IsUsual(context) ? "  these are the usual ones, which need not be set:\n"
+                              : "  to read the file with these, set in the environment:\n";
+    return words + "  " + kAbicVariable + "='" + AbicTextOf(parameters) + "'\n";
   }
 
   static bool IsUsual(const Context& context) {
