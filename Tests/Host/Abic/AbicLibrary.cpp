@@ -78,19 +78,6 @@ Bytes WithReversedBits(Bytes bytes) {
   return bytes;
 }
 
-OpenPoints PointsOf(const AbicParameters& parameters) {
-  OpenPoints points;
-  for (size_t i = 0; i < kAbicPlaces.size(); ++i) {
-    if ((parameters.places >> i & 1U) == 0) continue;
-    points.neighbours.emplace_back(kAbicPlaces[i].column, kAbicPlaces[i].row);
-  }
-  points.flipsInStateOne = parameters.flipsInStateOne;
-  points.wrapsEdges = parameters.wrapsEdges;
-  points.planesApart = parameters.planesApart;
-  points.exactWidth = parameters.exactWidth;
-  return points;
-}
-
 template <typename Routine>
 void AbicLibrary::Find(const char* name, Routine& routine) {
   ASSERT_EQ(m_loader.AddFunction(name), 1) << name;

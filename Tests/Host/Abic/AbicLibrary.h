@@ -7,7 +7,7 @@
 
 #include "Host/Abic/Abic.h"
 #include "Host/Kernel/DllLoader.h"
-#include "Tests/Host/Abic/IndependentCoder.h"
+#include "Tests/Host/Abic/CodedPicture.h"
 
 namespace kz::test {
 
@@ -16,8 +16,6 @@ using Bytes = std::vector<unsigned char>;
 Bytes FromHex(std::string_view digits);
 // The bytes with their bits in the other order.
 Bytes WithReversedBits(Bytes bytes);
-// What the independent coder calls the parameters, but for the order of bits.
-OpenPoints PointsOf(const AbicParameters& parameters);
 
 // A test with the library. Every call that fails must leave its outputs as they were, every
 // block have its size, and none be left at the end.
