@@ -34,8 +34,8 @@ void Free(unsigned char* block) {
   if (block != nullptr) WinGlobalFree(WinGlobalHandle(block));
 }
 
-AbicParameters ParametersOf(const uint8_t* header) {
-  AbicParameters parameters;
+kz::AbicParameters ParametersOf(const uint8_t* header) {
+  kz::AbicParameters parameters;
   parameters.places = header[4] | static_cast<uint32_t>(header[5]) << 8 |
                       static_cast<uint32_t>(header[6] & 0x3F) << 16;
   while (std::popcount(parameters.places) > 7) parameters.places &= parameters.places - 1;
@@ -47,7 +47,7 @@ AbicParameters ParametersOf(const uint8_t* header) {
   return parameters;
 }
 
-bool IsSame(const AbicFit& one, const AbicFit& other) {
+bool IsSame(const kz::AbicFit& one, const kz::AbicFit& other) {
   return one.bitsLeft == other.bitsLeft && one.rows == other.rows &&
          one.blackPadding == other.blackPadding;
 }
@@ -57,9 +57,10 @@ size_t BytesPerRow(const AbicString& image) {
 }
 
 // Decodes with and without rows, which must tell the same. Returns the rows, or null.
-unsigned char* Read(const AbicString& string, const AbicParameters& parameters, AbicFit& fit) {
+unsigned char* Read(const AbicString& string, const kz::AbicParameters& parameters,
+                    kz::AbicFit& fit) {
   unsigned char* rows = nullptr;
-  AbicFit without;
+  kz::AbicFit without;
   const int status = g_codec.decodeWith(&string, &parameters, &rows, &fit);
   Require((status == K_SUCCESS) == (rows != nullptr), "rows come with success only");
   Require(g_codec.decodeWith(&string, &parameters, nullptr, &without) == status,
@@ -73,7 +74,7 @@ unsigned char* Read(const AbicString& string, const AbicParameters& parameters, 
   return rows;
 }
 
-void ReadLikely(const AbicString& string, const AbicParameters& parameters) {
+void ReadLikely(const AbicString& string, const kz::AbicParameters& parameters) {
   AbicReading reading;
   reading.parameters = parameters;
   unsigned char* rows = nullptr;
@@ -83,7 +84,7 @@ void ReadLikely(const AbicString& string, const AbicParameters& parameters) {
   const size_t bytes = BytesPerRow(string) * static_cast<size_t>(string.height);
   Require(WinGlobalSize(WinGlobalHandle(rows)) >= bytes, "the block holds every row");
   if (!reading.earlier) {
-    AbicFit fit;
+    kz::AbicFit fit;
     unsigned char* same = Read(string, reading.parameters, fit);
     Require(same != nullptr && std::memcmp(rows, same, bytes) == 0 && IsSame(fit, reading.fit),
             "the image is that of the parameters told");
@@ -92,7 +93,7 @@ void ReadLikely(const AbicString& string, const AbicParameters& parameters) {
   Free(rows);
 }
 
-void CodeImage(AbicString image, const AbicParameters& parameters) {
+void CodeImage(AbicString image, const kz::AbicParameters& parameters) {
   const size_t bytesPerRow = BytesPerRow(image);
   std::vector<unsigned char> rows(bytesPerRow * static_cast<size_t>(image.height));
   for (size_t i = 0; i < rows.size() && image.size != 0; ++i) rows[i] = image.data[i % image.size];
@@ -101,7 +102,7 @@ void CodeImage(AbicString image, const AbicParameters& parameters) {
   Require(g_codec.encodeWith(rows.data(), &image, &parameters, &code, &size) == K_SUCCESS,
           "every image can be coded");
   const AbicString string = {code, size, image.width, image.height, image.depth};
-  AbicFit fit;
+  kz::AbicFit fit;
   unsigned char* read = Read(string, parameters, fit);
   Require(read != nullptr && fit.rows == int64_t{image.height} * image.depth &&
               fit.blackPadding == 0 && fit.bitsLeft >= 0 && fit.bitsLeft < 8,
@@ -135,9 +136,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const int width = 1 + (data[0] | (data[1] & 0x07) << 8);
   const int height = 1 + data[2] % (kMostBits / (width * depth));
   const AbicString string = {data + kHeader, size - kHeader, width, height, depth};
-  const AbicParameters parameters = ParametersOf(data);
+  const kz::AbicParameters parameters = ParametersOf(data);
   if (width * height * depth <= kMostTriedBits) ReadLikely(string, parameters);
-  AbicFit fit;
+  kz::AbicFit fit;
   Free(Read(string, parameters, fit));
   CodeImage(string, parameters);
   return 0;

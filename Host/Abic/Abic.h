@@ -29,8 +29,8 @@ struct AbicString {
 
 // How a string was read.
 struct AbicReading {
-  AbicParameters parameters;
-  AbicFit fit;
+  kz::AbicParameters parameters;
+  kz::AbicFit fit;
   // The string is one that this library wrote before it had the Q-Coder; there are no
   // parameters.
   bool earlier = false;
@@ -64,13 +64,13 @@ K_EXPORT int K_DecodeLikelyABIC(const AbicString* pString, unsigned char** ppRow
 
 // Decodes with these parameters only and tells how they fit. A null ppRows asks for no
 // image; a string that doesn't fit then takes no longer than it shows.
-K_EXPORT int K_DecodeABICWith(const AbicString* pString, const AbicParameters* pParameters,
-                              unsigned char** ppRows, AbicFit* pFit);
+K_EXPORT int K_DecodeABICWith(const AbicString* pString, const kz::AbicParameters* pParameters,
+                              unsigned char** ppRows, kz::AbicFit* pFit);
 
 // As K_EncodeABIC with other parameters, for an image of the string's size and depth; its
 // data and size aren't read.
 K_EXPORT int K_EncodeABICWith(const unsigned char* pRows, const AbicString* pImage,
-                              const AbicParameters* pParameters, unsigned char** ppData,
+                              const kz::AbicParameters* pParameters, unsigned char** ppData,
                               uint64_t* pnSize);
 
 }  // extern "C"

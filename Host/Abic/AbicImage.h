@@ -38,13 +38,13 @@ constexpr int kRowAlignment = 4;
 
 constexpr int PaddedWidth(int width) { return (width + 7) / 8 * 8; }
 // The width in which rows are coded.
-constexpr int CodedWidth(int width, const AbicParameters& parameters) {
+constexpr int CodedWidth(int width, const kz::AbicParameters& parameters) {
   return parameters.exactWidth ? width : PaddedWidth(width);
 }
 
-constexpr bool AreValid(const AbicParameters& parameters) {
-  return std::popcount(parameters.places) <= kAbicMostPlaces &&
-         parameters.places >> kAbicPlaces.size() == 0;
+constexpr bool AreValid(const kz::AbicParameters& parameters) {
+  return std::popcount(parameters.places) <= kz::kAbicMostPlaces &&
+         parameters.places >> kz::kAbicPlaces.size() == 0;
 }
 
 // The tag of the coders' allocations.

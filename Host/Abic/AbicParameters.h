@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 
+namespace kz {
+
 // A place beside a pixel: columns to its right and rows below it, so that what is coded
 // before it has a negative row, or row 0 and a negative column.
 struct AbicPlace {
@@ -85,3 +87,5 @@ constexpr bool AbicFits(const AbicFit& fit) {
 constexpr bool IsEarlierAbic(const unsigned char* data, size_t size) {
   return size >= 2 && data[size - 2] == 0xFF && data[size - 1] == 0xAC;
 }
+
+}  // namespace kz

@@ -14,6 +14,8 @@
 
 #include "Host/Abic/AbicParameters.h"
 
+namespace kz {
+
 // The variable of the environment whose text stands for the usual parameters, in reading and in
 // writing.
 inline constexpr const char* kAbicVariable = "KZABI_PARAMETERS";
@@ -92,3 +94,5 @@ inline bool ReadAbicText(std::string_view text, AbicParameters& parameters) {
   parameters = read;
   return true;
 }
+
+}  // namespace kz

@@ -17,8 +17,8 @@ constexpr int64_t kMostTriedPixels = int64_t{1} << 31;
 
 // 0 is the best. What is missing at the end are zero bytes that a writer left out; bytes
 // that are left have no such reason.
-int Misfit(const AbicFit& fit) {
-  if (!AbicFits(fit)) return 3;
+int Misfit(const kz::AbicFit& fit) {
+  if (!kz::AbicFits(fit)) return 3;
   if (fit.bitsLeft < 0) return 1;
   return fit.bitsLeft < CHAR_BIT ? 0 : 2;
 }
@@ -32,7 +32,7 @@ class Reader {
   bool HasMemory() const { return static_cast<bool>(m_workspace); }
 
   // Without rows for the image only the fit is found. False when out of memory.
-  bool Read(const AbicParameters& parameters, unsigned char* rows, AbicFit& fit) {
+  bool Read(const kz::AbicParameters& parameters, unsigned char* rows, kz::AbicFit& fit) {
     AbicString string = m_string;
     if (parameters.reversedBits) {
       if (!m_reversed && !Reverse()) return false;
@@ -48,13 +48,13 @@ class Reader {
   // Looks for likely parameters that fit better than those of the reading, and reads the
   // image again if there are any. False when out of memory.
   bool Improve(unsigned char* rows, AbicReading& reading) {
-    const AbicParameters first = reading.parameters;
+    const kz::AbicParameters first = reading.parameters;
     int64_t pixels = kMostTriedPixels;
-    for (const AbicParameters& parameters :
+    for (const kz::AbicParameters& parameters :
          LikelyParameters(first, m_layout.width, m_layout.depth)) {
       pixels -= int64_t{m_layout.width} * m_layout.height * m_layout.depth;
       if (pixels < 0) break;
-      AbicFit fit;
+      kz::AbicFit fit;
       if (!Read(parameters, nullptr, fit)) return false;
       if (Misfit(fit) < Misfit(reading.fit)) reading = {parameters, fit};
       if (Misfit(fit) == 0) break;
@@ -89,7 +89,7 @@ int CheckString(const AbicString* string, AbicLayout& layout) {
 
 int ReadWell(const AbicString& string, const AbicLayout& layout, unsigned char* rows,
              AbicReading& reading) {
-  if (IsEarlierAbic(string.data, string.size)) {
+  if (kz::IsEarlierAbic(string.data, string.size)) {
     const int status = ReadEarlierString(string, layout, rows);
     reading.earlier = status == K_SUCCESS;
     if (status != K_ERROR_READ) return status;
@@ -104,8 +104,8 @@ int ReadWell(const AbicString& string, const AbicLayout& layout, unsigned char* 
 
 }  // namespace
 
-int K_DecodeABICWith(const AbicString* pString, const AbicParameters* pParameters,
-                     unsigned char** ppRows, AbicFit* pFit) {
+int K_DecodeABICWith(const AbicString* pString, const kz::AbicParameters* pParameters,
+                     unsigned char** ppRows, kz::AbicFit* pFit) {
   AbicLayout layout;
   if (pParameters == nullptr || pFit == nullptr || !AreValid(*pParameters)) {
     return K_ERROR_INVALID_FORMAT;

@@ -33,7 +33,7 @@ class GrowingBytes {
 // Encodes the image; the code string starts at the second byte. Returns its size,
 // 0 when out of memory.
 size_t EncodeRows(const unsigned char* imageRows, const AbicLayout& layout,
-                  const AbicParameters& parameters, const AbicWorkspace& workspace,
+                  const kz::AbicParameters& parameters, const AbicWorkspace& workspace,
                   GrowingBytes& bytes) {
   const int width = CodedWidth(layout.width, parameters);
   const size_t rowRoom = static_cast<size_t>(width) * kMaxBytesPerDecision + kMaxFinishBytes;
@@ -61,7 +61,8 @@ size_t EncodeRows(const unsigned char* imageRows, const AbicLayout& layout,
 }  // namespace
 
 int K_EncodeABICWith(const unsigned char* pRows, const AbicString* pImage,
-                     const AbicParameters* pParameters, unsigned char** ppData, uint64_t* pnSize) {
+                     const kz::AbicParameters* pParameters, unsigned char** ppData,
+                     uint64_t* pnSize) {
   AbicLayout layout;
   if (pRows == nullptr || pImage == nullptr || pParameters == nullptr || ppData == nullptr ||
       pnSize == nullptr || !AreValid(*pParameters) ||
@@ -88,7 +89,7 @@ int K_EncodeABICWith(const unsigned char* pRows, const AbicString* pImage,
 
 int K_EncodeABIC(const unsigned char* pRows, int nAlign, int nWidth, int nHeight,
                  unsigned char** ppData, uint64_t* pnSize, int bBilevel) {
-  AbicParameters usual;
+  kz::AbicParameters usual;
   if (nAlign != kRowAlignment || !FindUsualParameters(usual)) return K_ERROR_INVALID_FORMAT;
   const AbicString image = {nullptr, 0, nWidth, nHeight, bBilevel != 0 ? 1 : 4};
   return K_EncodeABICWith(pRows, &image, &usual, ppData, pnSize);

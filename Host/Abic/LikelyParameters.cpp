@@ -10,7 +10,7 @@ namespace {
 // In the row above the columns from `first` to `last`, so many to the left, and in the row
 // above those the columns up to `far` to either side; -1 for none.
 constexpr uint32_t Places(int first, int last, int left, int far = -1) {
-  return AbicPlacesWhere([=](AbicPlace place) {
+  return kz::AbicPlacesWhere([=](kz::AbicPlace place) {
     if (place.row == 0) return -place.column <= left;
     if (place.row == -1) return place.column >= first && place.column <= last;
     return place.column >= -far && place.column <= far;
@@ -18,8 +18,8 @@ constexpr uint32_t Places(int first, int last, int left, int far = -1) {
 }
 
 constexpr uint32_t kLikelyPlaces[] = {
-    kAbicUsualPlaces,    Places(-1, 2, 3),    Places(-2, 1, 3),
-    Places(-1, 1, 3, 0), Places(-2, 2, 1, 0), Places(-1, 1, 4),
+    kz::kAbicUsualPlaces, Places(-1, 2, 3),    Places(-2, 1, 3),
+    Places(-1, 1, 3, 0),  Places(-2, 2, 1, 0), Places(-1, 1, 4),
 };
 static_assert(std::all_of(std::begin(kLikelyPlaces), std::end(kLikelyPlaces),
                           [](uint32_t set) { return std::popcount(set) == 7; }));
@@ -29,12 +29,12 @@ constexpr size_t kPlacesOfOtherFramings = 2;
 
 }  // namespace
 
-LikelyParameters::LikelyParameters(const AbicParameters& first, int width, int depth)
+LikelyParameters::LikelyParameters(const kz::AbicParameters& first, int width, int depth)
     : m_first(first), m_planes(depth > 1) {
   for (const bool otherBits : {false, true}) {
     for (const bool otherWidth : {false, true}) {
       if (otherWidth && width % 8 == 0) continue;
-      AbicParameters parameters = first;
+      kz::AbicParameters parameters = first;
       parameters.exactWidth = first.exactWidth != otherWidth;
       parameters.reversedBits = first.reversedBits != otherBits;
       const bool other = otherBits || otherWidth;
@@ -48,11 +48,11 @@ LikelyParameters::LikelyParameters(const AbicParameters& first, int width, int d
   }
 }
 
-void LikelyParameters::Add(const AbicParameters& parameters) {
+void LikelyParameters::Add(const kz::AbicParameters& parameters) {
   for (const bool wraps : {false, true}) {
     for (const bool flips : {false, true}) {
       for (const bool apart : {false, true}) {
-        AbicParameters& added = m_parameters.at(m_count);
+        kz::AbicParameters& added = m_parameters.at(m_count);
         added = parameters;
         added.wrapsEdges = wraps;
         added.flipsInStateOne = flips;

@@ -16,7 +16,7 @@ int64_t Decisions(const AbicString& string) {
 
 bool CanHold(const AbicString& string) {
   const auto bits = static_cast<int64_t>(string.size) * 8 + kFractionBits;
-  const bool earlier = IsEarlierAbic(string.data, string.size);
+  const bool earlier = kz::IsEarlierAbic(string.data, string.size);
   const int interval = earlier ? kEarlierLeastInterval : kLeastInterval;
   return string.size != 0 && Decisions(string) / interval <= bits;
 }
@@ -26,16 +26,16 @@ int64_t CodeBits(const AbicString& string) {
   return static_cast<int64_t>(string.size) * 8 - std::count(string.data, last, kStuffedAfter);
 }
 
-AbicFit ReadString(const AbicString& string, int64_t codeBits, const AbicParameters& parameters,
-                   const AbicLayout& layout, const AbicWorkspace& workspace,
-                   unsigned char* imageRows) {
+kz::AbicFit ReadString(const AbicString& string, int64_t codeBits,
+                       const kz::AbicParameters& parameters, const AbicLayout& layout,
+                       const AbicWorkspace& workspace, unsigned char* imageRows) {
   const int width = CodedWidth(layout.width, parameters);
   Raster raster(workspace.RasterMemory(), width, parameters.wrapsEdges);
   const Neighbourhood neighbours = MakeNeighbourhood(parameters.places, raster.Stride());
   ContextStates& states = workspace.States();
   ArithmeticDecoder decoder =
       StartDecoder(string.data, string.size, kTransitions[parameters.flipsInStateOne ? 1 : 0]);
-  AbicFit fit;
+  kz::AbicFit fit;
   for (int plane = layout.depth - 1; plane >= 0; --plane) {
     if (parameters.planesApart) raster.Clear();
     unsigned char* imageRow = imageRows;
@@ -44,7 +44,7 @@ AbicFit ReadString(const AbicString& string, int64_t codeBits, const AbicParamet
       fit.bitsLeft = codeBits - UsedBits(decoder);
       const unsigned char* row = raster.Row();
       fit.blackPadding += std::count(row + layout.width, row + width, 1);
-      if (fit.bitsLeft < -kAbicMostMissingBits) return fit;
+      if (fit.bitsLeft < -kz::kAbicMostMissingBits) return fit;
       if (imageRows == nullptr && fit.blackPadding != 0) return fit;
       ++fit.rows;
       if (imageRows == nullptr) continue;

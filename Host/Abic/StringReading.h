@@ -15,6 +15,6 @@ int64_t CodeBits(const AbicString& string);
 // Reads a string of `codeBits` of an image of the layout as far as it goes. `imageRows`, which are
 // 0, get the image; without them reading ends as soon as the string can't fit any more. The
 // parameters' reversedBits have been seen to.
-AbicFit ReadString(const AbicString& string, int64_t codeBits, const AbicParameters& parameters,
-                   const AbicLayout& layout, const AbicWorkspace& workspace,
-                   unsigned char* imageRows);
+kz::AbicFit ReadString(const AbicString& string, int64_t codeBits,
+                       const kz::AbicParameters& parameters, const AbicLayout& layout,
+                       const AbicWorkspace& workspace, unsigned char* imageRows);

@@ -4,16 +4,16 @@
 
 #include "Host/Abic/AbicText.h"
 
-bool FindUsualParameters(AbicParameters& parameters) {
+bool FindUsualParameters(kz::AbicParameters& parameters) {
   struct Usual {
-    AbicParameters parameters;
+    kz::AbicParameters parameters;
     bool understood = true;
   };
   static const Usual usual = [] {
     Usual found;
     // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes the environment
-    const char* named = std::getenv(kAbicVariable);
-    if (named != nullptr) found.understood = ReadAbicText(named, found.parameters);
+    const char* named = std::getenv(kz::kAbicVariable);
+    if (named != nullptr) found.understood = kz::ReadAbicText(named, found.parameters);
     return found;
   }();
   parameters = usual.parameters;

@@ -5,4 +5,4 @@
 
 // The usual ones, or those that the environment names in their place (AbicText.h), which is
 // asked once. False when what it names isn't understood.
-bool FindUsualParameters(AbicParameters& parameters);
+bool FindUsualParameters(kz::AbicParameters& parameters);

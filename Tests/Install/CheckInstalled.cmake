@@ -49,7 +49,7 @@ run(output ${prefix}/bin/kzica info --page 4 ${sample})
 expect("${output}" "IBM MMR Group 3 Fax")
 file(GLOB_RECURSE manual ${prefix}/*/kzica.1)
 file(READ ${manual} text)
-foreach(word info extract render contact compare create append insert replace delete assemble split text index dump check
+foreach(word abic info extract render contact compare create append insert replace delete assemble split text index dump check
     convert report)
   expect("${text}" "\\.SH COMMAND ${word}\n")
 endforeach()

@@ -56,7 +56,7 @@ class AbicCommand : public testing::Test {
 TEST_F(AbicCommand, PrintsWhatFits) {
   const Result run = Abic("wrapped.ica", m_wrapped);
   EXPECT_EQ(run.exit, 0) << run.err;
-  EXPECT_THAT(run.out, AllOf(HasSubstr("/wrapped.ica: image 1, 251 x 240 pixels, 1 bit a pixel, "),
+  EXPECT_THAT(run.out, AllOf(HasSubstr("/wrapped.ica: picture 1, 251 x 240 pixels, 1 bit a pixel, "),
                              HasSubstr("                        . . X .\n"
                                        "                        X X X X\n"
                                        "                        X X o\n"),
@@ -119,7 +119,7 @@ TEST_F(AbicCommand, SaysWhyThereIsNoAnswer) {
       {"usual.ica", m_usual, {"--image", "2"}, 1, "there is no image 2"},
       {"usual.ica", m_usual, {"--image", "0"}, 2, "--image"},
       {"noise.ica", Pattern(100), {}, 1, "neither an IOCA image nor"},
-      {"damaged.ica", damaged + kEpilogue, {}, 1, "no parameters fit image 1"},
+      {"damaged.ica", damaged + kEpilogue, {}, 1, "no parameters fit picture 1"},
       {"tiny.ica", tiny, {}, 3, "contexts fit: the data are too few, or too plain, to tell"},
       {"earlier.ica", earlier, {}, 1, "earlier versions of kzica wrote"},
   };

@@ -264,9 +264,17 @@ Outcome SearchAbicParameters(const std::vector<AbicSample>& samples,
       if (samples[result.searched].exactWidth != sample.exactWidth) {
         parameters.exactWidth = !parameters.exactWidth;
       }
-      AbicFit fit;
-      if (decode(&string, &parameters, nullptr, &fit) == K_SUCCESS && AbicFits(fit)) {
-        ++match.samples;
+      // A bilevel string doesn't tell what is above a plane.
+      const bool either = samples[result.searched].depth == 1 && sample.depth > 1;
+      for (const bool apart : {false, true}) {
+        if (either) parameters.planesApart = apart;
+        AbicFit fit;
+        const bool read = decode(&string, &parameters, nullptr, &fit) == K_SUCCESS;
+        if (read && AbicFits(fit)) {
+          ++match.samples;
+          break;
+        }
+        if (!either) break;
       }
     }
   });
@@ -277,6 +285,8 @@ Outcome SearchAbicParameters(const std::vector<AbicSample>& samples,
               if (a.pictureBytes != b.pictureBytes) return a.pictureBytes < b.pictureBytes;
               return IsLikelier(a.parameters, b.parameters);
             });
+  std::erase_if(result.matches, [most = result.matches.empty() ? 0 : result.matches[0].samples](
+                                    const AbicMatch& match) { return match.samples < most; });
   if (result.matches.size() > kMostMatches) result.matches.resize(kMostMatches);
   return {};
 }

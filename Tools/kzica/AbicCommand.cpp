@@ -36,7 +36,7 @@ struct Context {
   bool wraps[2] = {};
   bool apart[2] = {};
 
-  void Add(const AbicParameters& parameters) {
+  void Add(const kz::AbicParameters& parameters) {
     flips[parameters.flipsInStateOne ? 1 : 0] = true;
     wraps[parameters.wrapsEdges ? 1 : 0] = true;
     apart[parameters.planesApart ? 1 : 0] = true;
@@ -58,18 +58,19 @@ std::vector<Context> ContextsOf(const std::vector<kz::AbicMatch>& matches) {
 // The pixels around the one that is coded: X for those of the context, o for itself.
 std::string Drawing(uint32_t places) {
   int first = 0, last = 0, top = 0;
-  for (size_t i = 0; i < kAbicPlaces.size(); ++i) {
+  for (size_t i = 0; i < kz::kAbicPlaces.size(); ++i) {
     if ((places >> i & 1U) == 0) continue;
-    first = std::min<int>(first, kAbicPlaces[i].column);
-    last = std::max<int>(last, kAbicPlaces[i].column);
-    top = std::min<int>(top, kAbicPlaces[i].row);
+    first = std::min<int>(first, kz::kAbicPlaces[i].column);
+    last = std::max<int>(last, kz::kAbicPlaces[i].column);
+    top = std::min<int>(top, kz::kAbicPlaces[i].row);
   }
-  std::string drawing = "  context               the pixels X, from which the pixel o is predicted\n";
+  std::string drawing =
+      "  context               the pixels X, from which the pixel o is predicted\n";
   for (int row = top; row <= 0; ++row) {
     drawing += "                        ";
     for (int column = first; column <= (row < 0 ? last : 0); ++column) {
-      const uint32_t place = AbicPlacesWhere(
-          [=](AbicPlace known) { return known.row == row && known.column == column; });
+      const uint32_t place = kz::AbicPlacesWhere(
+          [=](kz::AbicPlace known) { return known.row == row && known.column == column; });
       const char mark = row == 0 && column == 0 ? 'o' : (places & place) != 0 ? 'X' : '.';
       drawing.append(column == first ? "" : " ").append(1, mark);
     }
@@ -121,7 +122,7 @@ class AbicRun {
       return kz::Failure(K_ERROR_INVALID_FORMAT, "there are no ABIC data in it");
     }
     const auto earlier = [](const kz::AbicSample& sample) {
-      return IsEarlierAbic(sample.data.data(), sample.data.size());
+      return kz::IsEarlierAbic(sample.data.data(), sample.data.size());
     };
     m_earlier = static_cast<size_t>(std::count_if(m_samples.begin(), m_samples.end(), earlier));
     std::erase_if(m_samples, earlier);
@@ -153,7 +154,7 @@ class AbicRun {
 
   std::string SearchedInWords() const {
     const kz::AbicSample& sample = Searched();
-    return "image " + std::to_string(sample.picture) + ", " +
+    return "picture " + std::to_string(sample.picture) + ", " +
            kz::SizeText(sample.width, sample.height) + ", " +
            Count(static_cast<size_t>(sample.depth), "bit") + " a pixel, " +
            Count(sample.data.size(), "byte");
@@ -181,7 +182,7 @@ class AbicRun {
   }
 
   std::string InWords(const Context& context) const {
-    const AbicParameters& parameters = context.first->parameters;
+    const kz::AbicParameters& parameters = context.first->parameters;
     std::string words = Drawing(parameters.places);
     words +=
         PointInWords("  colours change places ", context.flips, "in state 0", "in states 0 and 1");
@@ -199,11 +200,11 @@ class AbicRun {
     }
     words += IsUsual(context) ? "  these are the usual ones, which need not be set:\n"
                               : "  to read the file with these, set in the environment:\n";
-    return words + "  " + kAbicVariable + "='" + AbicTextOf(parameters) + "'\n";
+    return words + "  " + kz::kAbicVariable + "='" + kz::AbicTextOf(parameters) + "'\n";
   }
 
   static bool IsUsual(const Context& context) {
-    return context.first->parameters.places == kAbicUsualPlaces && context.flips[0] &&
+    return context.first->parameters.places == kz::kAbicUsualPlaces && context.flips[0] &&
            context.wraps[0] && context.apart[0];
   }
 
@@ -211,8 +212,8 @@ class AbicRun {
     const kz::AbicSample& sample = Searched();
     nlohmann::ordered_json fits = nlohmann::ordered_json::array();
     for (const kz::AbicMatch& match : m_result.matches) {
-      const AbicParameters& parameters = match.parameters;
-      fits.push_back({{"parameters", AbicTextOf(parameters)},
+      const kz::AbicParameters& parameters = match.parameters;
+      fits.push_back({{"parameters", kz::AbicTextOf(parameters)},
                       {"flips_in_state_one", parameters.flipsInStateOne},
                       {"wraps_edges", parameters.wrapsEdges},
                       {"planes_apart", parameters.planesApart},

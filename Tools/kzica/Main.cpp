@@ -41,10 +41,10 @@ bool TakeStandardDescriptors() {
 // if not, says so.
 bool CheckAbicParameters() {
   // NOLINTNEXTLINE(concurrency-mt-unsafe): no thread has been started
-  const char* named = std::getenv(kAbicVariable);
-  AbicParameters parameters;
-  if (named == nullptr || ReadAbicText(named, parameters)) return true;
-  Say("kzica: " + std::string(kAbicVariable) + " in the environment is not understood: '" +
+  const char* named = std::getenv(kz::kAbicVariable);
+  kz::AbicParameters parameters;
+  if (named == nullptr || kz::ReadAbicText(named, parameters)) return true;
+  Say("kzica: " + std::string(kz::kAbicVariable) + " in the environment is not understood: '" +
       kz::Printable(named) + "'");
   return false;
 }

@@ -135,7 +135,7 @@ int AbicLibrary::Decode(const Bytes& code, IndependentImage& image) {
   return TakeRows(status, rows, image);
 }
 
-int AbicLibrary::EncodeWith(const IndependentImage& image, const AbicParameters& parameters,
+int AbicLibrary::EncodeWith(const IndependentImage& image, const kz::AbicParameters& parameters,
                             Bytes& code) {
   unsigned char* data = m_untouched;
   uint64_t size = kUntouchedSize;
@@ -144,8 +144,8 @@ int AbicLibrary::EncodeWith(const IndependentImage& image, const AbicParameters&
   return TakeCode(status, data, size, code);
 }
 
-int AbicLibrary::DecodeWith(const Bytes& code, const AbicParameters& parameters,
-                            IndependentImage& image, AbicFit& fit) {
+int AbicLibrary::DecodeWith(const Bytes& code, const kz::AbicParameters& parameters,
+                            IndependentImage& image, kz::AbicFit& fit) {
   unsigned char* rows = m_untouched;
   const AbicString string = StringOf(code, image);
   const int status = m_decodeWith(&string, &parameters, &rows, &fit);
@@ -159,16 +159,17 @@ int AbicLibrary::DecodeLikely(const Bytes& code, IndependentImage& image, AbicRe
   return TakeRows(status, rows, image);
 }
 
-AbicFit AbicLibrary::FitOf(const Bytes& code, const IndependentImage& size,
-                           const AbicParameters& parameters) {
+kz::AbicFit AbicLibrary::FitOf(const Bytes& code, const IndependentImage& size,
+                               const kz::AbicParameters& parameters) {
   const AbicString string = StringOf(code, size);
-  AbicFit fit;
+  kz::AbicFit fit;
   EXPECT_EQ(m_decodeWith(&string, &parameters, nullptr, &fit), 1);
   return fit;
 }
 
 IndependentImage AbicLibrary::Expected(const Bytes& code, const IndependentImage& size,
-                                       const AbicParameters& parameters, const AbicFit& fit) {
+                                       const kz::AbicParameters& parameters,
+                                       const kz::AbicFit& fit) {
   IndependentImage image =
       DecodeIndependently(parameters.reversedBits ? WithReversedBits(code) : code, size.width,
                           size.height, size.depth, PointsOf(parameters));
@@ -193,7 +194,7 @@ void AbicLibrary::ExpectReadAsTold(const Bytes& code, const IndependentImage& si
   }
   EXPECT_TRUE(image.samples == Expected(code, size, reading.parameters, reading.fit).samples);
   EXPECT_EQ(reading.fit.rows == int64_t{size.height} * size.depth,
-            reading.fit.bitsLeft >= -kAbicMostMissingBits);
+            reading.fit.bitsLeft >= -kz::kAbicMostMissingBits);
 }
 
 }  // namespace kz::test

@@ -28,17 +28,18 @@ class AbicLibrary : public testing::Test {
   // of decoded rows must be 0. Images to decode into have a size and a depth.
   int Encode(const IndependentImage& image, Bytes& code);
   int Decode(const Bytes& code, IndependentImage& image);
-  int EncodeWith(const IndependentImage& image, const AbicParameters& parameters, Bytes& code);
-  int DecodeWith(const Bytes& code, const AbicParameters& parameters, IndependentImage& image,
-                 AbicFit& fit);
+  int EncodeWith(const IndependentImage& image, const kz::AbicParameters& parameters, Bytes& code);
+  int DecodeWith(const Bytes& code, const kz::AbicParameters& parameters, IndependentImage& image,
+                 kz::AbicFit& fit);
   int DecodeLikely(const Bytes& code, IndependentImage& image, AbicReading& reading);
 
   // The fit that is found without decoding the image, which must be possible.
-  AbicFit FitOf(const Bytes& code, const IndependentImage& size, const AbicParameters& parameters);
+  kz::AbicFit FitOf(const Bytes& code, const IndependentImage& size,
+                    const kz::AbicParameters& parameters);
   // What a read must give by the independent coder: of all planes' rows the first
   // `fit.rows`, the others white.
   IndependentImage Expected(const Bytes& code, const IndependentImage& size,
-                            const AbicParameters& parameters, const AbicFit& fit);
+                            const kz::AbicParameters& parameters, const kz::AbicFit& fit);
   // Reads a string that may be anything, and checks the image against what the reading says.
   // It does not where a carry follows FF: if no writer had put it there, decoders may see it
   // sooner or later.

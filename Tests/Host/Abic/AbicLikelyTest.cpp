@@ -74,15 +74,15 @@ TEST_F(AbicLikely, AStatedFramingIsReadInAllContexts) {
       AbicReading reading;
       reading.parameters.exactWidth = writer.points.exactWidth;
       reading.parameters.reversedBits = writer.reversedBits;
-      const AbicParameters stated = reading.parameters;
+      const kz::AbicParameters stated = reading.parameters;
       IndependentImage read{203, 120, 1, {}};
       const Bytes code = writer.Code(image);
       ASSERT_EQ(DecodeLikely(code, read, reading), 1);
       EXPECT_TRUE(read.samples == image.samples);
       EXPECT_EQ(reading.parameters.exactWidth, stated.exactWidth);
       EXPECT_EQ(reading.parameters.reversedBits, stated.reversedBits);
-      EXPECT_TRUE(AbicFits(reading.fit));
-      const AbicFit again = FitOf(code, image, reading.parameters);
+      EXPECT_TRUE(kz::AbicFits(reading.fit));
+      const kz::AbicFit again = FitOf(code, image, reading.parameters);
       EXPECT_EQ(again.bitsLeft, reading.fit.bitsLeft);
       EXPECT_EQ(again.rows, reading.fit.rows);
     }
@@ -106,8 +106,8 @@ TEST_F(AbicLikely, WhenNothingFitsTheImageIsTheUsualOnes) {
     AbicReading reading;
     const Bytes code = Writer{{kUnlikely}}.Code(image);
     ExpectReadAsTold(code, image, reading);
-    EXPECT_EQ(reading.parameters, AbicParameters{});
-    EXPECT_FALSE(AbicFits(reading.fit));
+    EXPECT_EQ(reading.parameters, kz::AbicParameters{});
+    EXPECT_FALSE(kz::AbicFits(reading.fit));
     EXPECT_GT(reading.fit.rows, 0);
     // This one ends before the image is complete: below is white.
     EXPECT_EQ(reading.fit.rows < 150, depth == 1);
@@ -123,7 +123,7 @@ TEST_F(AbicLikely, CutAndExtendedStringsGiveWhatIsThere) {
     AbicReading reading;
     ExpectReadAsTold(Bytes(code.begin(), code.begin() + static_cast<ptrdiff_t>(kept)), image,
                      reading);
-    EXPECT_EQ(reading.parameters, AbicParameters{});
+    EXPECT_EQ(reading.parameters, kz::AbicParameters{});
     EXPECT_GE(reading.fit.rows, rows) << "more bytes give more rows";
     rows = reading.fit.rows;
   }
@@ -137,7 +137,7 @@ TEST_F(AbicLikely, CutAndExtendedStringsGiveWhatIsThere) {
       AbicReading reading;
       ASSERT_EQ(DecodeLikely(longer, read, reading), 1);
       EXPECT_TRUE(read.samples == image.samples);
-      EXPECT_EQ(AbicFits(reading.fit), added <= 4);
+      EXPECT_EQ(kz::AbicFits(reading.fit), added <= 4);
     }
   }
 }

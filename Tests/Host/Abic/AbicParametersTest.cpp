@@ -13,14 +13,14 @@ class AbicParametersTest : public AbicLibrary {
  protected:
   // One image with one set of parameters: both coders' strings are the same, and every
   // producer's are read.
-  void CheckAgainstIndependent(const IndependentImage& image, const AbicParameters& parameters);
+  void CheckAgainstIndependent(const IndependentImage& image, const kz::AbicParameters& parameters);
 };
 
-AbicParameters AnyParameters(std::mt19937& random) {
-  AbicParameters parameters;
+kz::AbicParameters AnyParameters(std::mt19937& random) {
+  kz::AbicParameters parameters;
   parameters.places = 0;
   for (auto count = random() % 8; count > 0; --count) {
-    parameters.places |= uint32_t{1} << random() % kAbicPlaces.size();
+    parameters.places |= uint32_t{1} << random() % kz::kAbicPlaces.size();
   }
   parameters.flipsInStateOne = random() % 2 != 0;
   parameters.wrapsEdges = random() % 2 != 0;
@@ -31,7 +31,7 @@ AbicParameters AnyParameters(std::mt19937& random) {
 }
 
 void AbicParametersTest::CheckAgainstIndependent(const IndependentImage& image,
-                                                 const AbicParameters& parameters) {
+                                                 const kz::AbicParameters& parameters) {
   const auto inOrder = [&](const Bytes& code) {
     return parameters.reversedBits ? WithReversedBits(code) : code;
   };
@@ -41,7 +41,7 @@ void AbicParametersTest::CheckAgainstIndependent(const IndependentImage& image,
     SCOPED_TRACE(testing::Message() << "producer " << static_cast<int>(producer));
     const Bytes theirs = inOrder(EncodeIndependently(image, PointsOf(parameters), producer));
     IndependentImage read{image.width, image.height, image.depth, {}};
-    AbicFit fit;
+    kz::AbicFit fit;
     if (theirs.empty()) {
       EXPECT_EQ(DecodeWith(theirs, parameters, read, fit), K_ERROR_READ);
       continue;
@@ -49,8 +49,9 @@ void AbicParametersTest::CheckAgainstIndependent(const IndependentImage& image,
     ASSERT_EQ(DecodeWith(theirs, parameters, read, fit), 1);
     ASSERT_TRUE(read.samples == image.samples);
     EXPECT_EQ(fit.rows, int64_t{image.height} * image.depth);
-    EXPECT_TRUE(AbicFits(fit)) << fit.bitsLeft << " bits left, " << fit.blackPadding << " black";
-    const AbicFit without = FitOf(theirs, image, parameters);
+    EXPECT_TRUE(kz::AbicFits(fit))
+        << fit.bitsLeft << " bits left, " << fit.blackPadding << " black";
+    const kz::AbicFit without = FitOf(theirs, image, parameters);
     EXPECT_EQ(without.bitsLeft, fit.bitsLeft);
     EXPECT_EQ(without.rows, fit.rows);
     if (producer != Producer::FourSpacerBits) continue;
@@ -71,7 +72,7 @@ TEST_F(AbicParametersTest, OneContextGivesTheKnownStrings) {
       {true, "FF3902519A78331E57BC555555711521DFBAD1BE7622927122589550ACA600"},
   };
   for (const auto& [flips, string] : known) {
-    AbicParameters parameters;
+    kz::AbicParameters parameters;
     parameters.places = 0;
     parameters.flipsInStateOne = flips;
     parameters.exactWidth = true;
@@ -79,7 +80,7 @@ TEST_F(AbicParametersTest, OneContextGivesTheKnownStrings) {
     ASSERT_EQ(EncodeWith(image, parameters, code), 1);
     EXPECT_EQ(code, FromHex(string));
     IndependentImage read{256, 1, 1, {}};
-    AbicFit fit;
+    kz::AbicFit fit;
     ASSERT_EQ(DecodeWith(FromHex(string), parameters, read, fit), 1);
     EXPECT_EQ(read.samples, image.samples);
     EXPECT_GE(fit.bitsLeft, 0);
@@ -95,7 +96,7 @@ TEST_F(AbicParametersTest, AnyImageWithAnyParametersIsCodedAsByTheIndependentCod
     const int height = 1 + static_cast<int>(random() % (width < 100 ? 60 : 12));
     const int depth = round % 5 == 0 ? 4 : round % 5 == 1 ? 8 : 1;
     const NamedPicture& picture = kAllPictures[random() % std::size(kAllPictures)];
-    const AbicParameters parameters = AnyParameters(random);
+    const kz::AbicParameters parameters = AnyParameters(random);
     SCOPED_TRACE(testing::Message()
                  << "round " << round << ": " << picture.name << " of " << width << " x " << height
                  << " x " << depth << ", places " << parameters.places << ", wraps "
@@ -112,14 +113,14 @@ TEST_F(AbicParametersTest, AnyImageWithAnyParametersIsCodedAsByTheIndependentCod
 TEST_F(AbicParametersTest, WhiteRowsKnowEveryPlaceAbove) {
   std::mt19937 random(10);
   for (const int width : {1, 2, 3, 4, 5, 7, 8, 16, 70}) {
-    for (uint32_t place = 0; place < kAbicPlaces.size(); ++place) {
+    for (uint32_t place = 0; place < kz::kAbicPlaces.size(); ++place) {
       IndependentImage image{width, 600, 1, {}};
       for (int i = 0; i < width * image.height; ++i) {
         // Here and there a dot at the end of a row, and more seldom elsewhere.
         const auto odds = i % width == width - 1 ? 8U : 40U * static_cast<unsigned>(width);
         image.samples.push_back(random() % odds == 0 ? 1 : 0);
       }
-      AbicParameters parameters;
+      kz::AbicParameters parameters;
       parameters.places = uint32_t{1} << place;
       parameters.exactWidth = true;
       for (const bool wraps : {false, true}) {
@@ -134,7 +135,7 @@ TEST_F(AbicParametersTest, WhiteRowsKnowEveryPlaceAbove) {
 TEST_F(AbicParametersTest, TheLargestSidesAreCoded) {
   for (const auto& [width, height] : {std::pair(0x7FFF, 3), std::pair(1, 0x7FFF)}) {
     for (const bool wraps : {false, true}) {
-      AbicParameters parameters;
+      kz::AbicParameters parameters;
       parameters.wrapsEdges = wraps;
       for (const bool exact : {false, true}) {
         parameters.exactWidth = exact;
@@ -156,36 +157,36 @@ TEST_F(AbicParametersTest, BlackPaddingIsCountedAndEndsAReadWithoutRows) {
   Bytes code;
   ASSERT_EQ(EncodeWith(padded, {}, code), 1);
   IndependentImage read{13, 20, 1, {}};
-  AbicFit fit;
+  kz::AbicFit fit;
   ASSERT_EQ(DecodeWith(code, {}, read, fit), 1);
   for (size_t i = 0; i < read.samples.size(); ++i) {
     ASSERT_EQ(read.samples[i], padded.samples[i / 13 * 16 + i % 13]) << i;
   }
   EXPECT_EQ(fit.blackPadding, black);
   EXPECT_EQ(fit.rows, 20);
-  EXPECT_FALSE(AbicFits(fit));
+  EXPECT_FALSE(kz::AbicFits(fit));
   EXPECT_EQ(FitOf(code, read, {}).blackPadding, 2);
   EXPECT_EQ(FitOf(code, read, {}).rows, 5);
 }
 
 TEST_F(AbicParametersTest, ParametersAndImagesThatCannotBeAreRefused) {
-  const auto refused = [&](const IndependentImage& image, const AbicParameters& parameters) {
+  const auto refused = [&](const IndependentImage& image, const kz::AbicParameters& parameters) {
     IndependentImage read = image;
     Bytes code;
-    AbicFit fit;
+    kz::AbicFit fit;
     EXPECT_EQ(EncodeWith(image, parameters, code), K_ERROR_INVALID_FORMAT);
     EXPECT_EQ(DecodeWith(Bytes(100), parameters, read, fit), K_ERROR_INVALID_FORMAT);
   };
   const IndependentImage image{8, 8, 1, std::vector<unsigned char>(64)};
-  for (const uint32_t places : {0xFFU, 1U << kAbicPlaces.size(), 0x80000000U}) {
-    AbicParameters parameters;
+  for (const uint32_t places : {0xFFU, 1U << kz::kAbicPlaces.size(), 0x80000000U}) {
+    kz::AbicParameters parameters;
     parameters.places = places;
     refused(image, parameters);
   }
   for (const int depth : {-1, 0, 2, 3, 5, 16, 24}) {
     const AbicString string = {&image.samples[0], 64, 8, 8, depth};
-    const AbicParameters usual;
-    AbicFit fit;
+    const kz::AbicParameters usual;
+    kz::AbicFit fit;
     AbicReading reading;
     unsigned char* block = nullptr;
     uint64_t size = 0;

@@ -13,8 +13,9 @@ namespace {
 uint32_t SetOf(const std::vector<std::pair<int, int>>& places) {
   uint32_t set = 0;
   for (const auto& [column, row] : places) {
-    set |= AbicPlacesWhere(
-        [&, x = column, y = row](AbicPlace place) { return place.column == x && place.row == y; });
+    set |= kz::AbicPlacesWhere([&, x = column, y = row](kz::AbicPlace place) {
+      return place.column == x && place.row == y;
+    });
   }
   return set;
 }
@@ -45,14 +46,14 @@ TEST(AbicText, IsRead) {
   };
   for (const auto& each : texts) {
     SCOPED_TRACE(each.text);
-    AbicParameters parameters;
+    kz::AbicParameters parameters;
     parameters.flipsInStateOne = parameters.wrapsEdges = parameters.planesApart = true;
     parameters.exactWidth = parameters.reversedBits = true;
-    ASSERT_TRUE(ReadAbicText(each.text, parameters));
-    const AbicParameters expected = {SetOf(each.places), each.flips, each.wraps,
-                                     each.apart,         true,       true};
-    EXPECT_EQ(parameters, expected) << AbicTextOf(parameters);
-    EXPECT_EQ(AbicTextOf(parameters), each.written != nullptr ? each.written : each.text);
+    ASSERT_TRUE(kz::ReadAbicText(each.text, parameters));
+    const kz::AbicParameters expected = {SetOf(each.places), each.flips, each.wraps,
+                                         each.apart,         true,       true};
+    EXPECT_EQ(parameters, expected) << kz::AbicTextOf(parameters);
+    EXPECT_EQ(kz::AbicTextOf(parameters), each.written != nullptr ? each.written : each.text);
   }
 }
 
@@ -97,11 +98,11 @@ TEST(AbicText, ThatIsNotUnderstoodChangesNothing) {
                            "-1",
                            "0:-1 -1:"}) {
     SCOPED_TRACE(text);
-    AbicParameters parameters;
+    kz::AbicParameters parameters;
     parameters.places = 5;
     parameters.wrapsEdges = true;
-    const AbicParameters before = parameters;
-    EXPECT_FALSE(ReadAbicText(text, parameters));
+    const kz::AbicParameters before = parameters;
+    EXPECT_FALSE(kz::ReadAbicText(text, parameters));
     EXPECT_EQ(parameters, before);
   }
 }
@@ -109,16 +110,16 @@ TEST(AbicText, ThatIsNotUnderstoodChangesNothing) {
 TEST(AbicText, IsReadAsItIsWritten) {
   std::mt19937 random(1);
   for (int i = 0; i < 5000; ++i) {
-    AbicParameters parameters, read;
+    kz::AbicParameters parameters, read;
     parameters.places = 0;
     for (auto count = random() % 7 + 1; count > 0; --count) {
-      parameters.places |= uint32_t{1} << random() % kAbicPlaces.size();
+      parameters.places |= uint32_t{1} << random() % kz::kAbicPlaces.size();
     }
     parameters.flipsInStateOne = random() % 2 != 0;
     parameters.wrapsEdges = random() % 2 != 0;
     parameters.planesApart = random() % 2 != 0;
-    const std::string text = AbicTextOf(parameters);
-    ASSERT_TRUE(ReadAbicText(text, read)) << text;
+    const std::string text = kz::AbicTextOf(parameters);
+    ASSERT_TRUE(kz::ReadAbicText(text, read)) << text;
     EXPECT_EQ(read, parameters) << text;
   }
 }

@@ -12,19 +12,19 @@
 namespace kz::test {
 
 // What a text such as "0:-2,-1 -1:-2,-1,0,1,2 flips" says. Throws for one that isn't understood.
-inline AbicParameters ParametersOf(std::string_view text, bool exactWidth = false) {
-  AbicParameters parameters;
-  if (!ReadAbicText(text, parameters)) throw std::invalid_argument(std::string(text));
+inline kz::AbicParameters ParametersOf(std::string_view text, bool exactWidth = false) {
+  kz::AbicParameters parameters;
+  if (!kz::ReadAbicText(text, parameters)) throw std::invalid_argument(std::string(text));
   parameters.exactWidth = exactWidth;
   return parameters;
 }
 
 // What the independent coder calls the parameters, but for the order of bits.
-inline OpenPoints PointsOf(const AbicParameters& parameters) {
+inline OpenPoints PointsOf(const kz::AbicParameters& parameters) {
   OpenPoints points;
-  for (size_t i = 0; i < kAbicPlaces.size(); ++i) {
+  for (size_t i = 0; i < kz::kAbicPlaces.size(); ++i) {
     if ((parameters.places >> i & 1U) == 0) continue;
-    points.neighbours.emplace_back(kAbicPlaces[i].column, kAbicPlaces[i].row);
+    points.neighbours.emplace_back(kz::kAbicPlaces[i].column, kz::kAbicPlaces[i].row);
   }
   points.flipsInStateOne = parameters.flipsInStateOne;
   points.wrapsEdges = parameters.wrapsEdges;
@@ -34,7 +34,7 @@ inline OpenPoints PointsOf(const AbicParameters& parameters) {
 }
 
 // The string of an image by any producer; the order of its bits is the highest first.
-inline std::vector<unsigned char> CodedWith(const AbicParameters& parameters,
+inline std::vector<unsigned char> CodedWith(const kz::AbicParameters& parameters,
                                             const IndependentImage& image, Producer producer) {
   return EncodeIndependently(image, PointsOf(parameters), producer);
 }

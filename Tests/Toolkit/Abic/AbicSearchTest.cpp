@@ -15,7 +15,7 @@
 namespace kz {
 
 void PrintTo(const AbicMatch& match, std::ostream* to) {
-  *to << AbicTextOf(match.parameters) << (match.parameters.exactWidth ? " exact" : "")
+  *to << kz::AbicTextOf(match.parameters) << (match.parameters.exactWidth ? " exact" : "")
       << (match.parameters.reversedBits ? " reversed" : "") << " left " << match.fit.bitsLeft
       << ", " << match.samples << " samples, " << match.pictureBytes << " bytes";
 }
@@ -39,8 +39,8 @@ int64_t SetsOf(uint32_t places, int depth) {
 // A context's places and, beside them, others that are near until there are `count`.
 uint32_t Among(uint32_t places, int count) {
   for (int distance = 0; std::popcount(places) < count; ++distance) {
-    for (size_t i = 0; i < kAbicPlaces.size() && std::popcount(places) < count; ++i) {
-      const AbicPlace place = kAbicPlaces[i];
+    for (size_t i = 0; i < kz::kAbicPlaces.size() && std::popcount(places) < count; ++i) {
+      const kz::AbicPlace place = kz::kAbicPlaces[i];
       if (std::abs(place.column) - 2 * place.row <= distance) places |= uint32_t{1} << i;
     }
   }
@@ -55,7 +55,7 @@ struct Given {
   bool exactWidth = false;
   Producer producer = Producer::FourSpacerBits;
 
-  AbicParameters Parameters() const { return ParametersOf(text, exactWidth); }
+  kz::AbicParameters Parameters() const { return ParametersOf(text, exactWidth); }
   AbicSample Sample(unsigned seed = 1) const {
     AbicSample sample;
     sample.width = width;
@@ -84,12 +84,12 @@ class AbicSearch : public testing::Test {
   }
 
   // What fits is the truth, and what differs from it in no context.
-  static void ExpectFound(const AbicSearchResult& result, const AbicParameters& truth) {
+  static void ExpectFound(const AbicSearchResult& result, const kz::AbicParameters& truth) {
     EXPECT_THAT(result.matches, testing::Contains(testing::Field(&AbicMatch::parameters, truth)));
     EXPECT_THAT(result.matches,
                 testing::Each(testing::ResultOf(
                     [](const AbicMatch& match) { return match.parameters.places; }, truth.places)))
-        << AbicTextOf(truth);
+        << kz::AbicTextOf(truth);
   }
 };
 
@@ -184,20 +184,20 @@ TEST_F(AbicSearch, TriesAllPlacesWhenThorough) {
   sample.depth = 1;
   sample.data = Pattern(30);
   AbicSearchOptions options;
-  options.places = kAbicUsualPlaces;
+  options.places = kz::kAbicUsualPlaces;
   AbicSearchResult result = Find({sample}, options);
   EXPECT_THAT(result.matches, testing::IsEmpty());
   EXPECT_EQ(result.tried, 2 * 4) << "in both orders of bits";
   options.thorough = true;
   result = Find({sample}, options);
   EXPECT_THAT(result.matches, testing::IsEmpty());
-  EXPECT_EQ(result.tried, 2 * (4 + SetsOf((1U << kAbicPlaces.size()) - 1, 1)));
+  EXPECT_EQ(result.tried, 2 * (4 + SetsOf((1U << kz::kAbicPlaces.size()) - 1, 1)));
 }
 
 // What fits by chance ranks after the picture, which is the simpler one, or is left out.
 TEST_F(AbicSearch, KnowsPicturesFromNoise) {
   const Given given = {K::ErrorDiffusion, 320, 280, 1, "-1:-3,3 -2:-2,-1,0,1,2"};
-  const AbicParameters chance = ParametersOf("0:-1,-2,-3 -1:0,3 -2:-2,0 flips");
+  const kz::AbicParameters chance = ParametersOf("0:-1,-2,-3 -1:0,3 -2:-2,0 flips");
   const AbicSample sample = given.Sample(1);
   AbicSearchOptions options;
   options.places = chance.places;
@@ -236,7 +236,7 @@ TEST_F(AbicSearch, FindsFramingsThatTheImageDoesNotSay) {
       for (const bool reversed : {false, true}) {
         SCOPED_TRACE(testing::Message() << given.exactWidth << wrongWidth << reversed);
         AbicSample sample = given.Sample();
-        AbicParameters truth = given.Parameters();
+        kz::AbicParameters truth = given.Parameters();
         truth.reversedBits = reversed;
         sample.exactWidth = given.exactWidth != wrongWidth;
         for (unsigned char& byte : sample.data) {
@@ -274,7 +274,7 @@ TEST_F(AbicSearch, FindsNothingInOtherData) {
 TEST_F(AbicSearch, FindsNothingInWhatCannotBeRead) {
   AbicSample sample = Given{K::Text, 240, 300, 1, "0:-2,-1 -1:-2,-1,0,1,2"}.Sample();
   AbicSearchOptions options;
-  options.places = Among(kAbicUsualPlaces, 9);
+  options.places = Among(kz::kAbicUsualPlaces, 9);
   for (const int depth : {0, 2, 24}) {
     sample.depth = depth;
     EXPECT_THAT(Find({sample}, options).matches, testing::IsEmpty()) << depth;
@@ -293,7 +293,7 @@ TEST_F(AbicSearch, TakesTheShortestThatTellsAndTriesTheOthers) {
   const char* text = "0:-3,-1 -1:-1,0,1 -2:-1,1 flips";
   const Given tiny = {K::Text, 84, 60, 1, text}, small = {K::Text, 251, 290, 1, text},
               large = {K::ClusteredDots, 252, 320, 1, text};
-  const AbicParameters truth = small.Parameters();
+  const kz::AbicParameters truth = small.Parameters();
   std::vector<AbicSample> samples = {large.Sample(), tiny.Sample(), small.Sample()};
   // A producer who marks one wrongly marks all so.
   for (AbicSample& sample : samples) sample.exactWidth = true;
@@ -322,7 +322,7 @@ TEST_F(AbicSearch, TakesTheShortestThatTellsAndTriesTheOthers) {
 TEST_F(AbicSearch, SaysHowFarItIs) {
   const Given given = {K::Text, 240, 300, 1, "0:-2,-1 -1:-2,-1,0,1,2"};
   AbicSearchOptions options;
-  options.places = Among(kAbicUsualPlaces, 10);
+  options.places = Among(kz::kAbicUsualPlaces, 10);
   std::vector<std::pair<int64_t, int64_t>> steps;
   options.progress = [&](int64_t done, int64_t of) { steps.emplace_back(done, of); };
   Find({given.Sample()}, options);
