@@ -56,14 +56,15 @@ class AbicCommand : public testing::Test {
 TEST_F(AbicCommand, PrintsWhatFits) {
   const Result run = Abic("wrapped.ica", m_wrapped);
   EXPECT_EQ(run.exit, 0) << run.err;
-  EXPECT_THAT(run.out, AllOf(HasSubstr("/wrapped.ica: picture 1, 251 x 240 pixels, 1 bit a pixel, "),
-                             HasSubstr("                        . . X .\n"
-                                       "                        X X X X\n"
-                                       "                        X X o\n"),
-                             HasSubstr("  colours change places in states 0 and 1\n"),
-                             HasSubstr("the neighbouring rows' ends"), Not(HasSubstr("plane")),
-                             HasSubstr("in their exact width, though the file says otherwise\n"),
-                             HasSubstr("\n  KZABI_PARAMETERS='0:-1,-2 -1:-2,-1,0,1 -2:0 flips")));
+  EXPECT_THAT(run.out,
+              AllOf(HasSubstr("/wrapped.ica: picture 1, 251 x 240 pixels, 1 bit a pixel, "),
+                    HasSubstr("                        . . X .\n"
+                              "                        X X X X\n"
+                              "                        X X o\n"),
+                    HasSubstr("  colours change places in states 0 and 1\n"),
+                    HasSubstr("the neighbouring rows' ends"), Not(HasSubstr("plane")),
+                    HasSubstr("in their exact width, though the file says otherwise\n"),
+                    HasSubstr("\n  KZABI_PARAMETERS='0:-1,-2 -1:-2,-1,0,1 -2:0 flips")));
   EXPECT_EQ(run.out.find("KZABI"), run.out.rfind("KZABI")) << "one context";
   const Result usual = Abic("usual.ica", m_usual);
   EXPECT_EQ(usual.exit, 0) << usual.err;
@@ -84,7 +85,7 @@ TEST_F(AbicCommand, PrintsJson) {
   EXPECT_EQ(one["image"], 2);
   EXPECT_EQ(one["width"], 251);
   EXPECT_EQ(one["height"], 240);
-  EXPECT_EQ(one["bits_per_pixel"], 1);
+  EXPECT_EQ(one["bitsPerPixel"], 1);
   EXPECT_EQ(one["strings"], 1);
   EXPECT_EQ(one["tried"], 2 * 45760) << "with padded rows, then without";
   EXPECT_GT(one["bytes"], 2048);
@@ -93,12 +94,12 @@ TEST_F(AbicCommand, PrintsJson) {
   for (const json& fit : fits) {
     EXPECT_THAT(fit["parameters"].get<std::string>(),
                 StartsWith("0:-1,-2 -1:-2,-1,0,1 -2:0 flips"));
-    EXPECT_EQ(fit["flips_in_state_one"], true);
-    EXPECT_EQ(fit["exact_width"], true);
-    EXPECT_EQ(fit["reversed_bits"], false);
+    EXPECT_EQ(fit["flipsInStateOne"], true);
+    EXPECT_EQ(fit["exactWidth"], true);
+    EXPECT_EQ(fit["reversedBits"], false);
     EXPECT_EQ(fit["strings"], 1);
   }
-  EXPECT_EQ(fits.back()["wraps_edges"], true);
+  EXPECT_EQ(fits.back()["wrapsEdges"], true);
 }
 
 TEST_F(AbicCommand, SaysWhyThereIsNoAnswer) {

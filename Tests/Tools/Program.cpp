@@ -54,6 +54,8 @@ void Limit(decltype(RLIMIT_AS) resource, rlim_t value) {
   }
   for (const int descriptor : conditions.closed) close(descriptor);
   Limit(RLIMIT_FSIZE, conditions.fileSize);
+  // What malloc may reserve for a thread, without using it, would count.
+  if (conditions.memory != RLIM_INFINITY) setenv("MALLOC_ARENA_MAX", "1", 1);
   Limit(RLIMIT_AS, conditions.memory);
   Limit(RLIMIT_CPU, conditions.processorTime);
   for (const int sent : {SIGINT, SIGTERM, SIGHUP}) signal(sent, SIG_DFL);

@@ -214,12 +214,12 @@ class AbicRun {
     for (const kz::AbicMatch& match : m_result.matches) {
       const kz::AbicParameters& parameters = match.parameters;
       fits.push_back({{"parameters", kz::AbicTextOf(parameters)},
-                      {"flips_in_state_one", parameters.flipsInStateOne},
-                      {"wraps_edges", parameters.wrapsEdges},
-                      {"planes_apart", parameters.planesApart},
-                      {"exact_width", parameters.exactWidth},
-                      {"reversed_bits", parameters.reversedBits},
-                      {"bits_left", match.fit.bitsLeft},
+                      {"flipsInStateOne", parameters.flipsInStateOne},
+                      {"wrapsEdges", parameters.wrapsEdges},
+                      {"planesApart", parameters.planesApart},
+                      {"exactWidth", parameters.exactWidth},
+                      {"reversedBits", parameters.reversedBits},
+                      {"bitsLeft", match.fit.bitsLeft},
                       {"strings", match.samples}});
     }
     PrintJson({{"version", kJsonVersion},
@@ -227,7 +227,7 @@ class AbicRun {
                {"image", sample.picture},
                {"width", sample.width},
                {"height", sample.height},
-               {"bits_per_pixel", sample.depth},
+               {"bitsPerPixel", sample.depth},
                {"bytes", sample.data.size()},
                {"strings", m_result.samples},
                {"tried", m_result.tried},
