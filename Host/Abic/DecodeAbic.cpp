@@ -5,9 +5,9 @@
 #include "Host/Abic/Abic.h"
 #include "Host/Abic/AbicImage.h"
 #include "Host/Abic/Coding/PackedRows.h"
-#include "Host/Abic/EarlierString.h"
-#include "Host/Abic/LikelyParameters.h"
-#include "Host/Abic/StringReading.h"
+#include "Host/Abic/Reading/EarlierString.h"
+#include "Host/Abic/Reading/LikelyParameters.h"
+#include "Host/Abic/Reading/StringReading.h"
 #include "Host/Abic/UsualParameters.h"
 
 namespace {

@@ -163,6 +163,18 @@ uint64_t PictureBytes(const AbicString& string, const AbicParameters& parameters
   return size;
 }
 
+// The context with which the codec reads a string by itself; 0: none fits that it tries.
+uint32_t UntoldPlaces(const AbicSample& sample) {
+  const auto decode = FindAbicRoutine<K_DecodeLikelyAbicRoutine>("K_DecodeLikelyABIC");
+  const AbicString string = StringOf(sample);
+  AbicReading reading;
+  reading.parameters.exactWidth = sample.exactWidth;
+  unsigned char* rows = nullptr;
+  if (decode == nullptr || decode(&string, &rows, &reading) != K_SUCCESS) return 0;
+  WinGlobalFree(WinGlobalHandle(rows));
+  return AbicFits(reading.fit) ? reading.parameters.places : 0;
+}
+
 // Of strings of some kilobytes one set in many thousands fits by chance. The noise that it makes
 // of them takes a quarter more than they are, a picture nearly always less. Where even the
 // simplest takes more, as ordered dither may, that tells nothing.
@@ -249,6 +261,7 @@ Outcome SearchAbicParameters(const std::vector<AbicSample>& samples,
     found = FindAny(search, sample, options);
     result.tried += search.Tried();
   }
+  result.untold = UntoldPlaces(samples[result.searched]);
   result.samples = std::min(order.size(), kMostSamples);
   result.matches.resize(found.size());
   workers.Each(found.size(), [&](size_t each) {

@@ -41,6 +41,8 @@ struct AbicSearchResult {
   size_t searched = 0;  // which of the samples
   int64_t tried = 0;    // parameter sets
   size_t samples = 0;   // that matches were tried on
+  // The context with which the codec reads the searched one without being told; 0: it doesn't.
+  uint32_t untold = 0;
   // Those that fit the most samples with the simplest pictures, the likeliest first. Empty: none
   // fit.
   std::vector<AbicMatch> matches;

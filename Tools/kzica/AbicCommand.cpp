@@ -198,8 +198,15 @@ class AbicRun {
     if (parameters.reversedBits) {
       words += "  bits of each byte     in the other order than the file says\n";
     }
-    words += IsUsual(context) ? "  these are the usual ones, which need not be set:\n"
-                              : "  to read the file with these, set in the environment:\n";
+    if (IsUsual(context)) {
+      words += "  these are the usual ones, which need not be set:\n";
+    } else if (parameters.places == m_result.untold) {
+      words +=
+          "  kzica finds these by itself when reading; to write with them, set in the "
+          "environment:\n";
+    } else {
+      words += "  to read and write with these, set in the environment:\n";
+    }
     return words + "  " + kz::kAbicVariable + "='" + kz::AbicTextOf(parameters) + "'\n";
   }
 

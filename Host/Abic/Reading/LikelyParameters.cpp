@@ -1,4 +1,4 @@
-#include "Host/Abic/LikelyParameters.h"
+#include "Host/Abic/Reading/LikelyParameters.h"
 
 #include <algorithm>
 #include <bit>

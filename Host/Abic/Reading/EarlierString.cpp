@@ -1,4 +1,4 @@
-#include "Host/Abic/EarlierString.h"
+#include "Host/Abic/Reading/EarlierString.h"
 
 #include <array>
 #include <cstdint>

@@ -1,10 +1,10 @@
-#include "Host/Abic/StringReading.h"
+#include "Host/Abic/Reading/StringReading.h"
 
 #include <algorithm>
 
 #include "Host/Abic/Coding/PackedRows.h"
 #include "Host/Abic/Coding/RowCoding.h"
-#include "Host/Abic/EarlierString.h"
+#include "Host/Abic/Reading/EarlierString.h"
 
 namespace {
 
